@@ -1,5 +1,7 @@
 #include "interface/Fence.h"
 
+#include <cstring>
+
 namespace Vorn::Vorncast {
 
 void EnterFence() {
@@ -16,11 +18,27 @@ void EnterFence() {
 }
 
 int ReportSeException(const char* file, int line, const SeException& fault) {
-    return SetLastError(UnhandledException, file, line, "SeException with code %d finally handled\n", fault.code);
+    return SetLastError(UnhandledException, file, line, "SeException with code %d finally handled\n",
+                        fault.code);
 }
 
 int ReportCppException(const char* file, int line) {
     return SetLastError(UnhandledException, file, line, "C++ exception finally handled\n");
+}
+
+int CopyTextTwoCall(const Buffer& source, int* size, char* text) {
+    int32_t length = source.TerminatedLength();
+    const char* bytes = length < 0 ? "" : source.Text();
+    int needed = (length < 0 ? 0 : length) + 1;
+    if (size == nullptr) {
+        return InvalidArgument;
+    }
+    if (text == nullptr) {
+        *size = needed;
+    } else if (*size >= needed) {
+        std::memcpy(text, bytes, static_cast<size_t>(needed));
+    }
+    return Success;
 }
 
 } // namespace Vorn::Vorncast

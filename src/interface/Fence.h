@@ -56,6 +56,23 @@ template <class Body> int Fence(const char* file, int line, Body&& body) {
 }
 
 // The object behind a handle when it is a T; null for zero, stale and foreign handles.
-template <class T> T* Resolve(int handle) { return DynamicClass::FromHandle<T>(handle); }
+template <class T> T* Resolve(int handle) {
+    return DynamicClass::FromHandle<T>(handle);
+}
+
+// The fence with the handle resolved to a T first; a zero, stale or foreign handle is InvalidHandle.
+template <class T, class Body> int FenceOn(const char* file, int line, int handle, Body&& body) {
+    return Fence(file, line, [&]() -> int {
+        T* object = Resolve<T>(handle);
+        if (object == nullptr) {
+            return SetLastError(InvalidHandle, file, line, "Invalid handle");
+        }
+        return body(*object);
+    });
+}
+
+// The two-call form of the name functions: with `text` null `*size` receives the length with its
+// terminator; with `text` given the bytes are copied only when `*size` is at least that length.
+int CopyTextTwoCall(const Buffer& source, int* size, char* text);
 
 } // namespace Vorn::Vorncast

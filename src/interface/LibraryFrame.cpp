@@ -14,7 +14,9 @@ LibraryState& Library() {
     return state;
 }
 
-uint32_t CurrentThreadId() { return static_cast<uint32_t>(gettid()); }
+uint32_t CurrentThreadId() {
+    return static_cast<uint32_t>(gettid());
+}
 
 int SetLastError(int status, const char* file, int line, const char* format, ...) {
     va_list arguments;

@@ -52,7 +52,8 @@ int SetLastError(int status, const char* file, int line, const char* format, ...
 // Records "Operation succeeded at <file>:<line>" and returns Success.
 int SetSuccess(const char* file, int line);
 // Formats the text and hands it to the log callback; without a callback nothing is written.
-void Log(const char* file, int line, int level, const char* format, ...) __attribute__((format(printf, 4, 5)));
+void Log(const char* file, int line, int level, const char* format, ...)
+    __attribute__((format(printf, 4, 5)));
 
 // The last-error text with its terminator, or "" when none was recorded.
 const char* LastErrorText();

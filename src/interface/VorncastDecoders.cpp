@@ -68,7 +68,8 @@ extern "C" VC_EXPORT int GetIppLibVersion(uint32_t* major, uint32_t* minor, uint
     return Success;
 }
 
-extern "C" VC_EXPORT int GetSDKVersion(uint32_t* major, uint32_t* minor, uint32_t* revision, uint32_t* build) {
+extern "C" VC_EXPORT int GetSDKVersion(uint32_t* major, uint32_t* minor, uint32_t* revision,
+                                       uint32_t* build) {
     *major = 3;
     *minor = 4;
     *revision = 0;

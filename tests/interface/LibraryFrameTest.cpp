@@ -70,10 +70,10 @@ TEST_F(LibraryFrameTest, SizeCallReturnsOneAndFreesTheGuard) {
 }
 
 TEST_F(LibraryFrameTest, FenceTurnsExceptionsIntoStatusAndClearsGuard) {
-    int status = Fence("DllInterface\\Test", 3, [] () -> int { throw SeException{-1073741819}; });
+    int status = Fence("DllInterface\\Test", 3, []() -> int { throw SeException{-1073741819}; });
     EXPECT_EQ(status, UnhandledException);
     EXPECT_EQ(FetchLastError(), "SeException with code -1073741819 finally handled\n (DllInterface\\Test:3)");
-    status = Fence("DllInterface\\Test", 4, [] () -> int { throw 42; });
+    status = Fence("DllInterface\\Test", 4, []() -> int { throw 42; });
     EXPECT_EQ(status, UnhandledException);
     EXPECT_EQ(FetchLastError(), "C++ exception finally handled\n (DllInterface\\Test:4)");
     EXPECT_EQ(Library().guardThread, NoThread);

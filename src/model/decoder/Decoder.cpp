@@ -23,7 +23,9 @@ Decoder::~Decoder() {
     delete info;
 }
 
-void Decoder::AddTrack(Track* track) { tracks.Add(Box<Track>(track)); }
+void Decoder::AddTrack(Track* track) {
+    tracks.Add(Box<Track>(track));
+}
 
 void Decoder::DeleteTracks() {
     for (auto* node = tracks.Head(); node != nullptr; node = node->next) {
@@ -40,7 +42,9 @@ Buffer Decoder::GetResourceURL(int32_t index) {
     return resources.GetItemPointer(index)->url;
 }
 
-Buffer Decoder::GetQueryDescription() { return Buffer(); }
+Buffer Decoder::GetQueryDescription() {
+    return Buffer();
+}
 
 int Decoder::GetTrackCount(int32_t* count) {
     if (count == nullptr) {
@@ -61,7 +65,9 @@ int Decoder::GetTrack(int32_t index, Track** track) {
     return Success;
 }
 
-int Decoder::Initialise() { return Success; }
+int Decoder::Initialise() {
+    return Success;
+}
 
 int Decoder::AddResource(const Buffer& url, int32_t kind) {
     resources.Add(Resource{url, kind});
@@ -83,7 +89,9 @@ int Decoder::ClearResources() {
     return Success;
 }
 
-int32_t Decoder::GetResourceCount() { return resources.Count(); }
+int32_t Decoder::GetResourceCount() {
+    return resources.Count();
+}
 
 int Decoder::SetDecoderInfo(const DecoderInfo& entry) {
     *info = entry;

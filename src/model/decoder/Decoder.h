@@ -22,8 +22,8 @@ public:
     virtual int Query(const Buffer& url, int32_t detail, QueryResult* result) = 0;
     // A readable text about the last Query; empty when the decoder has none.
     virtual Buffer GetQueryDescription();
-    virtual int Load(const Buffer& url, ProgressCallback progress, MessageCallback message, AbortOperation abort,
-                     int32_t* resourceCount) = 0;
+    virtual int Load(const Buffer& url, ProgressCallback progress, MessageCallback message,
+                     AbortOperation abort, int32_t* resourceCount) = 0;
     virtual int Close() = 0;
     virtual int GetTrackCount(int32_t* count);
     virtual int GetTrack(int32_t index, Track** track);

@@ -13,6 +13,8 @@ struct DecoderInfo : VcPublicDecoderInfo {
 };
 
 // Display names, patterns and extensions of an entry live as long as the collection that gave it.
-inline const VcPublicDecoderInfo& PublicPart(const DecoderInfo& info) { return info; }
+inline const VcPublicDecoderInfo& PublicPart(const DecoderInfo& info) {
+    return info;
+}
 
 } // namespace Vorn::Vorncast

@@ -7,7 +7,9 @@ namespace {
 constexpr const char* SourceFile = "Decoders\\Track";
 }
 
-Track::Track() { SetName(Buffer("")); }
+Track::Track() {
+    SetName(Buffer(""));
+}
 
 Track::~Track() {
     for (auto* node = streams.Head(); node != nullptr; node = node->next) {
@@ -22,8 +24,8 @@ void Track::SetName(const Buffer& text) {
 }
 
 void Track::AddStream(Stream* stream) {
-    Log(SourceFile, __LINE__, LogTrace, "Track::AddStream track 0x%x   stream0x%x\n", static_cast<unsigned>(Handle()),
-        static_cast<unsigned>(stream->Handle()));
+    Log(SourceFile, __LINE__, LogTrace, "Track::AddStream track 0x%x   stream0x%x\n",
+        static_cast<unsigned>(Handle()), static_cast<unsigned>(stream->Handle()));
     streams.Add(Box<Stream>(stream));
     streamCount = streams.Count();
 }

@@ -26,7 +26,9 @@ Buffer Buffer::FromBytes(const void* bytes, int32_t count) {
     return buffer;
 }
 
-Buffer::Buffer(const Buffer& other) : offset(other.offset) { Hold(other.value); }
+Buffer::Buffer(const Buffer& other) : offset(other.offset) {
+    Hold(other.value);
+}
 
 Buffer& Buffer::operator=(const Buffer& other) {
     if (value != other.value) {
@@ -41,7 +43,9 @@ Buffer& Buffer::operator=(const Buffer& other) {
     return *this;
 }
 
-Buffer::~Buffer() { Drop(); }
+Buffer::~Buffer() {
+    Drop();
+}
 
 void Buffer::Hold(BufferValue* newValue) {
     value = newValue;
@@ -85,7 +89,9 @@ uint8_t* Buffer::Data() const {
     return value->data + offset;
 }
 
-int32_t Buffer::Size() const { return value != nullptr ? value->size : 0; }
+int32_t Buffer::Size() const {
+    return value != nullptr ? value->size : 0;
+}
 
 int32_t Buffer::TerminatedLength() const {
     const uint8_t* data = Data();

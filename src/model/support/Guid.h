@@ -13,6 +13,8 @@ using Guid = VcGuid;
 // into the Windows binary layout. False, with `guid` zeroed, on any other text.
 bool ParseGuid(std::string_view text, Guid* guid);
 
-inline bool SameGuid(const Guid& a, const Guid& b) { return std::memcmp(&a, &b, sizeof(Guid)) == 0; }
+inline bool SameGuid(const Guid& a, const Guid& b) {
+    return std::memcmp(&a, &b, sizeof(Guid)) == 0;
+}
 
 } // namespace Vorn

@@ -86,6 +86,8 @@ void HandleSource::Destroy(int handle) {
     TheTable().freeSlots.push_back(static_cast<uint32_t>(slot - TheTable().slots.data()));
 }
 
-int HandleSource::LiveCount() { return TheTable().live; }
+int HandleSource::LiveCount() {
+    return TheTable().live;
+}
 
 } // namespace Vorn

@@ -6,7 +6,9 @@
 namespace Vorn::Path {
 namespace {
 
-Buffer BufferOf(std::string_view text) { return Buffer::FromBytes(text.data(), static_cast<int32_t>(text.size())); }
+Buffer BufferOf(std::string_view text) {
+    return Buffer::FromBytes(text.data(), static_cast<int32_t>(text.size()));
+}
 
 std::string_view PathPart(std::string_view path) {
     size_t semicolon = path.find(';');
@@ -65,8 +67,12 @@ int32_t PathPartLength(const Buffer* path) {
     return PathPartLength(text);
 }
 
-bool ScanNameStrict(std::string_view path, NameScan* scan) { return Scan(path, true, scan); }
-bool ScanName(std::string_view path, NameScan* scan) { return Scan(path, false, scan); }
+bool ScanNameStrict(std::string_view path, NameScan* scan) {
+    return Scan(path, true, scan);
+}
+bool ScanName(std::string_view path, NameScan* scan) {
+    return Scan(path, false, scan);
+}
 
 bool HasExtension(std::string_view path) {
     NameScan scan;

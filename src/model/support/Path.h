@@ -11,7 +11,9 @@ namespace Vorn::Path {
 // offset in hexadecimal). Every helper that takes a Buffer requires the text to be terminated
 // inside the buffer and reports failure (false, or -1) otherwise.
 
-inline bool IsSeparator(char c) { return c == '\\' || c == '/'; }
+inline bool IsSeparator(char c) {
+    return c == '\\' || c == '/';
+}
 
 // Length of the path before its ';' tail; one less when a separator stands right before the ';'.
 // -1 for a null or unterminated buffer.

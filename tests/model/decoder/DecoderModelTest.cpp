@@ -34,7 +34,8 @@ public:
         result->canLoad = 1;
         return Success;
     }
-    int Load(const Buffer& url, ProgressCallback, MessageCallback, AbortOperation, int32_t* resourceCount) override {
+    int Load(const Buffer& url, ProgressCallback, MessageCallback, AbortOperation,
+             int32_t* resourceCount) override {
         for (int t = 0; t < 2; ++t) {
             auto* track = new Track;
             track->AddStream(new FixedStream);
@@ -53,7 +54,9 @@ public:
     int initialised = 0;
 };
 
-std::string LastError() { return LastErrorText(); }
+std::string LastError() {
+    return LastErrorText();
+}
 
 } // namespace
 

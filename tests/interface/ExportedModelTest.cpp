@@ -1,0 +1,242 @@
+// Decoders, tracks and streams reached through the exported functions and their handles.
+#include "interface/LibraryFrame.h"
+#include "model/decoder/Decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+using namespace Vorn::Vorncast;
+using Vorn::Buffer;
+
+namespace {
+
+class CountingStream : public Stream {
+public:
+    CountingStream(int32_t streamType, int frames) : frames(frames) {
+        type = streamType;
+        SetName(Buffer(streamType == StreamVideo ? "video" : "audio"));
+        if (streamType == StreamVideo) {
+            auto* video = new VideoSampleDescription;
+            video->width = 4;
+            video->height = 2;
+            description = video;
+        } else {
+            auto* audio = new AudioSampleDescription;
+            audio->sampleRate = 8000;
+            audio->bitsPerSample = 16;
+            audio->channels = 1;
+            audio->maxSampleBytes = 320;
+            description = audio;
+        }
+    }
+    ~CountingStream() override { delete description; }
+
+    int GoToTime(SeekRequest request, Sample* sample) override {
+        position = static_cast<int>(request.targetTime);
+        return Deliver(sample);
+    }
+    int GetNextSample(SampleRequest, Sample* sample) override {
+        ++position;
+        return Deliver(sample);
+    }
+    int GetPreviousSample(SampleRequest, Sample* sample) override {
+        --position;
+        return Deliver(sample);
+    }
+    SampleDescription* GetSampleDescription(int handle) override {
+        return handle == description->Handle() ? description : nullptr;
+    }
+
+    int Deliver(Sample* sample) {
+        if (position < 0) {
+            position = -1;
+            return EndOfStreamBeforeStart;
+        }
+        if (position >= frames) {
+            position = frames;
+            return EndOfStreamAfterEnd;
+        }
+        sample->uncompressedSize = 24;
+        sample->uncompressedData = new uint8_t[24]();
+        sample->descriptionHandle = description->Handle();
+        sample->time.recordedTime = sample->time.streamTime = position;
+        return Success;
+    }
+
+    SampleDescription* description;
+    int frames;
+    int position = -1;
+};
+
+class OneTrackDecoder : public Decoder {
+public:
+    int Query(const Buffer& url, int32_t, QueryResult* result) override {
+        lastUrl = url.Text();
+        result->canLoad = 1;
+        return Success;
+    }
+    int Load(const Buffer& url, ProgressCallback, MessageCallback, AbortOperation, int32_t* resourceCount) override {
+        auto* track = new Track;
+        track->SetName(Buffer("Camera 1"));
+        track->startTime.recordedTime = 100;
+        track->endTime.recordedTime = 200;
+        track->AddStream(new CountingStream(StreamVideo, 3));
+        track->AddStream(new CountingStream(StreamAudio, 3));
+        AddTrack(track);
+        AddResource(url, 0);
+        ++*resourceCount;
+        return Success;
+    }
+    int Close() override { return Success; }
+    std::string lastUrl;
+};
+
+std::string LastError() {
+    uint32_t size = 0;
+    GetVcLastError(&size, nullptr);
+    std::string text(size, '\0');
+    GetVcLastError(&size, text.data());
+    text.pop_back();
+    return text;
+}
+
+bool StartsWith(const std::string& text, const std::string& prefix) { return text.rfind(prefix, 0) == 0; }
+
+class ExportedModelTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VcInitRecord record{};
+        InitVorncastDecoders(record);
+        decoder = new OneTrackDecoder;
+        const char url[] = "/rec/cam.vid";
+        int resources = 0;
+        ASSERT_EQ(Decoder_Load(decoder->Handle(), 12, url, nullptr, nullptr, nullptr, &resources), 0);
+        ASSERT_EQ(resources, 1);
+        ASSERT_EQ(Decoder_GetTrack(decoder->Handle(), 0, &track), 0);
+        ASSERT_EQ(Track_GetStream(track, 0, &video), 0);
+        ASSERT_EQ(Track_GetStream(track, 1, &audio), 0);
+    }
+    void TearDown() override {
+        if (decoder != nullptr) {
+            Decoder_Release(decoder->Handle());
+        }
+    }
+    OneTrackDecoder* decoder = nullptr;
+    int track = 0;
+    int video = 0;
+    int audio = 0;
+};
+
+} // namespace
+
+TEST_F(ExportedModelTest, QueryPassesTheUrlWithItsLengthOnly) {
+    VcQueryResult result{};
+    EXPECT_EQ(Decoder_Query(decoder->Handle(), 4, "/rec/cam.vid", 0, &result), 0);
+    EXPECT_EQ(decoder->lastUrl, "/rec");
+    EXPECT_EQ(result.canLoad, 1);
+}
+
+TEST_F(ExportedModelTest, NamesUseTheTwoCallForm) {
+    int size = 0;
+    EXPECT_EQ(Track_GetName(track, &size, nullptr), 0);
+    EXPECT_EQ(size, 9);
+    char small[4] = {'x', 'x', 'x', 'x'};
+    int tooSmall = 4;
+    EXPECT_EQ(Track_GetName(track, &tooSmall, small), 0);
+    EXPECT_EQ(std::memcmp(small, "xxxx", 4), 0);
+    char name[9];
+    EXPECT_EQ(Track_GetName(track, &size, name), 0);
+    EXPECT_STREQ(name, "Camera 1");
+    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
+
+    EXPECT_EQ(Stream_GetName(audio, &size, nullptr), 0);
+    EXPECT_EQ(size, 6);
+    uint32_t urlSize = 0;
+    EXPECT_EQ(Decoder_GetResourceURL(decoder->Handle(), 0, &urlSize, nullptr), 0);
+    std::string url(urlSize, '\0');
+    EXPECT_EQ(Decoder_GetResourceURL(decoder->Handle(), 0, &urlSize, url.data()), 0);
+    EXPECT_STREQ(url.c_str(), "/rec/cam.vid");
+}
+
+TEST_F(ExportedModelTest, InfoRecordsCopyTheTrackAndStreamFields) {
+    VcTrackInfo info;
+    std::memset(&info, 0xAB, sizeof info);
+    EXPECT_EQ(Track_GetInfo(track, &info), 0);
+    EXPECT_EQ(info.nameSize, 9);
+    EXPECT_EQ(info.streamCount, 2);
+    EXPECT_EQ(info.startTime.recordedTime, 100);
+    EXPECT_EQ(info.endTime.recordedTime, 200);
+    EXPECT_EQ(info.endTime.zoneKnown, 0);
+    VcStreamInfo streamInfo{};
+    EXPECT_EQ(Stream_GetInfo(audio, &streamInfo), 0);
+    EXPECT_EQ(streamInfo.type, StreamAudio);
+    EXPECT_EQ(streamInfo.nameSize, 6);
+}
+
+TEST_F(ExportedModelTest, StepsDeliverAndReleaseSamplesAndReportBothEnds) {
+    VcSampleRequest request{};
+    VcSample sample{};
+    sample.uncompressedData = reinterpret_cast<uint8_t*>(&sample); // cleared by the step before it runs
+    EXPECT_EQ(Stream_GetPreviousSample(video, request, &sample), EndOfStreamBeforeStart);
+    EXPECT_EQ(sample.uncompressedData, nullptr);
+    for (int frame = 0; frame < 3; ++frame) {
+        ASSERT_EQ(Stream_GetNextSample(video, request, &sample), 0);
+        EXPECT_EQ(sample.time.streamTime, frame);
+        EXPECT_EQ(Stream_ReleaseSample(video, sample), 0);
+    }
+    EXPECT_EQ(Stream_GetNextSample(video, request, &sample), EndOfStreamAfterEnd);
+    EXPECT_EQ(sample.uncompressedData, nullptr);
+    VcSeekRequest seek{};
+    seek.targetTime = 1;
+    ASSERT_EQ(Stream_GoToTime(video, seek, &sample), 0);
+    EXPECT_EQ(sample.time.recordedTime, 1);
+
+    VcPublicVideoDescription description{};
+    EXPECT_EQ(Stream_GetVideoSampleDescription(video, sample.descriptionHandle, &description), 0);
+    EXPECT_EQ(description.width, 4);
+    EXPECT_EQ(description.height, 2);
+    EXPECT_EQ(description.bytesPerPixel, 3);
+    EXPECT_EQ(description.aspectNumerator, 1);
+    EXPECT_EQ(description.format, 1);
+    EXPECT_EQ(Stream_ReleaseSample(video, sample), 0);
+    EXPECT_EQ(Stream_GetNextSample(video, request, nullptr), InvalidArgument);
+}
+
+TEST_F(ExportedModelTest, DescriptionsAreCheckedByStreamTypeAndOwner) {
+    VcSample sample{};
+    ASSERT_EQ(Stream_GetNextSample(audio, VcSampleRequest{}, &sample), 0);
+    VcPublicVideoDescription video{};
+    EXPECT_EQ(Stream_GetVideoSampleDescription(audio, sample.descriptionHandle, &video), InvalidHandle);
+    EXPECT_TRUE(StartsWith(LastError(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
+    VcPublicAudioDescription description{};
+    EXPECT_EQ(Stream_GetAudioSampleDescription(audio, sample.descriptionHandle, &description), 0);
+    EXPECT_EQ(description.sampleRate, 8000);
+    EXPECT_EQ(description.maxSampleBytes, 320);
+    EXPECT_EQ(Stream_GetAudioSampleDescription(audio, track, &description), InvalidHandle);
+    EXPECT_TRUE(StartsWith(LastError(), "SampleDescription not obtained from handle ("));
+    Stream_ReleaseSample(audio, sample);
+}
+
+TEST_F(ExportedModelTest, BadIndexesAndStaleHandles) {
+    int out = 0;
+    EXPECT_EQ(Decoder_GetTrack(decoder->Handle(), 1, &out), InvalidArgument);
+    EXPECT_TRUE(StartsWith(LastError(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_EQ(Track_GetStream(track, 2, &out), InvalidArgument);
+    EXPECT_TRUE(StartsWith(LastError(), "streamNumber ("));
+
+    int released = decoder->Handle();
+    decoder = nullptr;
+    EXPECT_EQ(Decoder_Release(released), 0);
+    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
+    int count = 0;
+    EXPECT_EQ(Decoder_GetTrackCount(released, &count), InvalidHandle);
+    EXPECT_TRUE(StartsWith(LastError(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_EQ(Track_GetInfo(track, nullptr), InvalidHandle);
+    VcSample sample{};
+    EXPECT_EQ(Stream_GetNextSample(video, VcSampleRequest{}, &sample), InvalidHandle);
+    EXPECT_EQ(Decoder_Close(0), InvalidHandle);
+    EXPECT_EQ(Stream_GetName(track, &count, nullptr), InvalidHandle); // a handle of another kind
+    EXPECT_EQ(Library().guardThread, NoThread);
+}
