@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/decoder/DecoderInfo.h"
 #include "model/decoder/ModelTypes.h"
 #include "model/decoder/Track.h"
@@ -12,7 +14,7 @@ namespace Vorn::Vorncast {
 
 // A decoder reads one file set and offers its content as tracks; it owns them, and with them
 // their streams, so that every handle dies with the decoder.
-class Decoder : public DynamicClass {
+class VORN_PLUGIN_API Decoder : public DynamicClass {
 public:
     Decoder();
     ~Decoder() override;

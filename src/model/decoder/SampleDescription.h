@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/support/DynamicClass.h"
 
 #include <cstdint>
@@ -7,9 +9,9 @@
 namespace Vorn::Vorncast {
 
 // Describes the data of samples; its handle is what Sample.descriptionHandle holds.
-class SampleDescription : public DynamicClass {};
+class VORN_PLUGIN_API SampleDescription : public DynamicClass {};
 
-class VideoSampleDescription : public SampleDescription {
+class VORN_PLUGIN_API VideoSampleDescription : public SampleDescription {
 public:
     int32_t width = 0;
     int32_t height = 0;
@@ -21,7 +23,7 @@ public:
     int32_t ImageBytes() const { return width * height * bytesPerPixel; }
 };
 
-class AudioSampleDescription : public SampleDescription {
+class VORN_PLUGIN_API AudioSampleDescription : public SampleDescription {
 public:
     int32_t sampleRate = 0;
     int32_t bitsPerSample = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/decoder/ModelTypes.h"
 #include "model/decoder/SampleDescription.h"
 #include "model/support/Buffer.h"
@@ -8,7 +10,7 @@
 namespace Vorn::Vorncast {
 
 // One stream of a track: video (type 1) or audio (type 2), stepped and sought by stream time.
-class Stream : public DynamicClass {
+class VORN_PLUGIN_API Stream : public DynamicClass {
 public:
     virtual int GoToTime(SeekRequest request, Sample* sample) = 0;
     virtual int GetNextSample(SampleRequest request, Sample* sample) = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/decoder/ModelTypes.h"
 #include "model/decoder/Stream.h"
 #include "model/support/Box.h"
@@ -10,7 +12,7 @@
 namespace Vorn::Vorncast {
 
 // A track of a decoder, usually one camera or one title. It owns its streams.
-class Track : public DynamicClass {
+class VORN_PLUGIN_API Track : public DynamicClass {
 public:
     Track();
     ~Track() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/support/ReferenceCountObject.h"
 
 #include <cstdint>
@@ -8,7 +10,7 @@ namespace Vorn {
 
 // A reference-counted byte array with a read offset; also the system's string type (texts are
 // stored with their terminator). Copies share the array: a write through one is seen by all.
-class Buffer {
+class VORN_PLUGIN_API Buffer {
 public:
     Buffer() = default;
     explicit Buffer(int32_t size);

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include "model/support/HandleSource.h"
 
 namespace Vorn {
 
 // Root of every object that crosses the C boundary: it holds its handle for its whole life.
-class DynamicClass {
+class VORN_PLUGIN_API DynamicClass {
 public:
     DynamicClass() : handle(HandleSource::Create(this)) {}
     DynamicClass(const DynamicClass&) = delete;

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "model/support/Visibility.h"
+
 #include <cstdint>
 
 namespace Vorn {
 
 // Base of shared values. The count is plain: shared values never cross threads. A new object
 // has count 0 until its first holder counts itself; the holder that brings it back to 0 deletes it.
-class ReferenceCountObject {
+class VORN_PLUGIN_API ReferenceCountObject {
 public:
     virtual ~ReferenceCountObject() = 0;
 
