@@ -79,7 +79,7 @@ TEST_F(HelpersTest, DefaultTrackInfoSaysThereIsNone) {
     EXPECT_EQ(last.streamTime, 0);
 }
 
-// ---- Time span and picture format ----
+// ---- Time span ----
 
 TEST_F(HelpersTest, TimeSpanFromRecordsFillsMissingStreamTimes) {
     FrameTimes first = Times(1000, 0);
@@ -117,48 +117,6 @@ TEST_F(HelpersTest, TimeSpanFromTicksSetsBothTimesAndClearsTheRest) {
     EXPECT_EQ(first.zoneKnown, 0);
     EXPECT_EQ(last.recordedTime, 630000000100000000);
     EXPECT_EQ(last.streamTime, 630000000100000000);
-}
-
-TEST_F(HelpersTest, ImageFormatIsGivenBackByImageInfo) {
-    decoder.SetImageFormat(352, 288, 16, 9, false, 12);
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t aspectX = 0;
-    int32_t aspectY = 0;
-    bool colour = true;
-    decoder.GetImageInfo(&width, &height, &aspectX, &aspectY, &colour);
-    EXPECT_EQ(width, 352);
-    EXPECT_EQ(height, 288);
-    EXPECT_EQ(aspectX, 16);
-    EXPECT_EQ(aspectY, 9);
-    EXPECT_FALSE(colour);
-    EXPECT_EQ(decoder.GetTotalFrames(), 12);
-}
-
-TEST_F(HelpersTest, NewDecoderDescribesADefaultPicture) {
-    int32_t width = -1;
-    int32_t height = -1;
-    int32_t aspectX = 0;
-    int32_t aspectY = 0;
-    bool colour = false;
-    decoder.GetImageInfo(&width, &height, &aspectX, &aspectY, &colour);
-    EXPECT_EQ(width, 0);
-    EXPECT_EQ(height, 0);
-    EXPECT_EQ(aspectX, 4);
-    EXPECT_EQ(aspectY, 3);
-    EXPECT_TRUE(colour);
-    EXPECT_TRUE(decoder.GetHasVideo());
-    EXPECT_FALSE(decoder.GetHasAudio());
-    EXPECT_TRUE(decoder.GetSequentialFlag());
-    EXPECT_FALSE(decoder.GetRandomAccessFlag());
-    EXPECT_EQ(decoder.GetFramePeriod(), 200000u);
-    EXPECT_EQ(decoder.GetCurrentFrame(), -1);
-    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
-    EXPECT_FALSE(decoder.GetInfoFlagA());
-    EXPECT_TRUE(decoder.GetInfoFlagB());
-    EXPECT_FALSE(decoder.GetInfoFlagC());
-    EXPECT_FALSE(decoder.GetInfoFlagD());
-    EXPECT_TRUE(decoder.GetInfoFlagE());
 }
 
 // ---- Frame information ----
@@ -327,12 +285,6 @@ TEST_F(HelpersTest, AbortCallbackAnswerIsLatched) {
 
     decoder.Query("/rec/a.vid", 0);
     EXPECT_FALSE(decoder.IsAborted());
-}
-
-TEST_F(HelpersTest, AbortWithoutCallbackIsAFlag) {
-    EXPECT_FALSE(decoder.IsAborted());
-    decoder.Abort();
-    EXPECT_TRUE(decoder.IsAborted());
 }
 
 TEST_F(HelpersTest, ProgressGoesToTheCallbackWhenThereIsOne) {
