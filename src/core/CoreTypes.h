@@ -13,6 +13,10 @@ using FrameTimes = VcFrameTimes;
 constexpr int CameraNameLength = 64;
 constexpr int MaxCameras = 128;
 constexpr int MaxPathLength = 261;
+// Bytes of a camera bit mask: one bit for each of the 128 camera numbers, camera 0 in the least
+// significant bit of the first byte.
+constexpr int CameraMaskBytes = MaxCameras / 8;
+constexpr int TrackNameLength = 256;
 
 #pragma pack(push, 1)
 // A camera number and its name, packed: 66 bytes.
@@ -49,6 +53,20 @@ enum DecoderState : int32_t {
     DDS_QUERYING = 9,
     DDS_QUERIED = 10,
 };
+
+// Callbacks the core calls on the caller's thread.
+using CoreProgressCallback = void (*)(double fraction);
+using CoreLogCallback = void (*)(int32_t severity, const char* text);
+// Non-zero asks the running phase to stop.
+using CoreAbortCallback = int32_t (*)();
+// Expands `pattern` below `directory` (at most `depth` levels of subdirectories) into a text of
+// relative paths, each ended by ';', allocated with new[]; see core/filelists/DirectoryWalk.h.
+using CoreListCallback = void (*)(const char* directory, const char* pattern, int32_t depth, bool* ok,
+                                  uint32_t* length, char** list);
+
+// An event a decoder's worker signals and the client waits on (core/decoder/WaitEvent.h).
+class WaitEvent;
+using WaitObject = WaitEvent*;
 
 // How a client operation ended.
 enum FileClientResult : int32_t {
