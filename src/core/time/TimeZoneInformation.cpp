@@ -61,31 +61,27 @@ bool ChangeTicks(int32_t year, const SystemTime& rule, int64_t* ticks) {
     return true;
 }
 
-// Whether `localTicks` lies at or after the change of `rule` in its own year.
-bool IsAtOrAfterChange(int64_t localTicks, const SystemTime& rule, bool* after) {
-    SystemTime local;
-    int64_t change = 0;
-    if (!SystemTimeFromTicks(localTicks, &local) || !ChangeTicks(local.wYear, rule, &change)) {
-        return false;
-    }
-    *after = localTicks >= change;
-    return true;
-}
-
-// The daylight test is made twice: the standard date against the clock that runs in summer and
-// the daylight date against the clock that runs in winter, as each change is written in the time
-// that holds before it.
+// Each change is written in the clock that runs before it: the daylight date in winter time, the
+// standard date in summer time. Both are taken in the year of the winter clock, so that a time
+// near the new year is judged by one year's pair of changes.
 bool IsDaylightAt(const TimeZoneInformation& zone, int64_t universalTicks, bool* daylight) {
-    int64_t summerClock = universalTicks - int64_t{zone.Bias + zone.DaylightBias} * TicksPerMinute;
-    int64_t winterClock = universalTicks - int64_t{zone.Bias + zone.StandardBias} * TicksPerMinute;
-    bool afterStandard = false;
-    bool afterDaylight = false;
-    if (!IsAtOrAfterChange(summerClock, zone.StandardDate, &afterStandard) ||
-        !IsAtOrAfterChange(winterClock, zone.DaylightDate, &afterDaylight)) {
+    int64_t winterBias = int64_t{zone.Bias + zone.StandardBias} * TicksPerMinute;
+    int64_t summerBias = int64_t{zone.Bias + zone.DaylightBias} * TicksPerMinute;
+    SystemTime winterClock;
+    int64_t daylightStart = 0;
+    int64_t standardStart = 0;
+    if (!SystemTimeFromTicks(universalTicks - winterBias, &winterClock) ||
+        !ChangeTicks(winterClock.wYear, zone.DaylightDate, &daylightStart) ||
+        !ChangeTicks(winterClock.wYear, zone.StandardDate, &standardStart)) {
         return false;
     }
-    bool northern = zone.DaylightDate.wMonth < zone.StandardDate.wMonth;
-    *daylight = northern ? (afterDaylight && !afterStandard) : (afterDaylight || !afterStandard);
+    daylightStart += winterBias;
+    standardStart += summerBias;
+    if (daylightStart <= standardStart) {
+        *daylight = universalTicks >= daylightStart && universalTicks < standardStart;
+    } else {
+        *daylight = universalTicks >= daylightStart || universalTicks < standardStart;
+    }
     return true;
 }
 
