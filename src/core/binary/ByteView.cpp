@@ -100,20 +100,6 @@ bool ByteReader::Seek(size_t newPosition) {
     return true;
 }
 
-bool ByteReader::Skip(size_t count) {
-    return Claim(count) != ByteView::npos;
-}
-
-size_t ByteReader::Claim(size_t count) {
-    if (failed || !view.Has(position, count)) {
-        failed = true;
-        return ByteView::npos;
-    }
-    size_t at = position;
-    position += count;
-    return at;
-}
-
 ByteView ByteReader::Bytes(size_t count) {
     size_t at = Claim(count);
     return at != ByteView::npos ? ByteView(view.Data() + at, count) : ByteView();

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -25,10 +26,13 @@ public:
 
     constexpr ByteView() = default;
     constexpr ByteView(const uint8_t* data, size_t size) : data(data), size(data != nullptr ? size : 0) {}
-    ByteView(const void* data, size_t size) : ByteView(static_cast<const uint8_t*>(data), size) {}
-    // The whole array of the buffer, regardless of its read offset.
+    // Any one-byte element type (char, std::byte, int8_t); a null pointer gives an empty view.
+    template <class Byte>
+    requires(sizeof(Byte) == 1 && !std::is_same_v<Byte, uint8_t>) ByteView(const Byte* data, size_t size)
+        : ByteView(reinterpret_cast<const uint8_t*>(data), size) {}
+    // The buffer's bytes from its read offset on.
     explicit ByteView(const Buffer& buffer)
-        : ByteView(buffer.Data(), buffer.Size() > 0 ? static_cast<size_t>(buffer.Size()) : 0) {}
+        : ByteView(buffer.Data(), buffer.Length() > 0 ? static_cast<size_t>(buffer.Length()) : 0) {}
 
     const uint8_t* Data() const { return data; }
     size_t Size() const { return size; }
@@ -47,7 +51,8 @@ public:
     // Everything from `at` on.
     ByteView From(size_t at) const { return Sub(at, npos); }
 
-    // True when the bytes at `at` equal `tag` ("RIFF", "\x00\x00\x01\xBA").
+    // True when the bytes at `at` equal `tag`: "RIFF", or "\x00\x00\x01\xBA"sv (a tag holding NUL
+    // bytes needs the sv suffix, or it ends at the first of them).
     bool Matches(size_t at, std::string_view tag) const;
     // The offset of the first occurrence of `pattern` at or after `from`, or npos.
     size_t Find(std::string_view pattern, size_t from = 0) const;
@@ -131,7 +136,7 @@ public:
 
     // Positions at or before the end are allowed (the end itself included).
     bool Seek(size_t newPosition);
-    bool Skip(size_t count);
+    bool Skip(size_t count) { return Claim(count) != ByteView::npos; }
 
     uint8_t U8() { return Next<uint8_t, ByteOrder::Little>(); }
     int8_t I8() { return Next<int8_t, ByteOrder::Little>(); }
@@ -161,7 +166,15 @@ public:
 
 private:
     // Claims `count` bytes: their offset, or npos after a failure.
-    size_t Claim(size_t count);
+    size_t Claim(size_t count) {
+        if (failed || !view.Has(position, count)) [[unlikely]] {
+            failed = true;
+            return ByteView::npos;
+        }
+        size_t at = position;
+        position += count;
+        return at;
+    }
 
     template <class T, ByteOrder order> T Next() {
         size_t at = Claim(sizeof(T));

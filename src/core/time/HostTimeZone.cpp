@@ -65,15 +65,16 @@ bool FindDaylightChanges(int32_t year, Change (&changes)[2]) {
         return false;
     }
     int found = 0;
-    for (int64_t day = start + SecondsPerDay; day - SecondsPerDay < end; day += SecondsPerDay) {
+    for (int64_t earlier = start; earlier < end; earlier += SecondsPerDay) {
+        int64_t later = std::min(earlier + SecondsPerDay, end);
         Clock next;
-        if (!ClockAt(day, &next)) {
+        if (!ClockAt(later, &next)) {
             return false;
         }
         if (next.utcOffset == current.utcOffset) {
             continue;
         }
-        if (found == 2 || !FindChange(day - SecondsPerDay, current, day, &changes[found])) {
+        if (found == 2 || !FindChange(earlier, current, later, &changes[found])) {
             return false;
         }
         current = changes[found++].after;

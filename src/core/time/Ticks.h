@@ -28,7 +28,7 @@ int64_t TicksFromSystemTime(int32_t year, int32_t month, int32_t day, int32_t ho
 int64_t TicksFromUnixSeconds(int32_t seconds);
 int64_t TicksFromUnixMilliseconds(uint64_t milliseconds);
 
-// False, with `time` untouched, for ticks before 1601 or past the last file time.
+// False, with `time` untouched, for ticks before 1601.
 bool SystemTimeFromTicks(int64_t ticks, SystemTime* time);
 
 // Position of a frame within a load, 0.0 to 1.0: frame `index` (counted from 1) of `count`, with
