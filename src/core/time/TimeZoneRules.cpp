@@ -22,6 +22,7 @@ int32_t FirstWeekdayKey(int32_t year, int32_t month) {
     return key;
 }
 
+// A date that does not exist counts as file time 0.
 int64_t TicksOrEpoch(const SystemTime& time) {
     uint64_t fileTime = 0;
     SystemTimeToFileTime(time, &fileTime);
