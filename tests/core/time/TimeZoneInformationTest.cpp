@@ -1,0 +1,219 @@
+#include "core/time/TimeZoneInformation.h"
+#include "core/time/HostTimeZone.h"
+#include "core/time/Ticks.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+using namespace Vorn::Vorncast::Decoders;
+using Vorn::SystemTime;
+
+namespace {
+
+constexpr uint16_t Sunday = 0;
+
+SystemTime Rule(uint16_t month, uint16_t week, uint16_t hour) {
+    return SystemTime{0, month, Sunday, week, hour, 0, 0, 0};
+}
+
+SystemTime Utc(uint16_t year, uint16_t month, uint16_t day, uint16_t hour, uint16_t minute = 0,
+               uint16_t second = 0) {
+    return SystemTime{year, month, 0, day, hour, minute, second, 0};
+}
+
+void ExpectRule(const SystemTime& actual, const SystemTime& expected) {
+    EXPECT_EQ(actual.wYear, expected.wYear);
+    EXPECT_EQ(actual.wMonth, expected.wMonth);
+    EXPECT_EQ(actual.wDayOfWeek, expected.wDayOfWeek);
+    EXPECT_EQ(actual.wDay, expected.wDay);
+    EXPECT_EQ(actual.wHour, expected.wHour);
+    EXPECT_EQ(actual.wMinute, expected.wMinute);
+    EXPECT_EQ(actual.wSecond, expected.wSecond);
+}
+
+// The local ticks of a UTC time, or -1 when the conversion fails.
+int64_t LocalTicks(const TimeZoneInformation& zone, const SystemTime& universal) {
+    SystemTime local{};
+    return SystemTimeToTzSpecificLocalTime(zone, universal, &local) ? TicksFromSystemTime(local) : -1;
+}
+
+int64_t Ticks(const SystemTime& time) {
+    return TicksFromSystemTime(time);
+}
+
+std::u16string Name(const char16_t (&name)[32]) {
+    return std::u16string(name);
+}
+
+} // namespace
+
+TEST(TimeZoneInformation, BytesRoundTripAtTheirOffsets) {
+    TimeZoneInformation zone{};
+    zone.Bias = -570;
+    zone.StandardName[0] = u'A';
+    zone.StandardName[31] = 0x1234;
+    zone.StandardDate = SystemTime{1, 4, 0, 1, 3, 4, 5, 6};
+    zone.StandardBias = 7;
+    zone.DaylightName[0] = u'B';
+    zone.DaylightDate = SystemTime{0, 10, 0, 1, 2, 0, 0, 0};
+    zone.DaylightBias = -60;
+    uint8_t bytes[TimeZoneInformationBytes + 3] = {};
+    uint8_t(&record)[TimeZoneInformationBytes] =
+        *reinterpret_cast<uint8_t(*)[TimeZoneInformationBytes]>(bytes + 3);
+    WriteTimeZoneInformation(zone, record);
+    ByteView view(bytes, sizeof(bytes));
+    EXPECT_EQ(view.I32LE(3 + 0), -570);
+    EXPECT_EQ(view.U16LE(3 + 4), u'A');
+    EXPECT_EQ(view.U16LE(3 + 66), 0x1234);
+    EXPECT_EQ(view.U16LE(3 + 70), 4);
+    EXPECT_EQ(view.I32LE(3 + 84), 7);
+    EXPECT_EQ(view.U16LE(3 + 88), u'B');
+    EXPECT_EQ(view.U16LE(3 + 154), 10);
+    EXPECT_EQ(view.I32LE(3 + 168), -60);
+
+    TimeZoneInformation read;
+    ASSERT_TRUE(ReadTimeZoneInformation(view, 3, &read));
+    EXPECT_EQ(std::memcmp(&read, &zone, sizeof(zone)), 0);
+
+    EXPECT_FALSE(ReadTimeZoneInformation(view, 4, &read));
+    EXPECT_EQ(read.Bias, 0);
+    EXPECT_FALSE(ReadTimeZoneInformation(ByteView(bytes, 171), 0, &read));
+}
+
+TEST(TimeZoneInformation, FixedRuleConvertsToLocalTime) {
+    TimeZoneInformation zone = FixedTimeZoneInformation();
+    EXPECT_EQ(zone.Bias, 0);
+    EXPECT_EQ(zone.DaylightBias, -60);
+    ExpectRule(zone.DaylightDate, Rule(3, 5, 2));
+    ExpectRule(zone.StandardDate, Rule(10, 5, 2));
+
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 1, 1, 12)), Ticks(Utc(2004, 1, 1, 12)));
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 7, 1, 12)), Ticks(Utc(2004, 7, 1, 13)));
+    // Summer begins at 02:00 by the winter clock and ends at 02:00 by the summer clock.
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 1, 59, 59)), Ticks(Utc(2004, 3, 28, 1, 59, 59)));
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 2)), Ticks(Utc(2004, 3, 28, 3)));
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 0, 59, 59)), Ticks(Utc(2004, 10, 31, 1, 59, 59)));
+    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 1)), Ticks(Utc(2004, 10, 31, 1)));
+}
+
+TEST(TimeZoneInformation, LocalTimeInOtherZones) {
+    TimeZoneInformation southern{};
+    southern.Bias = -600;
+    southern.DaylightBias = -60;
+    southern.DaylightDate = Rule(10, 5, 2);
+    southern.StandardDate = Rule(3, 5, 3);
+    EXPECT_EQ(LocalTicks(southern, Utc(2004, 1, 15, 0)), Ticks(Utc(2004, 1, 15, 11)));
+    EXPECT_EQ(LocalTicks(southern, Utc(2004, 6, 15, 0)), Ticks(Utc(2004, 6, 15, 10)));
+    EXPECT_EQ(LocalTicks(southern, Utc(2004, 12, 15, 0)), Ticks(Utc(2004, 12, 15, 11)));
+
+    // Without a daylight date only the base bias applies.
+    TimeZoneInformation plain{};
+    plain.Bias = -330;
+    plain.StandardBias = 99;
+    EXPECT_EQ(LocalTicks(plain, Utc(2004, 7, 1, 0)), Ticks(Utc(2004, 7, 1, 5, 30)));
+
+    TimeZoneInformation broken = southern;
+    broken.StandardDate.wMonth = 0;
+    EXPECT_EQ(LocalTicks(broken, Utc(2004, 7, 1, 0)), -1);
+    broken = southern;
+    broken.DaylightDate.wDay = 6;
+    EXPECT_EQ(LocalTicks(broken, Utc(2004, 7, 1, 0)), -1);
+}
+
+class HostTimeZone : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const char* value = std::getenv("TZ")) {
+            saved = value;
+        }
+    }
+    void TearDown() override {
+        if (saved) {
+            setenv("TZ", saved->c_str(), 1);
+        } else {
+            unsetenv("TZ");
+        }
+        tzset();
+    }
+    // False when the machine lacks the zone's file.
+    static bool UseZone(const char* name) {
+        if (!std::filesystem::exists(std::string("/usr/share/zoneinfo/") + name)) {
+            return false;
+        }
+        setenv("TZ", name, 1);
+        tzset();
+        return true;
+    }
+
+    std::optional<std::string> saved;
+};
+
+TEST_F(HostTimeZone, London) {
+    if (!UseZone("Europe/London")) {
+        GTEST_SKIP() << "no Europe/London zone file";
+    }
+    TimeZoneInformation zone;
+    ASSERT_TRUE(HostTimeZoneInformation(2004, &zone));
+    EXPECT_EQ(zone.Bias, 0);
+    EXPECT_EQ(zone.StandardBias, 0);
+    EXPECT_EQ(zone.DaylightBias, -60);
+    ExpectRule(zone.DaylightDate, Rule(3, 5, 1));
+    ExpectRule(zone.StandardDate, Rule(10, 5, 2));
+    EXPECT_EQ(Name(zone.StandardName), u"GMT");
+    EXPECT_EQ(Name(zone.DaylightName), u"BST");
+}
+
+// Dublin's zone data call winter the saving time; the summer offset is the daylight one all the same.
+TEST_F(HostTimeZone, RulesAgreeWithTheHostHourByHour) {
+    if (!UseZone("Australia/Sydney") || !UseZone("America/New_York") || !UseZone("Europe/Dublin")) {
+        GTEST_SKIP() << "zone files missing";
+    }
+    struct Case {
+        const char* name;
+        int32_t year;
+        int32_t bias;
+        SystemTime daylight;
+        SystemTime standard;
+    };
+    for (const Case& c : {Case{"Australia/Sydney", 2004, -600, Rule(10, 5, 2), Rule(3, 5, 3)},
+                          Case{"America/New_York", 2010, 300, Rule(3, 2, 2), Rule(11, 1, 2)},
+                          Case{"Europe/Dublin", 2010, 0, Rule(3, 5, 1), Rule(10, 5, 2)}}) {
+        SCOPED_TRACE(c.name);
+        UseZone(c.name);
+        TimeZoneInformation zone;
+        ASSERT_TRUE(HostTimeZoneInformation(c.year, &zone));
+        EXPECT_EQ(zone.Bias, c.bias);
+        EXPECT_EQ(zone.DaylightBias, -60);
+        ExpectRule(zone.DaylightDate, c.daylight);
+        ExpectRule(zone.StandardDate, c.standard);
+
+        int64_t yearStart = TicksFromSystemTime(c.year, 1, 1, 0, 0, 0, 0) / TicksPerSecond - UnixEpochSeconds;
+        for (int64_t hour = 0; hour < 366 * 24; ++hour) {
+            time_t moment = static_cast<time_t>(yearStart + hour * 3600);
+            tm host{};
+            ASSERT_NE(localtime_r(&moment, &host), nullptr);
+            SystemTime universal{};
+            ASSERT_TRUE(SystemTimeFromTicks((moment + UnixEpochSeconds) * TicksPerSecond, &universal));
+            ASSERT_EQ(LocalTicks(zone, universal),
+                      (moment + host.tm_gmtoff + UnixEpochSeconds) * TicksPerSecond)
+                << "hour " << hour;
+        }
+    }
+}
+
+TEST_F(HostTimeZone, ZoneWithoutDaylightFallsBackToTheFixedRule) {
+    if (!UseZone("UTC")) {
+        GTEST_SKIP() << "no UTC zone file";
+    }
+    TimeZoneInformation zone;
+    EXPECT_FALSE(HostTimeZoneInformation(2004, &zone));
+    TimeZoneInformation system = SystemTimeZoneInformation();
+    TimeZoneInformation fixed = FixedTimeZoneInformation();
+    EXPECT_EQ(std::memcmp(&system, &fixed, sizeof(system)), 0);
+}
