@@ -699,8 +699,4 @@ void BaseDecoder::Log(int32_t severity, const char* format, ...) {
     logCallback(severity, text);
 }
 
-double BaseDecoder::ComputeFrameTime(int32_t index, int32_t count, double fraction) {
-    return static_cast<double>(index - 1) / count + fraction / count;
-}
-
 } // namespace Vorn::Vorncast::Decoders

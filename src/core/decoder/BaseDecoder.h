@@ -3,6 +3,7 @@
 #include "core/CoreTypes.h"
 #include "core/decoder/IDigitalDecoder.h"
 #include "core/filelists/FileList.h"
+#include "core/time/Ticks.h"
 
 #include <atomic>
 #include <cstdint>
@@ -120,9 +121,8 @@ public:
     void ReportProgress(double fraction);
     // Formats into a 4096-character buffer and hands the text to the log callback, if any.
     void Log(int32_t severity, const char* format, ...) __attribute__((format(printf, 3, 4)));
-    // Position of step `fraction` inside item `index` (counted from 1) of `count`, in 0.0 to 1.0.
-    static double ComputeFrameTime(int32_t index, int32_t count, double fraction);
-    // TODO: TicksFromSystemTime, TicksFromUnixSeconds, TicksFromUnixMilliseconds, SystemTimeFromTicks.
+    // ComputeFrameTime and the tick conversions (TicksFromSystemTime, TicksFromUnixSeconds,
+    // TicksFromUnixMilliseconds, SystemTimeFromTicks) are the free functions of core/time/Ticks.h.
 
     static constexpr uint64_t DefaultFramePeriod = 200000;
     static constexpr int32_t LogBufferSize = 4096;

@@ -313,11 +313,5 @@ TEST_F(HelpersTest, LogWithoutCallbackWritesNothing) {
     EXPECT_THAT(log.lines, IsEmpty());
 }
 
-TEST_F(HelpersTest, FrameTimeIsThePositionInsideTheCurrentItem) {
-    EXPECT_DOUBLE_EQ(BaseDecoder::ComputeFrameTime(1, 4, 0.0), 0.0);
-    EXPECT_DOUBLE_EQ(BaseDecoder::ComputeFrameTime(3, 4, 0.5), 0.625);
-    EXPECT_DOUBLE_EQ(BaseDecoder::ComputeFrameTime(4, 4, 1.0), 1.0);
-}
-
 } // namespace
 } // namespace Vorn::Vorncast::Decoders::Testing
