@@ -19,9 +19,6 @@ inline int64_t Add(int64_t a, int64_t b) {
 inline int64_t Subtract(int64_t a, int64_t b) {
     return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
 }
-inline int64_t Multiply(int64_t a, int64_t b) {
-    return static_cast<int64_t>(static_cast<uint64_t>(a) * static_cast<uint64_t>(b));
-}
 
 // How far a later stamp lies after an earlier one, at most one second.
 inline int64_t GapUpToOneSecond(int64_t later, int64_t earlier) {
@@ -30,14 +27,14 @@ inline int64_t GapUpToOneSecond(int64_t later, int64_t earlier) {
 }
 
 // Frame counts and tick sums of stamp intervals, sorted into classes by the rounded milliseconds
-// per frame: class k takes what lies below 2^k ms. A median over the classes ignores both the
-// whole-second coarseness of the stamps and the gaps of a recording.
+// per frame: a group goes to the lowest class k whose bound 2^k ms lies above its period. A median over the
+// classes ignores both the whole-second coarseness of the stamps and the gaps of a recording.
 class PeriodClasses {
 public:
     static constexpr int ClassCount = 24;
 
     void AddGroup(int64_t frames, int64_t span) {
-        int64_t milliseconds = (span + frames * 5000) / (frames * 10000);
+        int64_t milliseconds = Add(span, frames * 5000) / (frames * 10000);
         int k = 0;
         while (k < ClassCount - 1 && milliseconds >= (int64_t{1} << k)) {
             ++k;

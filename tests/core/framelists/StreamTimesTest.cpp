@@ -167,6 +167,18 @@ TYPED_TEST(StreamTimesTest, PeriodIsZeroWithoutDistinctStamps) {
     EXPECT_EQ(this->Period(std::vector<int64_t>(50, BaseTime)), 0);
 }
 
+TYPED_TEST(StreamTimesTest, DamagedStampsWrapInsteadOfTrapping) {
+    std::vector<int64_t> stamps{INT64_MIN, INT64_MAX, -5, 0, INT64_MAX, 1, INT64_MIN};
+    std::vector<int64_t> times = this->Spread(stamps);
+    EXPECT_EQ(times[0], INT64_MIN + 5000000);
+    // every later stamp joins the top one: six frames, half a step in, past the end of the range
+    EXPECT_EQ(times[1], INT64_MIN + 833333 - 1);
+    EXPECT_EQ(times[6], INT64_MIN + 833333 - 1 + 5 * 1666666);
+    this->list.AssignMonotonicStreamTimes();
+    this->list.AssignUniformStreamTimes();
+    EXPECT_GE(this->list.EstimateFramePeriod(), 0);
+}
+
 // The standard list's own AssignStreamTimes is the monotonic form; the base keeps spreading.
 TEST(FrameInfoListTest, AssignStreamTimesIsTheMonotonicForm) {
     FrameInfoList standard;
