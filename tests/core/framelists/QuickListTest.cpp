@@ -1,0 +1,135 @@
+#include "FrameListFixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace FrameListFixtures;
+
+namespace {
+
+QuickFrameItem Item(int32_t n) {
+    return QuickFrameItem{int64_t{n} * 3, int64_t{n} * 5, static_cast<uint32_t>(n) * 11,
+                          static_cast<uint32_t>(n) + 1};
+}
+
+void ExpectItem(const QuickFrameItem& item, int32_t n) {
+    EXPECT_EQ(item.recordedTime, int64_t{n} * 3);
+    EXPECT_EQ(item.streamTime, int64_t{n} * 5);
+    EXPECT_EQ(item.offset, static_cast<uint32_t>(n) * 11);
+    EXPECT_EQ(item.size, static_cast<uint32_t>(n) + 1);
+}
+
+void ExpectZero(const QuickFrameItem& item) {
+    EXPECT_EQ(item.recordedTime, 0);
+    EXPECT_EQ(item.streamTime, 0);
+    EXPECT_EQ(item.offset, 0u);
+    EXPECT_EQ(item.size, 0u);
+}
+
+template <class List> void AppendItems(List& list, int32_t count) {
+    for (int32_t n = 0; n < count; ++n) {
+        list.Append(Item(n));
+    }
+}
+
+class QuickListBoundaryTest : public ::testing::TestWithParam<int32_t> {};
+
+TEST_P(QuickListBoundaryTest, EveryItemSurvivesAroundTheBlockBoundary) {
+    int32_t count = GetParam();
+    PagedFrames list;
+    AppendItems(list, count);
+    ASSERT_EQ(list.Count(), count);
+    EXPECT_EQ(list.BlockCount(), count <= 65536 ? 1 : 2);
+    int32_t n = 0;
+    for (const QuickFrameItem& item : list) {
+        ExpectItem(item, n++);
+        if (HasFailure()) {
+            FAIL() << "walk at " << n - 1;
+        }
+    }
+    EXPECT_EQ(n, count);
+    for (int32_t i = count - 1; i >= count - 300; --i) {
+        ExpectItem(list.GetAt(i), i);
+    }
+    ExpectZero(list.GetAt(count));
+}
+
+INSTANTIATE_TEST_SUITE_P(AroundOneBlock, QuickListBoundaryTest, ::testing::Values(65535, 65536, 65537));
+
+TEST(QuickListTest, PastTheEndReadsTheZeroRecordAndWritesNothing) {
+    PagedFrames list;
+    ExpectZero(list.GetAt(0));
+    AppendItems(list, 300);
+    for (int32_t index : {-1, 300, 65536, INT32_MAX}) {
+        ExpectZero(list.GetAt(index));
+        EXPECT_EQ(list.GetItemPointer(index), nullptr);
+        list.ReplaceAt(index, Item(1000));
+    }
+    list.ReplaceAt(299, Item(2000));
+    EXPECT_EQ(list.Count(), 300);
+    ExpectItem(list.GetAt(299), 2000);
+    ExpectItem(list.GetAt(298), 298);
+    ExpectZero(list.GetAt(300));
+}
+
+TEST(QuickListTest, PagesAreAllocatedWhenTheirFirstItemIsWritten) {
+    PagedFrames list;
+    EXPECT_EQ(list.AllocatedBytes(), 0u);
+    AppendItems(list, 256);
+    size_t onePage = 256 * sizeof(QuickFrameItem);
+    size_t block = list.AllocatedBytes() - onePage;
+    AppendItems(list, 1);
+    EXPECT_EQ(list.AllocatedBytes(), block + 2 * onePage);
+    list.Clear();
+    EXPECT_EQ(list.AllocatedBytes(), 0u);
+    EXPECT_EQ(list.Count(), 0);
+    EXPECT_EQ(list.BlockCount(), 0);
+    AppendItems(list, 3);
+    ExpectItem(list.GetAt(2), 2);
+    ExpectZero(list.GetAt(3));
+}
+
+TEST(QuickListTest, SequentialAccessStepsOverEachBlockOnce) {
+    PagedFrames list;
+    AppendItems(list, 5 * 65536 + 17);
+    uint64_t before = list.BlockSteps();
+    for (int32_t i = 0; i < list.Count(); ++i) {
+        ASSERT_EQ(list.GetAt(i).size, static_cast<uint32_t>(i) + 1);
+    }
+    EXPECT_LE(list.BlockSteps() - before, 5u);
+    before = list.BlockSteps();
+    for (int32_t i = list.Count() - 1; i >= 0; --i) {
+        ASSERT_EQ(list.GetAt(i).size, static_cast<uint32_t>(i) + 1);
+    }
+    EXPECT_LE(list.BlockSteps() - before, 5u);
+}
+
+// A small geometry makes many blocks out of few items: jumps in every direction must find the
+// right block from head, tail or cursor.
+TEST(QuickListTest, JumpsBetweenManySmallBlocksFindEveryItem) {
+    QuickList<QuickFrameItem, 4, 2> list;
+    AppendItems(list, 203);
+    EXPECT_EQ(list.BlockCount(), 26);
+    uint32_t state = 12345;
+    for (int k = 0; k < 5000; ++k) {
+        state = state * 1103515245 + 12345;
+        int32_t index = static_cast<int32_t>((state >> 8) % 220);
+        const QuickFrameItem& item = list.ItemAt(index);
+        if (index < 203) {
+            ExpectItem(item, index);
+        } else {
+            ExpectZero(item);
+        }
+        if (HasFailure()) {
+            FAIL() << "at index " << index << " after " << k << " jumps";
+        }
+    }
+    int32_t n = 0;
+    for (const QuickFrameItem& item : list) {
+        ExpectItem(item, n++);
+    }
+    EXPECT_EQ(n, 203);
+}
+
+} // namespace
