@@ -61,7 +61,9 @@ int64_t ParseTailOffset(const char* text) {
 
 void ZeroBehindDelivered(uint8_t* destination, int32_t count, int32_t delivered) {
     int32_t kept = delivered > 0 ? delivered : 0;
-    std::memset(destination + kept, 0, static_cast<size_t>(count - kept));
+    if (kept < count) {
+        std::memset(destination + kept, 0, static_cast<size_t>(count - kept));
+    }
 }
 
 int FinishRead(uint8_t* destination, int32_t count, int32_t delivered, uint32_t* bytesRead) {

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
+#include <typeinfo>
 #include <vector>
 
 namespace Vorn {
@@ -47,9 +48,13 @@ int32_t CopyName(const std::vector<std::string>& names, int32_t index, char* buf
     return needed;
 }
 
+// Every read passes here, so the type is tested by identity rather than by a full dynamic_cast.
 FileHandleNative* OpenNativeHandle(FileHandle* handle) {
-    auto* native = dynamic_cast<FileHandleNative*>(handle);
-    return native != nullptr && native->IsOpen() ? native : nullptr;
+    if (handle == nullptr || typeid(*handle) != typeid(FileHandleNative)) {
+        return nullptr;
+    }
+    auto* native = static_cast<FileHandleNative*>(handle);
+    return native->IsOpen() ? native : nullptr;
 }
 
 bool IsDirectoryOnDisk(const std::string& path) {
@@ -110,7 +115,9 @@ int32_t FileSystemNative::Read(FileHandle* handle, int32_t count, void* destinat
         return -1;
     }
     // Zeroing only behind the delivered bytes leaves the same picture as zeroing all first.
-    std::memset(bytes + delivered, 0, static_cast<size_t>(count - delivered));
+    if (delivered < count) {
+        std::memset(bytes + delivered, 0, static_cast<size_t>(count - delivered));
+    }
     native->position += delivered;
     return static_cast<int32_t>(delivered);
 }

@@ -9,7 +9,7 @@ namespace Vorn {
 
 // A file opened through FileSource::Current(). The position is kept here and every read is a
 // positioned read, so a seek costs no call to the platform.
-class FileHandleNative : public FileHandle {
+class FileHandleNative final : public FileHandle {
 public:
     FileHandleNative() = default;
     explicit FileHandleNative(std::unique_ptr<SourceFile> file);
