@@ -37,11 +37,6 @@ protected:
         return joined;
     }
 
-    static std::vector<uint8_t> Slice(const std::vector<uint8_t>& bytes, size_t start, size_t count) {
-        return std::vector<uint8_t>(bytes.begin() + static_cast<long>(start),
-                                    bytes.begin() + static_cast<long>(start + count));
-    }
-
     std::vector<uint8_t> first = PatternBytes(100, 41);
     std::vector<uint8_t> second = PatternBytes(200, 42);
     MemoryFileSource memory;

@@ -28,6 +28,11 @@ inline std::string AsText(const std::vector<uint8_t>& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
 
+inline std::vector<uint8_t> Slice(const std::vector<uint8_t>& bytes, size_t start, size_t count) {
+    return std::vector<uint8_t>(bytes.begin() + static_cast<long>(start),
+                                bytes.begin() + static_cast<long>(start + count));
+}
+
 // A fresh directory below the system's temporary folder, removed with everything in it.
 class TemporaryDirectory {
 public:
