@@ -2,6 +2,7 @@
 
 #include "core/client/DecoderTable.h"
 #include "core/decoder/WaitEvent.h"
+#include "core/filelists/DirectoryWalk.h"
 #include "model/files/FileSource.h"
 
 #include <cerrno>
@@ -202,7 +203,7 @@ DecoderAction FileClient::ExecuteList() {
     }
     DecoderAction next = FileListComplete(ok, static_cast<int32_t>(length), list);
     // The lister allocates the text; nobody needs it once the decoder has read it.
-    delete[] list;
+    FreeFileListText(list);
     return next;
 }
 

@@ -1,24 +1,22 @@
 #include "core/client/MasDigitalCAPI.h"
 
 #include "core/client/DecoderTable.h"
+#include "core/filelists/DirectoryWalk.h"
 #include "interface/LibraryFrame.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 namespace Vorn::Vorncast::Decoders::MasDigitalCAPI {
 
 namespace {
 
-void LogToLibrary(int32_t severity, const char* text) {
-    Vorncast::Log("MasDigitalLib", 0, severity, "%s", text);
-}
-
 struct LibraryCallbacks {
     StatusCallback status = nullptr;
-    CoreListCallback list = nullptr;
+    CoreListCallback list = LibraryListForwarder;
     CoreProgressCallback progress = nullptr;
-    CoreLogCallback log = LogToLibrary;
+    CoreLogCallback log = LibraryLogForwarder;
 };
 
 LibraryCallbacks& Callbacks() {
@@ -60,6 +58,15 @@ template <class T> void Store(T* target, T value) {
 }
 
 } // namespace
+
+void LibraryLogForwarder(int32_t severity, const char* text) {
+    Vorncast::Log("MasDigitalLib", 0, severity, "%s", text);
+}
+
+void LibraryListForwarder(const char* directory, const char* pattern, int32_t depth, bool* ok,
+                          uint32_t* length, char** list) {
+    ListFiles(directory, pattern, depth, ok, length, list);
+}
 
 int32_t SetStatusCallback(StatusCallback callback) {
     Callbacks().status = callback;

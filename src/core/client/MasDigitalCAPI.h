@@ -12,12 +12,18 @@ namespace Vorn::Vorncast::Decoders::MasDigitalCAPI {
 using ClientHandle = FileClient*;
 
 // Library-wide callbacks, stored for every client made from then on; each returns 1. They belong
-// to start-up and are not synchronised. Until a log callback is set, the core's log texts go to the
-// library's log.
+// to start-up and are not synchronised. Until others are set, clients log through
+// LibraryLogForwarder and list through LibraryListForwarder.
 int32_t SetStatusCallback(StatusCallback callback);
 int32_t SetListCallback(CoreListCallback callback);
 int32_t SetProgressCallback(CoreProgressCallback callback);
 int32_t SetLogCallback(CoreLogCallback callback);
+
+// Hands a text of the core to the library's log at the given level.
+void LibraryLogForwarder(int32_t severity, const char* text);
+// Lists files through the library's directory walk over the current file source.
+void LibraryListForwarder(const char* directory, const char* pattern, int32_t depth, bool* ok,
+                          uint32_t* length, char** list);
 
 int32_t CreateClient(ClientHandle* handle);
 // The caller has closed the client first.
