@@ -256,18 +256,22 @@ protected:
     int32_t queryScratch = 0;
 
 private:
-    enum class Completion { Open, Close, Event };
-
-    DecoderAction FinishCompletion(Completion completion, DecoderAction action);
-    DecoderAction DispatchOpenComplete(int32_t fileId, uint64_t fileSize);
-    DecoderAction DispatchCloseComplete(int32_t fileId);
-    DecoderAction DispatchEventComplete(WaitObject signalled);
-    DecoderAction CompleteInWrongState(const char* operation);
-    DecoderAction StartPhase(const char* path, int32_t flags, DecoderState phase, const char* badStateText);
-    DecoderAction StartFramePhase(DecoderState phase, const char* abortText, const char* badStateText);
-    void EndUnloading();
+    DecoderAction StartPhase(const char* path, int32_t flags, DecoderState phase, const char* operation);
+    DecoderAction RunFramePhase(DecoderState phase);
+    DecoderAction AfterQueryingStep(DecoderAction action);
+    DecoderAction AfterLoadingStep(DecoderAction action, const char* abortText);
+    DecoderAction AfterFrameStep(DecoderAction action, bool failureEndsPhase);
+    DecoderAction AfterUnloadingStep(DecoderAction action);
+    DecoderAction CompletionInOtherState(const char* operation);
     void ForgetLoad();
+
+    void LogRefusal(const char* operation);
     DecoderAction Refuse(const char* operation);
+    void RefuseName(const char* operation, char* name);
+    void RefuseFileToClose(const char* operation, int32_t* fileId);
+    void RefuseReadParameters(const char* operation, int32_t* fileId, uint64_t* offset, uint32_t* size,
+                              uint8_t** buffer);
+    void RefuseListPath(const char* operation, char* directory, char* pattern, int32_t* depth);
 };
 
 // Name of a state as the log texts write it ("DDS_LOADING"); null for an unknown value.

@@ -1,0 +1,273 @@
+#include "core/filelists/DirectoryWalk.h"
+#include "core/decoder/ScriptedDecoder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Vorn::Vorncast::Decoders {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// A directory tree held in memory: each path maps to whether it is a directory. Listings come
+// sorted by upper-cased bytes, as the native source gives them.
+class TreeSource : public FileSource {
+public:
+    explicit TreeSource(std::initializer_list<std::string> files) {
+        for (const std::string& file : files) {
+            AddFile(file);
+        }
+    }
+    void AddFile(const std::string& path) {
+        std::string normal = Normal(path);
+        entries[normal] = false;
+        for (size_t slash = normal.find('/', 1); slash != std::string::npos;
+             slash = normal.find('/', slash + 1)) {
+            entries[normal.substr(0, slash)] = true;
+        }
+    }
+
+    std::unique_ptr<SourceFile> Open(std::string_view) override { return nullptr; }
+    bool Exists(std::string_view path) override { return entries.count(Normal(path)) != 0; }
+    bool IsDirectory(std::string_view path) override {
+        auto entry = entries.find(Normal(path));
+        return Normal(path).empty() || (entry != entries.end() && entry->second);
+    }
+    bool List(std::string_view directory, std::vector<DirectoryEntry>* listing) override {
+        listed.emplace_back(directory);
+        std::string parent = Normal(directory);
+        if (!IsDirectory(parent)) {
+            return false;
+        }
+        listing->clear();
+        for (const auto& [path, isDirectory] : entries) {
+            size_t slash = path.rfind('/');
+            if (slash != std::string::npos && path.substr(0, slash) == parent) {
+                listing->push_back({path.substr(slash + 1), isDirectory});
+            }
+        }
+        std::sort(listing->begin(), listing->end(), [](const DirectoryEntry& a, const DirectoryEntry& b) {
+            return Upper(a.name) < Upper(b.name);
+        });
+        return true;
+    }
+
+    std::vector<std::string> listed;
+
+private:
+    static std::string Normal(std::string_view path) {
+        std::string normal(path);
+        std::replace(normal.begin(), normal.end(), '\\', '/');
+        while (!normal.empty() && normal.back() == '/') {
+            normal.pop_back();
+        }
+        return normal;
+    }
+    static std::string Upper(std::string text) {
+        for (char& c : text) {
+            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        }
+        return text;
+    }
+
+    std::map<std::string, bool> entries;
+};
+
+std::vector<std::string> Paths(FileList& list) {
+    std::vector<std::string> paths;
+    for (int32_t index = 0; index < list.Count(); ++index) {
+        paths.push_back(list.GetAt(index));
+    }
+    return paths;
+}
+
+TreeSource Recording() {
+    return TreeSource{"/rec/a.jpg",         "/rec/B.JPG",           "/rec/.hidden.jpg",  "/rec/notes.txt",
+                      "/rec/sub/c.jpg",     "/rec/sub/deep/d.jpg",  "/rec/.cache/e.jpg", "/rec/sub2/f.jpg",
+                      "/rec/dir.jpg/g.jpg", "/rec/sub/deep/x/h.jpg"};
+}
+
+std::vector<std::string> Walk(FileSource& source, const char* directory, const char* pattern,
+                              int32_t maxDepth) {
+    FileList found;
+    WalkDirectory(source, directory, pattern, maxDepth, 0, &found);
+    return Paths(found);
+}
+
+// ---- Wildcards ----
+
+TEST(WildcardTest, StarAndQuestionMarkIgnoreCase) {
+    EXPECT_TRUE(WildcardMatch("*.jpg", "a.JPG"));
+    EXPECT_TRUE(WildcardMatch("*.JPG", "frame.jpg"));
+    EXPECT_TRUE(WildcardMatch("*.b?x", "REC01.BIX"));
+    EXPECT_TRUE(WildcardMatch("mpeg2_*.dat", "MPEG2_0001.dat"));
+    EXPECT_TRUE(WildcardMatch("a*b*c", "aXXbYYc"));
+    EXPECT_TRUE(WildcardMatch("*", "anything.at.all"));
+    EXPECT_TRUE(WildcardMatch("*.jpg", "a.b.jpg"));
+
+    EXPECT_FALSE(WildcardMatch("*.jpg", "a.jpeg"));
+    EXPECT_FALSE(WildcardMatch("*.b?x", "rec.bx"));
+    EXPECT_FALSE(WildcardMatch("*.b?x", "rec.biix"));
+    EXPECT_FALSE(WildcardMatch("mpeg2_*.dat", "mpeg3_1.dat"));
+    EXPECT_FALSE(WildcardMatch("a*b*c", "aXXbYY"));
+    EXPECT_FALSE(WildcardMatch("", "a"));
+}
+
+TEST(WildcardTest, TrailingWildcardsMayStandForNothingAsOnTheRecorders) {
+    EXPECT_TRUE(WildcardMatch("*.*", "README"));
+    EXPECT_TRUE(WildcardMatch("*.*", "a.b"));
+    EXPECT_TRUE(WildcardMatch("name.*", "name"));
+    EXPECT_TRUE(WildcardMatch("img?", "img"));
+    EXPECT_TRUE(WildcardMatch("img??.jpg", "img1.jpg"));
+    EXPECT_FALSE(WildcardMatch("img?", "img12"));
+    EXPECT_FALSE(WildcardMatch("i?g", "ig"));
+    EXPECT_FALSE(WildcardMatch("name.*x", "name"));
+}
+
+// ---- The walk ----
+
+TEST(DirectoryWalkTest, DepthZeroListsMatchingFilesOfTheDirectoryAlone) {
+    TreeSource source = Recording();
+    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 0), ElementsAre("/rec/a.jpg", "/rec/B.JPG"));
+}
+
+TEST(DirectoryWalkTest, DepthOneAddsDirectSubdirectoriesInOrder) {
+    TreeSource source = Recording();
+    EXPECT_THAT(
+        Walk(source, "/rec/", "*.jpg", 1),
+        ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg", "/rec/sub2/f.jpg"));
+}
+
+TEST(DirectoryWalkTest, DeeperWalksFinishEachSubdirectoryBeforeTheNext) {
+    TreeSource source = Recording();
+    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 2),
+                ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg",
+                            "/rec/sub/deep/d.jpg", "/rec/sub2/f.jpg"));
+    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 3),
+                ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg",
+                            "/rec/sub/deep/d.jpg", "/rec/sub/deep/x/h.jpg", "/rec/sub2/f.jpg"));
+}
+
+TEST(DirectoryWalkTest, NamesBeginningWithAPointAreNeverListedNorEntered) {
+    TreeSource source = Recording();
+    std::vector<std::string> all = Walk(source, "/rec/", "*", 5);
+    for (const std::string& path : all) {
+        EXPECT_EQ(path.find("/."), std::string::npos) << path;
+    }
+    EXPECT_EQ(all.size(), 8u);
+    for (const std::string& listed : source.listed) {
+        EXPECT_EQ(listed.find(".cache"), std::string::npos) << listed;
+    }
+}
+
+TEST(DirectoryWalkTest, RefusedRequestsFindNothing) {
+    TreeSource source = Recording();
+    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", -1), IsEmpty());
+    EXPECT_THAT(Walk(source, "", "*.jpg", 2), IsEmpty());
+    EXPECT_THAT(Walk(source, nullptr, "*.jpg", 2), IsEmpty());
+    EXPECT_THAT(Walk(source, "/missing/", "*.jpg", 2), IsEmpty());
+    EXPECT_THAT(source.listed, ElementsAre("/missing"));
+
+    FileList found;
+    WalkDirectory(source, "/rec/", "*.jpg", 1, 2, &found);
+    EXPECT_EQ(found.Count(), 0);
+    WalkDirectory(source, "/rec/", "*.jpg", 1, 0, nullptr);
+}
+
+TEST(DirectoryWalkTest, PathsLongerThanAnEntryAreLeftOut) {
+    std::string fits = "/rec/" + std::string(251, 'n') + ".jpg";
+    std::string tooLong = "/rec/" + std::string(252, 'l') + ".jpg";
+    TreeSource source{"/rec/short.jpg", fits, tooLong, "/rec/" + std::string(250, 'd') + "/in.jpg"};
+    ASSERT_EQ(fits.size(), 260u);
+    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 1), ElementsAre(fits, "/rec/short.jpg"));
+}
+
+// ---- The lister ----
+
+struct Listing {
+    bool ok = true;
+    uint32_t length = 99;
+    char* text = reinterpret_cast<char*>(1);
+    ~Listing() {
+        if (ok) {
+            FreeFileListText(text);
+        }
+    }
+};
+
+TEST(ListFilesTest, TextHoldsPathsRelativeToTheDirectoryEachEndedBySemicolon) {
+    TreeSource source = Recording();
+    Listing listing;
+    ListFiles(source, "/rec", "*.jpg", 1, &listing.ok, &listing.length, &listing.text);
+    ASSERT_TRUE(listing.ok);
+    std::string expected = "a.jpg;B.JPG;dir.jpg/g.jpg;sub/c.jpg;sub2/f.jpg;";
+    EXPECT_EQ(std::string(listing.text), expected);
+    EXPECT_EQ(listing.length, expected.size());
+}
+
+TEST(ListFilesTest, DirectoryWithItsOwnSeparatorKeepsIt) {
+    TreeSource source = Recording();
+    Listing listing;
+    ListFiles(source, "\\rec\\", "b.jpg", 0, &listing.ok, &listing.length, &listing.text);
+    ASSERT_TRUE(listing.ok);
+    EXPECT_STREQ(listing.text, "B.JPG;");
+}
+
+TEST(ListFilesTest, NothingMatchingGivesAnEmptyTextThatIsOk) {
+    TreeSource source = Recording();
+    Listing listing;
+    ListFiles(source, "/rec/", "*.avi", 3, &listing.ok, &listing.length, &listing.text);
+    ASSERT_TRUE(listing.ok);
+    EXPECT_EQ(listing.length, 0u);
+    ASSERT_NE(listing.text, nullptr);
+    EXPECT_STREQ(listing.text, "");
+}
+
+TEST(ListFilesTest, UnusableRequestsGiveNothing) {
+    TreeSource source = Recording();
+    for (const char* directory : {static_cast<const char*>(nullptr), ""}) {
+        Listing listing;
+        ListFiles(source, directory, "*", 1, &listing.ok, &listing.length, &listing.text);
+        EXPECT_FALSE(listing.ok);
+        EXPECT_EQ(listing.length, 0u);
+        EXPECT_EQ(listing.text, nullptr);
+    }
+    Listing negative;
+    ListFiles(source, "/rec/", "*", -1, &negative.ok, &negative.length, &negative.text);
+    EXPECT_FALSE(negative.ok);
+    EXPECT_EQ(negative.text, nullptr);
+    EXPECT_THAT(source.listed, IsEmpty());
+}
+
+TEST(ListFilesTest, ListingReachesADecoderAsItsFileList) {
+    TreeSource source = Recording();
+    Testing::LogCapture log;
+    Testing::ScriptedDecoder decoder;
+    decoder.Script("LoadingCore", DDA_LIST_FILES);
+    decoder.Load("/rec/a.jpg", -1);
+    char directory[MaxPathLength];
+    char pattern[MaxPathLength];
+    int32_t depth = 0;
+    decoder.GetListPath(directory, pattern, &depth);
+
+    Listing listing;
+    ListFiles(source, "/rec/", "*.JPG", depth, &listing.ok, &listing.length, &listing.text);
+    EXPECT_EQ(decoder.FileListComplete(listing.ok, static_cast<int32_t>(listing.length), listing.text),
+              DDA_COMPLETE);
+
+    EXPECT_TRUE(decoder.receivedListOk);
+    EXPECT_THAT(decoder.receivedList,
+                ElementsAre("a.jpg", "B.JPG", "dir.jpg/g.jpg", "sub/c.jpg", "sub/deep/d.jpg", "sub2/f.jpg"));
+    EXPECT_EQ(decoder.GetState(), DDS_LOADED);
+}
+
+} // namespace
+} // namespace Vorn::Vorncast::Decoders
