@@ -1,0 +1,182 @@
+#include "model/files/FileTestSupport.h"
+#include "model/files/MemoryFileSource.h"
+#include "model/files/NativeFileSource.h"
+
+#include <gmock/gmock.h>
+
+using namespace Vorn;
+using namespace FileTesting;
+using ::testing::ElementsAre;
+
+namespace {
+
+std::vector<std::string> Names(const std::vector<DirectoryEntry>& entries) {
+    std::vector<std::string> names;
+    for (const DirectoryEntry& entry : entries) {
+        names.push_back(entry.name + (entry.isDirectory ? "/" : ""));
+    }
+    return names;
+}
+
+std::string ReadWhole(FileSource& source, const std::string& path) {
+    std::unique_ptr<SourceFile> file = source.Open(path);
+    if (file == nullptr) {
+        return "<none>";
+    }
+    std::string bytes(static_cast<size_t>(file->Size()), '\0');
+    EXPECT_EQ(file->ReadAt(0, bytes.data(), file->Size()), file->Size());
+    return bytes;
+}
+
+// One tree, on disk and in memory.
+struct TwinTree {
+    TemporaryDirectory disk;
+    MemoryFileSource memory;
+
+    TwinTree() {
+        Add("Store/SubDir/storeCfg.vsb", PatternBytes(300, 1));
+        Add("Store/SubDir/VIDEO_TS.IFO", PatternBytes(40, 2));
+        Add("Store/b.txt", PatternBytes(5, 3));
+        Add("Store/_x", PatternBytes(0, 4));
+        Add("Store/a1", PatternBytes(7, 5));
+        Add("Store/Data.bin", PatternBytes(9, 6));
+        Add("Store/DATA.BIN", PatternBytes(11, 7));
+        disk.MakeDirectory("Store/Empty");
+        memory.AddDirectory("Store/Empty");
+    }
+    void Add(const std::string& path, const std::vector<uint8_t>& bytes) {
+        disk.WriteFile(path, bytes);
+        memory.AddFile(path, AsText(bytes));
+    }
+};
+
+} // namespace
+
+TEST(DirectoryOrder, ComparesUpperCasedBytesOrdinally) {
+    EXPECT_TRUE(DirectoryOrderLess("a", "B"));
+    EXPECT_TRUE(DirectoryOrderLess("zeta", "_x")) << "'Z' is below '_' once upper-cased";
+    EXPECT_TRUE(DirectoryOrderLess("abc", "ABCD"));
+    EXPECT_TRUE(DirectoryOrderLess("Z", "\xE9"));
+    EXPECT_FALSE(DirectoryOrderLess("ABC", "abc"));
+    EXPECT_FALSE(DirectoryOrderLess("abc", "ABC"));
+}
+
+TEST(NativeFileSource, ListsSortedWithoutDotEntriesAndFlagsDirectories) {
+    TwinTree tree;
+    NativeFileSource source;
+    std::vector<DirectoryEntry> entries;
+    ASSERT_TRUE(source.List(tree.disk / "Store", &entries));
+    EXPECT_THAT(Names(entries),
+                ElementsAre("a1", "b.txt", "DATA.BIN", "Data.bin", "Empty/", "SubDir/", "_x"));
+    EXPECT_FALSE(source.List(tree.disk / "Store/b.txt", &entries));
+    EXPECT_FALSE(source.List(tree.disk / "missing", &entries));
+    EXPECT_TRUE(entries.empty());
+}
+
+TEST(NativeFileSource, ResolvesComponentsWithoutRegardToCase) {
+    TwinTree tree;
+    NativeFileSource source;
+    std::string root = tree.disk.Path();
+    EXPECT_EQ(ReadWhole(source, root + "/store/subdir/STORECFG.VSB"), AsText(PatternBytes(300, 1)));
+    EXPECT_EQ(ReadWhole(source, root + "\\STORE\\SubDir\\video_ts.ifo"), AsText(PatternBytes(40, 2)));
+    // Of two names that differ only in case, the one written wins, else the first in listing order.
+    EXPECT_EQ(ReadWhole(source, root + "/Store/Data.bin"), AsText(PatternBytes(9, 6)));
+    EXPECT_EQ(ReadWhole(source, root + "/Store/data.bin"), AsText(PatternBytes(11, 7)));
+    EXPECT_TRUE(source.IsDirectory(root + "/STORE/subdir/"));
+    EXPECT_TRUE(source.Exists(root + "/store/EMPTY"));
+    EXPECT_FALSE(source.Exists(root + "/store/none"));
+    EXPECT_FALSE(source.Exists(root + "/store/b.txt/x"));
+    EXPECT_EQ(source.Open(root + "/Store/SubDir"), nullptr) << "a directory is not a readable file";
+    std::string resolved;
+    ASSERT_TRUE(NativeFileSource::Resolve(root + "\\store\\SUBDIR\\..\\B.TXT", &resolved));
+    EXPECT_EQ(resolved, root + "/Store/SubDir/../b.txt");
+}
+
+TEST(NativeFileSource, EmptyPathListsTheRoot) {
+    NativeFileSource source;
+    std::vector<DirectoryEntry> fromEmpty;
+    std::vector<DirectoryEntry> fromSlash;
+    ASSERT_TRUE(source.List("", &fromEmpty));
+    ASSERT_TRUE(source.List("/", &fromSlash));
+    EXPECT_EQ(Names(fromEmpty), Names(fromSlash));
+    EXPECT_FALSE(fromEmpty.empty());
+}
+
+TEST(FileSources, MemoryServesWhatTheDiskServes) {
+    TwinTree tree;
+    NativeFileSource native;
+    const char* queries[] = {"Store",
+                             "store/subdir/STORECFG.VSB",
+                             "STORE\\SubDir\\video_ts.ifo",
+                             "Store//b.txt",
+                             "Store/./a1",
+                             "Store/SubDir/../DATA.bin",
+                             "Store/data.bin",
+                             "Store/Empty/",
+                             "Store/_X",
+                             "Store/missing",
+                             "Store/b.txt/x",
+                             "Store/SubDir/storeCfg.vsb/..",
+                             "nothing/..",
+                             "Store/Empty/../../Store"};
+    for (const char* query : queries) {
+        SCOPED_TRACE(query);
+        std::string onDisk = tree.disk / query;
+        EXPECT_EQ(tree.memory.Exists(query), native.Exists(onDisk));
+        EXPECT_EQ(tree.memory.IsDirectory(query), native.IsDirectory(onDisk));
+        EXPECT_EQ(ReadWhole(tree.memory, query), ReadWhole(native, onDisk));
+        std::vector<DirectoryEntry> inMemory;
+        std::vector<DirectoryEntry> inNative;
+        EXPECT_EQ(tree.memory.List(query, &inMemory), native.List(onDisk, &inNative));
+        EXPECT_EQ(Names(inMemory), Names(inNative));
+    }
+}
+
+TEST(FileSources, ReadAtStopsAtTheEndAndRefusesNegativeArguments) {
+    TwinTree tree;
+    NativeFileSource native;
+    for (FileSource* source : std::initializer_list<FileSource*>{&native, &tree.memory}) {
+        std::string prefix = source == &native ? tree.disk.Path() + "/" : "";
+        std::unique_ptr<SourceFile> file = source->Open(prefix + "Store/SubDir/VIDEO_TS.IFO");
+        ASSERT_NE(file, nullptr);
+        std::vector<uint8_t> expected = PatternBytes(40, 2);
+        std::vector<uint8_t> bytes(16, 0xAA);
+        EXPECT_EQ(file->ReadAt(30, bytes.data(), 16), 10);
+        EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + 10, expected.begin() + 30));
+        EXPECT_EQ(file->ReadAt(40, bytes.data(), 16), 0);
+        EXPECT_EQ(file->ReadAt(-1, bytes.data(), 16), -1);
+        EXPECT_EQ(file->ReadAt(0, bytes.data(), -1), -1);
+    }
+}
+
+TEST(MemoryFileSource, KeepsOpenedBytesAndGuardsItsTree) {
+    MemoryFileSource source;
+    ASSERT_TRUE(source.AddFile("/a/b.bin", "first"));
+    std::unique_ptr<SourceFile> opened = source.Open("A\\B.BIN");
+    ASSERT_NE(opened, nullptr);
+    EXPECT_TRUE(source.AddFile("a/b.bin", "second!"));
+    EXPECT_EQ(ReadWhole(source, "a/b.bin"), "second!");
+    EXPECT_TRUE(source.Remove("a"));
+    EXPECT_FALSE(source.Exists("a/b.bin"));
+    char bytes[8] = {};
+    EXPECT_EQ(opened->ReadAt(0, bytes, 8), 5) << "an open file keeps the bytes it had";
+    EXPECT_STREQ(bytes, "first");
+
+    ASSERT_TRUE(source.AddFile("f", "x"));
+    EXPECT_FALSE(source.AddFile("f/g", "y")) << "a file cannot hold files";
+    EXPECT_FALSE(source.AddDirectory("f/sub"));
+    EXPECT_FALSE(source.AddFile("", "y"));
+    std::vector<DirectoryEntry> entries;
+    EXPECT_TRUE(source.List("", &entries));
+    EXPECT_THAT(Names(entries), ElementsAre("f"));
+}
+
+TEST(FileSources, CurrentIsNativeUntilAnotherIsInstalled) {
+    EXPECT_NE(dynamic_cast<NativeFileSource*>(&FileSource::Current()), nullptr);
+    MemoryFileSource memory;
+    {
+        InstalledSource installed(&memory);
+        EXPECT_EQ(&FileSource::Current(), &memory);
+    }
+    EXPECT_NE(dynamic_cast<NativeFileSource*>(&FileSource::Current()), nullptr);
+}

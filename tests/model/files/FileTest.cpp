@@ -1,0 +1,259 @@
+#include "model/files/File.h"
+#include "model/files/FileSystemNative.h"
+#include "model/files/FileTestSupport.h"
+#include "model/files/MemoryFileSource.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+using namespace Vorn;
+using namespace FileTesting;
+
+namespace {
+
+constexpr int StartUp = 10;
+constexpr int Trace = 11;
+constexpr uint64_t NoPosition = UINT64_MAX;
+
+class FileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        memory.AddFile("rec/clip.bin", AsText(clip));
+        memory.AddFile("rec/other.bin", AsText(other));
+        memory.AddFile("rec/empty.bin", "");
+        memory.AddFile("odd;1/tail.bin", AsText(clip));
+    }
+
+    std::vector<uint8_t> ReadAt(File& file, int64_t offset, int32_t count, int* status) {
+        std::vector<uint8_t> bytes(static_cast<size_t>(count), 0xAA);
+        uint32_t delivered = 0;
+        *status = file.Seek(offset, SeekFromStart, nullptr);
+        if (*status == 0) {
+            *status = file.Read(bytes.data(), count, &delivered);
+        }
+        bytes.resize(delivered);
+        return bytes;
+    }
+
+    std::vector<uint8_t> clip = PatternBytes(1000, 21);
+    std::vector<uint8_t> other = PatternBytes(100, 22);
+    MemoryFileSource memory;
+    InstalledSource installed{&memory};
+    LogCapture log;
+};
+
+std::vector<uint8_t> Slice(const std::vector<uint8_t>& bytes, size_t start, size_t count) {
+    return std::vector<uint8_t>(bytes.begin() + static_cast<long>(start),
+                                bytes.begin() + static_cast<long>(start + count));
+}
+
+} // namespace
+
+TEST_F(FileTest, TailOffsetOpensTheFileFromThatByte) {
+    File file;
+    ASSERT_EQ(file.Open(nullptr, "rec/clip.bin;1F0"), 0);
+    EXPECT_EQ(file.StartOffset(), 496);
+    EXPECT_EQ(file.Size(), 504);
+    EXPECT_EQ(file.PhysicalSize(), 1000);
+    uint8_t bytes[16];
+    uint32_t delivered = 0;
+    ASSERT_EQ(file.Read(bytes, 16, &delivered), 0) << "the open positions at the tail offset";
+    EXPECT_EQ(Slice(clip, 496, 16), std::vector<uint8_t>(bytes, bytes + 16));
+    uint64_t position = 0;
+    EXPECT_EQ(file.Seek(0, SeekFromStart, &position), 0);
+    EXPECT_EQ(position, 496u);
+    int status;
+    EXPECT_EQ(ReadAt(file, 503, 4, &status), Slice(clip, 999, 1));
+    const LogLine* opened = log.Find("Open file:rec/clip.bin;1F0 as fileHandle:0x");
+    ASSERT_NE(opened, nullptr);
+    EXPECT_EQ(opened->level, Trace);
+    EXPECT_EQ(opened->file, "Core\\File");
+}
+
+TEST_F(FileTest, TailTextIsReadAsBase16FromTheLastSemicolon) {
+    struct Case {
+        const char* path;
+        int64_t startOffset;
+    } cases[] = {{"rec/clip.bin;1f0", 496},      {"rec/clip.bin;0x10", 16},
+                 {"rec/clip.bin;", 0},           {"rec/clip.bin;FFFFFFFF", -1},
+                 {"rec/clip.bin;123456789", -1}, {"rec/clip.bin;-10", -16},
+                 {"odd;1/tail.bin;10", 16},      {"rec/clip.bin;80000000", INT32_MIN}};
+    for (const Case& item : cases) {
+        SCOPED_TRACE(item.path);
+        File file;
+        EXPECT_EQ(file.Open(nullptr, item.path), 0);
+        EXPECT_EQ(file.StartOffset(), item.startOffset);
+        EXPECT_EQ(file.Size(), 1000 - item.startOffset);
+    }
+    // A tail that lies before the file's start cannot be reached; the open still succeeds.
+    EXPECT_TRUE(log.Contains("File::Seek error invalid pos after seek", StartUp));
+}
+
+TEST_F(FileTest, SeekLimitsDependOnWhence) {
+    File file;
+    ASSERT_EQ(file.Open(nullptr, "rec/other.bin"), 0);
+    uint64_t position = 0;
+    struct Case {
+        int64_t offset;
+        int whence;
+        uint64_t expected;
+    } cases[] = {{0, 0, 0},         {99, 0, 99},          {100, 0, NoPosition},  {-1, 0, NoPosition},
+                 {-89, 1, 10},      {-11, 1, NoPosition}, {89, 1, 99},           {1, 1, NoPosition},
+                 {0, 2, 100},       {-100, 2, 0},         {-101, 2, NoPosition}, {1, 2, NoPosition},
+                 {0, 3, NoPosition}};
+    for (const Case& item : cases) {
+        SCOPED_TRACE(::testing::Message() << item.offset << " from " << item.whence);
+        int status = file.Seek(item.offset, item.whence, &position);
+        EXPECT_EQ(status, item.expected == NoPosition ? 1 : 0);
+        EXPECT_EQ(position, item.expected);
+    }
+    EXPECT_TRUE(log.Contains("File::Seek error absolute offset 100 out of range\n", StartUp));
+    EXPECT_TRUE(log.Contains("File::Seek error absolute offset -1 out of range\n", StartUp));
+    EXPECT_TRUE(log.Contains(
+        "File::Seek error relative offset -11 out of range (current position 10, file size 100)\n", StartUp));
+    EXPECT_TRUE(log.Contains("File::Seek error (from end) offset -101 out of range", StartUp));
+    EXPECT_TRUE(log.Contains("File::Seek error logic error, failing as default condition\n", StartUp));
+
+    File closed;
+    EXPECT_EQ(closed.Seek(0, 0, &position), 1);
+    EXPECT_EQ(position, NoPosition);
+}
+
+TEST_F(FileTest, TailFileMaySeekPastItsOwnEndUpToThePhysicalSize) {
+    File file;
+    ASSERT_EQ(file.Open(nullptr, "rec/clip.bin;1F0"), 0);
+    uint64_t position = 0;
+    EXPECT_EQ(file.Seek(600, SeekFromStart, &position), 0);
+    EXPECT_EQ(position, 1096u);
+    EXPECT_EQ(file.Seek(1000, SeekFromStart, &position), 1);
+    uint8_t byte = 0x55;
+    EXPECT_EQ(file.Seek(600, SeekFromStart, nullptr), 0);
+    EXPECT_EQ(file.Read(&byte, 1, nullptr), 1);
+    EXPECT_EQ(byte, 0);
+    EXPECT_TRUE(log.Contains("File::Read error zero bytes were read\n", StartUp));
+}
+
+TEST_F(FileTest, SecondOpenFailsAndKeepsTheFirstHandle) {
+    File file;
+    ASSERT_EQ(file.Open(nullptr, "rec/clip.bin"), 0);
+    log.Clear();
+    EXPECT_EQ(file.Open(nullptr, "rec/other.bin"), 1);
+    EXPECT_THAT(log.Messages(),
+                ::testing::ElementsAre("File::Open error, file handle already open\n",
+                                       "File::Open error, invalid file handle, unable to open\n"));
+    EXPECT_EQ(log.All()[0].level, StartUp);
+    int status;
+    EXPECT_EQ(ReadAt(file, 10, 20, &status), Slice(clip, 10, 20));
+    EXPECT_EQ(file.Size(), 1000);
+}
+
+TEST_F(FileTest, MissingAndEmptyFiles) {
+    File missing;
+    EXPECT_EQ(missing.Open(nullptr, "rec/gone.bin"), 1);
+    EXPECT_FALSE(missing.IsOpen());
+    EXPECT_THAT(log.Messages(),
+                ::testing::ElementsAre("File::Open error, invalid file handle, unable to open\n"));
+    EXPECT_EQ(missing.Open(nullptr, nullptr), 1);
+
+    log.Clear();
+    File empty;
+    EXPECT_EQ(empty.Open(nullptr, "rec/EMPTY.bin"), 0)
+        << "the failed seek to the start does not fail the open";
+    EXPECT_TRUE(log.Contains("File::Seek error absolute offset 0 out of range\n", StartUp));
+    uint32_t delivered = 7;
+    uint8_t byte;
+    EXPECT_EQ(empty.Read(&byte, 1, &delivered), 1);
+    EXPECT_EQ(delivered, 0u);
+    EXPECT_EQ(empty.Seek(0, SeekFromEnd, nullptr), 0);
+}
+
+TEST_F(FileTest, ReadRefusesBadArgumentsAndAcceptsShortReads) {
+    File file;
+    uint8_t bytes[64];
+    uint32_t delivered = 99;
+    EXPECT_EQ(file.Read(bytes, 4, &delivered), 1) << "not open";
+    ASSERT_EQ(file.Open(nullptr, "rec/other.bin"), 0);
+    EXPECT_EQ(file.Read(bytes, 0, &delivered), 1);
+    EXPECT_EQ(file.Read(bytes, -4, &delivered), 1);
+    EXPECT_EQ(file.Read(nullptr, 4, &delivered), 1);
+    EXPECT_EQ(file.Read(Buffer(8), 9, &delivered), 1);
+    EXPECT_EQ(delivered, 99u);
+    EXPECT_EQ(log.All().back().message, "File::Read error invalid argument\n");
+
+    std::memset(bytes, 0xAA, sizeof bytes);
+    ASSERT_EQ(file.Seek(80, SeekFromStart, nullptr), 0);
+    EXPECT_EQ(file.Read(bytes, 50, &delivered), 0);
+    EXPECT_EQ(delivered, 20u);
+    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 20), Slice(other, 80, 20));
+    EXPECT_TRUE(std::all_of(bytes + 20, bytes + 50, [](uint8_t b) { return b == 0; }));
+
+    Buffer buffer(16);
+    buffer.SetOffset(6);
+    ASSERT_EQ(file.Seek(3, SeekFromStart, nullptr), 0);
+    EXPECT_EQ(file.Read(buffer, 10, &delivered), 0);
+    EXPECT_EQ(std::vector<uint8_t>(buffer.Data(), buffer.Data() + 10), Slice(other, 3, 10));
+}
+
+TEST_F(FileTest, CopiesSharePositionAndTheLastOneCloses) {
+    std::string openLine;
+    {
+        File first;
+        ASSERT_EQ(first.Open(nullptr, "rec/other.bin"), 0);
+        openLine = log.All().back().message;
+        File second = first;
+        File third;
+        third = second;
+        uint8_t bytes[10];
+        ASSERT_EQ(first.Read(bytes, 10, nullptr), 0);
+        ASSERT_EQ(third.Read(bytes, 10, nullptr), 0);
+        EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 10), Slice(other, 10, 10));
+        log.Clear();
+    }
+    std::string number = openLine.substr(openLine.find(":0x") + 3);
+    EXPECT_THAT(log.Messages(),
+                ::testing::ElementsAre("Closing file:rec/other.bin with filehandle 0x" + number));
+    EXPECT_EQ(log.All()[0].level, Trace);
+}
+
+TEST_F(FileTest, GivenFileSystemIsClosedThroughButNotDeleted) {
+    struct CountingFileSystem : FileSystemNative {
+        void Close(FileHandle* handle) override {
+            ++closes;
+            FileSystemNative::Close(handle);
+        }
+        int closes = 0;
+    } fileSystem;
+    {
+        File file;
+        ASSERT_EQ(file.Open(&fileSystem, "rec/other.bin"), 0);
+    }
+    EXPECT_EQ(fileSystem.closes, 1);
+}
+
+TEST(FileOnDisk, ShrunkenAndUnlinkedFiles) {
+    TemporaryDirectory disk;
+    std::vector<uint8_t> bytes = PatternBytes(200, 31);
+    disk.WriteFile("Clip.BIN", bytes);
+    LogCapture log;
+    File file;
+    ASSERT_EQ(file.Open(nullptr, (disk / "clip.bin").c_str()), 0);
+    ASSERT_EQ(unlink((disk / "Clip.BIN").c_str()), 0);
+    uint8_t read[8];
+    ASSERT_EQ(file.Seek(150, SeekFromStart, nullptr), 0);
+    EXPECT_EQ(file.Read(read, 8, nullptr), 0) << "an unlinked file stays readable while open";
+    EXPECT_EQ(std::vector<uint8_t>(read, read + 8), Slice(bytes, 150, 8));
+
+    disk.WriteFile("short.bin", bytes);
+    File shrinking;
+    ASSERT_EQ(shrinking.Open(nullptr, (disk / "short.bin").c_str()), 0);
+    ASSERT_EQ(truncate((disk / "short.bin").c_str(), 100), 0);
+    ASSERT_EQ(shrinking.Seek(150, SeekFromStart, nullptr), 0) << "limits use the size seen at open";
+    uint32_t delivered = 5;
+    EXPECT_EQ(shrinking.Read(read, 8, &delivered), 1);
+    EXPECT_EQ(delivered, 0u);
+    EXPECT_EQ(log.All().back().message, "File::Read error zero bytes were read\n");
+}
