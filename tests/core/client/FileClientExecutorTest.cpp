@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <ostream>
 #include <thread>
 
 using namespace ClientTests;
@@ -20,6 +21,10 @@ struct ReadCase {
     FileClientResult expectedResult;
     FileFaults faults = {};
 };
+
+void PrintTo(const ReadCase& row, std::ostream* out) {
+    *out << row.label;
+}
 
 class ReadRangeTest : public ClientFixture, public ::testing::WithParamInterface<ReadCase> {};
 

@@ -44,9 +44,9 @@ TEST_F(FileClientLoopTest, LoadFillsEveryOutputFromTheDecoder) {
     EXPECT_EQ(image.aspectY, 3);
     EXPECT_EQ(totalFrames, 10);
     EXPECT_EQ(duration, 10 * 400000);
-    EXPECT_EQ(span.first.recordedTime, ScriptedDecoder::FrameTime(0));
-    EXPECT_EQ(span.lastRecordedTime, ScriptedDecoder::FrameTime(9));
-    EXPECT_EQ(span.lastStreamTime, ScriptedDecoder::FrameTime(9))
+    EXPECT_EQ(int64_t{span.first.recordedTime}, ScriptedDecoder::FrameTime(0));
+    EXPECT_EQ(int64_t{span.lastRecordedTime}, ScriptedDecoder::FrameTime(9));
+    EXPECT_EQ(int64_t{span.lastStreamTime}, ScriptedDecoder::FrameTime(9))
         << "a zero stream time takes the recorded time";
     EXPECT_EQ(totalAudioFrames, 3);
     EXPECT_TRUE(hasAudio);

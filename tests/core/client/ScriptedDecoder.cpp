@@ -131,7 +131,8 @@ DecoderAction ScriptedDecoder::DecompressingCore() {
 
 DecoderAction ScriptedDecoder::DecompressingReadComplete(int32_t fileId, bool ok) {
     pictureRead = ok;
-    return OnRead(fileId, ok);
+    DecoderAction next = OnRead(fileId, ok);
+    return ok ? next : DecoderFailure();
 }
 
 DecoderAction ScriptedDecoder::DecompressingAudioCore() {
@@ -144,7 +145,8 @@ DecoderAction ScriptedDecoder::DecompressingAudioCore() {
 
 DecoderAction ScriptedDecoder::DecompressingAudioReadComplete(int32_t fileId, bool ok) {
     pictureRead = ok;
-    return OnRead(fileId, ok);
+    DecoderAction next = OnRead(fileId, ok);
+    return ok ? next : DecoderFailure();
 }
 
 bool ScriptedDecoder::GetImage(int32_t bufferSize, uint8_t* buffer) {
