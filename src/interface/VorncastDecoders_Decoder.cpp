@@ -1,5 +1,6 @@
 // Exported functions on decoders.
 #include "interface/Fence.h"
+#include "model/collection/DecoderCollection.h"
 #include "model/decoder/Decoder.h"
 
 #include <cstring>
@@ -21,6 +22,32 @@ bool MakeUrl(int length, const char* url, Buffer* out) {
 }
 
 } // namespace
+
+extern "C" VC_EXPORT int Decoder_Create(int collection, VcGuid guid, int variant, int subVariant,
+                                        int* decoder) {
+    return Fence(SourceFile, __LINE__, [&]() -> int {
+        auto* object = Resolve<DecoderCollection>(collection);
+        if (object == nullptr) {
+            return SetLastError(InvalidHandle, SourceFile, __LINE__, "Invalid DecoderCollection handle");
+        }
+        if (decoder == nullptr) {
+            return SetLastError(InvalidArgument, SourceFile, __LINE__, "decoder");
+        }
+        DecoderInfo entry = object->FindByGUID(guid, variant, subVariant);
+        if (entry.creator == nullptr) {
+            return SetLastError(GeneralFailure, SourceFile, __LINE__, "DecoderInfo has no creator function.");
+        }
+        Log(SourceFile, __LINE__, LogEvent, "Create decoder %s\n", entry.name != nullptr ? entry.name : "");
+        Decoder* created = entry.creator();
+        if (created == nullptr) {
+            return SetLastError(GeneralFailure, SourceFile, __LINE__,
+                                "DecoderInfo Creator function failed to create decoder instance.");
+        }
+        created->SetDecoderInfo(entry);
+        *decoder = created->Handle();
+        return SetSuccess(SourceFile, __LINE__);
+    });
+}
 
 extern "C" VC_EXPORT int Decoder_Query(int handle, int urlLength, const char* url, int detail,
                                        VcQueryResult* result) {

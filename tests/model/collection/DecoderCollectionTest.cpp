@@ -1,0 +1,194 @@
+// The registry of decoders: its fixed order, lookups, autodetection order and the exported functions.
+#include "model/collection/DecoderCollection.h"
+#include "interface/LibraryFrame.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace Vorn::Vorncast;
+
+namespace {
+
+constexpr int DigitalCount = 72;
+constexpr int BuiltInCount = 75;
+
+Vorn::Guid GuidOf(const char* text) {
+    Vorn::Guid guid;
+    EXPECT_TRUE(Vorn::ParseGuid(text, &guid)) << text;
+    return guid;
+}
+
+std::string LastError() {
+    return LastErrorText();
+}
+
+class DecoderCollectionTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VcInitRecord record{};
+        InitVorncastDecoders(record);
+        ASSERT_EQ(DecoderCollection_Create(nullptr, &handle), 0);
+        collection = Vorn::DynamicClass::FromHandle<DecoderCollection>(handle);
+        ASSERT_NE(collection, nullptr);
+    }
+    void TearDown() override { DecoderCollection_Release(handle); }
+
+    int handle = 0;
+    DecoderCollection* collection = nullptr;
+};
+
+} // namespace
+
+TEST_F(DecoderCollectionTest, DigitalTableThenTheThreeNativeDecoders) {
+    ASSERT_EQ(collection->Count(), BuiltInCount);
+    for (int index = 0; index < DigitalCount; ++index) {
+        DecoderInfo info = collection->GetInfoByIndex(index);
+        EXPECT_EQ(info.kind, 0x80000000u) << index;
+        EXPECT_EQ(info.available, 1);
+        EXPECT_NE(info.creator, nullptr);
+        ASSERT_NE(info.name, nullptr);
+        EXPECT_GT(std::strlen(info.name), 0u);
+        EXPECT_EQ(info.manualOnly, info.manualOnly2);
+        EXPECT_EQ(info.priority, info.manualOnly ? -100 : 0);
+    }
+    EXPECT_STREQ(collection->GetInfoByIndex(0).name, "AData");
+    EXPECT_STREQ(collection->GetInfoByIndex(71).name, "Generic Folder of Jpegs");
+    EXPECT_EQ(collection->GetInfoByIndex(71).manualOnly, 1);
+    EXPECT_EQ(collection->GetInfoByIndex(71).container, 1);
+    EXPECT_STREQ(collection->GetInfoByIndex(72).name, "Tecton Darlex (Tracked Frames Only)");
+    EXPECT_STREQ(collection->GetInfoByIndex(73).name, "DVD Video");
+    EXPECT_STREQ(collection->GetInfoByIndex(73).extensions, "ifo;vob");
+    EXPECT_EQ(collection->GetInfoByIndex(74).kind, 4u);
+    DecoderInfo outside = collection->GetInfoByIndex(BuiltInCount);
+    EXPECT_EQ(outside.name, nullptr);
+    EXPECT_EQ(outside.creator, nullptr);
+}
+
+TEST_F(DecoderCollectionTest, LookupsByGuidVariantAndWholeName) {
+    Vorn::Guid kodicom = GuidOf("{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}");
+    EXPECT_EQ(collection->FindIndexByGUID(kodicom), 74);
+    EXPECT_STREQ(collection->FindByGUID(kodicom, 2, 0).name, "Kodicom");
+    EXPECT_EQ(collection->FindByGUID(kodicom, 0, 0).name, nullptr);
+
+    Vorn::Guid darlex = GuidOf("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}");
+    int32_t digitalDarlex = collection->FindIndexByGUID(darlex);
+    EXPECT_LT(digitalDarlex, DigitalCount);
+    EXPECT_EQ(collection->FindByGUID(darlex, -1, -1).kind, 0x80000000u);
+    EXPECT_EQ(collection->FindByGUID(darlex, 1, 0).variant, 1);
+
+    DecoderInfo found{};
+    EXPECT_TRUE(collection->FindByName("DVD Video", -1, -1, &found));
+    EXPECT_EQ(found.kind, 2u);
+    EXPECT_FALSE(collection->FindByName("DVD Vide", -1, -1, &found));
+    EXPECT_FALSE(collection->FindByName("DVD Video ", -1, -1, &found));
+    EXPECT_FALSE(collection->FindByName("DVD Video", 1, -1, &found));
+}
+
+TEST_F(DecoderCollectionTest, AutodetectOrderPutsFittingSpecificsFirstAndDropsManualOnes) {
+    auto check = [&](const char* url, const char* extension) {
+        DecoderCollection* ordered = collection->BuildAutodetectCollection(url);
+        int group = 1;
+        int manual = 0;
+        for (int32_t index = 0; index < collection->Count(); ++index) {
+            manual += collection->GetInfoByIndex(index).manualOnly;
+        }
+        EXPECT_EQ(ordered->Count(), collection->Count() - manual) << url;
+        for (int32_t index = 0; index < ordered->Count(); ++index) {
+            DecoderInfo info = ordered->GetInfoByIndex(index);
+            EXPECT_EQ(info.manualOnly, 0);
+            bool fits = extension == nullptr ||
+                        (info.extensions != nullptr && std::strstr(info.extensions, extension));
+            int expected = !fits ? 3 : (info.container ? 2 : 1);
+            EXPECT_GE(expected, group) << url << " entry " << info.name << " out of order";
+            group = expected;
+        }
+        delete ordered;
+    };
+    check("/rec/clip.avi", "avi");
+    check("/rec/CLIP.VOB", "vob");
+    check("/rec/folder", nullptr);
+}
+
+TEST_F(DecoderCollectionTest, ExportedInfoCopiesIntoCallerBuffersAndKeepsPriorityOnFind) {
+    int count = 0;
+    ASSERT_EQ(DecoderCollection_DecoderCount(handle, &count), 0);
+    EXPECT_EQ(count, BuiltInCount);
+    EXPECT_EQ(DecoderCollection_DecoderCount(0, &count), InvalidHandle);
+    EXPECT_EQ(count, -1);
+
+    char name[8];
+    char extensions[64];
+    VcPublicDecoderInfo info{};
+    info.name = name;
+    info.extensions = extensions;
+    ASSERT_EQ(DecoderCollection_GetDecoderInfoByIndex(handle, 73, sizeof name, sizeof extensions, 0, &info),
+              0);
+    EXPECT_EQ(std::memcmp(name, "DVD Vide", 8), 0); // cut to the capacity, without a terminator
+    EXPECT_STREQ(extensions, "ifo;vob");
+    EXPECT_EQ(info.name, name);
+    EXPECT_EQ(info.patterns, nullptr);
+    EXPECT_EQ(info.kind, 2u);
+
+    ASSERT_EQ(DecoderCollection_GetDecoderInfoByIndex(handle, BuiltInCount, sizeof name, 0, 0, &info), 0);
+    EXPECT_EQ(info.kind, 0u);
+    EXPECT_EQ(name[0], 0);
+
+    info.priority = 55;
+    VcGuid generic = GuidOf("{8923E98A-F163-4ae9-815A-FFB2D3FFF934}");
+    ASSERT_EQ(DecoderCollection_FindDecoderInfoByGUID(handle, generic, -1, -1, 0, 0, 0, &info), 0);
+    EXPECT_EQ(info.manualOnly, 1);
+    EXPECT_EQ(info.priority, 55);
+    EXPECT_EQ(DecoderCollection_FindDecoderInfoByGUID(handle, VcGuid{}, -1, -1, 0, 0, 0, &info),
+              GeneralFailure);
+    EXPECT_EQ(info.kind, 0u);
+    EXPECT_EQ(DecoderCollection_FindDecoderInfoByName(handle, "Kodicom", 2, -1, 0, 0, 0, &info), 0);
+    EXPECT_EQ(DecoderCollection_FindDecoderInfoByName(handle, "Kodi", -1, -1, 0, 0, 0, &info),
+              GeneralFailure);
+}
+
+TEST_F(DecoderCollectionTest, CreateWithUnknownGuidFindsNoCreator) {
+    int decoder = 0;
+    EXPECT_EQ(Decoder_Create(handle, VcGuid{1, 2, 3, {4}}, -1, -1, &decoder), GeneralFailure);
+    EXPECT_EQ(LastError().rfind("DecoderInfo has no creator function. (", 0), 0u) << LastError();
+    EXPECT_EQ(Decoder_Create(0, VcGuid{}, -1, -1, &decoder), InvalidHandle);
+    EXPECT_EQ(LastError().rfind("Invalid DecoderCollection handle (", 0), 0u);
+
+    ASSERT_EQ(Decoder_Create(handle, GuidOf("{508C3FE8-0034-4216-8E06-0020B1619331}"), -1, -1, &decoder), 0);
+    EXPECT_EQ(Decoder_Release(decoder), 0);
+}
+
+namespace {
+std::vector<std::pair<int, int>> seen;
+int Record(VcPublicDecoderInfo, int index, int count) {
+    seen.emplace_back(index, count);
+    return 0;
+}
+} // namespace
+
+TEST_F(DecoderCollectionTest, AutodetectOfAnUnreadableUrlTriesEveryDecoderInOrder) {
+    seen.clear();
+    int autodetect = 0;
+    ASSERT_EQ(DecoderCollection_GetAutodetectCollection(handle, "", &autodetect), 0);
+    int count = 0;
+    DecoderCollection_DecoderCount(autodetect, &count);
+    int decoder = -1;
+    int resources = -1;
+    VcDecoderInfoValue info{};
+    VcQueryResult query;
+    std::memset(&query, 0xFF, sizeof query);
+    EXPECT_EQ(DecoderCollection_Autodetect(autodetect, 0, "", Record, nullptr, nullptr, nullptr, &decoder,
+                                           &info, &query, &resources),
+              GeneralFailure);
+    EXPECT_EQ(LastError().rfind("Failed to load (", 0), 0u) << LastError();
+    EXPECT_EQ(decoder, 0);
+    EXPECT_EQ(resources, 0);
+    ASSERT_EQ(static_cast<int>(seen.size()), count);
+    for (int index = 0; index < count; ++index) {
+        EXPECT_EQ(seen[static_cast<size_t>(index)], std::make_pair(index, count));
+    }
+    EXPECT_EQ(DecoderCollection_Release(autodetect), 0);
+    EXPECT_EQ(DecoderCollection_Release(autodetect), InvalidHandle);
+}
