@@ -4,13 +4,16 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace Vorn {
 
 // A doubly linked list with an index on every node and a cursor on the node last reached, so
-// that a run of ascending (or descending) indices costs one step each. Items are copied into
-// heap blocks of their own when added.
+// that a run of ascending (or descending) indices costs one step each. Each item is copied into
+// one heap block together with its node, so that a list of a million frames makes a million
+// allocations and walks memory that lies together.
 template <class T> class List {
 public:
     struct Node {
@@ -48,6 +51,9 @@ public:
 protected:
     static constexpr int32_t BubbleSortLimit = 64;
 
+    Node* NewNode(const T& item);
+    void DeleteNode(Node* node);
+
     Node* head = nullptr;
     Node* tail = nullptr;
     Node* cursor = nullptr;
@@ -56,8 +62,31 @@ protected:
     uint64_t walkSteps = 0;
 };
 
+template <class T> typename List<T>::Node* List<T>::NewNode(const T& item) {
+    // The item lives right behind its node, in the same block.
+    constexpr size_t itemOffset = (sizeof(Node) + alignof(T) - 1) / alignof(T) * alignof(T);
+    void* block = ::operator new(itemOffset + sizeof(T),
+                                 std::align_val_t(alignof(Node) > alignof(T) ? alignof(Node) : alignof(T)));
+    Node* node = static_cast<Node*>(block);
+    node->next = nullptr;
+    node->previous = tail;
+    node->index = count;
+    try {
+        node->item = new (static_cast<char*>(block) + itemOffset) T(item);
+    } catch (...) {
+        ::operator delete(block, std::align_val_t(alignof(Node) > alignof(T) ? alignof(Node) : alignof(T)));
+        throw;
+    }
+    return node;
+}
+
+template <class T> void List<T>::DeleteNode(Node* node) {
+    node->item->~T();
+    ::operator delete(node, std::align_val_t(alignof(Node) > alignof(T) ? alignof(Node) : alignof(T)));
+}
+
 template <class T> void List<T>::Add(const T& item) {
-    Node* node = new Node{nullptr, tail, count, new T(item)};
+    Node* node = NewNode(item);
     if (tail != nullptr) {
         tail->next = node;
     } else {
@@ -113,8 +142,7 @@ template <class T> void List<T>::RemoveAt(int32_t index) {
     for (Node* following = node->next; following != nullptr; following = following->next) {
         --following->index;
     }
-    delete node->item;
-    delete node;
+    DeleteNode(node);
     --count;
 }
 
@@ -122,8 +150,7 @@ template <class T> void List<T>::Clear() {
     Node* node = head;
     while (node != nullptr) {
         Node* next = node->next;
-        delete node->item;
-        delete node;
+        DeleteNode(node);
         node = next;
     }
     head = tail = cursor = nullptr;
@@ -141,7 +168,7 @@ template <class T> void List<T>::Sort(Comparer<T>& comparer) {
             swapped = false;
             for (Node* node = head; node->next != nullptr; node = node->next) {
                 if (comparer.Compare(node->item, node->next->item) > 0) {
-                    std::swap(node->item, node->next->item);
+                    std::swap(*node->item, *node->next->item);
                     swapped = true;
                 }
             }
@@ -150,15 +177,16 @@ template <class T> void List<T>::Sort(Comparer<T>& comparer) {
     }
     // The bubble sort moves b before a exactly when Compare(a, b) is positive; a stable merge sort
     // with that order gives the same sequence.
-    std::vector<T*> items;
+    std::vector<T> items;
     items.reserve(static_cast<size_t>(count));
     for (Node* node = head; node != nullptr; node = node->next) {
-        items.push_back(node->item);
+        items.push_back(std::move(*node->item));
     }
-    std::stable_sort(items.begin(), items.end(), [&](T* a, T* b) { return comparer.Compare(b, a) > 0; });
+    std::stable_sort(items.begin(), items.end(),
+                     [&](const T& a, const T& b) { return comparer.Compare(&b, &a) > 0; });
     size_t position = 0;
     for (Node* node = head; node != nullptr; node = node->next) {
-        node->item = items[position++];
+        *node->item = std::move(items[position++]);
     }
 }
 
