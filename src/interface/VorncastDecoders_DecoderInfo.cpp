@@ -53,6 +53,31 @@ int InvalidCollection(int line, const char* text = "Invalid DecoderCollection ha
     return SetLastError(InvalidHandle, SourceFile, line, "%s", text);
 }
 
+// The fence with the collection handle resolved first.
+template <class Body> int FenceOnCollection(int line, FenceSteps steps, int collection, Body&& body) {
+    return Fence(SourceFile, line, steps, [&]() -> int {
+        auto* object = Resolve<DecoderCollection>(collection);
+        if (object == nullptr) {
+            return InvalidCollection(line);
+        }
+        return body(*object);
+    });
+}
+
+// A lookup whose entry, found or not, is copied into the caller's record; priority stays the caller's.
+template <class Find>
+int FindInto(int line, int collection, Capacities capacities, VcPublicDecoderInfo* info, Find find) {
+    return FenceOnCollection(line, FenceSteps{}, collection, [&](DecoderCollection& object) -> int {
+        if (info == nullptr) {
+            return SetLastError(InvalidArgument, SourceFile, line, "info");
+        }
+        DecoderInfo found{};
+        bool matched = find(object, &found);
+        CopyOut(found, capacities, info, false);
+        return matched ? Success : GeneralFailure;
+    });
+}
+
 } // namespace
 
 extern "C" VC_EXPORT int DecoderCollection_Create(const char* pluginRoot, int* collection) {
@@ -67,29 +92,23 @@ extern "C" VC_EXPORT int DecoderCollection_Create(const char* pluginRoot, int* c
 }
 
 extern "C" VC_EXPORT int DecoderCollection_Release(int collection) {
-    return Fence(SourceFile, __LINE__, FenceSteps{.defaultText = false}, [&]() -> int {
-        auto* object = Resolve<DecoderCollection>(collection);
-        if (object == nullptr) {
-            return InvalidCollection(__LINE__);
-        }
-        delete object;
-        return Success;
-    });
+    return FenceOnCollection(__LINE__, FenceSteps{.defaultText = false}, collection,
+                             [&](DecoderCollection& object) -> int {
+                                 delete &object;
+                                 return Success;
+                             });
 }
 
 extern "C" VC_EXPORT int DecoderCollection_GetAutodetectCollection(int collection, const char* url,
                                                                    int* autodetectCollection) {
-    return Fence(SourceFile, __LINE__, FenceSteps{.defaultText = false}, [&]() -> int {
-        auto* object = Resolve<DecoderCollection>(collection);
-        if (object == nullptr) {
-            return InvalidCollection(__LINE__);
-        }
-        if (autodetectCollection == nullptr) {
-            return SetLastError(InvalidArgument, SourceFile, __LINE__, "autodetectCollection");
-        }
-        *autodetectCollection = object->BuildAutodetectCollection(url != nullptr ? url : "")->Handle();
-        return Success;
-    });
+    return FenceOnCollection(
+        __LINE__, FenceSteps{.defaultText = false}, collection, [&](DecoderCollection& object) -> int {
+            if (autodetectCollection == nullptr) {
+                return SetLastError(InvalidArgument, SourceFile, __LINE__, "autodetectCollection");
+            }
+            *autodetectCollection = object.BuildAutodetectCollection(url != nullptr ? url : "")->Handle();
+            return Success;
+        });
 }
 
 // Outside the fence on purpose: usable before initialisation, and it takes no thread guard.
@@ -113,18 +132,15 @@ extern "C" VC_EXPORT int DecoderCollection_GetDecoderInfoByIndex(int collection,
                                                                  uint32_t extensionsCapacity,
                                                                  uint32_t patternsCapacity,
                                                                  VcPublicDecoderInfo* info) {
-    return Fence(SourceFile, __LINE__, FenceSteps{.defaultText = false}, [&]() -> int {
-        auto* object = Resolve<DecoderCollection>(collection);
-        if (object == nullptr) {
-            return InvalidCollection(__LINE__);
-        }
-        if (info == nullptr) {
-            return SetLastError(InvalidArgument, SourceFile, __LINE__, "info");
-        }
-        CopyOut(object->GetInfoByIndex(index), {nameCapacity, extensionsCapacity, patternsCapacity}, info,
-                true);
-        return Success;
-    });
+    return FenceOnCollection(__LINE__, FenceSteps{.defaultText = false}, collection,
+                             [&](DecoderCollection& object) -> int {
+                                 if (info == nullptr) {
+                                     return SetLastError(InvalidArgument, SourceFile, __LINE__, "info");
+                                 }
+                                 CopyOut(object.GetInfoByIndex(index),
+                                         {nameCapacity, extensionsCapacity, patternsCapacity}, info, true);
+                                 return Success;
+                             });
 }
 
 extern "C" VC_EXPORT int DecoderCollection_FindDecoderInfoByGUID(int collection, VcGuid guid, int variant,
@@ -132,38 +148,20 @@ extern "C" VC_EXPORT int DecoderCollection_FindDecoderInfoByGUID(int collection,
                                                                  uint32_t extensionsCapacity,
                                                                  uint32_t patternsCapacity,
                                                                  VcPublicDecoderInfo* info) {
-    return Fence(SourceFile, __LINE__, [&]() -> int {
-        auto* object = Resolve<DecoderCollection>(collection);
-        if (object == nullptr) {
-            return InvalidCollection(__LINE__);
-        }
-        if (info == nullptr) {
-            return SetLastError(InvalidArgument, SourceFile, __LINE__, "info");
-        }
-        DecoderInfo found{};
-        bool matched = object->FindByGUID(guid, variant, subVariant, &found);
-        CopyOut(found, {nameCapacity, extensionsCapacity, patternsCapacity}, info, false);
-        return matched ? Success : GeneralFailure;
-    });
+    return FindInto(__LINE__, collection, {nameCapacity, extensionsCapacity, patternsCapacity}, info,
+                    [&](DecoderCollection& object, DecoderInfo* found) {
+                        return object.FindByGUID(guid, variant, subVariant, found);
+                    });
 }
 
 extern "C" VC_EXPORT int
 DecoderCollection_FindDecoderInfoByName(int collection, const char* name, int variant, int subVariant,
                                         uint32_t nameCapacity, uint32_t extensionsCapacity,
                                         uint32_t patternsCapacity, VcPublicDecoderInfo* info) {
-    return Fence(SourceFile, __LINE__, [&]() -> int {
-        auto* object = Resolve<DecoderCollection>(collection);
-        if (object == nullptr) {
-            return InvalidCollection(__LINE__);
-        }
-        if (info == nullptr) {
-            return SetLastError(InvalidArgument, SourceFile, __LINE__, "info");
-        }
-        DecoderInfo found{};
-        bool matched = object->FindByName(name, variant, subVariant, &found);
-        CopyOut(found, {nameCapacity, extensionsCapacity, patternsCapacity}, info, false);
-        return matched ? Success : GeneralFailure;
-    });
+    return FindInto(__LINE__, collection, {nameCapacity, extensionsCapacity, patternsCapacity}, info,
+                    [&](DecoderCollection& object, DecoderInfo* found) {
+                        return object.FindByName(name, variant, subVariant, found);
+                    });
 }
 
 namespace {

@@ -1,4 +1,5 @@
 #include "model/files/File.h"
+#include "model/support/Hex.h"
 
 #include "interface/LibraryFrame.h"
 #include "model/files/FileSystemNative.h"
@@ -18,19 +19,6 @@ constexpr const char* SourceName = "Core\\File";
 // The log shows a handle as a 32-bit number, as the recorders' tools print it.
 uint32_t HandleNumber(const FileHandle* handle) {
     return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(handle));
-}
-
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
 }
 
 // The tail offset read as a 32-bit strtoul reads base 16 (blanks, a sign and "0x" allowed, too large

@@ -1,22 +1,10 @@
 #include "model/support/Guid.h"
+#include "model/support/Hex.h"
 
 #include <cstdint>
 
 namespace Vorn {
 namespace {
-
-int HexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
 
 // Reads `digits` hex digits at `position` into `value`.
 bool ReadHex(std::string_view text, size_t position, int digits, uint64_t* value) {
