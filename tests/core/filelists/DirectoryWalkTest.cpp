@@ -1,12 +1,10 @@
 #include "core/filelists/DirectoryWalk.h"
 #include "core/decoder/ScriptedDecoder.h"
+#include "model/files/MemoryFileSource.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,68 +15,20 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// A directory tree held in memory: each path maps to whether it is a directory. Listings come
-// sorted by upper-cased bytes, as the native source gives them.
-class TreeSource : public FileSource {
+// A file set in memory that remembers which directories the walk listed.
+class TreeSource : public MemoryFileSource {
 public:
     explicit TreeSource(std::initializer_list<std::string> files) {
         for (const std::string& file : files) {
-            AddFile(file);
+            AddFile(file, "");
         }
-    }
-    void AddFile(const std::string& path) {
-        std::string normal = Normal(path);
-        entries[normal] = false;
-        for (size_t slash = normal.find('/', 1); slash != std::string::npos;
-             slash = normal.find('/', slash + 1)) {
-            entries[normal.substr(0, slash)] = true;
-        }
-    }
-
-    std::unique_ptr<SourceFile> Open(std::string_view) override { return nullptr; }
-    bool Exists(std::string_view path) override { return entries.count(Normal(path)) != 0; }
-    bool IsDirectory(std::string_view path) override {
-        auto entry = entries.find(Normal(path));
-        return Normal(path).empty() || (entry != entries.end() && entry->second);
     }
     bool List(std::string_view directory, std::vector<DirectoryEntry>* listing) override {
         listed.emplace_back(directory);
-        std::string parent = Normal(directory);
-        if (!IsDirectory(parent)) {
-            return false;
-        }
-        listing->clear();
-        for (const auto& [path, isDirectory] : entries) {
-            size_t slash = path.rfind('/');
-            if (slash != std::string::npos && path.substr(0, slash) == parent) {
-                listing->push_back({path.substr(slash + 1), isDirectory});
-            }
-        }
-        std::sort(listing->begin(), listing->end(), [](const DirectoryEntry& a, const DirectoryEntry& b) {
-            return Upper(a.name) < Upper(b.name);
-        });
-        return true;
+        return MemoryFileSource::List(directory, listing);
     }
 
     std::vector<std::string> listed;
-
-private:
-    static std::string Normal(std::string_view path) {
-        std::string normal(path);
-        std::replace(normal.begin(), normal.end(), '\\', '/');
-        while (!normal.empty() && normal.back() == '/') {
-            normal.pop_back();
-        }
-        return normal;
-    }
-    static std::string Upper(std::string text) {
-        for (char& c : text) {
-            c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-        }
-        return text;
-    }
-
-    std::map<std::string, bool> entries;
 };
 
 std::vector<std::string> Paths(FileList& list) {
