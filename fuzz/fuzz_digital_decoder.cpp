@@ -1,0 +1,107 @@
+// Fuzz target for one row of the digital decoder table (chosen at build time by FUZZ_ROW): the input
+// is a small file set that is served from memory, queried, loaded and walked frame by frame
+// through the client functions, as a player would.
+#include "core/client/DecoderTable.h"
+#include "core/client/MasDigitalCAPI.h"
+#include "model/files/MemoryFileSource.h"
+#include "support/FileSetBytes.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace Vorn::Vorncast::Decoders;
+namespace Client = MasDigitalCAPI;
+
+namespace {
+
+constexpr int32_t MaxFramesWalked = 300;
+constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
+
+struct Row {
+    uint32_t guid[4];
+    std::string extension;
+};
+
+Row DescribeRow() {
+    char name[256];
+    char extensions[256];
+    char guidText[Client::GuidTextSize];
+    int32_t nameLength = 0, extensionCount = 0, patternCount = 0;
+    Client::DecoderDescriptionFlags flags{};
+    Client::GetDecoderDescription(FUZZ_ROW, name, sizeof name, &nameLength, extensions, sizeof extensions,
+                                  &extensionCount, &patternCount, &flags, guidText);
+    Row row{};
+    Vorn::Guid guid;
+    Vorn::ParseGuid("{" + std::string(guidText) + "}", &guid);
+    WordsFromGuid(guid, row.guid);
+    std::string list(extensions);
+    row.extension = list.substr(0, list.find(';'));
+    if (row.extension.empty() || row.extension.find('?') != std::string::npos) {
+        row.extension = "bin";
+    }
+    return row;
+}
+
+void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t totalFrames, int32_t audioFrames,
+                const AudioInfo& audio) {
+    int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
+    std::vector<uint8_t> picture(pictureBytes > 0 && pictureBytes <= MaxPictureBytes ? pictureBytes : 0);
+    for (int32_t frame = 0; frame < totalFrames && frame < MaxFramesWalked; ++frame) {
+        FrameTimes times{};
+        int64_t duration = 0;
+        int32_t total = 0, camera = 0;
+        uint64_t period = 0;
+        char cameraName[64];
+        Client::GetFrame(client, frame, &times, static_cast<int32_t>(picture.size()),
+                         picture.empty() ? nullptr : picture.data(), &duration, &total, &period, &camera, cameraName);
+    }
+    std::vector<uint8_t> sound(audio.frameBytes > 0 && audio.frameBytes < (1 << 24) ? audio.frameBytes : 0);
+    for (int32_t frame = 0; frame < audioFrames && frame < MaxFramesWalked; ++frame) {
+        FrameTimes times{};
+        int32_t bytes = 0, total = 0, camera = 0;
+        char cameraName[64];
+        Client::GetAudioFrame(client, frame, &times, static_cast<int32_t>(sound.size()),
+                              sound.empty() ? nullptr : sound.data(), &bytes, &total, &camera, cameraName);
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const Row row = DescribeRow();
+    Vorn::MemoryFileSource files;
+    std::vector<Vorn::Testing::FileSetFile> set = Vorn::Testing::SplitFileSet(data, size, "rec", row.extension);
+    for (const auto& file : set) {
+        files.AddFile("/fuzz/" + file.name, file.bytes);
+    }
+    Vorn::FileSource::SetCurrent(&files);
+    const std::string path = "/fuzz/" + set.front().name;
+
+    Client::ClientHandle client = nullptr;
+    Client::CreateClient(&client);
+    ImageInfo image{};
+    AudioInfo audio{};
+    TrackTimes span{};
+    int32_t totalFrames = 0, audioFrames = 0, reserved = 0, confidence = 0;
+    int64_t duration = 0;
+    bool hasVideo = false, hasAudio = false;
+    Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], 0, path.c_str(), &image,
+                            &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo, &hasAudio, &reserved,
+                            &confidence);
+    if (Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),
+                                &image, &audio, &span, &totalFrames, &audioFrames, &duration,
+                                &hasAudio) == FCR_SUCCESS) {
+        int32_t tracks = Client::TotalTracks(client);
+        for (int32_t track = 0; track < (tracks > 0 ? tracks : 1) && track < 8; ++track) {
+            if (tracks > 0) {
+                Client::SelectTrack(client, track);
+            }
+            WalkFrames(client, image, totalFrames, audioFrames, audio);
+        }
+    }
+    Client::Close(client);
+    Client::DestroyClient(client);
+    Vorn::FileSource::SetCurrent(nullptr);
+    return 0;
+}
