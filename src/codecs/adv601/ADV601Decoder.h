@@ -45,8 +45,12 @@ public:
     // False for a damaged field: `output` is then untouched and LastError() says why.
     bool Decode(bool tallField, bool swapChroma, uint8_t* data, int32_t size, uint8_t* output);
 
-    // The reason of the last failed Decode ("" before any failure).
+    // Why the last Decode failed; "" after a success.
     const char* LastError() const { return lastError; }
+
+    // The values of the block decoded last, in line order, times its quantiser step: after a
+    // whole field, those of the field's last block. For inspection of the block data.
+    const float* LastBlockValues() const { return blockBuffer.get(); }
 
 private:
     // The whole field; throws ADV601Exception on the first fault.
