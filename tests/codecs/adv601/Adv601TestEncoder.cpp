@@ -1,4 +1,4 @@
-#include "codecs/adv601/Adv601TestEncoder.h"
+#include "Adv601TestEncoder.h"
 
 #include <algorithm>
 #include <cmath>

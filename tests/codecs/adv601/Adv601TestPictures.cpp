@@ -1,4 +1,4 @@
-#include "codecs/adv601/Adv601TestPictures.h"
+#include "Adv601TestPictures.h"
 
 #include "codecs/adv601/ADV601Tables.h"
 
