@@ -3,6 +3,7 @@
 #include "core/binary/ByteOrder.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Vorn::Vorncast::Decoders {
 
