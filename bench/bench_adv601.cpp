@@ -3,8 +3,8 @@
 #include "codecs/adv601/ADV601Decoder.h"
 
 // The tests' field encoder and pictures, compiled into this program.
-#include "../tests/codecs/adv601/Adv601TestEncoder.cpp"
-#include "../tests/codecs/adv601/Adv601TestPictures.cpp"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
 
 #include <benchmark/benchmark.h>
 

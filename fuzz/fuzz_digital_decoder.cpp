@@ -4,7 +4,7 @@
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "model/files/MemoryFileSource.h"
-#include "support/FileSetBytes.h"
+#include "fixtures/FileSetBytes.h"
 
 #include <cstring>
 #include <string>

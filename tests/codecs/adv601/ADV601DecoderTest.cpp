@@ -1,6 +1,6 @@
 #include "codecs/adv601/ADV601Decoder.h"
-#include "codecs/adv601/Adv601TestEncoder.h"
-#include "codecs/adv601/Adv601TestPictures.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
 
 #include <gtest/gtest.h>
 

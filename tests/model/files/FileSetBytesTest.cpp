@@ -1,4 +1,4 @@
-#include "support/FileSetBytes.h"
+#include "fixtures/FileSetBytes.h"
 
 #include <gtest/gtest.h>
 
