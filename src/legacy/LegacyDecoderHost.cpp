@@ -6,6 +6,7 @@
 #include "legacy/LegacyDecoderVideoStream.h"
 #include "model/collection/DecoderCollection.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace Vorn::Vorncast {
@@ -28,6 +29,13 @@ constexpr const char* AlwaysLoadableNames[] = {"Tecton Darlex (Tracked frames on
 
 const char* UrlText(const Buffer& url) {
     return url.Data() != nullptr ? url.Text() : "";
+}
+
+// The span record is packed: its first times are copied out rather than read in place.
+FrameTimes FirstTimesOf(const TrackTimes& span) {
+    FrameTimes first;
+    std::memcpy(&first, reinterpret_cast<const uint8_t*>(&span) + offsetof(TrackTimes, first), sizeof first);
+    return first;
 }
 
 FrameTimes LastTimesOf(const TrackTimes& span) {
@@ -174,8 +182,9 @@ int LegacyDecoderHost::QueryCore(const Buffer& url, QueryResult* result) {
         result->frameCountHigh = static_cast<uint32_t>(audioFrames);
         DescribeQuery(image, audio, confidence, result->description);
     }
-    if (span.first.recordedTime > 0 || span.lastRecordedTime > 0) {
-        result->startTime = span.first;
+    FrameTimes first = FirstTimesOf(span);
+    if (first.recordedTime > 0 || span.lastRecordedTime > 0) {
+        result->startTime = first;
         result->endTime = LastTimesOf(span);
         result->hasTimes = 1;
     }
@@ -240,7 +249,7 @@ Track* LegacyDecoderHost::BuildTrack(const OpenReport& open, int32_t trackNumber
     Client::GetCameras(legacyHandle, cameras);
 
     auto* track = new Track;
-    track->startTime = open.span.first;
+    track->startTime = FirstTimesOf(open.span);
     track->endTime = LastTimesOf(open.span);
     track->SetName(Buffer("Unnamed track"));
     for (int32_t channel = 0; channel < Decoders::MaxCameras; ++channel) {
