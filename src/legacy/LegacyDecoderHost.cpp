@@ -1,6 +1,7 @@
 #include "legacy/LegacyDecoderHost.h"
 
 #include "core/client/DecoderTable.h"
+#include "core/filelists/DirectoryWalk.h"
 #include "interface/LibraryFrame.h"
 #include "legacy/LegacyDecoderAudioStream.h"
 #include "legacy/LegacyDecoderVideoStream.h"

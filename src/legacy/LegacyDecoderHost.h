@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/client/MasDigitalCAPI.h"
-#include "core/filelists/DirectoryWalk.h"
 #include "model/decoder/Decoder.h"
 
 #include <cstdint>
@@ -30,8 +29,6 @@ public:
     int GetTrack(int32_t index, Track** track) override;
     // Installs the hooks in the core and creates the client.
     int Initialise() override;
-
-    ClientHandle Client() const { return legacyHandle; }
 
     static Decoder* Create() { return new LegacyDecoderHost; }
 
