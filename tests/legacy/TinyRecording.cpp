@@ -86,7 +86,7 @@ std::string TinyRecording::Bytes() const {
 
 void TinyRecordingDecoder::OpenName(char* name) const {
     std::memset(name, 0, MaxPathLength);
-    std::strncpy(name, loadName, MaxPathLength - 1);
+    std::snprintf(name, MaxPathLength, "%s", loadName);
 }
 
 void TinyRecordingDecoder::ReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
