@@ -1,5 +1,6 @@
 #include "model/collection/NativeEntries.h"
 
+#include "legacy/LegacyDecoderHost.h"
 #include "model/collection/UnavailableDecoder.h"
 #include "model/support/Guid.h"
 
@@ -49,7 +50,7 @@ DecoderInfo NativeEntry(int32_t index) {
 }
 
 DecoderCreator DigitalDecoderCreator() {
-    return UnavailableDecoder::Create;
+    return LegacyDecoderHost::Create;
 }
 
 void ClosePluginLibrary(void* library) {

@@ -1,0 +1,338 @@
+// The bridge's decoder: its two query levels, the load and what it builds, the result of the core's
+// open, and the hooks through which the core reaches the newest host.
+#include "interface/LibraryFrame.h"
+#include "legacy/LegacyDecoderHost.h"
+#include "legacy/LegacyDecoderStream.h"
+#include "legacy/LegacyDecoderVideoStream.h"
+#include "legacy/LegacyFixture.h"
+
+#include <algorithm>
+#include <cstring>
+
+using namespace LegacyTests;
+using namespace Vorn::Vorncast;
+using Vorn::Buffer;
+using Vorn::DynamicClass;
+using Vorn::Vorncast::DecoderInfo;
+using Vorn::Vorncast::LegacyDecoderHost;
+using Vorn::Vorncast::LegacyDecoderStream;
+using Vorn::Vorncast::LegacyDecoderVideoStream;
+using Vorn::Vorncast::QueryResult;
+using Vorn::Vorncast::Track;
+
+namespace {
+
+class LegacyHostTest : public LegacyFixture {};
+
+std::vector<double> progressSeen;
+std::vector<int32_t> messagesSeen;
+void SeeProgress(double fraction) {
+    progressSeen.push_back(fraction);
+}
+void SeeMessage(int32_t word) {
+    messagesSeen.push_back(word);
+}
+int AlwaysAbort() {
+    return 1;
+}
+
+VcGuid GuidOf(const char* text) {
+    VcGuid guid;
+    EXPECT_TRUE(Vorn::ParseGuid(text, &guid));
+    return guid;
+}
+
+int Query(int decoder, const char* url, int detail, VcQueryResult* result) {
+    return Decoder_Query(decoder, static_cast<int>(std::strlen(url)), url, detail, result);
+}
+
+std::string List(const char* directory, const char* filter, int32_t depth) {
+    bool ok = true;
+    uint32_t size = 99;
+    char* text = reinterpret_cast<char*>(&size);
+    LegacyDecoderHost::ListHook(directory, filter, depth, &ok, &size, &text);
+    if (!ok) {
+        return text == nullptr && size == 0 ? "<refused>" : "<refused, outputs left set>";
+    }
+    std::string result(text, size);
+    delete[] text;
+    return result;
+}
+
+} // namespace
+
+TEST_F(LegacyHostTest, QuickQueryAcceptsAnyUrlAndReadsNothing) {
+    ASSERT_EQ(CreateDecoder(), 0);
+    for (const char* url : {"", "nowhere/nothing.xyz"}) {
+        VcQueryResult result;
+        std::memset(&result, 0x5A, sizeof result);
+        ASSERT_EQ(Query(decoderHandle, url, 0, &result), 0);
+        EXPECT_EQ(result.canLoad, 1);
+        EXPECT_EQ(result.hasTimes, 0);
+        EXPECT_EQ(result.hasFrameCount, 0);
+        EXPECT_EQ(result.reserved, 0);
+    }
+    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    EXPECT_STREQ(decoder.GetLoadName(), "");
+}
+
+TEST_F(LegacyHostTest, DetailedQueryReportsWhatTheFormatQueryFound) {
+    AddRecording(TwoCameras());
+    files.AddFile("rec/other.tfr", std::string(40, 'x'));
+    ASSERT_EQ(CreateDecoder(), 0);
+    VcQueryResult result{};
+    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0);
+    EXPECT_EQ(result.canLoad, 1);
+    EXPECT_EQ(result.hasFrameCount, 1);
+    EXPECT_EQ(result.pictureCount, -1);
+    EXPECT_EQ(result.frameCountLow, 10u);
+    EXPECT_EQ(result.frameCountHigh, 0u);
+    const uint32_t description[10] = {4, 3, 3, 4, 3, 8000, 16, 1, 0, 100};
+    EXPECT_EQ(std::memcmp(result.description, description, sizeof description), 0);
+    EXPECT_EQ(result.hasTimes, 1);
+    EXPECT_EQ(result.startTime.recordedTime, TimeAt(0));
+    EXPECT_EQ(result.endTime.streamTime, TimeAt(0));
+
+    VcQueryResult other{};
+    ASSERT_EQ(Query(decoderHandle, "rec/other.tfr", 1, &other), 0);
+    EXPECT_EQ(other.canLoad, 0);
+}
+
+TEST_F(LegacyHostTest, QueryOfAMissingFileTakesTheFailedOpensCountersForCounts) {
+    ASSERT_EQ(CreateDecoder(), 0);
+    VcQueryResult result{};
+    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0);
+    EXPECT_EQ(result.canLoad, 0);
+    // A failed open reports its counts as -1; the audio count is nonzero and so counts as given.
+    EXPECT_EQ(result.hasFrameCount, 1);
+    EXPECT_EQ(result.frameCountLow, 0xFFFFFFFFu);
+    EXPECT_EQ(result.frameCountHigh, 0xFFFFFFFFu);
+    EXPECT_EQ(result.hasTimes, 0);
+}
+
+TEST_F(LegacyHostTest, TwoDarlexDisplayNamesLoadWhateverTheCoreSays) {
+    for (const char* name : {"Tecton Darlex (Tracked frames only)", "Tecton Darlex (All frames)",
+                             "__LEGACY__ Tecton Darlex (All frames)"}) {
+        decoder.displayName = name;
+        int named = 0;
+        ASSERT_EQ(DecoderCollection_Create(nullptr, &named), 0);
+        int host = 0;
+        ASSERT_EQ(Decoder_Create(named, TinyGuid(), -1, -1, &host), 0);
+        VcQueryResult result{};
+        ASSERT_EQ(Query(host, Url, 1, &result), 0); // there is no file: the core says no
+        EXPECT_EQ(result.canLoad, name[0] == 'T' ? 1 : 0) << name;
+        Decoder_Release(host);
+        DecoderCollection_Release(named);
+    }
+}
+
+TEST_F(LegacyHostTest, DetailedQueryAndLoadNeedTheEntryInTheirCollection) {
+    LegacyDecoderHost stray;
+    DecoderInfo unknown{};
+    Vorn::ParseGuid("{0BADF00D-0000-4000-8000-0000000000AB}", &unknown.guid);
+    ASSERT_EQ(stray.SetDecoderInfo(unknown), 0);
+    QueryResult result{};
+    EXPECT_EQ(stray.Query(Buffer(Url), 0, &result), 0);
+    EXPECT_EQ(stray.Query(Buffer(Url), 1, &result), InvalidArgument);
+    EXPECT_EQ(LastErrorMessage(),
+              "LegacyDecoderHost > Could not retrieve previously specified decoder info\n");
+
+    int early = 0;
+    ASSERT_EQ(DecoderCollection_Create(nullptr, &early), 0);
+    int host = 0;
+    ASSERT_EQ(Decoder_Create(early, TinyGuid(), -1, -1, &host), 0);
+    ASSERT_EQ(DecoderCollection_Release(early), 0);
+    EXPECT_EQ(Query(host, Url, 1, &result), InvalidHandle);
+    EXPECT_EQ(LastErrorMessage(), "Decoder collection handle is invalid");
+    int resources = 0;
+    EXPECT_EQ(Decoder_Load(host, 12, Url, nullptr, nullptr, NeverAbort, &resources), InvalidHandle);
+    EXPECT_EQ(LastErrorMessage(), "Decoder collection handle is invalid");
+    Decoder_Release(host);
+}
+
+TEST_F(LegacyHostTest, LoadMapsTheResultOfTheCoresOpen) {
+    files.AddFile("rec/bad.tfr", std::string(64, 'x'));
+    ASSERT_EQ(CreateDecoder(), 0);
+    EXPECT_EQ(Load("rec/missing.tfr"), CatastrophicFailure);
+    EXPECT_EQ(LastErrorMessage(), "FileClientResult 1");
+    EXPECT_EQ(Load("rec/bad.tfr"), GeneralFailure);
+    EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
+    int count = -1;
+    EXPECT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    EXPECT_EQ(count, 0);
+}
+
+TEST_F(LegacyHostTest, UserAbortInTheCoreFailsTheLoadLikeAnyOtherFailure) {
+    AddRecording(TwoCameras());
+    ASSERT_EQ(CreateDecoder(), 0);
+    VcQueryResult result{};
+    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0); // leaves the abort hook in the format decoder
+    EXPECT_EQ(Load(Url, AlwaysAbort), GeneralFailure);
+    // The core reports an abort as a normal failure, so the load never sees an abort result.
+    EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
+    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+}
+
+TEST_F(LegacyHostTest, TwoCamerasAndSoundGiveOneTrackWithAStreamPerChannel) {
+    TinyRecording recording = TwoCameras();
+    recording.audioBytes = 8;
+    recording.records.push_back({AudioRecord, 0, 0, TimeAt(1), false});
+    recording.records.push_back({AudioRecord, 0, 0, TimeAt(5), false});
+    LoadRecording(recording);
+    int count = 0;
+    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    EXPECT_EQ(count, 1);
+    VcTrackInfo info{};
+    ASSERT_EQ(Track_GetInfo(track, &info), 0);
+    EXPECT_EQ(info.streamCount, 3);
+    EXPECT_EQ(info.startTime.recordedTime, TimeAt(0));
+    EXPECT_EQ(info.endTime.recordedTime, TimeAt(9));
+    char name[32] = {};
+    int size = sizeof name;
+    ASSERT_EQ(Track_GetName(track, &size, name), 0);
+    EXPECT_STREQ(name, "Unnamed track");
+
+    const struct {
+        int32_t number, type;
+        const char* name;
+        int64_t first, last;
+    } expected[] = {{0, StreamVideo, "Camera 0", TimeAt(0), TimeAt(9)},
+                    {2, StreamVideo, "Camera 2", TimeAt(1), TimeAt(8)},
+                    {0, StreamAudio, "Microphone", TimeAt(1), TimeAt(5)}};
+    for (int index = 0; index < 3; ++index) {
+        int stream = StreamOf(track, index);
+        EXPECT_EQ(InfoOf(stream).streamNumber, expected[index].number);
+        EXPECT_EQ(InfoOf(stream).type, expected[index].type);
+        EXPECT_EQ(NameOf(stream), expected[index].name);
+        auto* legacy = DynamicClass::FromHandle<LegacyDecoderStream>(stream);
+        ASSERT_NE(legacy, nullptr);
+        EXPECT_EQ(legacy->FirstTimes().recordedTime, expected[index].first) << index;
+        EXPECT_EQ(legacy->LastTimes().recordedTime, expected[index].last) << index;
+    }
+    const auto& picture =
+        DynamicClass::FromHandle<LegacyDecoderVideoStream>(StreamOf(track, 0))->Description();
+    EXPECT_EQ(picture.width, 4);
+    EXPECT_EQ(picture.height, 3);
+    EXPECT_EQ(picture.bytesPerPixel, 3);
+    EXPECT_EQ(picture.aspectNumerator, 4);
+    EXPECT_EQ(picture.aspectDenominator, 3);
+    EXPECT_EQ(picture.format, 1);
+}
+
+TEST_F(LegacyHostTest, EveryTrackOfTheFormatGetsItsOwnChannels) {
+    TinyRecording recording;
+    recording.tracks = 2;
+    recording.records = {{PictureRecord, 0, 0, TimeAt(0)},
+                         {PictureRecord, 1, 3, TimeAt(1)},
+                         {PictureRecord, 0, 1, TimeAt(2)},
+                         {PictureRecord, 1, 3, TimeAt(3)},
+                         {PictureRecord, 0, 0, TimeAt(4)}};
+    LoadRecording(recording);
+    int count = 0;
+    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    ASSERT_EQ(count, 2);
+    int second = 0;
+    ASSERT_EQ(Decoder_GetTrack(decoderHandle, 1, &second), 0);
+    VcTrackInfo info{};
+    ASSERT_EQ(Track_GetInfo(track, &info), 0);
+    EXPECT_EQ(info.streamCount, 2);
+    ASSERT_EQ(Track_GetInfo(second, &info), 0);
+    ASSERT_EQ(info.streamCount, 1);
+
+    // The streams of both tracks share one client: each access selects its track first.
+    int zero = StreamOf(track, 0);
+    int three = StreamOf(second, 0);
+    EXPECT_EQ(InfoOf(three).streamNumber, 3);
+    const struct {
+        int stream;
+        size_t record;
+    } turns[] = {{zero, 0}, {three, 1}, {zero, 4}, {three, 3}};
+    for (const auto& turn : turns) {
+        VcSample sample{};
+        ASSERT_EQ(Stream_GetNextSample(turn.stream, Request(), &sample), 0) << LastError();
+        std::vector<uint8_t> payload = recording.Payload(turn.record);
+        EXPECT_TRUE(std::equal(payload.begin(), payload.end(), sample.uncompressedData)) << turn.record;
+        EXPECT_EQ(sample.time.recordedTime, recording.records[turn.record].time);
+        Stream_ReleaseSample(turn.stream, sample);
+    }
+}
+
+TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheHostsCallbacks) {
+    AddRecording(TwoCameras());
+    files.AddFile("rec/second.TFR", "x");
+    files.AddFile("rec/notes.txt", "x");
+    progressSeen.clear();
+    messagesSeen.clear();
+    ASSERT_EQ(CreateDecoder(), 0);
+    ASSERT_EQ(Load(Url, NeverAbort, SeeProgress, SeeMessage), 0);
+    ASSERT_EQ(progressSeen.size(), 10u);
+    for (size_t index = 0; index < progressSeen.size(); ++index) {
+        EXPECT_DOUBLE_EQ(progressSeen[index], (index + 1) / 10.0);
+    }
+    // The texts go to the library log; the message callback hears the level of each.
+    EXPECT_TRUE(WasLogged(LogEvent, "width = 4    height = 3    planes = 3     frames = 10\n"));
+    EXPECT_TRUE(WasLogged(LogEvent, Url));
+    EXPECT_GE(std::count(messagesSeen.begin(), messagesSeen.end(), LogEvent), 2);
+    // The format's listing of its folder went through the host's lister.
+    EXPECT_EQ(decoder.listed, (std::vector<std::string>{"clip.tfr", "second.TFR"}));
+}
+
+TEST_F(LegacyHostTest, OnlyTheNewestHostHearsTheCore) {
+    AddRecording(TwoCameras());
+    progressSeen.clear();
+    messagesSeen.clear();
+    ASSERT_EQ(CreateDecoder(), 0);
+    int newer = 0;
+    ASSERT_EQ(Decoder_Create(collection, GuidOf("{CE01A3D4-5141-46a6-AB06-6AAFA85C60A1}"), -1, -1, &newer),
+              0);
+    ASSERT_EQ(Load(Url, NeverAbort, SeeProgress, SeeMessage), 0);
+    EXPECT_TRUE(progressSeen.empty());
+    EXPECT_TRUE(messagesSeen.empty());
+    EXPECT_EQ(Decoder_Release(newer), 0);
+    EXPECT_EQ(LegacyDecoderHost::CurrentHost(), nullptr);
+}
+
+TEST_F(LegacyHostTest, ListerWalksTheFolderTreeDepthFirst) {
+    for (const char* path : {"rec/a.tfr", "rec/.hidden.tfr", "rec/B.TFR", "rec/notes.txt", "rec/sub/c.tfr",
+                             "rec/sub/deeper/d.tfr", "rec/.cache/e.tfr", "rec/zz/f.tfr"}) {
+        files.AddFile(path, "x");
+    }
+    EXPECT_EQ(List("rec", "*.tfr", 0), "a.tfr;B.TFR;");
+    EXPECT_EQ(List("rec/", "*.tfr", 1), "a.tfr;B.TFR;sub/c.tfr;zz/f.tfr;");
+    EXPECT_EQ(List("rec", "*.tfr", 2), "a.tfr;B.TFR;sub/c.tfr;sub/deeper/d.tfr;zz/f.tfr;");
+    EXPECT_EQ(List("rec", "*.jpg", 3), "");
+    EXPECT_EQ(List("", "*", 1), "<refused>");
+    EXPECT_EQ(List(nullptr, "*", 1), "<refused>");
+    EXPECT_EQ(List("rec", "*", -1), "<refused>");
+}
+
+TEST_F(LegacyHostTest, CloseOrReleaseHandsTheSharedFormatDecoderBackIdle) {
+    AddRecording(TwoCameras());
+    ASSERT_EQ(CreateDecoder(), 0);
+    ASSERT_EQ(Load(), 0);
+    EXPECT_EQ(decoder.GetState(), DDS_LOADED);
+    EXPECT_EQ(Decoder_Close(decoderHandle), 0);
+    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
+
+    ASSERT_EQ(CreateDecoder(), 0);
+    ASSERT_EQ(Load(), 0);
+    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
+    decoderHandle = 0;
+    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    ASSERT_EQ(CreateDecoder(), 0);
+    EXPECT_EQ(Load(), 0);
+}
+
+TEST_F(LegacyHostTest, MissingTrackIsAGeneralFailure) {
+    LoadRecording(TwoCameras());
+    int other = 0;
+    EXPECT_EQ(Decoder_GetTrack(decoderHandle, 1, &other), GeneralFailure);
+    Track* missing = nullptr;
+    auto* host = DynamicClass::FromHandle<LegacyDecoderHost>(decoderHandle);
+    EXPECT_EQ(host->GetTrack(-1, &missing), GeneralFailure);
+    EXPECT_EQ(std::string(Vorn::Vorncast::LastErrorText())
+                  .rfind("Could not get track pointer for track number -1 (", 0),
+              0u);
+    EXPECT_EQ(missing, nullptr);
+}
