@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 using namespace Vorn::Vorncast::Decoders;
@@ -24,23 +23,35 @@ void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
     bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
 }
 
-struct BrokenPacket {
-    const char* name;
-    std::function<Bytes()> build;
-    const char* reason;
-};
-
-PesOptions WithPts() {
+PesOptions Options(void (*set)(PesOptions&)) {
     PesOptions options;
-    options.pts = 0x1'2345'6789;
+    set(options);
     return options;
 }
 
-PesOptions WithDts() {
-    PesOptions options = WithPts();
-    options.dts = 0x0'8765'4321;
-    return options;
-}
+const PesOptions Pts = Options([](PesOptions& o) { o.pts = 0x1'2345'6789; });
+const PesOptions PtsDts = Options([](PesOptions& o) {
+    o.pts = 0x1'2345'6789;
+    o.dts = 0x0'8765'4321;
+});
+const PesOptions Escr = Options([](PesOptions& o) { o.escrBase = 1; });
+const PesOptions EsRate = Options([](PesOptions& o) { o.esRate = 5; });
+const PesOptions Dsm = Options([](PesOptions& o) { o.dsmTrickMode = 1; });
+const PesOptions CopyInfo = Options([](PesOptions& o) { o.additionalCopyInfo = 1; });
+const PesOptions Crc = Options([](PesOptions& o) { o.crc = 1; });
+const PesOptions Extension = Options([](PesOptions& o) { o.extension = true; });
+const PesOptions Private = Options([](PesOptions& o) {
+    o.extension = true;
+    o.privateData = std::array<uint8_t, 16>{};
+});
+const PesOptions PackField = Options([](PesOptions& o) {
+    o.extension = true;
+    o.packField = PackHeader();
+});
+const PesOptions Counter = Options([](PesOptions& o) {
+    o.extension = true;
+    o.sequenceCounter = 3;
+});
 
 Bytes Payload() {
     return Bytes{1, 2, 3, 4, 5};
@@ -50,22 +61,31 @@ Bytes Build(const PesOptions& options) {
     return PesPacket(0xE0, Payload(), options);
 }
 
-// Sets the flag of one field and states a header length that ends right before it.
-Bytes WithoutRoomFor(PesOptions options, int32_t fieldOffset) {
-    options.headerLength = fieldOffset;
-    return Build(options);
-}
+// A header field that is cut short (the stated header length ends `room` bytes into the fields)
+// or a bit of the fields that is cleared.
+struct BrokenField {
+    const char* reason;
+    PesOptions options;
+    int32_t room;
+    size_t byte = 0;
+    int32_t bit = 0;
+};
 
-Bytes Broken(const PesOptions& options, size_t at, int32_t bit) {
+Bytes Break(const BrokenField& broken) {
+    PesOptions options = broken.options;
+    if (broken.room >= 0) {
+        options.headerLength = broken.room;
+        return Build(options);
+    }
     Bytes bytes = Build(options);
-    ClearBit(bytes, at, bit);
+    ClearBit(bytes, FieldsStart + broken.byte, broken.bit);
     return bytes;
 }
 
 } // namespace
 
 TEST(PacketTest, EveryOptionalFieldIsReadWithItsValue) {
-    PesOptions options = WithDts();
+    PesOptions options = PtsDts;
     options.escrBase = 0x1'0000'0001;
     options.escrExtension = 0x155;
     options.esRate = 0x2A5A5A;
@@ -134,176 +154,56 @@ TEST(PacketTest, PaddingAndPrivateStreamTwoHaveNoHeaderFlags) {
 }
 
 TEST(PacketTest, EachFaultLogsItsReason) {
-    const std::vector<BrokenPacket> cases = {
-        {"short",
-         [] {
-             return Bytes{0, 0, 1, 0xE0, 0};
-         },
-         "too few bytes\n"},
-        {"prefix",
-         [] {
-             Bytes b = Build({});
-             b[2] = 2;
-             return b;
-         },
-         "invalid packet start code prefix\n"},
-        {"stream id",
-         [] {
-             Bytes b = Build({});
-             b[3] = 0xBB;
-             return b;
-         },
-         "invalid streamId\n"},
-        {"length",
-         [] {
-             Bytes b = Build({});
-             b.pop_back();
-             return b;
-         },
-         "too few remaining bytes\n"},
-        {"header length",
-         [] {
-             PesOptions o;
-             o.headerLength = 40;
-             return Build(o);
-         },
-         "too few remaining bytes\n"},
-        {"pts room", [] { return WithoutRoomFor(WithPts(), 4); }, "too few remaining header bytes (pts)\n"},
-        {"pts flags",
-         [] {
-             Bytes b = Build(WithPts());
-             b[FieldsStart] &= 0x1F;
-             return b;
-         },
-         "bites & 0xE != 2\n"},
-        {"pts marker 1", [] { return Broken(WithPts(), FieldsStart, 0); },
-         "bits & 1 != 1 (32..30 of timestamp)\n"},
-        {"pts marker 2", [] { return Broken(WithPts(), FieldsStart + 2, 0); },
-         "bits & 1 != 1 (29..15 of timestamp)\n"},
-        {"pts marker 3", [] { return Broken(WithPts(), FieldsStart + 4, 0); },
-         "bits & 1 != 1 (16..14 of timestamp)\n"},
-        {"dts room", [] { return WithoutRoomFor(WithDts(), 9); }, "too few header bytes remaining (dts)\n"},
-        {"dts flags", [] { return Broken(WithDts(), FieldsStart + 5, 4); }, "bits & 1 != 1 (dts field)\n"},
-        {"dts marker 1", [] { return Broken(WithDts(), FieldsStart + 5, 0); },
-         "bits & 1 != 1 (32..30 of time stamp)\n"},
-        {"dts marker 2", [] { return Broken(WithDts(), FieldsStart + 7, 0); },
-         "bits & 1 != 1 (29..15 of time stamp)\n"},
-        {"dts marker 3", [] { return Broken(WithDts(), FieldsStart + 9, 0); },
-         "bits & 1 != 1 (14..00 of time stamp)\n"},
-        {"escr room",
-         [] {
-             PesOptions o;
-             o.escrBase = 1;
-             return WithoutRoomFor(o, 5);
-         },
-         "too few header bytes remaining (escr)\n"},
-        {"escr marker 1",
-         [] {
-             PesOptions o;
-             o.escrBase = 1;
-             return Broken(o, FieldsStart, 2);
-         },
-         "(32..30 of ESCR)\n"},
-        {"escr marker 2",
-         [] {
-             PesOptions o;
-             o.escrBase = 1;
-             return Broken(o, FieldsStart + 2, 2);
-         },
-         "(29..15 of ESCR)\n"},
-        {"escr marker 3",
-         [] {
-             PesOptions o;
-             o.escrBase = 1;
-             return Broken(o, FieldsStart + 4, 2);
-         },
-         "(14..00 of ESCR)\n"},
-        {"escr marker 4",
-         [] {
-             PesOptions o;
-             o.escrBase = 1;
-             return Broken(o, FieldsStart + 5, 0);
-         },
-         "(next 10 bits of ESCR)\n"},
-        {"es rate room",
-         [] {
-             PesOptions o;
-             o.esRate = 5;
-             return WithoutRoomFor(o, 2);
-         },
-         "two few bytes remaining (esRate)\n"},
-        {"es rate marker 1",
-         [] {
-             PesOptions o;
-             o.esRate = 5;
-             return Broken(o, FieldsStart, 7);
-         },
-         "first marker bit must be 1\n"},
-        {"es rate marker 2",
-         [] {
-             PesOptions o;
-             o.esRate = 5;
-             return Broken(o, FieldsStart + 2, 0);
-         },
-         "next 23 bits are elementry stream state\n"},
-        {"dsm trick room",
-         [] {
-             PesOptions o;
-             o.dsmTrickMode = 1;
-             return WithoutRoomFor(o, 0);
-         },
-         "two few header bytes remaining (dsmTrick)\n"},
-        {"copy info room",
-         [] {
-             PesOptions o;
-             o.additionalCopyInfo = 1;
-             return WithoutRoomFor(o, 0);
-         },
-         "two few header bytes remaining (copyright)\n"},
-        {"crc room",
-         [] {
-             PesOptions o;
-             o.crc = 1;
-             return WithoutRoomFor(o, 1);
-         },
-         "two few header bytes remaining (crc)\n"},
-        {"extension room",
-         [] {
-             PesOptions o;
-             o.extension = true;
-             return WithoutRoomFor(o, 0);
-         },
-         "two few header bytes remaining (extension)\n"},
-        {"private room",
-         [] {
-             PesOptions o;
-             o.extension = true;
-             o.privateData = std::array<uint8_t, 16>{};
-             return WithoutRoomFor(o, 16);
-         },
-         "two few header bytes remaining (private)\n"},
-        {"pack field room",
-         [] {
-             PesOptions o;
-             o.extension = true;
-             o.packField = PackHeader();
-             return WithoutRoomFor(o, 10);
-         },
-         "two few header bytes remaining (pack header)\n"},
-        {"sequence counter room",
-         [] {
-             PesOptions o;
-             o.extension = true;
-             o.sequenceCounter = 3;
-             return WithoutRoomFor(o, 2);
-         },
-         "two few header bytes remaining (MPEG-1 pack header)\n"},
+    const Bytes good = Build({});
+    Bytes prefix = good;
+    prefix[2] = 2;
+    Bytes streamId = good;
+    streamId[3] = 0xBB;
+    Bytes length = good;
+    length.pop_back();
+    const std::vector<std::pair<Bytes, const char*>> heads = {
+        {Bytes{0, 0, 1, 0xE0, 0}, "too few bytes\n"},
+        {prefix, "invalid packet start code prefix\n"},
+        {streamId, "invalid streamId\n"},
+        {length, "too few remaining bytes\n"},
+        {Break({"", {}, 40}), "too few remaining bytes\n"},
     };
-    for (const BrokenPacket& broken : cases) {
+    const BrokenField fields[] = {
+        {"too few remaining header bytes (pts)\n", Pts, 4},
+        {"bites & 0xE != 2\n", Pts, -1, 0, 5},
+        {"bits & 1 != 1 (32..30 of timestamp)\n", Pts, -1, 0, 0},
+        {"bits & 1 != 1 (29..15 of timestamp)\n", Pts, -1, 2, 0},
+        {"bits & 1 != 1 (16..14 of timestamp)\n", Pts, -1, 4, 0},
+        {"too few header bytes remaining (dts)\n", PtsDts, 9},
+        {"bits & 1 != 1 (dts field)\n", PtsDts, -1, 5, 4},
+        {"bits & 1 != 1 (32..30 of time stamp)\n", PtsDts, -1, 5, 0},
+        {"bits & 1 != 1 (29..15 of time stamp)\n", PtsDts, -1, 7, 0},
+        {"bits & 1 != 1 (14..00 of time stamp)\n", PtsDts, -1, 9, 0},
+        {"too few header bytes remaining (escr)\n", Escr, 5},
+        {"(32..30 of ESCR)\n", Escr, -1, 0, 2},
+        {"(29..15 of ESCR)\n", Escr, -1, 2, 2},
+        {"(14..00 of ESCR)\n", Escr, -1, 4, 2},
+        {"(next 10 bits of ESCR)\n", Escr, -1, 5, 0},
+        {"two few bytes remaining (esRate)\n", EsRate, 2},
+        {"first marker bit must be 1\n", EsRate, -1, 0, 7},
+        {"next 23 bits are elementry stream state\n", EsRate, -1, 2, 0},
+        {"two few header bytes remaining (dsmTrick)\n", Dsm, 0},
+        {"two few header bytes remaining (copyright)\n", CopyInfo, 0},
+        {"two few header bytes remaining (crc)\n", Crc, 1},
+        {"two few header bytes remaining (extension)\n", Extension, 0},
+        {"two few header bytes remaining (private)\n", Private, 16},
+        {"two few header bytes remaining (pack header)\n", PackField, 10},
+        {"two few header bytes remaining (MPEG-1 pack header)\n", Counter, 2},
+    };
+    std::vector<std::pair<Bytes, const char*>> cases = heads;
+    for (const BrokenField& field : fields) {
+        cases.emplace_back(Break(field), field.reason);
+    }
+    for (const auto& [bytes, reason] : cases) {
         LogCapture log;
         Packet packet;
-        EXPECT_FALSE(DecodeBytes(broken.build(), packet)) << broken.name;
-        EXPECT_EQ(log.Messages(), std::vector<std::string>{Prefix + broken.reason}) << broken.name;
+        EXPECT_FALSE(DecodeBytes(bytes, packet)) << reason;
+        EXPECT_EQ(log.Messages(), std::vector<std::string>{Prefix + reason});
     }
 }
 
