@@ -1,0 +1,10 @@
+#include "codecs/audio/IppAudioDecoder.h"
+
+namespace Vorn::Vorncast::Decoders {
+
+void IppAudioDecoder::Close() {
+    engine.Close();
+    decodedBytes = 0;
+}
+
+} // namespace Vorn::Vorncast::Decoders

@@ -1,0 +1,11 @@
+#include "codecs/video/IppDecoderMPEG4.h"
+
+#include "interface/LibraryFrame.h"
+
+namespace Vorn::Vorncast::Decoders {
+
+void IppDecoderMPEG4::LogEngineFailure(int32_t status) const {
+    Log(__FILE__, __LINE__, LogCoreFailure, "MPEG4VideoDecoder::GetFrame failed with status %d\n", status);
+}
+
+} // namespace Vorn::Vorncast::Decoders

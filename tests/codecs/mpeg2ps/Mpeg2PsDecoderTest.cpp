@@ -1,0 +1,235 @@
+#include "codecs/mpeg2ps/IppDecoderMPEG2PS.h"
+#include "codecs/mpeg2ps/ProgramStreamWriter.h"
+#include "codecs/support/CodecTestSupport.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <gtest/gtest.h>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace CodecTest;
+
+namespace {
+
+constexpr int32_t Width = 176;
+constexpr int32_t Height = 144;
+constexpr int32_t PictureBytes = Width * Height * 3;
+
+int WriteToVector(void* opaque, uint8_t* bytes, int size) {
+    auto* out = static_cast<Bytes*>(opaque);
+    out->insert(out->end(), bytes, bytes + size);
+    return size;
+}
+
+// The frame as libavformat's MPEG-2 program stream muxer writes it: a pack with a system header,
+// packets with time stamps and a P-STD buffer extension, padding, an end code.
+Bytes MuxWithLibavformat(const Bytes& frame) {
+    Bytes out;
+    AVFormatContext* format = nullptr;
+    if (avformat_alloc_output_context2(&format, nullptr, "vob", nullptr) < 0) {
+        return out;
+    }
+    AVStream* stream = avformat_new_stream(format, nullptr);
+    stream->codecpar->codec_type = AVMEDIA_TYPE_VIDEO;
+    stream->codecpar->codec_id = AV_CODEC_ID_MPEG2VIDEO;
+    stream->codecpar->width = Width;
+    stream->codecpar->height = Height;
+    stream->codecpar->bit_rate = 2000000;
+    stream->time_base = {1, 90000};
+    constexpr int IoBufferSize = 4096;
+    auto* ioBuffer = static_cast<uint8_t*>(av_malloc(IoBufferSize));
+    format->pb = avio_alloc_context(ioBuffer, IoBufferSize, 1, &out, nullptr, WriteToVector, nullptr);
+    if (avformat_write_header(format, nullptr) >= 0) {
+        AVPacket* packet = av_packet_alloc();
+        av_new_packet(packet, static_cast<int>(frame.size()));
+        std::copy(frame.begin(), frame.end(), packet->data);
+        packet->pts = packet->dts = 3600;
+        packet->flags |= AV_PKT_FLAG_KEY;
+        av_write_frame(format, packet);
+        av_packet_free(&packet);
+        av_write_trailer(format);
+    }
+    avio_flush(format->pb);
+    av_freep(&format->pb->buffer);
+    avio_context_free(&format->pb);
+    avformat_free_context(format);
+    return out;
+}
+
+class Mpeg2PsDecoderTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        video = new EncodedVideo();
+        VideoSettings settings;
+        settings.encoder = "mpeg2video";
+        settings.frames = 4;
+        ASSERT_TRUE(EncodeVideo(settings, video));
+        reference = new std::vector<Picture>(ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, *video, true));
+    }
+    static void TearDownTestSuite() {
+        delete video;
+        delete reference;
+    }
+
+    void SetUp() override { ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false)); }
+
+    bool Decode(const Bytes& frame) {
+        return adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes);
+    }
+    const Bytes& Elementary(size_t index) const { return video->frames.at(index).data; }
+
+    static EncodedVideo* video;
+    static std::vector<Picture>* reference;
+    IppDecoderMPEG2PS adapter;
+    Bytes output = Bytes(PictureBytes, 0x5A);
+};
+
+EncodedVideo* Mpeg2PsDecoderTest::video = nullptr;
+std::vector<Picture>* Mpeg2PsDecoderTest::reference = nullptr;
+
+} // namespace
+
+TEST_F(Mpeg2PsDecoderTest, FramesInPacksDecodeLikeTheirElementaryStream) {
+    for (size_t index = 0; index < video->frames.size(); ++index) {
+        Bytes frame = WrapInProgramStream(Elementary(index), IppDecoderMPEG2PS::VideoStreamId, 700);
+        Append(frame, PesPacket(IppDecoderMPEG2PS::AudioStreamId, Bytes(50, 0xFF)));
+        Append(frame, PaddingPacket(100));
+        ASSERT_TRUE(Decode(frame)) << index;
+        EXPECT_TRUE(adapter.HasNewPicture());
+        EXPECT_EQ(output, reference->at(index).bgr) << index;
+        EXPECT_GT(Psnr(video->sources[index], output.data()), 30.0) << index;
+    }
+    EXPECT_EQ(adapter.GetFrameType(), VideoFrameP);
+}
+
+TEST_F(Mpeg2PsDecoderTest, JunkAheadOfTheFirstPackIsSkippedAndItsPictureStartsCounted) {
+    Bytes frame = {0x12, 0x00, 0x00, 0x01, 0x00, 0x55, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x00, 0x77};
+    Append(frame, WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId));
+    LogCapture log;
+    ASSERT_TRUE(Decode(frame));
+    EXPECT_EQ(output, reference->at(0).bgr);
+    EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Found pic header 2\n", "Found pic header 3\n"}));
+}
+
+TEST_F(Mpeg2PsDecoderTest, OnePackWithOnePacketAndNoPaddingDecodes) {
+    Bytes frame = PackHeader();
+    Append(frame, PesPacket(IppDecoderMPEG2PS::VideoStreamId, Elementary(0)));
+    ASSERT_TRUE(Decode(frame));
+    EXPECT_EQ(output, reference->at(0).bgr);
+}
+
+TEST_F(Mpeg2PsDecoderTest, ATruncatedLastPacketLeavesTheFrameOfTheEarlierOnes) {
+    Bytes frame = WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId);
+    Append(frame, PaddingPacket(300));
+    frame.resize(frame.size() - 200);
+    ASSERT_TRUE(Decode(frame));
+    EXPECT_EQ(output, reference->at(0).bgr);
+}
+
+TEST_F(Mpeg2PsDecoderTest, ABrokenPesHeaderFailsTheFrameAndTheAdapterStaysUsable) {
+    Bytes frame = WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId);
+    const size_t firstPes = PackHeader(3600, 25200, 2).size() + SystemHeader().size();
+    frame[firstPes + 9 + 2] &= 0xFE;
+    LogCapture log;
+    EXPECT_FALSE(Decode(frame));
+    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n"));
+    EXPECT_TRUE(log.Contains("MPEG2VideoDecoder::GetFrame failed\n"));
+
+    adapter.Reset();
+    for (size_t index = 0; index < 2; ++index) {
+        ASSERT_TRUE(Decode(WrapInProgramStream(Elementary(index), IppDecoderMPEG2PS::VideoStreamId)))
+            << index;
+        EXPECT_EQ(output, reference->at(index).bgr) << index;
+    }
+}
+
+TEST_F(Mpeg2PsDecoderTest, AStreamCutShortByABrokenPacketFails) {
+    // The second packet's time stamp is broken, so only the first packet's share of the picture
+    // reaches the decoder.
+    const Bytes& elementary = Elementary(0);
+    const size_t half = elementary.size() / 2;
+    Bytes frame = PackHeader();
+    Append(frame,
+           PesPacket(IppDecoderMPEG2PS::VideoStreamId, Bytes(elementary.begin(), elementary.begin() + half)));
+    PesOptions timed;
+    timed.pts = 9000;
+    Bytes second = PesPacket(IppDecoderMPEG2PS::VideoStreamId,
+                             Bytes(elementary.begin() + half, elementary.end()), timed);
+    second[9] &= 0xFE;
+    Append(frame, second);
+    LogCapture log;
+    EXPECT_FALSE(Decode(frame));
+    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (32..30 of timestamp)\n"));
+}
+
+TEST_F(Mpeg2PsDecoderTest, OutputBelowThePictureSizeIsRefused) {
+    const Bytes frame = WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId);
+    LogCapture log;
+    EXPECT_FALSE(
+        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes - 1));
+    EXPECT_FALSE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), nullptr, PictureBytes));
+    EXPECT_EQ(log.Messages(),
+              std::vector<std::string>(2, "IppDecoderMPEG2PS::Decode output buffer too small\n"));
+}
+
+TEST_F(Mpeg2PsDecoderTest, AnElementaryStreamWithoutPacksDecodesAsItIs) {
+    ASSERT_TRUE(Decode(Elementary(0)));
+    EXPECT_EQ(output, reference->at(0).bgr);
+}
+
+TEST_F(Mpeg2PsDecoderTest, AFrameFromLibavformatsMuxerDecodes) {
+    const Bytes frame = MuxWithLibavformat(Elementary(0));
+    ASSERT_GT(frame.size(), Elementary(0).size());
+    ASSERT_TRUE(Decode(frame));
+    EXPECT_EQ(output, reference->at(0).bgr);
+}
+
+TEST_F(Mpeg2PsDecoderTest, ImageFormatComesFromTheVideoStreamInThePacks) {
+    Bytes frame = {0x00, 0x00, 0x01, 0x00, 0x42};
+    Append(frame, WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId, 5));
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t planes = 0;
+    ASSERT_TRUE(IppDecoderMPEG2PS::ParseImageFormat(frame.data(), static_cast<int32_t>(frame.size()), &width,
+                                                    &height, &planes));
+    EXPECT_EQ(width, Width);
+    EXPECT_EQ(height, Height);
+    EXPECT_EQ(planes, 3);
+    const Bytes audioOnly = WrapInProgramStream(Bytes(100, 0), IppDecoderMPEG2PS::AudioStreamId);
+    EXPECT_FALSE(IppDecoderMPEG2PS::ParseImageFormat(audioOnly.data(), static_cast<int32_t>(audioOnly.size()),
+                                                     &width, &height, &planes));
+}
+
+TEST_F(Mpeg2PsDecoderTest, AudioFramesDecodeFromTheFirstAudioStream) {
+    EncodedAudio stereo;
+    ASSERT_TRUE(EncodeAudio("mp2", 48000, 2, 3, &stereo));
+    const auto expected = ReferenceDecodeAudio(AV_CODEC_ID_MP2, stereo);
+    Bytes samples(IppDecoderMPEG2PS::AudioFrameBytes);
+    LogCapture log;
+    for (size_t index = 0; index < stereo.frames.size(); ++index) {
+        Bytes frame = {0xFF, 0xF3, 0x00, 0xFF, 0xFD, 0x01};
+        Append(frame, WrapInProgramStream(stereo.frames[index].data, IppDecoderMPEG2PS::AudioStreamId, 200));
+        ASSERT_TRUE(adapter.DecodeAudio(frame.data(), static_cast<int32_t>(frame.size()), samples.data(),
+                                        static_cast<int32_t>(samples.size())));
+        ASSERT_EQ(adapter.GetAudioBytes(), IppDecoderMPEG2PS::AudioFrameBytes);
+        EXPECT_EQ(std::memcmp(samples.data(), expected[index].data(), samples.size()), 0) << index;
+    }
+    EXPECT_EQ(log.Messages(), std::vector<std::string>(stereo.frames.size(), "Found mp3 header 2\n"));
+
+    log.Clear();
+    const Bytes wrapped = WrapInProgramStream(stereo.frames[0].data, IppDecoderMPEG2PS::AudioStreamId);
+    EXPECT_FALSE(adapter.DecodeAudio(wrapped.data(), static_cast<int32_t>(wrapped.size()), samples.data(),
+                                     IppDecoderMPEG2PS::AudioFrameBytes - 1));
+    EXPECT_EQ(log.Messages(),
+              std::vector<std::string>{"IppDecoderMPEG2PS::Decode audio output buffer too small\n"});
+
+    EncodedAudio mono;
+    ASSERT_TRUE(EncodeAudio("mp2", 48000, 1, 1, &mono));
+    log.Clear();
+    const Bytes monoFrame = WrapInProgramStream(mono.frames[0].data, IppDecoderMPEG2PS::AudioStreamId);
+    EXPECT_TRUE(adapter.DecodeAudio(monoFrame.data(), static_cast<int32_t>(monoFrame.size()), samples.data(),
+                                    static_cast<int32_t>(samples.size())));
+    EXPECT_EQ(log.Messages(), std::vector<std::string>{"Audio frame formed without correct size: 2304\n"});
+}

@@ -1,0 +1,251 @@
+#include "codecs/mpeg2ps/Packet.h"
+#include "codecs/mpeg2ps/ProgramStreamWriter.h"
+#include "codecs/support/CodecTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace CodecTest;
+
+namespace {
+
+constexpr int32_t FieldsStart = 9;
+const std::string Prefix = "Packet::Decode failing because ";
+
+bool DecodeBytes(const Bytes& bytes, Packet& packet) {
+    PacketReader reader(bytes.data(), static_cast<int32_t>(bytes.size()));
+    return packet.Decode(reader);
+}
+
+void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
+    bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
+}
+
+PesOptions Options(void (*set)(PesOptions&)) {
+    PesOptions options;
+    set(options);
+    return options;
+}
+
+const PesOptions Pts = Options([](PesOptions& o) { o.pts = 0x1'2345'6789; });
+const PesOptions PtsDts = Options([](PesOptions& o) {
+    o.pts = 0x1'2345'6789;
+    o.dts = 0x0'8765'4321;
+});
+const PesOptions Escr = Options([](PesOptions& o) { o.escrBase = 1; });
+const PesOptions EsRate = Options([](PesOptions& o) { o.esRate = 5; });
+const PesOptions Dsm = Options([](PesOptions& o) { o.dsmTrickMode = 1; });
+const PesOptions CopyInfo = Options([](PesOptions& o) { o.additionalCopyInfo = 1; });
+const PesOptions Crc = Options([](PesOptions& o) { o.crc = 1; });
+const PesOptions Extension = Options([](PesOptions& o) { o.extension = true; });
+const PesOptions Private = Options([](PesOptions& o) {
+    o.extension = true;
+    o.privateData = std::array<uint8_t, 16>{};
+});
+const PesOptions PackField = Options([](PesOptions& o) {
+    o.extension = true;
+    o.packField = PackHeader();
+});
+const PesOptions Counter = Options([](PesOptions& o) {
+    o.extension = true;
+    o.sequenceCounter = 3;
+});
+
+Bytes Payload() {
+    return Bytes{1, 2, 3, 4, 5};
+}
+
+Bytes Build(const PesOptions& options) {
+    return PesPacket(0xE0, Payload(), options);
+}
+
+// A header field that is cut short (the stated header length ends `room` bytes into the fields)
+// or a bit of the fields that is cleared.
+struct BrokenField {
+    const char* reason;
+    PesOptions options;
+    int32_t room;
+    size_t byte = 0;
+    int32_t bit = 0;
+};
+
+Bytes Break(const BrokenField& broken) {
+    PesOptions options = broken.options;
+    if (broken.room >= 0) {
+        options.headerLength = broken.room;
+        return Build(options);
+    }
+    Bytes bytes = Build(options);
+    ClearBit(bytes, FieldsStart + broken.byte, broken.bit);
+    return bytes;
+}
+
+} // namespace
+
+TEST(PacketTest, EveryOptionalFieldIsReadWithItsValue) {
+    PesOptions options = PtsDts;
+    options.escrBase = 0x1'0000'0001;
+    options.escrExtension = 0x155;
+    options.esRate = 0x2A5A5A;
+    options.dsmTrickMode = 0x9C;
+    options.additionalCopyInfo = 0x55;
+    options.crc = 0xBEEF;
+    options.extension = true;
+    options.privateData = std::array<uint8_t, 16>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    options.packField = PackHeader();
+    options.sequenceCounter = 0x5A;
+    options.pStdBufferSize = 0x1234;
+    options.stuffing = 3;
+    const Bytes bytes = Build(options);
+
+    Packet packet;
+    PacketReader reader(bytes.data(), static_cast<int32_t>(bytes.size()));
+    ASSERT_TRUE(packet.Decode(reader));
+    EXPECT_EQ(reader.Position(), static_cast<int32_t>(bytes.size()));
+    EXPECT_EQ(packet.streamId, 0xE0);
+    EXPECT_EQ(packet.packetLength, static_cast<int32_t>(bytes.size()) - 6);
+    EXPECT_EQ(packet.payloadEnd, static_cast<int32_t>(bytes.size()));
+    EXPECT_EQ(packet.payloadEnd - packet.payloadStart, 5);
+    EXPECT_EQ(Bytes(bytes.begin() + packet.payloadStart, bytes.end()), Payload());
+    EXPECT_TRUE(packet.dataAlignment);
+    EXPECT_TRUE(packet.original);
+    EXPECT_FALSE(packet.copyright);
+    ASSERT_TRUE(packet.hasPts);
+    EXPECT_EQ(packet.pts, 0x1'2345'6789u);
+    ASSERT_TRUE(packet.hasDts);
+    EXPECT_EQ(packet.dts, 0x0'8765'4321u);
+    ASSERT_TRUE(packet.hasEscr);
+    EXPECT_EQ(packet.escrBase, 0x1'0000'0001u);
+    EXPECT_EQ(packet.escrExtension, 0x155u);
+    ASSERT_TRUE(packet.hasEsRate);
+    EXPECT_EQ(packet.esRate, 0x2A5A5Au);
+    ASSERT_TRUE(packet.hasDsmTrickMode);
+    EXPECT_EQ(packet.dsmTrickMode, 0x9C);
+    ASSERT_TRUE(packet.hasAdditionalCopyInfo);
+    EXPECT_EQ(packet.additionalCopyInfo, 0x55);
+    ASSERT_TRUE(packet.hasCrc);
+    EXPECT_EQ(packet.previousPacketCrc, 0xBEEF);
+    ASSERT_TRUE(packet.hasExtension);
+    ASSERT_TRUE(packet.hasPrivateData);
+    EXPECT_EQ(packet.privateData[0], 1);
+    EXPECT_EQ(packet.privateData[15], 16);
+    ASSERT_TRUE(packet.hasPackHeaderField);
+    EXPECT_EQ(packet.packFieldLength, static_cast<int32_t>(PackHeader().size()));
+    ASSERT_TRUE(packet.hasSequenceCounter);
+    EXPECT_EQ(packet.sequenceCounter, 0x5A);
+    EXPECT_TRUE(packet.mpeg1Identifier);
+    EXPECT_EQ(packet.originalStuffLength, 5);
+    ASSERT_TRUE(packet.hasPStdBuffer);
+    EXPECT_TRUE(packet.pStdBufferScale);
+    EXPECT_EQ(packet.pStdBufferSize, 0x1234);
+}
+
+TEST(PacketTest, PaddingAndPrivateStreamTwoHaveNoHeaderFlags) {
+    for (uint8_t streamId : {Packet::PaddingStream, Packet::PrivateStream2, Packet::ProgramStreamMap}) {
+        Bytes bytes = {0x00, 0x00, 0x01, streamId, 0x00, 0x04, 0x80, 0x00, 0x00, 0x07};
+        Packet packet;
+        ASSERT_TRUE(DecodeBytes(bytes, packet)) << int(streamId);
+        EXPECT_EQ(packet.payloadStart, 6);
+        EXPECT_EQ(packet.payloadEnd, 10);
+        EXPECT_FALSE(packet.hasPts);
+    }
+}
+
+TEST(PacketTest, EachFaultLogsItsReason) {
+    const Bytes good = Build({});
+    Bytes prefix = good;
+    prefix[2] = 2;
+    Bytes streamId = good;
+    streamId[3] = 0xBB;
+    Bytes length = good;
+    length.pop_back();
+    const std::vector<std::pair<Bytes, const char*>> heads = {
+        {Bytes{0, 0, 1, 0xE0, 0}, "too few bytes\n"},
+        {prefix, "invalid packet start code prefix\n"},
+        {streamId, "invalid streamId\n"},
+        {length, "too few remaining bytes\n"},
+        {Break({"", {}, 40}), "too few remaining bytes\n"},
+    };
+    const BrokenField fields[] = {
+        {"too few remaining header bytes (pts)\n", Pts, 4},
+        {"bites & 0xE != 2\n", Pts, -1, 0, 5},
+        {"bits & 1 != 1 (32..30 of timestamp)\n", Pts, -1, 0, 0},
+        {"bits & 1 != 1 (29..15 of timestamp)\n", Pts, -1, 2, 0},
+        {"bits & 1 != 1 (16..14 of timestamp)\n", Pts, -1, 4, 0},
+        {"too few header bytes remaining (dts)\n", PtsDts, 9},
+        {"bits & 1 != 1 (dts field)\n", PtsDts, -1, 5, 4},
+        {"bits & 1 != 1 (32..30 of time stamp)\n", PtsDts, -1, 5, 0},
+        {"bits & 1 != 1 (29..15 of time stamp)\n", PtsDts, -1, 7, 0},
+        {"bits & 1 != 1 (14..00 of time stamp)\n", PtsDts, -1, 9, 0},
+        {"too few header bytes remaining (escr)\n", Escr, 5},
+        {"(32..30 of ESCR)\n", Escr, -1, 0, 2},
+        {"(29..15 of ESCR)\n", Escr, -1, 2, 2},
+        {"(14..00 of ESCR)\n", Escr, -1, 4, 2},
+        {"(next 10 bits of ESCR)\n", Escr, -1, 5, 0},
+        {"two few bytes remaining (esRate)\n", EsRate, 2},
+        {"first marker bit must be 1\n", EsRate, -1, 0, 7},
+        {"next 23 bits are elementry stream state\n", EsRate, -1, 2, 0},
+        {"two few header bytes remaining (dsmTrick)\n", Dsm, 0},
+        {"two few header bytes remaining (copyright)\n", CopyInfo, 0},
+        {"two few header bytes remaining (crc)\n", Crc, 1},
+        {"two few header bytes remaining (extension)\n", Extension, 0},
+        {"two few header bytes remaining (private)\n", Private, 16},
+        {"two few header bytes remaining (pack header)\n", PackField, 10},
+        {"two few header bytes remaining (MPEG-1 pack header)\n", Counter, 2},
+    };
+    std::vector<std::pair<Bytes, const char*>> cases = heads;
+    for (const BrokenField& field : fields) {
+        cases.emplace_back(Break(field), field.reason);
+    }
+    for (const auto& [bytes, reason] : cases) {
+        LogCapture log;
+        Packet packet;
+        EXPECT_FALSE(DecodeBytes(bytes, packet)) << reason;
+        EXPECT_EQ(log.Messages(), std::vector<std::string>{Prefix + reason});
+    }
+}
+
+TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
+    Bytes bytes = PackHeader(0x1'2345'6789, 0x2ABCDE, 5);
+    bytes.push_back(0x42);
+    Packet packet;
+    PacketReader reader(bytes.data(), static_cast<int32_t>(bytes.size()));
+    ASSERT_TRUE(packet.DecodePackHeader(reader));
+    EXPECT_EQ(packet.scrBase, 0x1'2345'6789u);
+    EXPECT_EQ(packet.muxRate, 0x2ABCDEu);
+    EXPECT_EQ(reader.Position(), Packet::PackHeaderBytes + 5);
+
+    LogCapture log;
+    Bytes mpeg1 = PackHeader();
+    mpeg1[4] = 0x21;
+    PacketReader mpeg1Reader(mpeg1.data(), static_cast<int32_t>(mpeg1.size()));
+    EXPECT_FALSE(packet.DecodePackHeader(mpeg1Reader));
+    for (size_t at : {4u, 6u, 8u}) {
+        Bytes marker = PackHeader();
+        ClearBit(marker, at, 2);
+        PacketReader markerReader(marker.data(), static_cast<int32_t>(marker.size()));
+        EXPECT_FALSE(packet.DecodePackHeader(markerReader)) << at;
+    }
+    Bytes shortHeader = PackHeader();
+    shortHeader.pop_back();
+    PacketReader shortReader(shortHeader.data(), static_cast<int32_t>(shortHeader.size()));
+    EXPECT_FALSE(packet.DecodePackHeader(shortReader));
+    EXPECT_EQ(log.Messages().size(), 5u);
+    EXPECT_EQ(log.Messages().back(), Prefix + "too few bytes\n");
+}
+
+TEST(PacketReaderTest, BitsComeMostSignificantFirstAndZeroPastTheEnd) {
+    const Bytes bytes = {0b10110010, 0xFF};
+    PacketReader reader(bytes.data(), 2);
+    EXPECT_EQ(reader.Bits(3), 0b101u);
+    EXPECT_EQ(reader.BitPosition(), 3);
+    EXPECT_EQ(reader.Bits(7), 0b1001011u);
+    EXPECT_EQ(reader.Position(), 1);
+    EXPECT_EQ(reader.Remaining(), 1);
+    EXPECT_EQ(reader.Bits(6), 0b111111u);
+    EXPECT_EQ(reader.Remaining(), 0);
+    EXPECT_EQ(reader.Bits(8), 0u);
+    EXPECT_EQ(reader.Position(), 2);
+}

@@ -1,0 +1,268 @@
+#include "codecs/video/H264Framing.h"
+#include "codecs/video/IppDecoderH264.h"
+#include "codecs/video/VideoTestHelpers.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace CodecTest;
+
+namespace {
+
+constexpr int32_t Width = 176;
+constexpr int32_t Height = 144;
+constexpr int32_t PictureBytes = Width * Height * 3;
+
+using Bytes = std::vector<uint8_t>;
+
+// The NAL units of a start-code access unit, without their start codes.
+std::vector<Bytes> SplitNalUnits(const Bytes& accessUnit) {
+    std::vector<size_t> starts;
+    for (size_t at = 0; at + 3 <= accessUnit.size(); ++at) {
+        if (accessUnit[at] == 0 && accessUnit[at + 1] == 0 && accessUnit[at + 2] == 1) {
+            starts.push_back(at + 3);
+            at += 2;
+        }
+    }
+    std::vector<Bytes> units;
+    for (size_t index = 0; index < starts.size(); ++index) {
+        size_t end = index + 1 < starts.size() ? starts[index + 1] - 3 : accessUnit.size();
+        while (end > starts[index] && accessUnit[end - 1] == 0) {
+            --end;
+        }
+        units.emplace_back(accessUnit.begin() + static_cast<long>(starts[index]),
+                           accessUnit.begin() + static_cast<long>(end));
+    }
+    return units;
+}
+
+void AppendBigEndian(Bytes* out, size_t value, int32_t bytes) {
+    for (int32_t shift = (bytes - 1) * 8; shift >= 0; shift -= 8) {
+        out->push_back(static_cast<uint8_t>(value >> shift));
+    }
+}
+
+Bytes LengthPrefixed(const Bytes& accessUnit, int32_t lengthSize) {
+    Bytes out;
+    for (const Bytes& unit : SplitNalUnits(accessUnit)) {
+        AppendBigEndian(&out, unit.size(), lengthSize);
+        out.insert(out.end(), unit.begin(), unit.end());
+    }
+    return out;
+}
+
+// An avcC record around the parameter sets of a start-code configuration.
+Bytes AvcConfiguration(const Bytes& parameterSets, int32_t lengthSize) {
+    std::vector<Bytes> sequenceSets;
+    std::vector<Bytes> pictureSets;
+    for (const Bytes& unit : SplitNalUnits(parameterSets)) {
+        ((unit[0] & 0x1F) == 7 ? sequenceSets : pictureSets).push_back(unit);
+    }
+    const Bytes& sps = sequenceSets.at(0);
+    Bytes record = {1,
+                    sps[1],
+                    sps[2],
+                    sps[3],
+                    static_cast<uint8_t>(0xFC | (lengthSize - 1)),
+                    static_cast<uint8_t>(0xE0 | sequenceSets.size())};
+    for (const Bytes& unit : sequenceSets) {
+        AppendBigEndian(&record, unit.size(), 2);
+        record.insert(record.end(), unit.begin(), unit.end());
+    }
+    record.push_back(static_cast<uint8_t>(pictureSets.size()));
+    for (const Bytes& unit : pictureSets) {
+        AppendBigEndian(&record, unit.size(), 2);
+        record.insert(record.end(), unit.begin(), unit.end());
+    }
+    return record;
+}
+
+class H264AdapterTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!HasEncoder("libx264")) {
+            GTEST_SKIP() << "libavcodec has no libx264 encoder here; the H.264 cases need it";
+        }
+    }
+
+    static EncodedVideo Encode(int32_t frames, int32_t bFrames, bool globalHeader) {
+        VideoSettings settings;
+        settings.encoder = "libx264";
+        settings.frames = frames;
+        settings.bFrames = bFrames;
+        settings.globalHeader = globalHeader;
+        settings.options = {{"crf", "16"}, {"preset", "veryfast"}};
+        EncodedVideo video;
+        EXPECT_TRUE(EncodeVideo(settings, &video));
+        return video;
+    }
+
+    IppDecoderH264 adapter;
+};
+
+} // namespace
+
+TEST_F(H264AdapterTest, StartCodeAccessUnitsMatchLibavcodecAndTheSource) {
+    EncodedVideo video = Encode(6, 0, false);
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
+    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
+    EXPECT_EQ(run.failures, 0);
+    EXPECT_EQ(run.heldBack, 0);
+    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
+    for (size_t index = 0; index < run.pictures.size(); ++index) {
+        EXPECT_GT(Psnr(video.sources[index], run.pictures[index].bgr.data()), SourcePsnrBound) << index;
+    }
+}
+
+TEST_F(H264AdapterTest, LengthPrefixedAccessUnitsDecodeAlike) {
+    EncodedVideo video = Encode(5, 0, false);
+    const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
+    EncodedVideo prefixed = video;
+    for (EncodedFrame& frame : prefixed.frames) {
+        frame.data = LengthPrefixed(frame.data, 4);
+    }
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
+    AdapterRun run = DecodeAll(adapter, prefixed.frames, Width, Height);
+    EXPECT_EQ(run.failures, 0);
+    ExpectSamePictures(run.pictures, reference);
+}
+
+TEST_F(H264AdapterTest, ParameterSetsComeFromAvcRecordOrStartCodeConfiguration) {
+    EncodedVideo video = Encode(4, 0, true);
+    ASSERT_FALSE(video.extradata.empty());
+    const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
+    ASSERT_EQ(reference.size(), video.frames.size());
+
+    const Bytes record = AvcConfiguration(video.extradata, 2);
+    EncodedVideo prefixed = video;
+    for (EncodedFrame& frame : prefixed.frames) {
+        frame.data = LengthPrefixed(frame.data, 2);
+    }
+    ASSERT_TRUE(
+        adapter.Initialise(Width, Height, 3, false, record.data(), static_cast<int32_t>(record.size())));
+    ExpectSamePictures(DecodeAll(adapter, prefixed.frames, Width, Height).pictures, reference);
+
+    IppDecoderH264 startCodes;
+    ASSERT_TRUE(startCodes.Initialise(Width, Height, 3, false, video.extradata.data(),
+                                      static_cast<int32_t>(video.extradata.size())));
+    ExpectSamePictures(DecodeAll(startCodes, video.frames, Width, Height).pictures, reference);
+
+    // Without the parameter sets nothing can be decoded.
+    IppDecoderH264 bare;
+    ASSERT_TRUE(bare.Initialise(Width, Height, 3, false));
+    EXPECT_TRUE(DecodeAll(bare, video.frames, Width, Height).pictures.empty());
+}
+
+TEST_F(H264AdapterTest, HeldBackPicturesComeOutByFlushInDisplayOrder) {
+    EncodedVideo video = Encode(8, 2, false);
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
+    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
+    EXPECT_EQ(run.failures, 0);
+    EXPECT_GT(run.heldBack, 0);
+    EXPECT_EQ(run.pictures.size() + static_cast<size_t>(run.heldBack), video.frames.size());
+
+    std::vector<uint8_t> output(PictureBytes);
+    while (adapter.Flush(output.data(), PictureBytes)) {
+        EXPECT_TRUE(adapter.HasNewPicture());
+        run.pictures.push_back({Width, Height, output});
+    }
+    EXPECT_FALSE(adapter.HasNewPicture());
+    ASSERT_EQ(run.pictures.size(), video.frames.size());
+    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
+    for (size_t index = 0; index < run.pictures.size(); ++index) {
+        EXPECT_GT(Psnr(video.sources[index], run.pictures[index].bgr.data()), SourcePsnrBound) << index;
+    }
+
+    // After the flush the decoder starts again from a key frame.
+    AdapterRun again = DecodeAll(adapter, video.frames, Width, Height);
+    EXPECT_EQ(again.failures, 0);
+    EXPECT_EQ(again.heldBack, run.heldBack);
+}
+
+TEST_F(H264AdapterTest, FlushRefusesASmallOutputAndHasNothingWithoutDelay) {
+    EncodedVideo video = Encode(3, 0, false);
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
+    DecodeAll(adapter, video.frames, Width, Height);
+    std::vector<uint8_t> output(PictureBytes);
+    LogCapture log;
+    EXPECT_FALSE(adapter.Flush(output.data(), PictureBytes - 1));
+    EXPECT_TRUE(log.Contains("IppDecoderH264::Decode bad output buffer\n"));
+    EXPECT_FALSE(adapter.Flush(output.data(), PictureBytes));
+}
+
+TEST_F(H264AdapterTest, DamagedOrForeignAccessUnitsFail) {
+    EncodedVideo video = Encode(3, 0, false);
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
+    std::vector<uint8_t> output(PictureBytes);
+    LogCapture log;
+
+    Bytes garbage(2000);
+    for (size_t index = 0; index < garbage.size(); ++index) {
+        garbage[index] = static_cast<uint8_t>(index * 37 + 11);
+    }
+    EXPECT_FALSE(
+        adapter.Decode(garbage.data(), static_cast<int32_t>(garbage.size()), output.data(), PictureBytes));
+    EXPECT_TRUE(log.Contains("H264VideoDecoder::GetFrame failed\n"));
+
+    Bytes truncated(video.frames[0].data.begin(),
+                    video.frames[0].data.begin() + video.frames[0].data.size() / 2);
+    EXPECT_FALSE(adapter.Decode(truncated.data(), static_cast<int32_t>(truncated.size()), output.data(),
+                                PictureBytes));
+
+    VideoSettings mpeg4;
+    mpeg4.encoder = "mpeg4";
+    mpeg4.frames = 1;
+    EncodedVideo foreign;
+    ASSERT_TRUE(EncodeVideo(mpeg4, &foreign));
+    const Bytes& frame = foreign.frames[0].data;
+    EXPECT_FALSE(
+        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes));
+
+    adapter.Reset();
+    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
+    EXPECT_EQ(run.failures, 0);
+    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
+}
+
+TEST(H264FramingTest, LengthPrefixedUnitsMustFillTheAccessUnitExactly) {
+    const Bytes twoUnits = {0, 0, 0, 2, 0x65, 0x11, 0, 0, 0, 1, 0x41};
+    EXPECT_TRUE(IsLengthPrefixed(ByteView(twoUnits.data(), twoUnits.size()), 4));
+    EXPECT_FALSE(IsLengthPrefixed(ByteView(twoUnits.data(), twoUnits.size() - 1), 4));
+    Bytes longer = twoUnits;
+    longer.push_back(0);
+    EXPECT_FALSE(IsLengthPrefixed(ByteView(longer.data(), longer.size()), 4));
+    const Bytes forbidden = {0, 2, 0xE5, 0x11};
+    EXPECT_FALSE(IsLengthPrefixed(ByteView(forbidden.data(), forbidden.size()), 2));
+    const Bytes zeroLength = {0, 0, 0x41};
+    EXPECT_FALSE(IsLengthPrefixed(ByteView(zeroLength.data(), zeroLength.size()), 2));
+    const Bytes oneByte = {2, 0x65, 0x11, 1, 0x41};
+    EXPECT_TRUE(IsLengthPrefixed(ByteView(oneByte.data(), oneByte.size()), 1));
+    EXPECT_FALSE(IsLengthPrefixed(ByteView(), 4));
+
+    Bytes converted(StartCodeFormSize(ByteView(oneByte.data(), oneByte.size()), 1));
+    WriteStartCodeForm(ByteView(oneByte.data(), oneByte.size()), 1, converted.data());
+    EXPECT_EQ(converted, (Bytes{0, 0, 0, 1, 0x65, 0x11, 0, 0, 0, 1, 0x41}));
+}
+
+TEST(H264FramingTest, StartCodesAndAvcRecords) {
+    const Bytes threeByte = {0, 0, 1, 0x67};
+    const Bytes fourByte = {0, 0, 0, 1, 0x67};
+    const Bytes neither = {0, 0, 2, 0x67};
+    EXPECT_TRUE(StartsWithStartCode(ByteView(threeByte.data(), threeByte.size())));
+    EXPECT_TRUE(StartsWithStartCode(ByteView(fourByte.data(), fourByte.size())));
+    EXPECT_FALSE(StartsWithStartCode(ByteView(neither.data(), neither.size())));
+
+    const Bytes record = {1, 0x42, 0xC0, 0x1E, 0xFD, 0xE1, 0, 2, 0x67, 0x42, 1, 0, 1, 0x68};
+    int32_t lengthSize = 0;
+    Bytes sets;
+    ASSERT_TRUE(ParseAvcConfiguration(ByteView(record.data(), record.size()), &lengthSize, &sets));
+    EXPECT_EQ(lengthSize, 2);
+    EXPECT_EQ(sets, (Bytes{0, 0, 0, 1, 0x67, 0x42, 0, 0, 0, 1, 0x68}));
+    EXPECT_FALSE(ParseAvcConfiguration(ByteView(record.data(), record.size() - 1), &lengthSize, &sets));
+    Bytes wrongVersion = record;
+    wrongVersion[0] = 0;
+    EXPECT_FALSE(
+        ParseAvcConfiguration(ByteView(wrongVersion.data(), wrongVersion.size()), &lengthSize, &sets));
+}
