@@ -26,7 +26,9 @@ bool FitsBuffer(const JpegFrameHeader& header, int32_t bufferSize) {
     return header.componentCount * pixels <= bufferSize;
 }
 
-bool IsOutputChannelCount(int32_t channels) { return channels == 1 || channels == 3 || channels == 4; }
+bool IsOutputChannelCount(int32_t channels) {
+    return channels == 1 || channels == 3 || channels == 4;
+}
 
 // Offset just past the first end-of-image marker at or after `from`, or `size` without one.
 // Entropy-coded data stuffs every 0xFF it holds, so a 0xFF 0xD9 pair is always the marker.
@@ -39,8 +41,8 @@ size_t EndOfImage(const uint8_t* bytes, size_t size, size_t from) {
     return size;
 }
 
-DecodeOutcome DecodeLossless(const JpegFrameHeader& header, const uint8_t* bytes, size_t size, uint8_t* buffer,
-                             size_t bufferSize) {
+DecodeOutcome DecodeLossless(const JpegFrameHeader& header, const uint8_t* bytes, size_t size,
+                             uint8_t* buffer, size_t bufferSize) {
     int32_t channels = header.componentCount;
     JpegOutputLayout layout(buffer, bufferSize, JpegLineStep(header.width, channels),
                             static_cast<size_t>(channels) * static_cast<size_t>(header.width));
@@ -73,7 +75,9 @@ DecodeOutcome DecodePicture(LibjpegDecoder& decoder, const JpegFrameHeader& head
 
 JpegDecoderScratch::JpegDecoderScratch() : decoder(new LibjpegDecoder()) {}
 
-JpegDecoderScratch::~JpegDecoderScratch() { delete decoder; }
+JpegDecoderScratch::~JpegDecoderScratch() {
+    delete decoder;
+}
 
 bool JpegReadHeader(const uint8_t* bytes, int32_t size, int32_t* width, int32_t* height, int32_t* channels) {
     JpegFrameHeader header;

@@ -13,11 +13,14 @@ bool IsStartOfFrame(uint8_t marker) {
     return marker >= JpegSof0 && marker <= JpegSof15 && marker != JpegDht && marker != 0xC8 && marker != 0xCC;
 }
 
-bool IsSupportedFrame(uint8_t marker) { return marker >= JpegSof0 && marker <= JpegSof3; }
+bool IsSupportedFrame(uint8_t marker) {
+    return marker >= JpegSof0 && marker <= JpegSof3;
+}
 
 // Markers that stand alone, without a length field.
 bool HasNoLength(uint8_t marker) {
-    return marker == JpegSoi || marker == JpegEoi || marker == JpegTem || (marker >= JpegRst0 && marker <= JpegRst7);
+    return marker == JpegSoi || marker == JpegEoi || marker == JpegTem ||
+           (marker >= JpegRst0 && marker <= JpegRst7);
 }
 
 JpegProcess ProcessOf(uint8_t marker) {

@@ -38,7 +38,9 @@ LibjpegDecoder::LibjpegDecoder() {
     info.src = &source.base;
 }
 
-LibjpegDecoder::~LibjpegDecoder() { jpeg_destroy_decompress(&info); }
+LibjpegDecoder::~LibjpegDecoder() {
+    jpeg_destroy_decompress(&info);
+}
 
 LibjpegResult LibjpegDecoder::Decode(const LibjpegRequest& newRequest) {
     Prepare(newRequest);
@@ -53,8 +55,8 @@ LibjpegResult LibjpegDecoder::Decode(const LibjpegRequest& newRequest) {
 void LibjpegDecoder::Prepare(const LibjpegRequest& newRequest) {
     request = &newRequest;
     size_t rowBytes = static_cast<size_t>(request->channels) * static_cast<size_t>(request->width);
-    layout = JpegOutputLayout(request->buffer, request->bufferSize, JpegLineStep(request->width, request->channels),
-                              rowBytes);
+    layout = JpegOutputLayout(request->buffer, request->bufferSize,
+                              JpegLineStep(request->width, request->channels), rowBytes);
     rowPointers.resize(static_cast<size_t>(request->height));
     for (size_t line = 0; line < rowPointers.size(); ++line) {
         rowPointers[line] = layout.Row(line);
@@ -114,7 +116,8 @@ bool LibjpegDecoder::ReadLines() {
     while (info.output_scanline < info.output_height) {
         size_t line = info.output_scanline;
         if (line < fit) {
-            JDIMENSION got = jpeg_read_scanlines(&info, &rowPointers[line], static_cast<JDIMENSION>(fit - line));
+            JDIMENSION got =
+                jpeg_read_scanlines(&info, &rowPointers[line], static_cast<JDIMENSION>(fit - line));
             for (size_t i = 0; i < got; ++i) {
                 FinishRow(rowPointers[line + i]);
             }

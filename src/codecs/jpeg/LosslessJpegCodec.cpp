@@ -26,7 +26,9 @@ LosslessJpegDecoder* MakeDecoder() {
     return decoder;
 }
 
-void FreeDecoder(LosslessJpegDecoder* decoder) { delete decoder; }
+void FreeDecoder(LosslessJpegDecoder* decoder) {
+    delete decoder;
+}
 
 bool SetFrameFormat(LosslessJpegDecoder* decoder, int32_t width, int32_t height, int32_t components) {
     if (decoder == nullptr || width <= 0 || height <= 0 || (components != 1 && components != 3)) {

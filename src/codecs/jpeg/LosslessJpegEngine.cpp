@@ -12,7 +12,9 @@ namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
-AVPixelFormat OutputFormatFor(int32_t channels) { return channels == 1 ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_BGR24; }
+AVPixelFormat OutputFormatFor(int32_t channels) {
+    return channels == 1 ? AV_PIX_FMT_GRAY8 : AV_PIX_FMT_BGR24;
+}
 
 } // namespace
 
@@ -103,8 +105,9 @@ bool LosslessJpegEngine::Convert(int32_t outputFormat, const uint8_t** lines, in
         return true;
     }
     auto format = static_cast<AVPixelFormat>(outputFormat);
-    scaler = sws_getCachedContext(scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-                                  frame->width, frame->height, format, SWS_POINT, nullptr, nullptr, nullptr);
+    scaler =
+        sws_getCachedContext(scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
+                             frame->width, frame->height, format, SWS_POINT, nullptr, nullptr, nullptr);
     if (scaler == nullptr) {
         return false;
     }

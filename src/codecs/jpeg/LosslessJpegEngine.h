@@ -30,7 +30,7 @@ public:
     // pixel (1 grey, 3 blue first) into the lines of `layout`. Nothing is written unless it
     // succeeds.
     LosslessOutcome Decode(const uint8_t* bytes, size_t size, int32_t width, int32_t height, int32_t channels,
-                const JpegOutputLayout& layout);
+                           const JpegOutputLayout& layout);
 
 private:
     bool DecodePacket(const uint8_t* bytes, size_t size);

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ostream>
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -29,7 +29,9 @@ struct OutputBuffer {
     std::vector<uint8_t> bytes;
 };
 
-int32_t Size(const std::vector<uint8_t>& bytes) { return static_cast<int32_t>(bytes.size()); }
+int32_t Size(const std::vector<uint8_t>& bytes) {
+    return static_cast<int32_t>(bytes.size());
+}
 
 bool AllUntouched(const uint8_t* begin, const uint8_t* end) {
     return std::all_of(begin, end, [](uint8_t value) { return value == Untouched; });
@@ -68,7 +70,9 @@ std::vector<RoundTripCase> RoundTripCases() {
     };
 }
 
-void PrintTo(const RoundTripCase& test, std::ostream* out) { *out << test.name; }
+void PrintTo(const RoundTripCase& test, std::ostream* out) {
+    *out << test.name;
+}
 
 class JpegRoundTrip : public testing::TestWithParam<RoundTripCase> {};
 
@@ -206,7 +210,8 @@ TEST(JpegDecodeRefusals, BufferOneByteShortFailsBeforeWriting) {
         EXPECT_FALSE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.data(), exact - 1));
         EXPECT_TRUE(AllUntouched(output.data(), output.data() + output.size()));
         int32_t consumed = 0;
-        EXPECT_FALSE(JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.data(), exact - 1, &consumed));
+        EXPECT_FALSE(
+            JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.data(), exact - 1, &consumed));
         EXPECT_TRUE(AllUntouched(output.data(), output.data() + output.size()));
         EXPECT_TRUE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.data(), exact));
     }
@@ -300,7 +305,8 @@ TEST(JpegDamage, GarbageAfterTheHeaderFails) {
     size_t scan = FindMarker(jpeg, 0xDA);
     // A second frame header where the scan should be.
     jpeg.resize(scan + 14);
-    static const uint8_t Sof[] = {0xFF, 0xC0, 0x00, 0x0B, 0x08, 0x00, 0x10, 0x00, 0x10, 0x01, 0x01, 0x11, 0x00};
+    static const uint8_t Sof[] = {0xFF, 0xC0, 0x00, 0x0B, 0x08, 0x00, 0x10,
+                                  0x00, 0x10, 0x01, 0x01, 0x11, 0x00};
     jpeg.insert(jpeg.end(), std::begin(Sof), std::end(Sof));
     OutputBuffer output(16, 16, 3);
     EXPECT_FALSE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
@@ -316,8 +322,8 @@ TEST(JpegWithSize, ReportsTheBytesUpToTheEndMarker) {
 
     OutputBuffer output(32, 16, 3);
     int32_t consumed = 0;
-    ASSERT_TRUE(
-        JpegDecodeToBufferWithSize(stream.data(), Size(stream), output.bytes.data(), output.Size(), &consumed));
+    ASSERT_TRUE(JpegDecodeToBufferWithSize(stream.data(), Size(stream), output.bytes.data(), output.Size(),
+                                           &consumed));
     EXPECT_EQ(consumed, static_cast<int32_t>(firstSize));
     EXPECT_GE(ComparePicture(first, output.bytes.data(), JpegLineStep(24, 3)).psnr, 36);
 
@@ -333,10 +339,12 @@ TEST(JpegWithSize, CountsBytesBeforeTheImageAndTakesAFileWithoutEndMarker) {
     jpeg.insert(jpeg.begin(), {0x01, 0x02, 0x03});
     OutputBuffer output(16, 16, 1);
     int32_t consumed = 0;
-    ASSERT_TRUE(JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size(), &consumed));
+    ASSERT_TRUE(
+        JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size(), &consumed));
     EXPECT_EQ(consumed, Size(jpeg));
     jpeg.resize(jpeg.size() - 2);
-    ASSERT_TRUE(JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size(), &consumed));
+    ASSERT_TRUE(
+        JpegDecodeToBufferWithSize(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size(), &consumed));
     EXPECT_EQ(consumed, Size(jpeg));
 }
 
@@ -344,16 +352,19 @@ TEST(JpegScratch, ReusedAcrossPicturesOfEveryKind) {
     JpegDecoderScratch scratch;
     EncodeOptions progressive;
     progressive.progressive = true;
-    std::vector<TestPicture> pictures = {MakeGradient(40, 30, 3), MakeGradient(17, 9, 1), MakeColourBars(64, 16)};
+    std::vector<TestPicture> pictures = {MakeGradient(40, 30, 3), MakeGradient(17, 9, 1),
+                                         MakeColourBars(64, 16)};
     for (int round = 0; round < 2; ++round) {
         for (const TestPicture& picture : pictures) {
             std::vector<uint8_t> jpeg = EncodeJpeg(picture, round == 0 ? EncodeOptions{} : progressive);
             OutputBuffer output(picture.width, picture.height, picture.channels);
-            ASSERT_TRUE(JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
+            ASSERT_TRUE(
+                JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
             EXPECT_GE(ComparePicture(picture, output.bytes.data(), output.lineStep).psnr, 26);
             // A failure in between leaves the scratch usable.
             jpeg.resize(jpeg.size() / 2);
-            EXPECT_FALSE(JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
+            EXPECT_FALSE(
+                JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
         }
     }
 }
@@ -371,8 +382,8 @@ TEST(JpegLosslessFrames, DecodeExactlyThroughTheSamePath) {
         int32_t consumed = 0;
         std::vector<uint8_t> padded = jpeg;
         padded.insert(padded.end(), 5, 0);
-        ASSERT_TRUE(JpegDecodeToBufferWithSize(padded.data(), Size(padded), output.bytes.data(), output.Size(),
-                                               &consumed));
+        ASSERT_TRUE(JpegDecodeToBufferWithSize(padded.data(), Size(padded), output.bytes.data(),
+                                               output.Size(), &consumed));
         EXPECT_EQ(consumed, Size(jpeg));
     }
 }

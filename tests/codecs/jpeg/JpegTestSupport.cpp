@@ -101,6 +101,16 @@ std::vector<uint8_t> EncodeJpeg(const TestPicture& picture, const EncodeOptions&
         jpeg_set_colorspace(&info, JCS_YCCK);
     }
     jpeg_set_quality(&info, options.quality, TRUE);
+    if (options.recorderQuality != 0) {
+        // libjpeg scales by (entry x percent + 50) / 100, which is the same rounding.
+        unsigned natural[2][JpegBlockSize];
+        for (int32_t k = 0; k < JpegBlockSize; ++k) {
+            natural[0][JpegZigZagToNatural[k]] = StandardLuminanceQuantTable[k];
+            natural[1][JpegZigZagToNatural[k]] = StandardChrominanceQuantTable[k];
+        }
+        jpeg_add_quant_table(&info, 0, natural[0], 2 * options.recorderQuality, TRUE);
+        jpeg_add_quant_table(&info, 1, natural[1], 2 * options.recorderQuality, TRUE);
+    }
     SetSampling(info, options.sampling);
     info.arith_code = options.arithmetic ? TRUE : FALSE;
     info.optimize_coding = options.optimiseTables ? TRUE : FALSE;
@@ -204,7 +214,8 @@ void PutCodedValue(EntropyWriter& writer, const HuffmanCodes& codes, uint8_t run
     }
     writer.PutBits(codes.code[symbol], codes.length[symbol]);
     if (category > 0 && category < 16) {
-        uint32_t extra = value >= 0 ? static_cast<uint32_t>(value) : static_cast<uint32_t>(value + (1 << category) - 1);
+        uint32_t extra =
+            value >= 0 ? static_cast<uint32_t>(value) : static_cast<uint32_t>(value + (1 << category) - 1);
         writer.PutBits(extra & ((1u << category) - 1), category);
     }
 }

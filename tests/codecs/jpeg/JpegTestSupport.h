@@ -39,6 +39,9 @@ struct EncodeOptions {
     int32_t restartInterval = 0;
     // Four-channel pictures: stored as YCCK rather than CMYK.
     bool ycck = false;
+    // When not 0, the quantisation tables are the Annex K.1 tables scaled as recorders do it:
+    // (entry x recorderQuality + 25) / 50. Replaces `quality`.
+    int32_t recorderQuality = 0;
 };
 
 // Encodes with libjpeg. Colour pictures are given blue first; four channels are taken as CMYK.

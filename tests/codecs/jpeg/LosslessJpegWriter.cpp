@@ -12,8 +12,8 @@ int32_t Sample(const TestPicture& picture, int32_t x, int32_t y, int32_t c) {
     return picture.channels == 3 ? pixel[2 - c] : pixel[c];
 }
 
-int32_t Predict(const TestPicture& picture, int32_t predictor, int32_t x, int32_t y,
-                int32_t c, int32_t firstLine) {
+int32_t Predict(const TestPicture& picture, int32_t predictor, int32_t x, int32_t y, int32_t c,
+                int32_t firstLine) {
     if (y == firstLine) {
         return x == 0 ? 1 << (Precision - 1) : Sample(picture, x - 1, y, c);
     }
