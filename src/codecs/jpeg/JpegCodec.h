@@ -6,14 +6,6 @@ namespace Vorn::Vorncast::Decoders {
 
 class LibjpegDecoder;
 
-// Colour codes of a decoded JPEG picture.
-enum JpegColour : int32_t {
-    JpegColourGrey = 1,
-    JpegColourBgr = 3,
-    // Four channels, blue first, the colour bytes premultiplied by the fourth.
-    JpegColourBgra = 5,
-};
-
 // Working memory of the JPEG decoder, kept by a format decoder so that frames don't pay for its
 // set-up. It holds nothing of a picture: every decode starts afresh.
 class JpegDecoderScratch {
@@ -36,7 +28,8 @@ bool JpegReadHeader(const uint8_t* bytes, int32_t size, int32_t* width, int32_t*
 
 // Decodes a baseline, extended, progressive or lossless JPEG picture into `buffer`: one byte a
 // channel, blue first, top line first, each line starting on a four-byte boundary. One channel
-// gives grey, three blue-first colour, four the premultiplied blue-first form (JpegColourBgra).
+// gives grey, three blue-first colour, four a blue-first form with the fourth byte kept and the
+// colour bytes premultiplied by it (CMYK and YCCK pictures come out as blue, green, red, black).
 // Refused before anything is written: a null pointer, a picture of channels x width x height above
 // `bufferSize`, other channel counts, arithmetic-coded and hierarchical pictures. A scan that ends
 // early gives false after the lines decoded before its end are written; the lines below stay as

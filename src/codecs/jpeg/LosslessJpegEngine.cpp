@@ -1,5 +1,7 @@
 #include "codecs/jpeg/LosslessJpegEngine.h"
 
+#include "codecs/jpeg/JpegMarkers.h"
+
 #include <cstring>
 
 extern "C" {
@@ -19,37 +21,66 @@ AVPixelFormat OutputFormatFor(int32_t channels) {
 } // namespace
 
 LosslessJpegEngine::LosslessJpegEngine() {
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
-    if (codec == nullptr) {
-        return;
-    }
-    context = avcodec_alloc_context3(codec);
     packet = av_packet_alloc();
     frame = av_frame_alloc();
-    if (context == nullptr || packet == nullptr || frame == nullptr) {
-        avcodec_free_context(&context);
-        return;
+    Open();
+}
+
+LosslessJpegEngine::~LosslessJpegEngine() {
+    Close();
+    sws_freeContext(scaler);
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+}
+
+bool LosslessJpegEngine::Open() {
+    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
+    if (codec == nullptr || packet == nullptr || frame == nullptr) {
+        return false;
+    }
+    context = avcodec_alloc_context3(codec);
+    if (context == nullptr) {
+        return false;
     }
     // One thread: a picture comes out of the call that put it in.
     context->thread_count = 1;
     if (avcodec_open2(context, codec, nullptr) < 0) {
-        avcodec_free_context(&context);
+        Close();
+        return false;
     }
+    return true;
 }
 
-LosslessJpegEngine::~LosslessJpegEngine() {
-    sws_freeContext(scaler);
-    av_frame_free(&frame);
-    av_packet_free(&packet);
+void LosslessJpegEngine::Close() {
     avcodec_free_context(&context);
+    lastWidth = lastHeight = lastChannels = 0;
+}
+
+bool LosslessJpegEngine::PrepareFor(int32_t width, int32_t height, int32_t channels) {
+    bool changed =
+        lastChannels != 0 && (width != lastWidth || height != lastHeight || channels != lastChannels);
+    if (changed || context == nullptr) {
+        Close();
+        if (!Open()) {
+            return false;
+        }
+    }
+    lastWidth = width;
+    lastHeight = height;
+    lastChannels = channels;
+    return true;
 }
 
 LosslessOutcome LosslessJpegEngine::Decode(const uint8_t* bytes, size_t size, int32_t width, int32_t height,
                                            int32_t channels, const JpegOutputLayout& layout) {
-    if (!IsOpen() || bytes == nullptr || size == 0 || (channels != 1 && channels != 3)) {
+    if (bytes == nullptr || size == 0 || (channels != 1 && channels != 3)) {
         return LosslessOutcome::Failed;
     }
-    if (!DecodePacket(bytes, size)) {
+    JpegFrameHeader header;
+    if (ParseJpegBitStream(ByteView(bytes, size), &header) != JpegParseOk) {
+        return LosslessOutcome::Failed;
+    }
+    if (!PrepareFor(header.width, header.height, header.componentCount) || !DecodePacket(bytes, size)) {
         return LosslessOutcome::Failed;
     }
     LosslessOutcome outcome = LosslessOutcome::WrongSize;
