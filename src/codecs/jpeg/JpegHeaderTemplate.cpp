@@ -13,11 +13,11 @@ constexpr int32_t ThreeComponents = 3;
 constexpr uint8_t DcClass = 0x00;
 constexpr uint8_t AcClass = 0x10;
 
-int32_t HuffmanTableBytes(const JpegHuffmanSpec& spec) {
-    return 1 + 16 + spec.symbolCount;
+int32_t HuffmanTableBytes(const JpegHuffmanTableData& table) {
+    return 1 + 16 + table.symbolCount;
 }
 
-const JpegHuffmanSpec* const StandardHuffmanOrder[4] = {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
+const JpegHuffmanTableData* const StandardHuffmanOrder[4] = {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
                                                         &StandardChrominanceDcTable,
                                                         &StandardChrominanceAcTable};
 const uint8_t StandardHuffmanIds[4] = {DcClass | 0, AcClass | 0, DcClass | 1, AcClass | 1};
@@ -65,12 +65,12 @@ void JpegHeaderWriter::FrameHeader(int32_t width, int32_t height, int32_t compon
     }
 }
 
-void JpegHeaderWriter::HuffmanTable(uint8_t classAndId, const JpegHuffmanSpec& spec) {
+void JpegHeaderWriter::HuffmanTable(uint8_t classAndId, const JpegHuffmanTableData& table) {
     Marker(JpegDht);
-    Word(static_cast<uint16_t>(2 + HuffmanTableBytes(spec)));
+    Word(static_cast<uint16_t>(2 + HuffmanTableBytes(table)));
     Byte(classAndId);
-    Bytes(spec.counts, 16);
-    Bytes(spec.symbols, spec.symbolCount);
+    Bytes(table.counts, 16);
+    Bytes(table.symbols, table.symbolCount);
 }
 
 void JpegHeaderWriter::StandardHuffmanTables(bool oneSegment) {
@@ -81,8 +81,8 @@ void JpegHeaderWriter::StandardHuffmanTables(bool oneSegment) {
         return;
     }
     int32_t segmentLength = 2;
-    for (const JpegHuffmanSpec* spec : StandardHuffmanOrder) {
-        segmentLength += HuffmanTableBytes(*spec);
+    for (const JpegHuffmanTableData* table : StandardHuffmanOrder) {
+        segmentLength += HuffmanTableBytes(*table);
     }
     Marker(JpegDht);
     Word(static_cast<uint16_t>(segmentLength));

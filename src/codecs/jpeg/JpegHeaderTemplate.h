@@ -23,7 +23,7 @@ public:
     // SOF0, 8-bit. Component 1 has `lumaSampling` (0x21 for 4:2:2, 0x22 for 4:2:0) and table 0;
     // components 2 and 3 sample 1 x 1 with table 1.
     void FrameHeader(int32_t width, int32_t height, int32_t components, uint8_t lumaSampling);
-    void HuffmanTable(uint8_t classAndId, const JpegHuffmanSpec& spec);
+    void HuffmanTable(uint8_t classAndId, const JpegHuffmanTableData& table);
     // The Annex K.3 tables as DC 0, AC 0, DC 1, AC 1: four DHT segments of length 31, 181, 31 and 181,
     // or one of length 418.
     void StandardHuffmanTables(bool oneSegment);

@@ -58,10 +58,10 @@ const uint8_t ChrominanceAcSymbols[162] = {
 
 } // namespace
 
-const JpegHuffmanSpec StandardLuminanceDcTable = {LuminanceDcCounts, DcSymbols, 12};
-const JpegHuffmanSpec StandardLuminanceAcTable = {LuminanceAcCounts, LuminanceAcSymbols, 162};
-const JpegHuffmanSpec StandardChrominanceDcTable = {ChrominanceDcCounts, DcSymbols, 12};
-const JpegHuffmanSpec StandardChrominanceAcTable = {ChrominanceAcCounts, ChrominanceAcSymbols, 162};
+const JpegHuffmanTableData StandardLuminanceDcTable = {LuminanceDcCounts, DcSymbols, 12};
+const JpegHuffmanTableData StandardLuminanceAcTable = {LuminanceAcCounts, LuminanceAcSymbols, 162};
+const JpegHuffmanTableData StandardChrominanceDcTable = {ChrominanceDcCounts, DcSymbols, 12};
+const JpegHuffmanTableData StandardChrominanceAcTable = {ChrominanceAcCounts, ChrominanceAcSymbols, 162};
 
 bool ScaleQuantTable(const uint8_t* base, int32_t quality, uint8_t* table) {
     if (quality < 1 || quality > 255) {

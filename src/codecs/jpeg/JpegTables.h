@@ -16,17 +16,17 @@ extern const uint8_t StandardChrominanceQuantTable[JpegBlockSize];
 
 // A Huffman table in the form of a DHT segment: the number of codes of each length 1 to 16,
 // then the symbols in code order.
-struct JpegHuffmanSpec {
+struct JpegHuffmanTableData {
     const uint8_t* counts; // 16 entries
     const uint8_t* symbols;
     int32_t symbolCount;
 };
 
 // The typical Huffman tables of Annex K.3, which Motion JPEG writers leave out of their frames.
-extern const JpegHuffmanSpec StandardLuminanceDcTable;
-extern const JpegHuffmanSpec StandardLuminanceAcTable;
-extern const JpegHuffmanSpec StandardChrominanceDcTable;
-extern const JpegHuffmanSpec StandardChrominanceAcTable;
+extern const JpegHuffmanTableData StandardLuminanceDcTable;
+extern const JpegHuffmanTableData StandardLuminanceAcTable;
+extern const JpegHuffmanTableData StandardChrominanceDcTable;
+extern const JpegHuffmanTableData StandardChrominanceAcTable;
 
 // Scales a quantisation table by a recorder's quality number: each entry becomes
 // (entry x quality + 25) / 50, kept within 1 to 255. A quality outside 1 to 255 leaves `table`

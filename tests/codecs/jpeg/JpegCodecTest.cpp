@@ -149,7 +149,7 @@ TEST(JpegReadHeader, ReportsSizeAndComponents) {
     };
     EncodeOptions progressive;
     progressive.progressive = true;
-    for (const Case& test : {Case{MakeGradient(33, 17, 1), {}}, Case{MakeGradient(704, 576, 3), {}},
+    for (const Case& test : {Case{MakeGradient(33, 17, 1), {}}, Case{MakeGradient(176, 144, 3), {}},
                              Case{MakeGradient(5, 300, 3), progressive}}) {
         std::vector<uint8_t> jpeg = EncodeJpeg(test.picture, test.options);
         int32_t width = 0;

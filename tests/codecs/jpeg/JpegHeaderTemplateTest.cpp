@@ -123,20 +123,6 @@ TEST(JpegHeaderWriter, SingleSegmentsHoldAllTablesAndStillDecode) {
     EXPECT_GE(ComparePicture(frame.picture, output.data(), JpegLineStep(32, 3)).psnr, 28);
 }
 
-TEST(JpegHeaderWriter, FourSegmentLengthsAreThoseOfTheStandardTables) {
-    uint8_t header[StandardJpegHeader::Size];
-    StandardJpegHeader::Write(header, 8, 8, Sampling422);
-    const int32_t expected[4] = {31, 181, 31, 181};
-    size_t position = 177;
-    for (int32_t length : expected) {
-        ASSERT_EQ(header[position + 1], 0xC4);
-        EXPECT_EQ((header[position + 2] << 8) | header[position + 3], length);
-        position += 2 + static_cast<size_t>(length);
-    }
-    EXPECT_EQ(header[position + 1], 0xDA);
-    EXPECT_EQ(position + 14, sizeof(header));
-}
-
 TEST(JpegHeaderWriter, StopsAtTheFirstSegmentThatDoesNotFit) {
     std::vector<uint8_t> out(30, 0xEE);
     JpegHeaderWriter writer(out.data(), 25);

@@ -14,22 +14,22 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 namespace {
 
 TEST(JpegHuffmanTable, DecodesEverySymbolOfTheStandardTables) {
-    for (const JpegHuffmanSpec* spec : {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
-                                        &StandardChrominanceDcTable, &StandardChrominanceAcTable}) {
-        HuffmanCodes codes = BuildHuffmanCodes(*spec);
+    for (const JpegHuffmanTableData* data : {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
+                                             &StandardChrominanceDcTable, &StandardChrominanceAcTable}) {
+        HuffmanCodes codes = BuildHuffmanCodes(*data);
         EntropyWriter writer;
         // Every symbol, longest codes (up to 16 bits) included, each followed by a few raw bits.
-        for (int32_t i = 0; i < spec->symbolCount; ++i) {
-            uint8_t symbol = spec->symbols[i];
+        for (int32_t i = 0; i < data->symbolCount; ++i) {
+            uint8_t symbol = data->symbols[i];
             writer.PutBits(codes.code[symbol], codes.length[symbol]);
             writer.PutBits(static_cast<uint32_t>(i) & 7, 3);
         }
         writer.Flush();
         JpegHuffmanTable table;
-        ASSERT_TRUE(table.Build(spec->counts, spec->symbols, spec->symbolCount));
+        ASSERT_TRUE(table.Build(data->counts, data->symbols, data->symbolCount));
         JpegBitReader bits(writer.Bytes().data(), writer.Bytes().size());
-        for (int32_t i = 0; i < spec->symbolCount; ++i) {
-            ASSERT_EQ(table.Decode(bits), spec->symbols[i]) << i;
+        for (int32_t i = 0; i < data->symbolCount; ++i) {
+            ASSERT_EQ(table.Decode(bits), data->symbols[i]) << i;
             ASSERT_EQ(bits.Bits(3), static_cast<uint32_t>(i) & 7);
         }
         EXPECT_FALSE(bits.Overrun());
@@ -37,7 +37,7 @@ TEST(JpegHuffmanTable, DecodesEverySymbolOfTheStandardTables) {
 }
 
 TEST(JpegHuffmanTable, UnusedCodeIsReportedAndBadTablesAreRefused) {
-    // Two codes of length 1 fill the code space: a DC table 0 -> "0", 1 -> "1".
+    // Two codes of length 1 fill the code space: symbol 5 is "0", symbol 6 is "1".
     uint8_t full[16] = {2};
     uint8_t symbols[3] = {5, 6, 7};
     JpegHuffmanTable table;
@@ -70,17 +70,6 @@ TEST(JpegBitReader, DropsStuffedZerosAndCountsReadsPastTheEnd) {
     EXPECT_FALSE(bits.Overrun());
     EXPECT_EQ(bits.Bits(1), 0u);
     EXPECT_TRUE(bits.Overrun());
-}
-
-TEST(JpegBitReader, ExtendGivesTheSignedValueOfACategory) {
-    EXPECT_EQ(JpegBitReader::Extend(0, 0), 0);
-    EXPECT_EQ(JpegBitReader::Extend(0, 1), -1);
-    EXPECT_EQ(JpegBitReader::Extend(1, 1), 1);
-    EXPECT_EQ(JpegBitReader::Extend(0, 3), -7);
-    EXPECT_EQ(JpegBitReader::Extend(3, 3), -4);
-    EXPECT_EQ(JpegBitReader::Extend(4, 3), 4);
-    EXPECT_EQ(JpegBitReader::Extend(0x7FF, 11), 2047);
-    EXPECT_EQ(JpegBitReader::Extend(0, 11), -2047);
 }
 
 } // namespace

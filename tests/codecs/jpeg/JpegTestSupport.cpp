@@ -182,14 +182,14 @@ void EntropyWriter::Flush() {
     }
 }
 
-HuffmanCodes BuildHuffmanCodes(const JpegHuffmanSpec& spec) {
+HuffmanCodes BuildHuffmanCodes(const JpegHuffmanTableData& table) {
     HuffmanCodes codes;
     uint16_t code = 0;
     int32_t k = 0;
     for (int32_t length = 1; length <= 16; ++length) {
-        for (int32_t i = 0; i < spec.counts[length - 1]; ++i, ++k) {
-            codes.code[spec.symbols[k]] = code++;
-            codes.length[spec.symbols[k]] = static_cast<uint8_t>(length);
+        for (int32_t i = 0; i < table.counts[length - 1]; ++i, ++k) {
+            codes.code[table.symbols[k]] = code++;
+            codes.length[table.symbols[k]] = static_cast<uint8_t>(length);
         }
         code = static_cast<uint16_t>(code << 1);
     }
@@ -230,12 +230,12 @@ void PutU16(std::vector<uint8_t>& out, uint16_t value) {
     out.push_back(static_cast<uint8_t>(value));
 }
 
-void PutHuffmanTable(std::vector<uint8_t>& out, uint8_t tableClassAndId, const JpegHuffmanSpec& spec) {
+void PutHuffmanTable(std::vector<uint8_t>& out, uint8_t tableClassAndId, const JpegHuffmanTableData& table) {
     PutMarker(out, 0xC4);
-    PutU16(out, static_cast<uint16_t>(2 + 1 + 16 + spec.symbolCount));
+    PutU16(out, static_cast<uint16_t>(2 + 1 + 16 + table.symbolCount));
     out.push_back(tableClassAndId);
-    out.insert(out.end(), spec.counts, spec.counts + 16);
-    out.insert(out.end(), spec.symbols, spec.symbols + spec.symbolCount);
+    out.insert(out.end(), table.counts, table.counts + 16);
+    out.insert(out.end(), table.symbols, table.symbols + table.symbolCount);
 }
 
 } // namespace Vorn::Vorncast::Decoders::Testing

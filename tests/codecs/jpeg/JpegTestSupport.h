@@ -77,7 +77,7 @@ struct HuffmanCodes {
     uint16_t code[256] = {};
     uint8_t length[256] = {};
 };
-HuffmanCodes BuildHuffmanCodes(const JpegHuffmanSpec& spec);
+HuffmanCodes BuildHuffmanCodes(const JpegHuffmanTableData& table);
 
 // Writes `value` as the symbol `runPrefix` | category followed by its extra bits: a DC difference
 // (runPrefix 0), an AC coefficient (runPrefix = zero run << 4) or a lossless difference.
@@ -89,6 +89,6 @@ int32_t MagnitudeCategory(int32_t value);
 // Big-endian 16-bit helpers for writing marker segments by hand.
 void PutMarker(std::vector<uint8_t>& out, uint8_t code);
 void PutU16(std::vector<uint8_t>& out, uint16_t value);
-void PutHuffmanTable(std::vector<uint8_t>& out, uint8_t tableClassAndId, const JpegHuffmanSpec& spec);
+void PutHuffmanTable(std::vector<uint8_t>& out, uint8_t tableClassAndId, const JpegHuffmanTableData& table);
 
 } // namespace Vorn::Vorncast::Decoders::Testing
