@@ -28,8 +28,9 @@ bool JpegReadHeader(const uint8_t* bytes, int32_t size, int32_t* width, int32_t*
 
 // Decodes a baseline, extended, progressive or lossless JPEG picture into `buffer`: one byte a
 // channel, blue first, top line first, each line starting on a four-byte boundary. One channel
-// gives grey, three blue-first colour, four a blue-first form with the fourth byte kept and the
-// colour bytes premultiplied by it (CMYK and YCCK pictures come out as blue, green, red, black).
+// gives grey, three blue-first colour. Four channels keep the fourth byte, swap the first and
+// third and multiply them all by the fourth, so that an Adobe CMYK or YCCK picture comes out as
+// blue, green, red and its K byte.
 // Refused before anything is written: a null pointer, a picture of channels x width x height above
 // `bufferSize`, other channel counts, arithmetic-coded and hierarchical pictures. A scan that ends
 // early gives false after the lines decoded before its end are written; the lines below stay as

@@ -17,9 +17,9 @@ int32_t HuffmanTableBytes(const JpegHuffmanTableData& table) {
     return 1 + 16 + table.symbolCount;
 }
 
-const JpegHuffmanTableData* const StandardHuffmanOrder[4] = {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
-                                                        &StandardChrominanceDcTable,
-                                                        &StandardChrominanceAcTable};
+const JpegHuffmanTableData* const StandardHuffmanOrder[4] = {
+    &StandardLuminanceDcTable, &StandardLuminanceAcTable, &StandardChrominanceDcTable,
+    &StandardChrominanceAcTable};
 const uint8_t StandardHuffmanIds[4] = {DcClass | 0, AcClass | 0, DcClass | 1, AcClass | 1};
 
 } // namespace

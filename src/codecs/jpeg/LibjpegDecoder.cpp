@@ -28,8 +28,12 @@ LibjpegDecoder::LibjpegDecoder() {
     errors.base.error_exit = OnError;
     errors.base.emit_message = OnMessage;
     errors.base.output_message = OnOutputMessage;
+    // Creation fails only when memory runs out; the decoder then refuses every picture.
+    if (setjmp(errors.jump) != 0) {
+        return;
+    }
     jpeg_create_decompress(&info);
-    info.client_data = this;
+    created = true;
     source.base.init_source = OnInitSource;
     source.base.fill_input_buffer = OnFillInput;
     source.base.skip_input_data = OnSkipInput;
@@ -39,10 +43,15 @@ LibjpegDecoder::LibjpegDecoder() {
 }
 
 LibjpegDecoder::~LibjpegDecoder() {
-    jpeg_destroy_decompress(&info);
+    if (created) {
+        jpeg_destroy_decompress(&info);
+    }
 }
 
 LibjpegResult LibjpegDecoder::Decode(const LibjpegRequest& newRequest) {
+    if (!created) {
+        return {LibjpegOutcome::Failed, 0};
+    }
     Prepare(newRequest);
     // libjpeg reports errors by OnError, which jumps back here. Run() keeps no objects with
     // destructors in its frame, so that nothing is skipped by the jump.

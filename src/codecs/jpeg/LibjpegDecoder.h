@@ -80,6 +80,7 @@ private:
     SourceManager source{};
     const LibjpegRequest* request = nullptr;
     JpegOutputLayout layout{nullptr, 0, 1, 0};
+    bool created = false;
     bool linesDone = false;
     std::vector<JSAMPROW> rowPointers;
     std::vector<uint8_t> spareRow;
