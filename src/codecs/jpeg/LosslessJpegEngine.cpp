@@ -1,4 +1,5 @@
 #include "codecs/jpeg/LosslessJpegEngine.h"
+#include "codecs/video/FfmpegQuiet.h"
 
 #include "codecs/jpeg/JpegMarkers.h"
 
@@ -34,6 +35,7 @@ LosslessJpegEngine::~LosslessJpegEngine() {
 }
 
 bool LosslessJpegEngine::Open() {
+    QuietFfmpegLog();
     const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
     if (codec == nullptr || packet == nullptr || frame == nullptr) {
         return false;

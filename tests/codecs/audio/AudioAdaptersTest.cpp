@@ -2,7 +2,7 @@
 #include "codecs/audio/IppDecoderAC3Audio.h"
 #include "codecs/audio/IppDecoderAMRAudio.h"
 #include "codecs/audio/IppDecoderMP3Audio.h"
-#include "codecs/support/CodecTestSupport.h"
+#include "fixtures/codecs/CodecTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "codecs/jpeg/BlockJpegDecoder.h"
 
 #include "codecs/jpeg/BlockJpegWriter.h"
-#include "codecs/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "codecs/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,8 +1,8 @@
 #include "codecs/jpeg/JpegCodec.h"
 #include "codecs/jpeg/JpegOutput.h"
 
-#include "codecs/jpeg/JpegTestSupport.h"
-#include "codecs/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/LosslessJpegWriter.h"
 
 #include <gtest/gtest.h>
 

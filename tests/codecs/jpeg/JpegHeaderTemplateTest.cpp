@@ -4,7 +4,7 @@
 #include "codecs/jpeg/JpegMarkers.h"
 #include "codecs/jpeg/JpegOutput.h"
 
-#include "codecs/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "codecs/jpeg/JpegHuffman.h"
 
 #include "codecs/jpeg/JpegTables.h"
-#include "codecs/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include "codecs/jpeg/JpegHeaderTemplate.h"
 
-#include "codecs/jpeg/JpegTestSupport.h"
-#include "codecs/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/LosslessJpegWriter.h"
 
 #include <gtest/gtest.h>
 

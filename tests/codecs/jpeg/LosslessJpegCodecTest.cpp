@@ -1,7 +1,7 @@
 #include "codecs/jpeg/LosslessJpegCodec.h"
 
-#include "codecs/jpeg/JpegTestSupport.h"
-#include "codecs/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/LosslessJpegWriter.h"
 
 #include <gtest/gtest.h>
 

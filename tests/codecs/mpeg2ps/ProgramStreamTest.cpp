@@ -1,6 +1,6 @@
 #include "codecs/mpeg2ps/ProgramStream.h"
-#include "codecs/mpeg2ps/ProgramStreamWriter.h"
-#include "codecs/support/CodecTestSupport.h"
+#include "fixtures/mpeg2ps/ProgramStreamWriter.h"
+#include "fixtures/codecs/CodecTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "codecs/support/CodecTestSupport.h"
+#include "fixtures/codecs/CodecTestSupport.h"
 #include "codecs/video/IppDecoder.h"
 
 #include <gtest/gtest.h>
