@@ -58,6 +58,10 @@ struct LosslessCase {
     EncodeOptions options;
 };
 
+void PrintTo(const LosslessCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class Jpeg2000Lossless : public testing::TestWithParam<LosslessCase> {};
 
 TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
