@@ -1,5 +1,6 @@
 #include "codecs/vfw/VFWDecoder.h"
 
+#include "core/binary/ByteOrder.h"
 #include "core/decoder/BaseDecoder.h"
 #include "interface/LibraryFrame.h"
 
@@ -72,7 +73,7 @@ int32_t VFWDecoder::Initialise(uint32_t stream, const uint8_t* format, uint32_t 
         std::memcpy(outputFormat.get(), format, size);
     }
     fourCC = stream;
-    if (IsUncompressed()) {
+    if (IsUncompressedFourCC(fourCC)) {
         CopyFormatOut(outFormat);
         initialised = true;
         return 0;
@@ -93,14 +94,14 @@ int32_t VFWDecoder::Initialise(uint32_t stream, const uint8_t* format, uint32_t 
 bool VFWDecoder::TryPrivateCodec(const PrivateCodec& codec) {
     Log(LogInfo, "Found a handler: %s\n", codec.driverFile);
     Log(LogInfo, "Correct FourCC for this format is: %s\n",
-        FourCCText(FormatField(inputFormat.get(), 16)).Text());
+        FourCCText(FormatField(inputFormat.get(), BitmapCompressionOffset)).Text());
     if (!OpenDriver(codec)) {
         return false;
     }
     std::memset(outputFormat.get(), 0, formatSize);
     CheckResult(driver->GetFormat(inputFormat.get(), formatSize, outputFormat.get()),
                 ICM_DECOMPRESS_GET_FORMAT);
-    if (FormatField(outputFormat.get(), 16) != BI_RGB) {
+    if (FormatField(outputFormat.get(), BitmapCompressionOffset) != BI_RGB) {
         Log(LogFailure, "VFW decoder doesn't support RGB output\n");
         return true;
     }
@@ -113,7 +114,7 @@ bool VFWDecoder::TryPrivateCodec(const PrivateCodec& codec) {
 
 bool VFWDecoder::OpenDriver(const PrivateCodec& codec) {
     IcOpen open;
-    open.fccHandler = FormatField(inputFormat.get(), 16);
+    open.fccHandler = FormatField(inputFormat.get(), BitmapCompressionOffset);
     driverPath = ProgramFolder() + "/" + codec.driverFile;
     driver = openDriver(driverPath.c_str(), open);
     if (driver == nullptr) {
@@ -153,7 +154,7 @@ int32_t VFWDecoder::Decompress(const uint8_t* data, uint32_t size, uint8_t* outF
     if (data == nullptr) {
         return NoData;
     }
-    if (initialised && IsUncompressed()) {
+    if (IsUncompressed()) {
         CopyFormatOut(outFormat);
         std::memcpy(outBuffer, data, std::min(size, outBufferSize));
         return 0;
@@ -161,7 +162,7 @@ int32_t VFWDecoder::Decompress(const uint8_t* data, uint32_t size, uint8_t* outF
     if (!begun) {
         return NotBegun;
     }
-    std::memcpy(inputFormat.get() + BitmapSizeImageOffset, &size, sizeof size);
+    Store<uint32_t, ByteOrder::Little>(inputFormat.get() + BitmapSizeImageOffset, size);
     decompress = IcDecompress{flags, inputFormat.get(), data, outputFormat.get(), outputBuffer.get(), frame};
     int32_t result = driver->Decompress(decompress);
     if (result != ICERR_OK) {

@@ -54,7 +54,9 @@ public:
     // Ends decompression and closes the driver; Initialise may then run again.
     void Close();
 
-    bool IsUncompressed() const { return fourCC == 0 || fourCC == MakeFourCC("RGB2"); }
+    // FourCCs whose frames are uncompressed pictures, copied as they are.
+    static bool IsUncompressedFourCC(uint32_t code) { return code == 0 || code == MakeFourCC("RGB2"); }
+    bool IsUncompressed() const { return initialised && IsUncompressedFourCC(fourCC); }
     bool IsBegun() const { return begun; }
     // Bytes of the picture Decompress delivers (biSizeImage of the output format).
     uint32_t OutputImageSize() const;

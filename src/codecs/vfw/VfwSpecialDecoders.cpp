@@ -48,15 +48,6 @@ bool RegisterVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction decode)
     return true;
 }
 
-bool RemoveVfwSpecialDecoder(uint32_t fourCC) {
-    SpecialDecoder* entry = fourCC != 0 ? Find(fourCC) : nullptr;
-    if (entry == nullptr) {
-        return false;
-    }
-    *entry = SpecialDecoder{0, nullptr};
-    return true;
-}
-
 bool FindVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction* decode) {
     const SpecialDecoder* entry = fourCC != 0 ? Find(fourCC) : nullptr;
     *decode = entry != nullptr ? entry->decode : nullptr;

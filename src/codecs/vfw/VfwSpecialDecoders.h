@@ -15,8 +15,6 @@ using VfwSpecialDecodeFunction = bool (*)(const uint8_t* data, uint32_t size, in
 // function leaves the code in the table without a decoder, so that its streams fail to begin.
 // At most eight codes. Changes are not thread-safe: make them before decoding starts.
 bool RegisterVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction decode);
-// Takes the code out of the table, so that its streams go to libavcodec again.
-bool RemoveVfwSpecialDecoder(uint32_t fourCC);
 // True when the code is in the table, with its function (possibly null) in `decode`.
 bool FindVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction* decode);
 

@@ -82,6 +82,7 @@ struct BitmapInfoHeader {
     void Write(uint8_t* bytes) const;
 };
 
+constexpr size_t BitmapCompressionOffset = 16;
 constexpr size_t BitmapSizeImageOffset = 20;
 
 constexpr uint32_t ICMODE_DECOMPRESS = 2;

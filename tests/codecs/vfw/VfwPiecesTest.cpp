@@ -1,4 +1,4 @@
-// DIB layout, start-code probing and the result table of the video bridge.
+// DIB layout and start-code probing of the video bridge.
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/StartCodeProbe.h"
 #include "codecs/vfw/VfwTestEncoder.h"
@@ -38,14 +38,6 @@ std::vector<uint8_t> MakeDib(int width, int height, int bitCount, bool bottomUp,
     return dib;
 }
 
-TEST(DibPictures, RowsArePaddedToFourBytes) {
-    EXPECT_EQ(DibStride(1, 24), 4u);
-    EXPECT_EQ(DibStride(4, 24), 12u);
-    EXPECT_EQ(DibStride(5, 24), 16u);
-    EXPECT_EQ(DibStride(3, 8), 4u);
-    EXPECT_EQ(DibStride(5, 32), 20u);
-}
-
 TEST(DibPictures, CopyTurnsEveryLayoutIntoDenseTopDownRows) {
     struct Case {
         int width, height, bitCount;
@@ -74,20 +66,6 @@ TEST(DibPictures, CopyTurnsEveryLayoutIntoDenseTopDownRows) {
     std::vector<uint8_t> output(expected.size());
     EXPECT_FALSE(CopyDibTopDown(sixteenBit.data(), sixteenBit.size(), dib.data(), dib.size(), output.data(),
                                 output.size()));
-}
-
-TEST(DibPictures, BottomUpWriteAndTopDownCopyAreInverse) {
-    const int width = 7, height = 5;
-    std::vector<uint8_t> picture = MakeBgrPicture(width, height, 2);
-    std::vector<uint8_t> dib(DibStride(width, 24) * height);
-    WriteBottomUpDib(picture.data(), width, height, dib.data());
-    // The last line of the DIB is the top line of the picture.
-    EXPECT_TRUE(std::equal(picture.begin(), picture.begin() + width * 3, dib.end() - DibStride(width, 24)));
-    std::vector<uint8_t> format = BitmapFormat(width, height, 0, 24);
-    std::vector<uint8_t> back(picture.size());
-    ASSERT_TRUE(
-        CopyDibTopDown(format.data(), format.size(), dib.data(), dib.size(), back.data(), back.size()));
-    EXPECT_EQ(back, picture);
 }
 
 TEST(DibPictures, AnswerFormatIs24BitRgbOfTheStreamSize) {
@@ -139,28 +117,6 @@ TEST(StartCodes, CodesBothCouldMeanDecideNothing) {
     EXPECT_EQ(probe("\x00\x00\x01\xE7"sv), StartCodeFamily::Unknown);
     // A start code cut by the end of the data.
     EXPECT_EQ(probe("\x12\x00\x00\x01"sv), StartCodeFamily::Unknown);
-}
-
-TEST(VfwResults, TableNamesAndOutcomes) {
-    EXPECT_STREQ(VfwResultName(0), "ICERR_OK");
-    EXPECT_STREQ(VfwResultName(-201), "ICERR_BADIMAGESIZE");
-    EXPECT_STREQ(VfwResultName(-100), "ICERR_ERROR");
-    EXPECT_EQ(VfwResultName(-50), nullptr);
-    EXPECT_EQ(VfwResultName(5), nullptr);
-    EXPECT_TRUE(VfwResultIsGood(ICERR_OK, ICM_DECOMPRESS_BEGIN));
-    EXPECT_TRUE(VfwResultIsGood(ICERR_DONTDRAW, ICM_DECOMPRESS));
-    EXPECT_FALSE(VfwResultIsGood(ICERR_DONTDRAW, ICM_DECOMPRESS_BEGIN));
-    EXPECT_FALSE(VfwResultIsGood(ICERR_DONTDRAW, ICM_DECOMPRESS_END));
-    EXPECT_FALSE(VfwResultIsGood(ICERR_NEWPALETTE, ICM_DECOMPRESS));
-    EXPECT_FALSE(VfwResultIsGood(-300, ICM_DECOMPRESS));
-}
-
-TEST(VfwResults, FourCCsCompareWithoutCase) {
-    EXPECT_TRUE(FourCCEqualIgnoringCase(FourCC("lkz3"), FourCC("LKZ3")));
-    EXPECT_FALSE(FourCCEqualIgnoringCase(FourCC("lkz3"), FourCC("lkz4")));
-    EXPECT_STREQ(FourCCText(FourCC("XVID")).Text(), "XVID");
-    EXPECT_STREQ(FourCCText(0).Text(), "");
-    EXPECT_EQ(MakeFourCC("XVID"), FourCC("XVID"));
 }
 
 } // namespace
