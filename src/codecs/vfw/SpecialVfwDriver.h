@@ -1,0 +1,28 @@
+#pragma once
+
+#include "codecs/vfw/DibDriver.h"
+#include "codecs/vfw/VfwSpecialDecoders.h"
+
+#include <memory>
+
+namespace Vorn::Vorncast::Decoders {
+
+// A driver whose frames go to one of the library's own decode functions (VfwSpecialDecoders.h).
+class SpecialVfwDriver final : public DibDriver {
+public:
+    explicit SpecialVfwDriver(uint32_t handler) : handler(handler) {}
+
+    int32_t End() override { return ICERR_OK; }
+
+protected:
+    bool CanDecode() const override;
+    int32_t Prepare(ByteView input) override;
+    int32_t DecodeFrame(ByteView frame, uint8_t* dib) override;
+
+private:
+    uint32_t handler;
+    VfwSpecialDecodeFunction decode = nullptr;
+    std::unique_ptr<uint8_t[]> picture;
+};
+
+} // namespace Vorn::Vorncast::Decoders

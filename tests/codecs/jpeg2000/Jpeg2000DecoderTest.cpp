@@ -1,0 +1,292 @@
+#include "codecs/jpeg2000/Jpeg2000Decoder.h"
+#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "core/binary/ByteView.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace Jpeg2000Testing;
+
+namespace {
+
+constexpr uint8_t Untouched = 0xA5;
+
+struct Decoded {
+    bool ok = false;
+    std::vector<uint8_t> picture;
+    Jpeg2000PictureInfo info;
+    std::string failure;
+};
+
+Decoded DecodeAs(bool jp2, const std::vector<uint8_t>& data, size_t outputSize) {
+    Jpeg2000Decoder decoder;
+    Decoded result;
+    result.picture.assign(outputSize, Untouched);
+    result.ok = decoder.Decode(jp2 ? Jpeg2000Format::Jp2File : Jpeg2000Format::Codestream, data.data(),
+                               data.size(), result.picture.data(), outputSize, &result.info);
+    result.failure = decoder.FailureText();
+    return result;
+}
+
+std::vector<uint8_t> EncodeRgb(int width, int height, EncodeOptions options = {}) {
+    return Encode(RgbPlanes(MakeRgbPicture(width, height), width, height), width, height, options);
+}
+
+EncodeOptions Options(bool jp2, int tileSize = 0, bool transform = false) {
+    EncodeOptions options;
+    options.jp2 = jp2;
+    options.tileSize = tileSize;
+    options.multipleComponentTransform = transform;
+    return options;
+}
+
+// A lossless picture must come back exactly, in blue-first order, top row first, through all
+// three entry points.
+struct LosslessCase {
+    const char* name;
+    int width;
+    int height;
+    bool colour;
+    EncodeOptions options;
+};
+
+void PrintTo(const LosslessCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class Jpeg2000Lossless : public testing::TestWithParam<LosslessCase> {};
+
+TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
+    const LosslessCase& c = GetParam();
+    std::vector<uint8_t> source =
+        c.colour ? MakeRgbPicture(c.width, c.height) : MakeGreyPicture(c.width, c.height);
+    std::vector<uint8_t> encoded = Encode(
+        c.colour ? RgbPlanes(source, c.width, c.height) : GreyPlanes(source), c.width, c.height, c.options);
+    ASSERT_FALSE(encoded.empty());
+    std::vector<uint8_t> expected = c.colour ? ToBgr(source) : source;
+    auto size = static_cast<uint32_t>(expected.size());
+
+    Decoded decoded = DecodeAs(c.options.jp2, encoded, expected.size());
+    ASSERT_TRUE(decoded.ok) << decoded.failure;
+    EXPECT_EQ(decoded.picture, expected);
+    EXPECT_EQ(decoded.failure, "");
+    EXPECT_EQ(decoded.info.width, c.width);
+    EXPECT_EQ(decoded.info.height, c.height);
+    EXPECT_EQ(decoded.info.colour, c.colour);
+
+    std::vector<uint8_t> oneCall(expected.size());
+    auto encodedSize = static_cast<uint32_t>(encoded.size());
+    EXPECT_TRUE(Jpeg2000Decode(c.options.jp2, encodedSize, encoded.data(), oneCall.data(), size));
+    EXPECT_EQ(oneCall, expected);
+    std::vector<uint8_t> detected(expected.size());
+    EXPECT_TRUE(JasperDecode(encoded.data(), encodedSize, detected.data(), size));
+    EXPECT_EQ(detected, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Pictures, Jpeg2000Lossless,
+                         testing::Values(LosslessCase{"ColourCodestream", 64, 48, true, Options(false)},
+                                         LosslessCase{"ColourJp2", 64, 48, true, Options(true)},
+                                         LosslessCase{"GreyCodestream", 40, 30, false, Options(false)},
+                                         LosslessCase{"GreyJp2", 40, 30, false, Options(true)},
+                                         LosslessCase{"OddSizeColour", 37, 23, true, Options(false)},
+                                         LosslessCase{"OddSizeGrey", 37, 23, false, Options(true)},
+                                         LosslessCase{"TiledColour", 50, 35, true, Options(false, 16)},
+                                         LosslessCase{"TiledGreyJp2", 50, 35, false, Options(true, 16)},
+                                         LosslessCase{"ColourTransform", 48, 32, true,
+                                                      Options(false, 0, true)}),
+                         [](const testing::TestParamInfo<LosslessCase>& info) { return info.param.name; });
+
+TEST(Jpeg2000Pictures, LossyAndSubsampledPicturesStayClose) {
+    const int width = 64, height = 48;
+    std::vector<uint8_t> rgb = MakeRgbPicture(width, height);
+    std::vector<uint8_t> expected = ToBgr(rgb);
+    // YCbCr with half-size chroma, as many cameras write it.
+    std::vector<Plane> ycc(3);
+    ycc[1].dx = ycc[1].dy = ycc[2].dx = ycc[2].dy = 2;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const uint8_t* p = &rgb[(static_cast<size_t>(y) * width + x) * 3];
+            ycc[0].samples.push_back(int32_t(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2] + 0.5));
+            if (x % 2 == 0 && y % 2 == 0) {
+                ycc[1].samples.push_back(int32_t(128.5 - 0.168736 * p[0] - 0.331264 * p[1] + 0.5 * p[2]));
+                ycc[2].samples.push_back(int32_t(128.5 + 0.5 * p[0] - 0.418688 * p[1] - 0.081312 * p[2]));
+            }
+        }
+    }
+    for (bool jp2 : {false, true}) {
+        EncodeOptions lossy = Options(jp2, 0, true);
+        lossy.lossless = false;
+        lossy.compressionRatio = 8.0f;
+        Decoded decoded = DecodeAs(jp2, EncodeRgb(width, height, lossy), expected.size());
+        ASSERT_TRUE(decoded.ok) << decoded.failure;
+        EXPECT_GT(Psnr(decoded.picture, expected), 30.0) << "lossy, jp2 " << jp2;
+
+        EncodeOptions subsampled = Options(jp2);
+        subsampled.ycc = true;
+        decoded = DecodeAs(jp2, Encode(ycc, width, height, subsampled), expected.size());
+        ASSERT_TRUE(decoded.ok) << decoded.failure;
+        EXPECT_GT(Psnr(decoded.picture, expected), 28.0) << "subsampled, jp2 " << jp2;
+    }
+}
+
+// Samples of other precisions and signedness are brought to unsigned 8 bits; a second component
+// (grey and alpha) makes a colour picture of three equal planes.
+TEST(Jpeg2000Pictures, SamplesScaleToEightBits) {
+    const int width = 20, height = 10, count = width * height;
+    struct Case {
+        int precision;
+        bool isSigned;
+        int32_t (*sample)(int index);
+        int (*expected)(int index);
+    };
+    const Case cases[] = {
+        {12, false, [](int i) { return (i * 37) % 4096; }, [](int i) { return ((i * 37) % 4096) >> 4; }},
+        {4, false, [](int i) { return i % 16; }, [](int i) { return (i % 16) * 17; }},
+        {8, true, [](int i) { return (i % 256) - 128; }, [](int i) { return i % 256; }},
+        {16, true, [](int i) { return (i * 331) % 65536 - 32768; },
+         [](int i) { return ((i * 331) % 65536) >> 8; }},
+    };
+    for (const Case& c : cases) {
+        Plane plane;
+        std::vector<uint8_t> expected;
+        for (int i = 0; i < count; ++i) {
+            plane.samples.push_back(c.sample(i));
+            expected.push_back(static_cast<uint8_t>(c.expected(i)));
+        }
+        EncodeOptions options;
+        options.precision = c.precision;
+        options.isSigned = c.isSigned;
+        Decoded decoded = DecodeAs(false, Encode({plane}, width, height, options), expected.size());
+        ASSERT_TRUE(decoded.ok) << decoded.failure;
+        EXPECT_EQ(decoded.picture, expected) << "precision " << c.precision << " signed " << c.isSigned;
+    }
+    std::vector<uint8_t> grey = MakeGreyPicture(width, height);
+    std::vector<Plane> withAlpha = GreyPlanes(grey);
+    withAlpha.push_back(Plane{1, 1, std::vector<int32_t>(grey.size(), 255)});
+    Decoded decoded = DecodeAs(false, Encode(withAlpha, width, height, {}), grey.size() * 3);
+    ASSERT_TRUE(decoded.ok) << decoded.failure;
+    EXPECT_TRUE(decoded.info.colour);
+    for (size_t i = 0; i < decoded.picture.size(); ++i) {
+        ASSERT_EQ(decoded.picture[i], grey[i / 3]) << i;
+    }
+}
+
+// The header alone gives size and colour; a recorder's header in front of the picture and stale
+// bytes behind it are passed over.
+TEST(Jpeg2000Pictures, HeadersAndSurroundingBytes) {
+    const int width = 24, height = 16;
+    std::vector<uint8_t> expected = ToBgr(MakeRgbPicture(width, height));
+    for (bool jp2 : {false, true}) {
+        std::vector<uint8_t> encoded = EncodeRgb(width, height, Options(jp2));
+        std::vector<uint8_t> framed(99, 0x11);
+        framed.insert(framed.end(), encoded.begin(), encoded.end());
+        framed.resize(framed.size() + 300, 0xEE);
+        std::vector<uint8_t> picture(expected.size());
+        ASSERT_TRUE(JasperDecode(framed.data(), static_cast<uint32_t>(framed.size()), picture.data(),
+                                 static_cast<uint32_t>(picture.size())));
+        EXPECT_EQ(picture, expected) << "jp2 " << jp2;
+        EXPECT_EQ(
+            DecodeAs(jp2, std::vector<uint8_t>(framed.begin() + 99, framed.end()), expected.size()).picture,
+            expected);
+
+        Jpeg2000PictureInfo info;
+        ASSERT_TRUE(Jpeg2000ReadHeader(framed.data(), static_cast<uint32_t>(framed.size()), &info));
+        EXPECT_EQ(info.width, width);
+        EXPECT_EQ(info.height, height);
+        EXPECT_EQ(info.components, 3);
+        EXPECT_TRUE(info.colour);
+    }
+    std::vector<uint8_t> grey = Encode(GreyPlanes(MakeGreyPicture(21, 9)), 21, 9, {});
+    size_t firstTile = ByteView(grey.data(), grey.size()).Find("\xFF\x90");
+    ASSERT_NE(firstTile, ByteView::npos);
+    Jpeg2000PictureInfo info;
+    ASSERT_TRUE(Jpeg2000ReadHeader(grey.data(), static_cast<uint32_t>(firstTile + 12), &info));
+    EXPECT_EQ(info.width, 21);
+    EXPECT_EQ(info.height, 9);
+    EXPECT_FALSE(info.colour);
+}
+
+TEST(Jpeg2000Failures, Jp2BoxesAreChecked) {
+    std::vector<uint8_t> file = EncodeRgb(16, 16, Options(true));
+    ASSERT_EQ(std::string(file.begin() + 16, file.begin() + 20), "ftyp");
+    std::vector<uint8_t> badSignature = file, badFileType = file;
+    badSignature[9] ^= 0xFF;
+    badFileType[16] = 'X';
+    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+        {EncodeRgb(16, 16), Jp2SignatureMissingText},
+        {badSignature, Jp2SignatureMissingText},
+        {std::vector<uint8_t>(file.begin(), file.begin() + 12), Jp2FileTypeMissingText},
+        {badFileType, Jp2FileTypeMissingText},
+    };
+    for (const auto& [data, text] : cases) {
+        Decoded decoded = DecodeAs(true, data, 16 * 16 * 3);
+        EXPECT_FALSE(decoded.ok);
+        EXPECT_EQ(decoded.failure, text);
+        EXPECT_EQ(decoded.picture, std::vector<uint8_t>(16 * 16 * 3, Untouched));
+    }
+    Decoded wrongWrapping = DecodeAs(false, file, 16 * 16 * 3);
+    EXPECT_FALSE(wrongWrapping.ok);
+    EXPECT_NE(wrongWrapping.failure, "");
+}
+
+TEST(Jpeg2000Failures, EveryCutOfTheDataFails) {
+    for (bool jp2 : {false, true}) {
+        std::vector<uint8_t> encoded = EncodeRgb(32, 32, Options(jp2, 16));
+        std::vector<size_t> cuts = {encoded.size() - 1, encoded.size() - 2};
+        for (size_t cut = 0; cut < encoded.size(); cut += (cut < 200 ? 1 : 7)) {
+            cuts.push_back(cut);
+        }
+        for (size_t cut : cuts) {
+            Decoded decoded =
+                DecodeAs(jp2, std::vector<uint8_t>(encoded.begin(), encoded.begin() + long(cut)), 3072);
+            EXPECT_FALSE(decoded.ok) << "jp2 " << jp2 << " cut at " << cut << " of " << encoded.size();
+            EXPECT_NE(decoded.failure, "");
+        }
+    }
+}
+
+TEST(Jpeg2000Failures, DamagedDataFailsOrIsSurvived) {
+    std::vector<uint8_t> encoded = EncodeRgb(32, 32);
+    // SIZ fields: Xsiz at 8, Ysiz at 12, Csiz at 40.
+    std::vector<uint8_t> zeroWidth = encoded, noComponents = encoded, huge = encoded;
+    std::memset(&zeroWidth[8], 0, 4);
+    noComponents[40] = noComponents[41] = 0;
+    huge[8] = huge[12] = 0x7F;
+    for (const std::vector<uint8_t>& damaged : {zeroWidth, noComponents, huge}) {
+        Decoded decoded = DecodeAs(false, damaged, 32 * 32 * 3);
+        EXPECT_FALSE(decoded.ok);
+        EXPECT_EQ(decoded.picture, std::vector<uint8_t>(32 * 32 * 3, Untouched));
+    }
+    // Damage inside the tile data must never reach outside the buffers; the result may go either way.
+    for (size_t at = 100; at < encoded.size(); at += 3) {
+        std::vector<uint8_t> damaged = encoded;
+        damaged[at] ^= 0x5A;
+        DecodeAs(false, damaged, 32 * 32 * 3);
+    }
+}
+
+TEST(Jpeg2000Failures, OutputAndInputMustBeThere) {
+    std::vector<uint8_t> encoded = EncodeRgb(16, 16);
+    Decoded decoded = DecodeAs(false, encoded, 16 * 16 * 3 - 1);
+    EXPECT_FALSE(decoded.ok);
+    EXPECT_EQ(decoded.failure, Jpeg2000OutputTooSmallText);
+    EXPECT_EQ(decoded.picture, std::vector<uint8_t>(16 * 16 * 3 - 1, Untouched));
+
+    Jpeg2000Decoder decoder;
+    uint8_t picture[16];
+    EXPECT_FALSE(
+        decoder.Decode(Jpeg2000Format::Codestream, encoded.data(), encoded.size(), nullptr, 16 * 16 * 3));
+    EXPECT_FALSE(decoder.Decode(Jpeg2000Format::Codestream, nullptr, 0, picture, sizeof picture));
+    EXPECT_FALSE(decoder.DecodeAnyFormat(nullptr, 0, picture, sizeof picture));
+    EXPECT_STREQ(decoder.FailureText(), Jpeg2000NotFoundText);
+    const uint8_t jpeg[] = {0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x10, 'J', 'F', 'I', 'F', 0x00};
+    EXPECT_FALSE(JasperDecode(jpeg, sizeof jpeg, picture, sizeof picture));
+    Jpeg2000PictureInfo info;
+    EXPECT_FALSE(Jpeg2000ReadHeader(jpeg, sizeof jpeg, &info));
+}
+
+} // namespace
