@@ -1,4 +1,5 @@
 #include "codecs/vfw/AvcodecVfwDriver.h"
+#include "codecs/video/FfmpegQuiet.h"
 
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/StartCodeProbe.h"
@@ -11,19 +12,12 @@ extern "C" {
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
 constexpr int ScalerFlags = SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
-
-// Damaged frames must not write to the console.
-void SilenceEngineLog() {
-    static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
-}
 
 bool IsAmbiguous(AVCodecID id) {
     return id == AV_CODEC_ID_MPEG4 || id == AV_CODEC_ID_H264;
@@ -39,7 +33,7 @@ bool IsFullRange(const AVFrame& picture) {
 } // namespace
 
 AvcodecVfwDriver::AvcodecVfwDriver(uint32_t handler) : handler(handler), tableCodec(CodecForFourCC(handler)) {
-    SilenceEngineLog();
+    QuietFfmpegLog();
 }
 
 AvcodecVfwDriver::~AvcodecVfwDriver() {

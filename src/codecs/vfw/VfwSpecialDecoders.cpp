@@ -1,5 +1,6 @@
 #include "codecs/vfw/VfwSpecialDecoders.h"
 
+#include "codecs/vfw/VfwCodecRoutes.h"
 #include "codecs/vfw/VfwTypes.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -13,10 +14,9 @@ struct SpecialDecoder {
 
 constexpr int MaxSpecialDecoders = 8;
 
-// The ADV601 and JPEG decode functions of the codec folders are connected here.
 SpecialDecoder specialDecoders[MaxSpecialDecoders] = {
-    {MakeFourCC("ADV1"), nullptr},
-    {MakeFourCC("TJPG"), nullptr},
+    {MakeFourCC("ADV1"), DecodeAdv601Picture},
+    {MakeFourCC("TJPG"), DecodeJpegPicture},
 };
 
 SpecialDecoder* Find(uint32_t fourCC) {
