@@ -66,6 +66,7 @@ TEST_F(PluginSearchTest, NoImportFolderLeavesTheBuiltInDecoders) {
 TEST_F(PluginSearchTest, CompatiblePluginsAreAddedBehindTheBuiltInDecoders) {
     Place("PluginDecoderGood.so", "PluginDecoderGood.so");
     Place("PluginDecoderNewer.so", "sub/PluginDecoderNewer.so");
+    Place("PluginDecoderOlder.so", "sub/PluginDecoderOlder.so");
     Place("PluginDecoderBroken.so", "sub/PluginDecoderBroken.so");
     Place("PluginDecoderGood.so", "sub/OtherDecoder.so");
     std::ofstream(root / "plugins" / "import" / "sub" / "PluginDecoderNotes.so") << "not a library";
@@ -74,9 +75,10 @@ TEST_F(PluginSearchTest, CompatiblePluginsAreAddedBehindTheBuiltInDecoders) {
     ASSERT_EQ(DecoderCollection_Create(Root().c_str(), &handle), 0);
     int count = 0;
     DecoderCollection_DecoderCount(handle, &count);
-    EXPECT_EQ(count, 76);
+    EXPECT_EQ(count, 77);
     EXPECT_TRUE(Logged("DecoderCollection > Look for import plugins found 2 sub-paths\n"));
     EXPECT_TRUE(Logged("DecoderCollection > Look for import plugins found plugin Test plug-in 3.4\n"));
+    EXPECT_TRUE(Logged("DecoderCollection > Look for import plugins found plugin Test plug-in 2.9\n"));
     EXPECT_TRUE(Logged("DecoderCollection > Got decoder Test Plug-in Decoder from plugin\n"));
     EXPECT_TRUE(
         Logged("DecoderCollection > Plugin requires Vorncast version 3.5 or higher - not compatible with "
