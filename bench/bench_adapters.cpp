@@ -1,7 +1,11 @@
-// Decoding a 704 x 576 MPEG-4 part 2 stream to blue-first pictures: through the adapter, and
-// through libavcodec alone (with and without the conversion), so that the adapter's own cost
-// shows as the difference.
+// Decoding 720 x 576 streams of each video codec to blue-first pictures: through the adapter, and
+// through libavcodec alone (with and without the conversion), so that the adapter's own cost shows as
+// the ratio of AdapterToBgr to Libavcodec/DecodeAndConvert for the same codec.
 
+#include "codecs/video/IppDecoderDV25.h"
+#include "codecs/video/IppDecoderH263.h"
+#include "codecs/video/IppDecoderH264.h"
+#include "codecs/video/IppDecoderMPEG2.h"
 #include "codecs/video/IppDecoderMPEG4.h"
 
 extern "C" {
@@ -12,26 +16,49 @@ extern "C" {
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <map>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace {
 
-using Vorn::Vorncast::Decoders::IppDecoderMPEG4;
+using namespace Vorn::Vorncast::Decoders;
 
-constexpr int Width = 704;
-constexpr int Height = 576;
 constexpr int Frames = 25;
 
 using Stream = std::vector<std::vector<uint8_t>>;
 
+// One codec under test: its engine, picture size and the adapter that decodes it.
+struct Codec {
+    AVCodecID id;
+    const char* encoderName;
+    int width;
+    int height;
+    AVPixelFormat format;
+    std::unique_ptr<IppDecoder> (*makeAdapter)();
+};
+
+template <class Adapter> std::unique_ptr<IppDecoder> MakeAdapter() {
+    return std::make_unique<Adapter>();
+}
+
+const Codec Codecs[] = {
+    {AV_CODEC_ID_MPEG4, "mpeg4", 720, 576, AV_PIX_FMT_YUV420P, MakeAdapter<IppDecoderMPEG4>},
+    {AV_CODEC_ID_H263, "h263", 704, 576, AV_PIX_FMT_YUV420P, MakeAdapter<IppDecoderH263>},
+    {AV_CODEC_ID_H264, "libx264", 720, 576, AV_PIX_FMT_YUV420P, MakeAdapter<IppDecoderH264>},
+    {AV_CODEC_ID_MPEG2VIDEO, "mpeg2video", 720, 576, AV_PIX_FMT_YUV420P, MakeAdapter<IppDecoderMPEG2>},
+    {AV_CODEC_ID_DVVIDEO, "dvvideo", 720, 576, AV_PIX_FMT_YUV420P, MakeAdapter<IppDecoderDV25>},
+};
+
 void PaintFrame(AVFrame* frame, int index) {
-    for (int y = 0; y < Height; ++y) {
-        for (int x = 0; x < Width; ++x) {
+    for (int y = 0; y < frame->height; ++y) {
+        for (int x = 0; x < frame->width; ++x) {
             frame->data[0][y * frame->linesize[0] + x] = static_cast<uint8_t>((x + y + index * 4) & 0xFF);
         }
     }
-    for (int y = 0; y < Height / 2; ++y) {
-        for (int x = 0; x < Width / 2; ++x) {
+    for (int y = 0; y < frame->height / 2; ++y) {
+        for (int x = 0; x < frame->width / 2; ++x) {
             frame->data[1][y * frame->linesize[1] + x] = static_cast<uint8_t>(((x / 44) * 32 + index) & 0xFF);
             frame->data[2][y * frame->linesize[2] + x] = static_cast<uint8_t>(255 - ((x / 44) * 32));
         }
@@ -45,23 +72,31 @@ void Collect(AVCodecContext* encoder, AVPacket* packet, Stream* out) {
     }
 }
 
-const Stream& EncodedStream() {
-    static const Stream stream = [] {
-        av_log_set_level(AV_LOG_QUIET);
-        Stream out;
-        const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_MPEG4);
-        AVCodecContext* encoder = avcodec_alloc_context3(codec);
-        encoder->width = Width;
-        encoder->height = Height;
-        encoder->pix_fmt = AV_PIX_FMT_YUV420P;
-        encoder->time_base = {1, 25};
-        encoder->gop_size = 25;
-        encoder->bit_rate = 2000000;
-        avcodec_open2(encoder, codec, nullptr);
+const Stream& EncodedStream(const Codec& codec) {
+    static std::map<AVCodecID, Stream> streams;
+    auto known = streams.find(codec.id);
+    if (known != streams.end()) {
+        return known->second;
+    }
+    av_log_set_level(AV_LOG_QUIET);
+    Stream& out = streams[codec.id];
+    const AVCodec* engine = avcodec_find_encoder_by_name(codec.encoderName);
+    if (engine == nullptr) {
+        return out;
+    }
+    AVCodecContext* encoder = avcodec_alloc_context3(engine);
+    encoder->width = codec.width;
+    encoder->height = codec.height;
+    encoder->pix_fmt = codec.format;
+    encoder->time_base = {1, 25};
+    encoder->gop_size = 25;
+    encoder->max_b_frames = 0;
+    encoder->bit_rate = 2000000;
+    if (avcodec_open2(encoder, engine, nullptr) == 0) {
         AVFrame* frame = av_frame_alloc();
-        frame->format = AV_PIX_FMT_YUV420P;
-        frame->width = Width;
-        frame->height = Height;
+        frame->format = codec.format;
+        frame->width = codec.width;
+        frame->height = codec.height;
         av_frame_get_buffer(frame, 0);
         AVPacket* packet = av_packet_alloc();
         for (int index = 0; index < Frames; ++index) {
@@ -75,38 +110,46 @@ const Stream& EncodedStream() {
         Collect(encoder, packet, &out);
         av_packet_free(&packet);
         av_frame_free(&frame);
-        avcodec_free_context(&encoder);
-        return out;
-    }();
-    return stream;
+    }
+    avcodec_free_context(&encoder);
+    return out;
 }
 
-void AdapterToBgr(benchmark::State& state) {
-    const Stream& stream = EncodedStream();
-    IppDecoderMPEG4 adapter;
-    adapter.Initialise(Width, Height, 3, false);
-    std::vector<uint8_t> picture(static_cast<size_t>(Width) * Height * 3);
+void AdapterToBgr(benchmark::State& state, const Codec& codec) {
+    const Stream& stream = EncodedStream(codec);
+    if (stream.empty()) {
+        state.SkipWithError("no encoder for this codec");
+        return;
+    }
+    std::unique_ptr<IppDecoder> adapter = codec.makeAdapter();
+    adapter->Initialise(codec.width, codec.height, 3, false);
+    std::vector<uint8_t> picture(static_cast<size_t>(codec.width) * codec.height * 3);
     for (auto _ : state) {
-        adapter.Reset();
+        adapter->Reset();
         for (const auto& frame : stream) {
-            bool ok = adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), picture.data(),
-                                     static_cast<int32_t>(picture.size()));
+            bool ok = adapter->Decode(frame.data(), static_cast<int32_t>(frame.size()), picture.data(),
+                                      static_cast<int32_t>(picture.size()));
             benchmark::DoNotOptimize(ok);
         }
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(stream.size()));
 }
-BENCHMARK(AdapterToBgr)->Unit(benchmark::kMillisecond);
 
 // libavcodec's decode with the same single-threaded set-up as the adapter; with `convert`, the
 // picture also goes through libswscale into a packed blue-first buffer.
-void Libavcodec(benchmark::State& state, bool convert) {
-    const Stream& stream = EncodedStream();
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MPEG4);
-    AVCodecContext* decoder = avcodec_alloc_context3(codec);
+void Libavcodec(benchmark::State& state, const Codec& codec, bool convert) {
+    const Stream& stream = EncodedStream(codec);
+    if (stream.empty()) {
+        state.SkipWithError("no encoder for this codec");
+        return;
+    }
+    const int Width = codec.width;
+    const int Height = codec.height;
+    const AVCodec* engine = avcodec_find_decoder(codec.id);
+    AVCodecContext* decoder = avcodec_alloc_context3(engine);
     decoder->thread_count = 1;
-    avcodec_open2(decoder, codec, nullptr);
+    avcodec_open2(decoder, engine, nullptr);
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
     SwsContext* converter = nullptr;
@@ -138,9 +181,20 @@ void Libavcodec(benchmark::State& state, bool convert) {
     av_packet_free(&packet);
     avcodec_free_context(&decoder);
 }
-BENCHMARK_CAPTURE(Libavcodec, DecodeOnly, false)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Libavcodec, DecodeAndConvert, true)->Unit(benchmark::kMillisecond);
-
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    for (const Codec& codec : Codecs) {
+        std::string name = codec.encoderName;
+        benchmark::RegisterBenchmark(("AdapterToBgr/" + name).c_str(), AdapterToBgr, codec)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(("Libavcodec/DecodeOnly/" + name).c_str(), Libavcodec, codec, false)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark(("Libavcodec/DecodeAndConvert/" + name).c_str(), Libavcodec, codec, true)
+            ->Unit(benchmark::kMillisecond);
+    }
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
