@@ -72,7 +72,11 @@ void DecodeGenericFolderOfJpegs::OpenName(char* name) {
         std::memset(name, 0, MaxPathLength);
         return;
     }
-    std::snprintf(name, MaxPathLength, "%s%s", folder, file);
+    int32_t length = std::snprintf(name, MaxPathLength, "%s/%s", folder, file);
+    if (length >= MaxPathLength) {
+        // A cut path could name another file: leave the name empty, which fails the open.
+        std::memset(name, 0, MaxPathLength);
+    }
 }
 
 void DecodeGenericFolderOfJpegs::ReadWholeFile(int32_t* outFileId, uint64_t* offset, uint32_t* size,
@@ -91,11 +95,14 @@ DecoderAction DecodeGenericFolderOfJpegs::LoadingCore() {
     return DDA_LIST_FILES;
 }
 
+// The folder is listed with its final separator, so that a file in the root lists "/".
 void DecodeGenericFolderOfJpegs::LoadingGetListPath(char* directory, char* pattern, int32_t* depth) {
     size_t length = FolderLength(loadName);
-    std::memcpy(folder, loadName, length);
-    folder[length] = '\0';
-    std::snprintf(directory, MaxPathLength, "%s", folder);
+    std::memcpy(directory, loadName, length);
+    directory[length] = '\0';
+    size_t withoutSeparator = length > 0 ? length - 1 : 0;
+    std::memcpy(folder, loadName, withoutSeparator);
+    folder[withoutSeparator] = '\0';
     std::snprintf(pattern, MaxPathLength, "*.jpg");
     *depth = 0;
 }

@@ -72,7 +72,7 @@ private:
     int64_t fileSize = 0;
     ReadBuffer readBuffer;
     FileList fileList;
-    // The folder of the loaded path, with its final separator.
+    // The folder of the loaded path, without its final separator: names are joined to it by '/'.
     char folder[MaxPathLength] = {};
     int32_t indexToOpen = 0;
     int32_t heldImage = -1;

@@ -75,11 +75,17 @@ TEST_F(FolderOfJpegsTest, EveryJpgOfTheFolderIsOneFrameInListingOrder) {
     EXPECT_TRUE(NoFileWasLeftOpen());
 }
 
-TEST_F(FolderOfJpegsTest, PathsWithBackslashesReachTheSameFiles) {
+TEST_F(FolderOfJpegsTest, FolderPathsMayUseEitherSeparatorOrBeTheRoot) {
     std::vector<BgrPicture> pictures = AddFolder(2);
     ASSERT_EQ(Load(FolderOfJpegsGuid, "\\cam\\001.jpg"), FCR_SUCCESS);
     EXPECT_EQ(totalFrames, 2);
     ExpectFrame(1, pictures[1]);
+    ASSERT_TRUE(Capi::Close(client));
+
+    AddNumberedJpegs(files, "", {EncodeTestJpeg(pictures[1])}, 7);
+    ASSERT_EQ(Load(FolderOfJpegsGuid, "/007.jpg"), FCR_SUCCESS);
+    EXPECT_EQ(totalFrames, 1);
+    ExpectFrame(0, pictures[1]);
 }
 
 TEST_F(FolderOfJpegsTest, QueryAndPatternsGoByTheJpgExtension) {
