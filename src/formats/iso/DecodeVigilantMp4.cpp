@@ -175,7 +175,7 @@ DecoderAction DecodeVigilantMp4::SetCodec() {
         config = fieldHeader;
         configSize = sizeof fieldHeader;
     }
-    return StartVideo(mpeg4Adapter, config, configSize) ? DDA_COMPLETE : DDA_FAILED;
+    return StartVideo(recorderAdapter, config, configSize) ? DDA_COMPLETE : DDA_FAILED;
 }
 
 BaseDecoder* CreateDecodeVigilantMp4(const DecoderRow&) {

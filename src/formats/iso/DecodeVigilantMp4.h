@@ -3,6 +3,7 @@
 #include "core/client/DecoderRows.h"
 #include "core/time/TimeZoneRules.h"
 #include "formats/iso/DecodeISOMedia.h"
+#include "formats/iso/VigilantMpeg4Decoder.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -46,6 +47,7 @@ private:
     FrameTimes InZone(FrameTimes times) const;
     void ReadZone(ByteView payload);
 
+    VigilantMpeg4Decoder recorderAdapter;
     TimeZoneRules zoneRules;
     int64_t offsetTicks = 0;
     char cameraName[CameraNameLength] = {};
