@@ -67,7 +67,7 @@ protected:
     // The same movie with "moov" in front of "mdat", as a streaming writer puts it; with
     // `openEnded` the "mdat" says it runs to the end of the file (size 0).
     Bytes MovieFirst(bool openEnded = false) const {
-        const MovieSpec movie = PhoneMovie(clip, Created);
+        const MovieLayout movie = PhoneMovie(clip, Created);
         const Bytes type = Box("ftyp", {'i', 's', 'o', 'm', 0, 0, 0, 0});
         const size_t movieBox = Box("moov", MoviePayload(movie, 0)).size();
         Bytes samples;

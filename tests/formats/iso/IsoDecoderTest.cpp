@@ -44,9 +44,9 @@ size_t BoxAt(const Bytes& file, const char* type) {
     return text.find(type) - 4;
 }
 
-TrackSpec AmrTrack(const char* format, uint8_t framesPerSample) {
-    TrackSpec sound;
-    sound.kind = TrackSpec::Sound;
+TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
+    TrackLayout sound;
+    sound.kind = TrackLayout::Sound;
     sound.timescale = 8000;
     const Bytes children = std::string(format) == "samr" ? AmrSpecificBox(framesPerSample) : Bytes();
     sound.entries = {AudioEntry(format, 1, 8000, children)};
@@ -140,7 +140,7 @@ TEST_F(IsoDecoderTest, DecoderKeptWarmReadsOneSampleAFrameAndJumpsWalkFromTheKey
 }
 
 TEST_F(IsoDecoderTest, FrameTheCodecRefusesIsBlackAndTheWalkGoesOn) {
-    MovieSpec movie = PhoneMovie(clip, Created);
+    MovieLayout movie = PhoneMovie(clip, Created);
     std::fill(movie.tracks[0].samples[3].begin(), movie.tracks[0].samples[3].end(), 0);
     AddFile("damaged.mp4", WriteMovieFile(movie));
     ASSERT_EQ(Load(PhoneMp4Guid, "damaged.mp4"), 0) << LastError();
@@ -203,7 +203,7 @@ TEST_F(IsoDecoderTest, BoxOfSizeZeroRunsToTheEndOfTheFile) {
     ASSERT_EQ(Load(PhoneMp4Guid, "zero.mp4"), 0) << LastError();
     ExpectFrame(Next(VideoStream()), 0);
 
-    MovieSpec movie = PhoneMovie(clip, Created);
+    MovieLayout movie = PhoneMovie(clip, Created);
     Bytes skipToEnd;
     PutU32(skipToEnd, 0);
     PutCode(skipToEnd, "skip");
@@ -258,7 +258,7 @@ TEST_F(IsoDecoderTest, BadMovieAndFileTypeBoxes) {
 }
 
 TEST_F(IsoDecoderTest, TrackWithoutSamplesHasNoImages) {
-    MovieSpec movie = PhoneMovie(clip, Created);
+    MovieLayout movie = PhoneMovie(clip, Created);
     movie.tracks[0].samples.clear();
     movie.tracks[0].deltas.clear();
     movie.tracks[0].syncSamples.clear();
@@ -268,7 +268,7 @@ TEST_F(IsoDecoderTest, TrackWithoutSamplesHasNoImages) {
 }
 
 TEST_F(IsoDecoderTest, AudioOtherThanAmrKeepsTheFileFromLoadingInBothPhoneDecoders) {
-    MovieSpec movie = PhoneMovie(clip, Created);
+    MovieLayout movie = PhoneMovie(clip, Created);
     movie.tracks.push_back(AmrTrack("mp4a", 1));
     AddFile("aac.mp4", WriteMovieFile(movie));
     for (const char* guid : {PhoneMp4Guid, Phone3gpGuid}) {
@@ -278,7 +278,7 @@ TEST_F(IsoDecoderTest, AudioOtherThanAmrKeepsTheFileFromLoadingInBothPhoneDecode
 }
 
 TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSample) {
-    MovieSpec movie = PhoneMovie(clip, Created);
+    MovieLayout movie = PhoneMovie(clip, Created);
     movie.tracks.push_back(AmrTrack("samr", 2));
     movie.tracks.back().creationSeconds = movie.creationSeconds;
     AddFile("amr.3gp", WriteMovieFile(movie));
@@ -303,9 +303,9 @@ TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndHintTracksAreIgnored) {
     settings.height = 32;
     settings.frames = 4;
     ASSERT_TRUE(MakeMpeg4Clip(settings, &other));
-    MovieSpec movie = PhoneMovie(other, Created);
-    TrackSpec hint = clip.track;
-    hint.kind = TrackSpec::Hint;
+    MovieLayout movie = PhoneMovie(other, Created);
+    TrackLayout hint = clip.track;
+    hint.kind = TrackLayout::Hint;
     movie.tracks.push_back(hint);
     movie.tracks.push_back(PhoneMovie(clip, Created).tracks[0]);
     AddFile("two.mp4", WriteMovieFile(movie));
@@ -318,8 +318,8 @@ TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndHintTracksAreIgnored) {
 }
 
 TEST_F(IsoDecoderTest, DescriptionChangeMidwayRestartsTheCodec) {
-    MovieSpec movie = PhoneMovie(clip, Created);
-    TrackSpec& track = movie.tracks[0];
+    MovieLayout movie = PhoneMovie(clip, Created);
+    TrackLayout& track = movie.tracks[0];
     track.entries.push_back(track.entries[0]);
     track.descriptions.assign(track.samples.size(), 1);
     for (size_t frame = 5; frame < track.samples.size(); ++frame) {

@@ -110,7 +110,7 @@ TEST_F(VigilantMp4Test, FreeBoxWhoseSizeWordDisagreesIsIgnored) {
 }
 
 TEST_F(VigilantMp4Test, FileTypeBoxMarksAFileOfAnotherRecorder) {
-    MovieSpec movie = VigilantMovie(clip, SummerFileTime, {});
+    MovieLayout movie = VigilantMovie(clip, SummerFileTime, {});
     movie.fileType = true;
     AddFile("phone.mp4", WriteMovieFile(movie));
     EXPECT_EQ(Load(VigilantGuid, "phone.mp4"), VC_GeneralFailure);
