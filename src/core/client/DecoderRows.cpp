@@ -4,6 +4,9 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/iso/Decode3gp.h"
+#include "formats/iso/DecodeISOMediaMp4.h"
+#include "formats/iso/DecodeVigilantMp4.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -40,7 +43,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeVigilantMpeg2", "Vigilant Export Viewer MPEG2", "616F9C4E-4A26-4bf7-A728-027B16FD954D", "mpg",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeVigilantMp4", "Vigilant Export Viewer MP4", "ACEA0A02-8FE5-4770-BBBD-6D6745371F80", "mp4",
-     NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, -1, None, 0, CreateDecodeVigilantMp4},
     {"DecodeGE", "GE", "4043617F-C146-4e4c-A4B2-EC1C8F0911FA", "20d;60d", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeLjdLeviathan",
@@ -59,9 +62,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeMitsubishi", "Mitsubishi", "B6A80624-7132-41a3-8EB6-29A9B5918877", "tlx", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"Decode3gp", "Mobile phone 3GP", "CEABCACD-5446-41f9-94A2-3391B2C9F578", "3gp;mp4", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateDecode3gp},
     {"DecodeISOMediaMp4", "Mobile phone MP4", "4A53EA3D-0A11-4dec-B9BD-E0EAF808EB31", "3gp;mp4", NO_PATTERNS,
-     -1, None, 0, CreatePlaceholderDecoder},
+     -1, None, 0, CreateDecodeISOMediaMp4},
     {"DecodeNewWavestore",
      "New Wavestore",
      "516B281A-ACBD-4a40-BB1F-25A2D6D89E4B",

@@ -1,0 +1,532 @@
+// The box parser on payloads built here: headers, tracks, the sample lookup walked over every
+// sample against the layout the writer chose, sample descriptions, and damaged boxes.
+#include "fixtures/iso/IsoBoxWriter.h"
+#include "formats/iso/ISOMediaFile.h"
+#include "formats/iso/IsoBoxTypes.h"
+#include "formats/iso/VigilantFile.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <sstream>
+#include <string>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace IsoTest;
+
+namespace {
+
+constexpr int64_t TicksPerSecond = 10000000;
+// 2021-02-03 04:05:06 UTC.
+constexpr uint64_t SomeUnixTime = 1612325106;
+
+std::vector<std::string> parserLog;
+
+IsoLog CollectingLog() {
+    parserLog.clear();
+    return {[](void*, int32_t, const char* text) { parserLog.emplace_back(text); }, nullptr};
+}
+
+bool Parse(ISOMediaFile& movie, const Bytes& payload) {
+    return movie.ParseMovieBox(payload.data(), payload.size());
+}
+
+uint32_t ReadU32(const Bytes& bytes, size_t at) {
+    return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
+           bytes[at + 3];
+}
+
+void WriteU32(Bytes& bytes, size_t at, uint32_t value) {
+    for (size_t byte = 0; byte < 4; ++byte) {
+        bytes[at + byte] = static_cast<uint8_t>(value >> (24 - 8 * byte));
+    }
+}
+
+// A video track of `count` samples whose sizes and deltas vary, in chunks of three.
+TrackLayout VideoTrack(size_t count) {
+    TrackLayout track;
+    track.kind = TrackLayout::Video;
+    track.width = 64;
+    track.height = 48;
+    track.timescale = 600;
+    track.entries = {
+        VisualEntry("mp4v", 64, 48, Box("esds", Join({Bytes{0, 0, 0, 0}, EsDescriptors({1, 2, 3})})))};
+    for (size_t sample = 0; sample < count; ++sample) {
+        track.samples.push_back(Bytes(10 + sample * 7 % 23, static_cast<uint8_t>(sample)));
+        track.deltas.push_back(sample < count / 2 ? 24 : 30);
+    }
+    return track;
+}
+
+MovieLayout OneTrackMovie(const TrackLayout& track) {
+    MovieLayout movie;
+    movie.timescale = 1000;
+    movie.duration = 5000;
+    movie.creationSeconds = BoxSecondsFromUnix(SomeUnixTime);
+    movie.tracks = {track};
+    return movie;
+}
+
+// Every sample's lookup against the writer's layout: samples lie one after the other from
+// `firstOffset` on, and each time is the sum of the deltas before it.
+void ExpectEverySampleWhereWritten(const ISOMediaTrack& parsed, const TrackLayout& track,
+                                   uint64_t firstOffset) {
+    ASSERT_EQ(parsed.GetSampleCount(), track.samples.size());
+    uint64_t offset = firstOffset;
+    uint64_t units = 0;
+    for (size_t sample = 0; sample < track.samples.size(); ++sample) {
+        const SampleInfo info = parsed.GetSampleInfo(static_cast<int32_t>(sample));
+        EXPECT_EQ(info.offset, offset) << "sample " << sample;
+        EXPECT_EQ(info.size, track.samples[sample].size()) << "sample " << sample;
+        EXPECT_EQ(info.time, static_cast<int64_t>(units * TicksPerSecond / track.timescale))
+            << "sample " << sample;
+        EXPECT_EQ(info.duration, track.deltas[sample] * TicksPerSecond / track.timescale)
+            << "sample " << sample;
+        const uint32_t description = sample < track.descriptions.size() ? track.descriptions[sample] : 1;
+        EXPECT_EQ(info.descriptionIndex, description) << "sample " << sample;
+        offset += track.samples[sample].size();
+        units += track.deltas[sample];
+    }
+}
+
+} // namespace
+
+TEST(IsoMovieParse, HeadersGiveTicksFromThe1904EpochAndZeroStaysZero) {
+    for (uint8_t version : {0, 1}) {
+        ISOMediaFile movie;
+        const uint64_t created = BoxSecondsFromUnix(SomeUnixTime);
+        ASSERT_TRUE(Parse(movie, Box("mvhd", MovieHeader(version, created, 0, 90000, 180000))));
+        EXPECT_EQ(movie.GetCreationTime(), TicksFromUnix(SomeUnixTime)) << int(version);
+        EXPECT_EQ(movie.GetModificationTime(), 0);
+        EXPECT_EQ(movie.GetTimescale(), 90000u);
+        EXPECT_EQ(movie.GetDuration(), 180000u);
+        EXPECT_DOUBLE_EQ(movie.GetDurationSeconds(), 2.0);
+    }
+    ISOMediaFile truncated;
+    Bytes header = MovieHeader(1, 1, 1, 1, 1);
+    header.resize(31);
+    EXPECT_FALSE(Parse(truncated, Box("mvhd", header)));
+}
+
+TEST(IsoMovieParse, TracksTakeTheMovieTimescaleKnownWhenTheyArePassed) {
+    // The writer puts "mvhd" first; a copy of the track box placed in front of it sees no timescale.
+    const Bytes written = MoviePayload(OneTrackMovie(VideoTrack(4)), 100);
+    const Bytes trackBox(written.begin() + ReadU32(written, 0), written.end());
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, Join({trackBox, written})));
+    ASSERT_EQ(movie.GetTrackCount(), 2);
+    EXPECT_EQ(movie.GetTrack(0)->movieTimescale, 0u);
+    EXPECT_EQ(movie.GetTrack(1)->movieTimescale, 1000u);
+    EXPECT_EQ(movie.GetTrack(2), nullptr);
+    EXPECT_EQ(movie.GetTrack(-1), nullptr);
+}
+
+TEST(IsoMovieParse, OnlyVideoAndSoundTracksAreKept) {
+    TrackLayout hint = VideoTrack(2);
+    hint.kind = TrackLayout::Hint;
+    TrackLayout sound;
+    sound.kind = TrackLayout::Sound;
+    sound.timescale = 8000;
+    sound.entries = {AudioEntry("samr", 1, 8000, AmrSpecificBox(1))};
+    sound.samples = {Bytes(32, 1), Bytes(32, 2)};
+    sound.deltas = {160, 160};
+    MovieLayout layout = OneTrackMovie(hint);
+    layout.tracks.push_back(sound);
+    layout.tracks.push_back(VideoTrack(3));
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(layout, 0)));
+    ASSERT_EQ(movie.GetTrackCount(), 2);
+    EXPECT_EQ(movie.GetTrack(0)->GetMediaKind(), IsoBox::Smhd);
+    EXPECT_EQ(movie.GetTrack(1)->GetMediaKind(), IsoBox::Vmhd);
+
+    VigilantFile vigilant;
+    ASSERT_TRUE(vigilant.ParseMovieBox(MoviePayload(layout, 0).data(), MoviePayload(layout, 0).size()));
+    ASSERT_EQ(vigilant.GetTrackCount(), 1);
+    EXPECT_EQ(vigilant.GetTrack(0)->GetMediaKind(), IsoBox::Vmhd);
+}
+
+TEST(IsoMovieParse, UserDataTextAndFileTypeBrands) {
+    const Bytes text = {'C', 'a', 'm', 'e', 'r', 'a', ' ', '2'};
+    const Bytes userData = Box("udta", Join({Box("xyzw", {1, 2, 3}), Box("@swr", text)}));
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, userData));
+    EXPECT_STREQ(movie.GetSoftware(), "Camera 2");
+    VigilantFile vigilant;
+    ASSERT_TRUE(vigilant.ParseMovieBox(userData.data(), userData.size()));
+    EXPECT_STREQ(vigilant.GetSoftware(), "");
+
+    Bytes brands;
+    PutCode(brands, "3gp4");
+    PutU32(brands, 0x200);
+    PutCode(brands, "isom");
+    PutCode(brands, "3gp4");
+    brands.push_back(9); // a stray byte behind the last whole brand
+    ASSERT_TRUE(movie.ParseFileTypeBox(brands.data(), brands.size()));
+    EXPECT_EQ(movie.GetMajorBrand(), FourCC("3gp4"));
+    EXPECT_EQ(movie.GetMinorVersion(), 0x200u);
+    ASSERT_EQ(movie.GetCompatibleBrandCount(), 2u);
+    EXPECT_EQ(movie.GetCompatibleBrand(1), FourCC("3gp4"));
+    EXPECT_FALSE(movie.ParseFileTypeBox(brands.data(), 7));
+}
+
+TEST(IsoTrackParse, TrackAndMediaHeadersOfBothVersions) {
+    for (uint8_t version : {0, 1}) {
+        ISOMediaTrack track;
+        Bytes header = TrackHeader(version, BoxSecondsFromUnix(SomeUnixTime), 7, 1234, 0, 0);
+        const size_t fields = version == 0 ? 32 : 44;
+        header[fields + 1] = 0xFE; // layer -2 (low byte; high byte 0xFF below)
+        header[fields] = 0xFF;
+        header[fields + 3] = 5;    // alternate group
+        header[fields + 4] = 0x01; // volume 1.5
+        header[fields + 5] = 0x80;
+        const size_t size = version == 0 ? 76 : 88;
+        const Bytes width = {0x01, 0x60, 0x80, 0x00}; // 352.5
+        std::copy(width.begin(), width.end(), header.begin() + static_cast<std::ptrdiff_t>(size));
+        ASSERT_TRUE(track.ParseTrackHeader(header.data(), header.size()));
+        EXPECT_EQ(track.creationTime, TicksFromUnix(SomeUnixTime));
+        EXPECT_EQ(track.trackId, 7u);
+        EXPECT_EQ(track.duration, 1234u);
+        EXPECT_EQ(track.layer, -2);
+        EXPECT_EQ(track.alternateGroup, 5);
+        EXPECT_DOUBLE_EQ(track.volume, 1.5);
+        EXPECT_DOUBLE_EQ(track.width, 352.5);
+        EXPECT_FALSE(track.ParseTrackHeader(header.data(), header.size() - 1));
+    }
+    ISOMediaTrack media;
+    const Bytes narrow = MediaHeader(0, 0, 8000, 16000);
+    ASSERT_TRUE(media.ParseMediaHeader(narrow.data(), narrow.size()));
+    EXPECT_EQ(media.mediaTimescale, 8000u);
+    EXPECT_EQ(media.mediaDuration, 16000u);
+    EXPECT_EQ(media.mediaCreationTime, 0);
+    EXPECT_FALSE(media.ParseMediaHeader(narrow.data(), 23));
+}
+
+TEST(IsoTrackParse, WideMediaHeaderTakesItsTimescaleFromInsideTheModificationTime) {
+    Bytes header;
+    PutU32(header, 1u << 24);
+    PutU64(header, BoxSecondsFromUnix(SomeUnixTime));
+    PutU64(header, 0x0000000100002EE0); // modification; its low word reads as 12000
+    PutU32(header, 600);                // the timescale where the format puts it
+    PutU64(header, 99);
+    PutU32(header, 0);
+    ISOMediaTrack track;
+    ASSERT_TRUE(track.ParseMediaHeader(header.data(), header.size()));
+    EXPECT_EQ(track.mediaTimescale, 12000u);
+    EXPECT_EQ(track.mediaDuration, 99u);
+    EXPECT_EQ(track.mediaCreationTime, TicksFromUnix(SomeUnixTime));
+}
+
+TEST(IsoTrackParse, VigilantCreationTimeIsAFileTimeWithItsLowWordFirst) {
+    // 2020-01-01 00:00:00 UTC as a FILETIME.
+    const uint64_t fileTime = 132223104000000000;
+    Bytes header = TrackHeader(1, 0, 1, 0, 704, 576);
+    for (int byte = 0; byte < 4; ++byte) {
+        header[4 + byte] = static_cast<uint8_t>(static_cast<uint32_t>(fileTime) >> (24 - 8 * byte));
+        header[8 + byte] = static_cast<uint8_t>(static_cast<uint32_t>(fileTime >> 32) >> (24 - 8 * byte));
+    }
+    VigilantTrack track;
+    ASSERT_TRUE(track.ParseTrackHeader(header.data(), header.size()));
+    EXPECT_EQ(track.creationTime, TicksFromUnix(1577836800));
+    EXPECT_DOUBLE_EQ(track.width, 704);
+
+    const Bytes zero = TrackHeader(1, 0, 1, 0, 0, 0);
+    ASSERT_TRUE(track.ParseTrackHeader(zero.data(), zero.size()));
+    EXPECT_EQ(track.creationTime, 504911232000000000) << "a zero FILETIME is still a time";
+    const Bytes narrow = TrackHeader(0, 0, 1, 0, 0, 0);
+    ASSERT_TRUE(track.ParseTrackHeader(narrow.data(), narrow.size()));
+    EXPECT_EQ(track.creationTime, 0);
+}
+
+TEST(IsoSampleLookup, EverySampleLiesWhereTheWriterPutItAcrossChunksAndDescriptions) {
+    TrackLayout track = VideoTrack(17);
+    track.entries.push_back(VisualEntry("s263", 64, 48, {}));
+    track.descriptions = {1, 1, 1, 1, 1, 2, 2, 2, 2, 1, 1, 1, 1, 1, 1, 1, 2};
+    track.samplesPerChunk = 3;
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(track), 4096)));
+    ASSERT_EQ(movie.GetTrackCount(), 1);
+    const ISOMediaTrack& parsed = *movie.GetTrack(0);
+    ExpectEverySampleWhereWritten(parsed, track, 4096);
+    EXPECT_EQ(parsed.GetSampleFormat(1), IsoBox::Mp4v);
+    EXPECT_EQ(parsed.GetSampleFormat(2), IsoBox::H263);
+    EXPECT_EQ(parsed.GetSampleFormat(3), 0u);
+    EXPECT_EQ(parsed.GetLargestSampleSize(), 32u);
+    // Without "stss" every sample is its own sync sample.
+    EXPECT_EQ(parsed.GetSampleInfo(11).syncSample, 11);
+}
+
+TEST(IsoSampleLookup, SyncSampleIsTheLastOneAtOrBeforeAndTheFirstOneForEarlierSamples) {
+    TrackLayout track = VideoTrack(12);
+    track.syncSamples = {2, 5, 9};
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(track), 0)));
+    const ISOMediaTrack& parsed = *movie.GetTrack(0);
+    const int32_t expected[12] = {2, 2, 2, 2, 2, 5, 5, 5, 5, 9, 9, 9};
+    for (int32_t sample = 0; sample < 12; ++sample) {
+        EXPECT_EQ(parsed.GetSampleInfo(sample).syncSample, expected[sample]) << "sample " << sample;
+    }
+}
+
+TEST(IsoSampleLookup, FixedSampleSizeServesEverySampleAndIsTheLargest) {
+    ISOMediaTrack track;
+    Bytes sizes;
+    PutU32(sizes, 0);
+    PutU32(sizes, 160);
+    PutU32(sizes, 1000);
+    ASSERT_TRUE(track.ParseSampleSizes(sizes.data(), sizes.size()));
+    Bytes chunks;
+    PutU32(chunks, 0);
+    PutU32(chunks, 1);
+    PutU32(chunks, 1);
+    PutU32(chunks, 4);
+    PutU32(chunks, 1);
+    ASSERT_TRUE(track.ParseSampleToChunk(chunks.data(), chunks.size()));
+    Bytes offsets;
+    PutU32(offsets, 0);
+    PutU32(offsets, 2);
+    PutU64(offsets, 0x100000000);
+    PutU64(offsets, 0x100001000);
+    ASSERT_TRUE(track.ParseChunkOffsets64(offsets.data(), offsets.size()));
+    EXPECT_EQ(track.GetSampleCount(), 1000u);
+    EXPECT_EQ(track.GetLargestSampleSize(), 160u);
+    EXPECT_EQ(track.GetSampleInfo(999).size, 160u);
+    EXPECT_EQ(track.GetSampleInfo(3).offset, 0x100000000u + 3 * 160);
+    EXPECT_EQ(track.GetSampleInfo(6).offset, 0x100001000u + 2 * 160);
+}
+
+TEST(IsoSampleLookup, CompactSizesOfFourEightAndSixteenBits) {
+    ISOMediaTrack track;
+    Bytes four;
+    PutU32(four, 0);
+    PutU32(four, 4); // field size in byte 7
+    PutU32(four, 5);
+    four.insert(four.end(), {0x12, 0x34, 0x5F});
+    ASSERT_TRUE(track.ParseCompactSampleSizes(four.data(), four.size()));
+    ASSERT_EQ(track.GetSampleCount(), 5u);
+    const uint32_t nibbles[5] = {1, 2, 3, 4, 5};
+    for (int32_t sample = 0; sample < 5; ++sample) {
+        EXPECT_EQ(track.GetSampleInfo(sample).size, nibbles[sample]);
+    }
+    four.pop_back();
+    EXPECT_FALSE(track.ParseCompactSampleSizes(four.data(), four.size())) << "the fifth nibble is missing";
+    EXPECT_EQ(track.GetSampleCount(), 0u);
+
+    Bytes eight;
+    PutU32(eight, 0);
+    PutU32(eight, 8);
+    PutU32(eight, 2);
+    eight.insert(eight.end(), {200, 7});
+    ASSERT_TRUE(track.ParseCompactSampleSizes(eight.data(), eight.size()));
+    EXPECT_EQ(track.GetSampleInfo(0).size, 200u);
+    EXPECT_EQ(track.GetLargestSampleSize(), 200u);
+
+    Bytes sixteen;
+    PutU32(sixteen, 0);
+    PutU32(sixteen, 16);
+    PutU32(sixteen, 2);
+    PutU16(sixteen, 40000);
+    PutU16(sixteen, 3);
+    ASSERT_TRUE(track.ParseCompactSampleSizes(sixteen.data(), sixteen.size()));
+    EXPECT_EQ(track.GetSampleInfo(0).size, 40000u);
+    EXPECT_EQ(track.GetSampleInfo(1).size, 3u);
+
+    Bytes other;
+    PutU32(other, 0);
+    PutU32(other, 12);
+    PutU32(other, 1);
+    PutU16(other, 1);
+    EXPECT_FALSE(track.ParseCompactSampleSizes(other.data(), other.size()));
+    EXPECT_EQ(track.GetSampleCount(), 0u);
+}
+
+TEST(IsoSampleLookup, TablesWhoseCountsPassTheirPayloadStayEmpty) {
+    ISOMediaTrack track;
+    Bytes table;
+    PutU32(table, 0);
+    PutU32(table, 0x40000000);
+    PutU32(table, 1);
+    PutU32(table, 2);
+    EXPECT_FALSE(track.ParseTimeToSample(table.data(), table.size()));
+    EXPECT_FALSE(track.ParseChunkOffsets(table.data(), table.size()));
+    EXPECT_FALSE(track.ParseChunkOffsets64(table.data(), table.size()));
+    EXPECT_FALSE(track.ParseSyncSamples(table.data(), table.size()));
+    EXPECT_FALSE(track.ParseSampleToChunk(table.data(), table.size()));
+    Bytes sizes;
+    PutU32(sizes, 0);
+    PutU32(sizes, 0);
+    PutU32(sizes, 0xFFFFFFFF);
+    PutU32(sizes, 10);
+    EXPECT_FALSE(track.ParseSampleSizes(sizes.data(), sizes.size()));
+    EXPECT_EQ(track.GetSampleCount(), 0u);
+    const SampleInfo info = track.GetSampleInfo(0);
+    EXPECT_EQ(info.offset, 0u);
+    EXPECT_EQ(info.size, 0u);
+    EXPECT_EQ(info.time, 0);
+    EXPECT_EQ(info.descriptionIndex, 0u);
+}
+
+TEST(IsoDamagedBoxes, ChildPastItsParentOrOfZeroSizeFailsTheMovie) {
+    const Bytes written = MoviePayload(OneTrackMovie(VideoTrack(3)), 0);
+    Bytes pastParent = written;
+    pastParent.resize(pastParent.size() - 1); // the last box now ends one byte past the movie
+    ISOMediaFile movie(CollectingLog());
+    EXPECT_FALSE(Parse(movie, pastParent));
+    EXPECT_EQ(movie.GetTrackCount(), 0);
+
+    // A zero size in the sample table gives up with its own text; elsewhere it fails quietly.
+    Bytes zeroInTable;
+    PutU32(zeroInTable, 0);
+    PutCode(zeroInTable, "stts");
+    Bytes trackWithZero = Join(
+        {Box("tkhd", TrackHeader(0, 0, 1, 0, 0, 0)),
+         Box("mdia", Join({Box("hdlr", Handler("vide")), Box("minf", Join({FullBox("vmhd", 0, 1, Bytes(8, 0)),
+                                                                           Box("stbl", zeroInTable)}))}))});
+    ISOMediaFile zero(CollectingLog());
+    EXPECT_FALSE(Parse(zero, Box("trak", trackWithZero)));
+    EXPECT_EQ(zero.GetTrackCount(), 0);
+    EXPECT_EQ(parserLog, std::vector<std::string>{"Box size is zero - giving up\n"});
+
+    Bytes zeroInMovie;
+    PutU32(zeroInMovie, 0);
+    PutCode(zeroInMovie, "mvhd");
+    zeroInMovie.resize(16);
+    ISOMediaFile quiet(CollectingLog());
+    EXPECT_FALSE(Parse(quiet, zeroInMovie));
+    EXPECT_TRUE(parserLog.empty());
+}
+
+TEST(IsoDamagedBoxes, UnknownSampleTableChildIsLoggedAndPassed) {
+    TrackLayout track = VideoTrack(2);
+    Bytes payload = MoviePayload(OneTrackMovie(track), 0);
+    // A whole movie with a "ctts" box put into its sample table: the walk logs it and goes on.
+    const Bytes extra = FullBox("ctts", 0, 0, Bytes(4, 0));
+    const std::string text(payload.begin(), payload.end());
+    const size_t stbl = text.find("stbl") - 4;
+    // Every box that encloses the sample table grows by the box put into it.
+    for (const char* container : {"trak", "mdia", "minf", "stbl"}) {
+        const size_t at = text.find(container) - 4;
+        WriteU32(payload, at, ReadU32(payload, at) + static_cast<uint32_t>(extra.size()));
+    }
+    payload.insert(payload.begin() + static_cast<std::ptrdiff_t>(stbl + 8), extra.begin(), extra.end());
+    ISOMediaFile movie(CollectingLog());
+    ASSERT_TRUE(Parse(movie, payload));
+    EXPECT_EQ(parserLog, std::vector<std::string>{"Not handled: 63747473\n"});
+    ExpectEverySampleWhereWritten(*movie.GetTrack(0), track, 0);
+}
+
+TEST(IsoSampleEntries, DecoderConfigurationsOfEveryKindOfEntry) {
+    const Bytes vol = {0x00, 0x00, 0x01, 0x20, 0x08, 0xC8, 0x0D};
+    const Bytes esds = Box("esds", Join({Bytes{0, 0, 0, 0}, EsDescriptors(vol, 0x80 | 0x20)}));
+    Bytes d263;
+    PutCode(d263, "FFMP");
+    d263.insert(d263.end(), {0, 45, 3});
+    TrackLayout track = VideoTrack(1);
+    track.entries = {VisualEntry("mp4v", 176, 144, esds),
+                     VisualEntry("xmp4", 1, 2, esds),
+                     VisualEntry("s263", 176, 144, Box("d263", d263)),
+                     VisualEntry("avc1", 320, 240, Box("avcC", {1, 2})),
+                     VisualEntry("avc1", 320, 240, esds),
+                     VisualEntry("jpeg", 8, 8, {}),
+                     VisualEntry("abcd", 8, 8, {})};
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(track), 0)));
+    const ISOMediaTrack& parsed = *movie.GetTrack(0);
+    const uint32_t formats[] = {
+        IsoBox::Mp4v, IsoBox::Mp4v, IsoBox::H263, IsoBox::Avc1, IsoBox::Avc1, IsoBox::Jpeg, 0};
+    const size_t configSizes[] = {vol.size(), vol.size(), 0, 0, vol.size(), 0, 0};
+    for (uint32_t index = 1; index <= 7; ++index) {
+        EXPECT_EQ(parsed.GetSampleFormat(index), formats[index - 1]) << "entry " << index;
+        const uint8_t* config = nullptr;
+        int32_t length = -1;
+        EXPECT_TRUE(parsed.GetDecoderConfig(index, &config, &length));
+        ASSERT_EQ(static_cast<size_t>(length), configSizes[index - 1]) << "entry " << index;
+        if (length > 0) {
+            EXPECT_TRUE(std::equal(vol.begin(), vol.end(), config));
+        }
+    }
+    EXPECT_EQ(parsed.GetVisualWidth(2), 176);
+    EXPECT_EQ(parsed.GetVisualHeight(3), 240);
+    EXPECT_EQ(parsed.GetVisualWidth(7), 0);
+    const auto* h263 = dynamic_cast<const H263SampleEntry*>(parsed.GetVisualEntry(2));
+    ASSERT_NE(h263, nullptr);
+    EXPECT_EQ(h263->level, 45);
+    EXPECT_EQ(h263->profile, 3);
+    const std::unique_ptr<VisualSampleEntry> copy(parsed.GetVisualEntry(0)->Clone());
+    EXPECT_EQ(copy->GetFormat(), IsoBox::Mp4v);
+    EXPECT_EQ(copy->config.Length(), vol.size());
+}
+
+TEST(IsoSampleEntries, AmrEntryKeepsItsRecordAndAacEntryIsRecognised) {
+    TrackLayout sound;
+    sound.kind = TrackLayout::Sound;
+    sound.timescale = 8000;
+    sound.entries = {AudioEntry("samr", 1, 8000, AmrSpecificBox(5, 0x0181)), AudioEntry("mp4a", 2, 44100, {}),
+                     AudioEntry("sowt", 2, 22050, {})};
+    sound.samples = {Bytes(32, 0)};
+    sound.deltas = {800};
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(sound), 0)));
+    const ISOMediaTrack& parsed = *movie.GetTrack(0);
+    EXPECT_EQ(parsed.GetSampleFormat(1), IsoBox::Samr);
+    EXPECT_EQ(parsed.GetSampleFormat(2), IsoBox::Mp4a);
+    EXPECT_EQ(parsed.GetSampleFormat(3), 0u);
+    AmrDecoderConfig record = {};
+    int32_t length = 0;
+    ASSERT_TRUE(parsed.GetAudioConfig(1, reinterpret_cast<uint8_t*>(&record), sizeof record, &length));
+    EXPECT_EQ(length, 12);
+    EXPECT_EQ(record.vendor, FourCC("TEST"));
+    EXPECT_EQ(record.modeSet, 0x0181);
+    EXPECT_EQ(record.framesPerSample, 5);
+    EXPECT_TRUE(parsed.GetAudioConfig(2, reinterpret_cast<uint8_t*>(&record), sizeof record, &length));
+    EXPECT_EQ(length, 0);
+    EXPECT_EQ(parsed.GetAudioEntry(1)->sampleRate, 44100);
+    EXPECT_EQ(parsed.GetAudioEntry(1)->channelCount, 2);
+}
+
+TEST(IsoSampleEntries, EntryTooShortForItsKindEndsTheDescriptions) {
+    TrackLayout track = VideoTrack(1);
+    Bytes shortEntry = VisualEntry("mp4v", 8, 8, {});
+    shortEntry.resize(85);
+    shortEntry[3] = 85;
+    track.entries = {VisualEntry("s263", 8, 8, {}), shortEntry, VisualEntry("mp4v", 8, 8, {})};
+    ISOMediaFile movie;
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(track), 0)));
+    EXPECT_EQ(movie.GetTrack(0)->GetVisualEntryCount(), 1u);
+}
+
+TEST(IsoEsDescriptors, OptionalFieldsAndLeadingForeignDescriptors) {
+    const Bytes config = {9, 8, 7, 6, 5};
+    const Bytes plain = EsDescriptors(config);
+    OwnedBytes found = ParseEsDescriptors(Vorn::Vorncast::Decoders::ByteView(plain.data(), plain.size()));
+    ASSERT_EQ(found.Length(), config.size());
+    EXPECT_TRUE(std::equal(config.begin(), config.end(), found.Data()));
+
+    const Bytes foreignFirst = Join({Bytes{0x09, 0x02, 0xAA, 0xBB}, EsDescriptors(config, 0xA0)});
+    found = ParseEsDescriptors(Vorn::Vorncast::Decoders::ByteView(foreignFirst.data(), foreignFirst.size()));
+    EXPECT_EQ(found.Length(), config.size());
+
+    Bytes cut = plain;
+    cut.resize(plain.size() - 12);
+    found = ParseEsDescriptors(Vorn::Vorncast::Decoders::ByteView(cut.data(), cut.size()));
+    EXPECT_TRUE(found.Empty()) << "the decoder configuration runs past the data";
+}
+
+TEST(IsoPrint, TreeTextNamesTheMovieAndShortensLongTables) {
+    TrackLayout track = VideoTrack(40);
+    track.samplesPerChunk = 1;
+    ISOMediaFile movie;
+    Bytes brands;
+    PutCode(brands, "mp4\x01");
+    PutU32(brands, 0);
+    ASSERT_TRUE(movie.ParseFileTypeBox(brands.data(), brands.size()));
+    ASSERT_TRUE(Parse(movie, MoviePayload(OneTrackMovie(track), 0)));
+    std::ostringstream text;
+    movie.Print(text);
+    const std::string printed = text.str();
+    EXPECT_EQ(printed.rfind("---- Movie\nMajor brand: mp4[01]\n", 0), 0u) << printed;
+    EXPECT_NE(printed.find("Sample sizes: 40 rows\n"), std::string::npos);
+    EXPECT_NE(printed.find("    [7] "), std::string::npos);
+    EXPECT_EQ(printed.find("    [8] "), std::string::npos);
+    EXPECT_NE(printed.find("    [32] "), std::string::npos);
+    EXPECT_NE(printed.find("    [39] "), std::string::npos);
+}

@@ -1,0 +1,216 @@
+// Damaged files: cut at every box boundary and at many points between, with bytes of the movie
+// changed at random, and with sample tables that promise more than the file holds. Each fails
+// cleanly or gives what it still holds; none crashes or hangs.
+#include "fixtures/iso/IsoRecordings.h"
+#include "formats/iso/IsoFormatFixture.h"
+
+#include <random>
+#include <set>
+
+using namespace IsoTests;
+using namespace IsoTest;
+
+namespace {
+
+constexpr int64_t Created = 1500000000;
+
+uint32_t ReadU32(const Bytes& bytes, size_t at) {
+    return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
+           bytes[at + 3];
+}
+
+void WriteU32(Bytes& bytes, size_t at, uint32_t value) {
+    for (size_t byte = 0; byte < 4; ++byte) {
+        bytes[at + byte] = static_cast<uint8_t>(value >> (24 - 8 * byte));
+    }
+}
+
+size_t BoxAt(const Bytes& file, const char* type) {
+    const std::string text(file.begin(), file.end());
+    return text.find(type) - 4;
+}
+
+bool IsBlack(const Bytes& picture) {
+    return std::all_of(picture.begin(), picture.end(), [](uint8_t byte) { return byte == 0; });
+}
+
+// Every point where a box of the file's top level or of its movie begins, and a byte either side,
+// with points every `step` bytes between.
+std::set<size_t> CutPoints(const Bytes& file, size_t step) {
+    std::set<size_t> points;
+    for (size_t at = 1; at < file.size(); at += step) {
+        points.insert(at);
+    }
+    for (const char* type : {"ftyp", "mdat", "moov", "mvhd", "trak", "tkhd", "mdia", "minf", "stbl", "stsd",
+                             "stts", "stsc", "stsz", "stco", "stss"}) {
+        const size_t at = BoxAt(file, type);
+        for (size_t point : {at - 1, at, at + 1, at + 8}) {
+            if (point > 0 && point < file.size()) {
+                points.insert(point);
+            }
+        }
+    }
+    return points;
+}
+
+class IsoDamagedFilesTest : public IsoFormatTest {
+protected:
+    void SetUp() override {
+        IsoFormatTest::SetUp();
+        ClipSettings settings;
+        settings.frames = 8;
+        settings.gop = 4;
+        ASSERT_TRUE(MakeMpeg4Clip(settings, &clip));
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
+    }
+
+    // The same movie with "moov" in front of "mdat", as a streaming writer puts it; with
+    // `openEnded` the "mdat" says it runs to the end of the file (size 0).
+    Bytes MovieFirst(bool openEnded = false) const {
+        const MovieLayout movie = PhoneMovie(clip, Created);
+        const Bytes type = Box("ftyp", {'i', 's', 'o', 'm', 0, 0, 0, 0});
+        const size_t movieBox = Box("moov", MoviePayload(movie, 0)).size();
+        Bytes samples;
+        for (const Bytes& sample : clip.track.samples) {
+            Append(samples, sample);
+        }
+        Bytes file =
+            Join({type, Box("moov", MoviePayload(movie, type.size() + movieBox + 8)), Box("mdat", samples)});
+        if (openEnded) {
+            WriteU32(file, type.size() + movieBox, 0);
+        }
+        return file;
+    }
+
+    // Steps through every frame of the loaded file: each one is delivered, none more.
+    std::vector<Delivered> EveryFrame() {
+        std::vector<Delivered> frames;
+        const int stream = VideoStream();
+        for (size_t step = 0; step <= clip.track.samples.size(); ++step) {
+            Delivered delivered = Next(stream);
+            if (delivered.status != 0) {
+                EXPECT_EQ(delivered.status, VC_EndOfStreamAfterEnd);
+                break;
+            }
+            frames.push_back(std::move(delivered));
+        }
+        return frames;
+    }
+
+    VideoClip clip;
+    std::vector<CodecTest::Picture> reference;
+};
+
+TEST_F(IsoDamagedFilesTest, MovieBehindTheSamplesFailsToLoadWhereverTheFileIsCut) {
+    const Bytes file = WriteMovieFile(PhoneMovie(clip, Created));
+    for (size_t cut : CutPoints(file, 37)) {
+        LoggedTexts().clear();
+        AddFile("cut.mp4", Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(cut)));
+        ASSERT_EQ(Load(PhoneMp4Guid, "cut.mp4"), VC_GeneralFailure) << "cut at " << cut;
+        EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 1\n") ||
+                    WasLogged("DecodeISOMedia File too small for even one box\n") ||
+                    WasLogged("DecodeISOMedia No track present\n"))
+            << "cut at " << cut;
+    }
+}
+
+TEST_F(IsoDamagedFilesTest, SamplesBoxCutShortFailsTheLoadLikeAnyOtherBox) {
+    const Bytes file = MovieFirst();
+    const size_t samples = BoxAt(file, "mdat");
+    for (size_t cut : {samples + 9, samples + 100, file.size() - 1}) {
+        LoggedTexts().clear();
+        AddFile("cut.mp4", Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(cut)));
+        EXPECT_EQ(Load(PhoneMp4Guid, "cut.mp4"), VC_GeneralFailure) << "cut at " << cut;
+        EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 1\n"));
+    }
+}
+
+TEST_F(IsoDamagedFilesTest, SamplesRunningToTheEndGiveTheFramesThatTheCutFileStillHolds) {
+    const Bytes file = MovieFirst(true);
+    const size_t samplesStart = BoxAt(file, "mdat") + 8;
+    for (size_t cut : CutPoints(file, 53)) {
+        AddFile("cut.mp4", Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(cut)));
+        const int status = Load(PhoneMp4Guid, "cut.mp4");
+        if (cut < BoxAt(file, "mdat")) {
+            EXPECT_EQ(status, VC_GeneralFailure) << "cut at " << cut;
+            continue;
+        }
+        ASSERT_EQ(status, 0) << "cut at " << cut << ": " << LastError();
+        const std::vector<Delivered> frames = EveryFrame();
+        ASSERT_EQ(frames.size(), clip.track.samples.size()) << "cut at " << cut;
+        size_t sampleEnd = samplesStart;
+        for (size_t frame = 0; frame < frames.size(); ++frame) {
+            sampleEnd += clip.track.samples[frame].size();
+            if (sampleEnd <= cut) {
+                EXPECT_GE(CodecTest::Psnr(reference[frame], frames[frame].data.data()), 40.0)
+                    << "cut at " << cut << ", frame " << frame;
+            } else {
+                EXPECT_TRUE(IsBlack(frames[frame].data)) << "cut at " << cut << ", frame " << frame;
+            }
+        }
+    }
+}
+
+TEST_F(IsoDamagedFilesTest, ChangedMovieBytesNeverCrashOrHang) {
+    const Bytes file = MovieFirst();
+    const size_t movie = BoxAt(file, "moov");
+    const size_t movieEnd = movie + ReadU32(file, movie);
+    std::mt19937 random(99);
+    const uint8_t interesting[] = {0x00, 0x01, 0x7F, 0x80, 0xFF};
+    for (int round = 0; round < 300; ++round) {
+        Bytes damaged = file;
+        const int changes = 1 + static_cast<int>(random() % 4);
+        for (int change = 0; change < changes; ++change) {
+            const size_t at = movie + 8 + random() % (movieEnd - movie - 8);
+            damaged[at] = round % 2 == 0 ? static_cast<uint8_t>(random()) : interesting[random() % 5];
+        }
+        AddFile("damaged.mp4", damaged);
+        for (const char* guid : {PhoneMp4Guid, Phone3gpGuid}) {
+            const int status = Load(guid, "damaged.mp4");
+            ASSERT_TRUE(status == 0 || status == VC_GeneralFailure) << "round " << round << ": " << status;
+            if (status != 0) {
+                continue;
+            }
+            const int stream = VideoStream();
+            for (int step = 0; step < 12; ++step) {
+                const int next = Next(stream).status;
+                ASSERT_TRUE(next == 0 || next == VC_EndOfStreamAfterEnd || next == VC_GeneralFailure)
+                    << "round " << round << ": " << next;
+            }
+            GoTo(stream, TicksFromUnix(Created) + 2000000);
+            Previous(stream);
+        }
+    }
+}
+
+TEST_F(IsoDamagedFilesTest, SampleTablesThatPromiseMoreThanTheFileHolds) {
+    // A size table whose count passes its payload stays empty: the track has no samples.
+    Bytes sizes = MovieFirst();
+    WriteU32(sizes, BoxAt(sizes, "stsz") + 16, 0x7FFFFFF0);
+    AddFile("sizes.mp4", sizes);
+    EXPECT_EQ(Load(PhoneMp4Guid, "sizes.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia No images int file\n"));
+
+    // A time table that does so stays empty too: every frame is at the creation time.
+    Bytes times = MovieFirst();
+    WriteU32(times, BoxAt(times, "stts") + 12, 0x10000000);
+    AddFile("times.mp4", times);
+    ASSERT_EQ(Load(PhoneMp4Guid, "times.mp4"), 0) << LastError();
+    for (const Delivered& frame : EveryFrame()) {
+        EXPECT_EQ(frame.time.recordedTime, TicksFromUnix(Created));
+    }
+
+    // One fixed size for far more samples than the file has: frames past the end come black.
+    Bytes fixed = MovieFirst();
+    const size_t table = BoxAt(fixed, "stsz");
+    WriteU32(fixed, table + 12, 64);
+    WriteU32(fixed, table + 16, 100000);
+    AddFile("fixed.mp4", fixed);
+    ASSERT_EQ(Load(PhoneMp4Guid, "fixed.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    const Delivered late = GoTo(stream, TicksFromUnix(Created) + 50000000);
+    ASSERT_EQ(late.status, 0);
+    EXPECT_TRUE(IsBlack(late.data));
+}
+
+} // namespace

@@ -1,0 +1,340 @@
+// The phone decoders on files built here from the box layout, with MPEG-4 pictures encoded at
+// test time: the load's texts, the frame walk and what it reads, audio frame sizes, track choice.
+#include "fixtures/iso/IsoRecordings.h"
+#include "formats/iso/IsoFormatFixture.h"
+
+#include <cstring>
+
+using namespace IsoTests;
+using namespace IsoTest;
+
+namespace {
+
+constexpr int64_t Created = 1600000000; // 2020-09-13 12:26:40 UTC
+constexpr double MinimumPsnr = 40.0;
+
+bool AnyLogContains(const std::string& part) {
+    for (const std::string& text : LoggedTexts()) {
+        if (text.find(part) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool IsBlack(const Bytes& picture) {
+    return !picture.empty() &&
+           std::all_of(picture.begin(), picture.end(), [](uint8_t byte) { return byte == 0; });
+}
+
+uint32_t ReadU32(const Bytes& bytes, size_t at) {
+    return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
+           bytes[at + 3];
+}
+
+void WriteU32(Bytes& bytes, size_t at, uint32_t value) {
+    for (size_t byte = 0; byte < 4; ++byte) {
+        bytes[at + byte] = static_cast<uint8_t>(value >> (24 - 8 * byte));
+    }
+}
+
+// Where the box of `type` starts in a file written by the writer (the first one of that type).
+size_t BoxAt(const Bytes& file, const char* type) {
+    const std::string text(file.begin(), file.end());
+    return text.find(type) - 4;
+}
+
+TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
+    TrackLayout sound;
+    sound.kind = TrackLayout::Sound;
+    sound.timescale = 8000;
+    const Bytes children = std::string(format) == "samr" ? AmrSpecificBox(framesPerSample) : Bytes();
+    sound.entries = {AudioEntry(format, 1, 8000, children)};
+    for (int frame = 0; frame < 5; ++frame) {
+        sound.samples.push_back(Bytes(32, static_cast<uint8_t>(frame)));
+        sound.deltas.push_back(160u * framesPerSample);
+    }
+    return sound;
+}
+
+class IsoDecoderTest : public IsoFormatTest {
+protected:
+    void SetUp() override {
+        IsoFormatTest::SetUp();
+        ASSERT_TRUE(MakeMpeg4Clip(ClipSettings(), &clip));
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
+        ASSERT_EQ(reference.size(), clip.video.frames.size());
+    }
+
+    // The time of frame `frame` as the file gives it: creation plus the deltas before it.
+    int64_t FrameTime(size_t frame) const {
+        uint64_t units = 0;
+        for (size_t before = 0; before < frame; ++before) {
+            units += clip.track.deltas[before];
+        }
+        return TicksFromUnix(Created) + static_cast<int64_t>(units * 10000000 / clip.track.timescale);
+    }
+
+    void ExpectFrame(const Delivered& delivered, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), reference[frame].Bytes());
+        EXPECT_GE(CodecTest::Psnr(reference[frame], delivered.data.data()), MinimumPsnr) << "frame " << frame;
+        EXPECT_EQ(delivered.time.recordedTime, FrameTime(frame)) << "frame " << frame;
+        EXPECT_EQ(delivered.time.streamTime, FrameTime(frame)) << "frame " << frame;
+    }
+
+    Bytes PhoneFile() const { return WriteMovieFile(PhoneMovie(clip, Created)); }
+
+    VideoClip clip;
+    std::vector<CodecTest::Picture> reference;
+};
+
+TEST_F(IsoDecoderTest, EveryFrameForwardAndBackIsTheReferencePictureAtItsOwnTime) {
+    AddFile("clip.mp4", PhoneFile());
+    ASSERT_EQ(Load(PhoneMp4Guid, "clip.mp4"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("DecodeISOMediaMp4::SetCodec Video codec mp4v\n"));
+    const int stream = VideoStream();
+    ASSERT_NE(stream, 0);
+    EXPECT_EQ(AudioStream(), 0);
+    for (size_t frame = 0; frame < reference.size(); ++frame) {
+        const Delivered delivered = Next(stream);
+        ExpectFrame(delivered, frame);
+        if (frame == 0) {
+            const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+            EXPECT_EQ(description.width, 96);
+            EXPECT_EQ(description.height, 64);
+            EXPECT_EQ(description.aspectNumerator, 96);
+            EXPECT_EQ(description.aspectDenominator, 64);
+        }
+    }
+    EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
+    for (size_t frame = reference.size(); frame-- > 0;) {
+        ExpectFrame(Previous(stream), frame);
+    }
+    EXPECT_EQ(GoTo(stream, FrameTime(0) - 1).status, VC_EndOfStreamBeforeStart);
+    ExpectFrame(GoTo(stream, FrameTime(7) + 5), 7);
+    ExpectFrame(GoTo(stream, FrameTime(reference.size()) + 100000000), reference.size() - 1);
+}
+
+TEST_F(IsoDecoderTest, DecoderKeptWarmReadsOneSampleAFrameAndJumpsWalkFromTheKeyFrame) {
+    ASSERT_EQ(clip.track.syncSamples, (std::vector<uint32_t>{0, 5, 10}));
+    AddFile("clip.3gp", PhoneFile());
+    ASSERT_EQ(Load(Phone3gpGuid, "clip.3gp"), 0) << LastError();
+    const int stream = VideoStream();
+    const auto readsFor = [&](auto step) {
+        countingFiles.reads = 0;
+        step();
+        return countingFiles.reads;
+    };
+    for (size_t frame = 0; frame < 4; ++frame) {
+        EXPECT_EQ(readsFor([&] { ExpectFrame(Next(stream), frame); }), 1) << "frame " << frame;
+    }
+    // From frame 3 to frame 8 the walk starts at the key frame 5.
+    EXPECT_EQ(readsFor([&] { ExpectFrame(GoTo(stream, FrameTime(8)), 8); }), 4);
+    EXPECT_EQ(readsFor([&] { ExpectFrame(GoTo(stream, FrameTime(8)), 8); }), 0);
+    // Behind the last decoded frame the walk starts again at the key frame.
+    EXPECT_EQ(readsFor([&] { ExpectFrame(GoTo(stream, FrameTime(6)), 6); }), 2);
+    EXPECT_EQ(readsFor([&] { ExpectFrame(Next(stream), 7); }), 1);
+    EXPECT_EQ(readsFor([&] { ExpectFrame(Next(stream), 8); }), 1);
+    EXPECT_EQ(readsFor([&] { ExpectFrame(Previous(stream), 7); }), 3);
+}
+
+TEST_F(IsoDecoderTest, FrameTheCodecRefusesIsBlackAndTheWalkGoesOn) {
+    MovieLayout movie = PhoneMovie(clip, Created);
+    std::fill(movie.tracks[0].samples[3].begin(), movie.tracks[0].samples[3].end(), 0);
+    AddFile("damaged.mp4", WriteMovieFile(movie));
+    ASSERT_EQ(Load(PhoneMp4Guid, "damaged.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    for (size_t frame = 0; frame < 3; ++frame) {
+        ExpectFrame(Next(stream), frame);
+    }
+    const Delivered damaged = Next(stream);
+    ASSERT_EQ(damaged.status, 0);
+    EXPECT_TRUE(IsBlack(damaged.data));
+    EXPECT_EQ(damaged.time.recordedTime, FrameTime(3));
+    ExpectFrame(GoTo(stream, FrameTime(5)), 5);
+}
+
+TEST_F(IsoDecoderTest, SampleOutsideTheFileFailsItsFrameOnly) {
+    Bytes file = PhoneFile();
+    // The first chunk offset (three samples a chunk) moved past the end of the file.
+    const size_t offsets = BoxAt(file, "stco") + 16;
+    WriteU32(file, offsets, static_cast<uint32_t>(file.size()) + 10);
+    AddFile("moved.mp4", file);
+    ASSERT_EQ(Load(PhoneMp4Guid, "moved.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    const Delivered lost = Next(stream);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia::DecompressingReadComplete failed while positioning\n"));
+    ASSERT_EQ(lost.status, 0);
+    EXPECT_TRUE(IsBlack(lost.data));
+    EXPECT_EQ(lost.time.recordedTime, FrameTime(0));
+    ExpectFrame(GoTo(stream, FrameTime(5)), 5);
+}
+
+TEST_F(IsoDecoderTest, TooSmallFilesAndFilesWithoutTracks) {
+    AddFile("seven.mp4", Bytes(7, 0));
+    EXPECT_EQ(Load(PhoneMp4Guid, "seven.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia File too small for even one box\n"));
+    AddFile("eight.mp4", Box("free", {}));
+    EXPECT_EQ(Load(PhoneMp4Guid, "eight.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia No track present\n"));
+    EXPECT_NE(Load(PhoneMp4Guid, "missing.mp4"), 0);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia File open failed\n"));
+}
+
+TEST_F(IsoDecoderTest, ForeignFilesAreRefusedWithoutAText) {
+    Bytes hikvision = PhoneFile();
+    std::memcpy(hikvision.data(), "4HKH", 4);
+    Bytes other = PhoneFile();
+    ASSERT_EQ(std::string(other.begin() + 16, other.begin() + 20), "isom");
+    std::memcpy(other.data() + 16, "VSES", 4);
+    for (const Bytes& file : {hikvision, other}) {
+        LoggedTexts().clear();
+        AddFile("foreign.mp4", file);
+        EXPECT_EQ(Load(PhoneMp4Guid, "foreign.mp4"), VC_GeneralFailure);
+        EXPECT_FALSE(AnyLogContains("DecodeISOMedia")) << LoggedTexts().front();
+    }
+}
+
+TEST_F(IsoDecoderTest, BoxOfSizeZeroRunsToTheEndOfTheFile) {
+    Bytes file = PhoneFile();
+    WriteU32(file, BoxAt(file, "moov"), 0);
+    AddFile("zero.mp4", file);
+    ASSERT_EQ(Load(PhoneMp4Guid, "zero.mp4"), 0) << LastError();
+    ExpectFrame(Next(VideoStream()), 0);
+
+    MovieLayout movie = PhoneMovie(clip, Created);
+    Bytes skipToEnd;
+    PutU32(skipToEnd, 0);
+    PutCode(skipToEnd, "skip");
+    movie.leadingBoxes = {skipToEnd};
+    AddFile("hidden.mp4", WriteMovieFile(movie));
+    EXPECT_EQ(Load(PhoneMp4Guid, "hidden.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia No track present\n"));
+}
+
+TEST_F(IsoDecoderTest, BoxesThatEndAfterTheFile) {
+    Bytes cut = PhoneFile();
+    cut.resize(cut.size() - 20);
+    AddFile("cut.mp4", cut);
+    EXPECT_EQ(Load(PhoneMp4Guid, "cut.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 1\n"));
+
+    Bytes large = LargeBox("wide", Bytes(40, 0));
+    large[15] = 200; // the 64-bit size runs past the file
+    AddFile("large.mp4", Join({Box("ftyp", Bytes(8, 'a')), large}));
+    EXPECT_EQ(Load(PhoneMp4Guid, "large.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 2\n"));
+
+    // A box shorter than its own header cannot end anywhere sensible.
+    Bytes tiny = PhoneFile();
+    WriteU32(tiny, BoxAt(tiny, "mdat"), 4);
+    AddFile("tiny.mp4", tiny);
+    EXPECT_EQ(Load(PhoneMp4Guid, "tiny.mp4"), VC_GeneralFailure);
+}
+
+TEST_F(IsoDecoderTest, MovieInABoxWithA64BitSizeIsReadFromItsSizeWord) {
+    const Bytes payload = MoviePayload(PhoneMovie(clip, Created), 8);
+    Bytes samples;
+    for (const Bytes& sample : clip.track.samples) {
+        Append(samples, sample);
+    }
+    AddFile("large.mp4", Join({Box("mdat", samples), LargeBox("moov", payload)}));
+    EXPECT_EQ(Load(PhoneMp4Guid, "large.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia Bad movie box\n"));
+}
+
+TEST_F(IsoDecoderTest, BadMovieAndFileTypeBoxes) {
+    Bytes file = PhoneFile();
+    const size_t mvhd = BoxAt(file, "mvhd");
+    WriteU32(file, mvhd, ReadU32(file, BoxAt(file, "moov")));
+    AddFile("movie.mp4", file);
+    EXPECT_EQ(Load(PhoneMp4Guid, "movie.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia Bad movie box\n"));
+
+    AddFile("type.mp4", Join({Box("ftyp", {'i', 's', 'o', 'm'}), PhoneFile()}));
+    EXPECT_EQ(Load(PhoneMp4Guid, "type.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia bad file type box\n"));
+}
+
+TEST_F(IsoDecoderTest, TrackWithoutSamplesHasNoImages) {
+    MovieLayout movie = PhoneMovie(clip, Created);
+    movie.tracks[0].samples.clear();
+    movie.tracks[0].deltas.clear();
+    movie.tracks[0].syncSamples.clear();
+    AddFile("empty.mp4", WriteMovieFile(movie));
+    EXPECT_EQ(Load(PhoneMp4Guid, "empty.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia No images int file\n"));
+}
+
+TEST_F(IsoDecoderTest, AudioOtherThanAmrKeepsTheFileFromLoadingInBothPhoneDecoders) {
+    MovieLayout movie = PhoneMovie(clip, Created);
+    movie.tracks.push_back(AmrTrack("mp4a", 1));
+    AddFile("aac.mp4", WriteMovieFile(movie));
+    for (const char* guid : {PhoneMp4Guid, Phone3gpGuid}) {
+        EXPECT_EQ(Load(guid, "aac.mp4"), VC_GeneralFailure) << guid;
+    }
+    EXPECT_FALSE(AnyLogContains("SetCodec"));
+}
+
+TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSample) {
+    MovieLayout movie = PhoneMovie(clip, Created);
+    movie.tracks.push_back(AmrTrack("samr", 2));
+    movie.tracks.back().creationSeconds = movie.creationSeconds;
+    AddFile("amr.3gp", WriteMovieFile(movie));
+    ASSERT_EQ(Load(PhoneMp4Guid, "amr.3gp"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("DecodeISOMediaMp4::SetCodec Audio codec samr\n"));
+    const int audio = AudioStream();
+    ASSERT_NE(audio, 0);
+    const Delivered first = Next(audio);
+    ASSERT_EQ(first.status, 0) << LastError();
+    EXPECT_EQ(first.data.size(), 640u);
+    EXPECT_EQ(AudioDescription(audio, first).maxSampleBytes, 640);
+    EXPECT_EQ(first.time.recordedTime, TicksFromUnix(Created));
+    const Delivered second = Next(audio);
+    ASSERT_EQ(second.status, 0);
+    EXPECT_EQ(second.time.recordedTime, TicksFromUnix(Created) + 400000);
+}
+
+TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndHintTracksAreIgnored) {
+    VideoClip other;
+    ClipSettings settings;
+    settings.width = 48;
+    settings.height = 32;
+    settings.frames = 4;
+    ASSERT_TRUE(MakeMpeg4Clip(settings, &other));
+    MovieLayout movie = PhoneMovie(other, Created);
+    TrackLayout hint = clip.track;
+    hint.kind = TrackLayout::Hint;
+    movie.tracks.push_back(hint);
+    movie.tracks.push_back(PhoneMovie(clip, Created).tracks[0]);
+    AddFile("two.mp4", WriteMovieFile(movie));
+    ASSERT_EQ(Load(PhoneMp4Guid, "two.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    for (size_t frame = 0; frame < reference.size(); ++frame) {
+        ExpectFrame(Next(stream), frame);
+    }
+    EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
+}
+
+TEST_F(IsoDecoderTest, DescriptionChangeMidwayRestartsTheCodec) {
+    MovieLayout movie = PhoneMovie(clip, Created);
+    TrackLayout& track = movie.tracks[0];
+    track.entries.push_back(track.entries[0]);
+    track.descriptions.assign(track.samples.size(), 1);
+    for (size_t frame = 5; frame < track.samples.size(); ++frame) {
+        track.descriptions[frame] = 2;
+    }
+    AddFile("two-entries.mp4", WriteMovieFile(movie));
+    ASSERT_EQ(Load(PhoneMp4Guid, "two-entries.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    LoggedTexts().clear();
+    for (size_t frame = 0; frame < reference.size(); ++frame) {
+        ExpectFrame(Next(stream), frame);
+    }
+    EXPECT_EQ(std::count(LoggedTexts().begin(), LoggedTexts().end(),
+                         "DecodeISOMediaMp4::SetCodec Video codec mp4v\n"),
+              1);
+}
+
+} // namespace

@@ -1,0 +1,233 @@
+// Recordings written by the ffmpeg program at test time, read back through the exported functions
+// and compared with ffmpeg's own decoding of the same files: pictures, audio and times.
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "formats/iso/IsoFormatFixture.h"
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+using namespace IsoTests;
+using namespace IsoTest;
+
+namespace {
+
+constexpr int32_t Width = 176;
+constexpr int32_t Height = 144;
+constexpr int32_t FrameCount = 36;
+constexpr double MinimumPsnr = 40.0;
+constexpr int64_t TicksPerSecond = 10000000;
+constexpr int64_t OneMillisecond = 10000;
+// 2019-05-06 07:08:09 UTC, the creation time every recording is given.
+constexpr int64_t CreationUnixSeconds = 1557126489;
+constexpr const char* CreationText = "2019-05-06T07:08:09Z";
+
+std::string PictureSource() {
+    return "-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" + std::to_string(Height) +
+           ":rate=25:duration=" + std::to_string(FrameCount * 0.04) + " ";
+}
+
+std::string Stamped() {
+    return std::string(" -metadata creation_time=") + CreationText + " ";
+}
+
+int IgnoreCandidate(VcPublicDecoderInfo, int, int) {
+    return 0;
+}
+
+class FfmpegRecordingTest : public IsoFormatTest {
+protected:
+    void SetUp() override {
+        IsoFormatTest::SetUp();
+        if (!HaveFfmpegTools()) {
+            GTEST_SKIP() << "the ffmpeg program is not installed";
+        }
+        ASSERT_TRUE(folder.Ok());
+    }
+
+    // Runs ffmpeg to write `name` and serves the result from memory under the same name.
+    std::string Record(const std::string& name, const std::string& arguments) {
+        const std::string path = folder.Path(name);
+        EXPECT_TRUE(RunFfmpeg(arguments + " '" + path + "'")) << arguments;
+        AddFile(name, ReadWholeFile(path));
+        return name;
+    }
+
+    // The pictures and times ffmpeg finds in the recording.
+    void ReadReference(const std::string& name) {
+        const std::string path = folder.Path(name);
+        reference = FfmpegVideoFrames(path, Width, Height);
+        times = FfmpegPacketTimes(path, "v");
+        ASSERT_GT(reference.size(), 1u);
+        ASSERT_EQ(times.size(), reference.size());
+    }
+
+    int64_t ExpectedTicks(size_t frame) const {
+        return TicksFromUnix(CreationUnixSeconds) + std::llround(times[frame] * TicksPerSecond);
+    }
+
+    void ExpectFrame(const Delivered& delivered, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), reference[frame].size());
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
+                  MinimumPsnr)
+            << "frame " << frame;
+        EXPECT_NEAR(static_cast<double>(delivered.time.recordedTime),
+                    static_cast<double>(ExpectedTicks(frame)), OneMillisecond)
+            << "frame " << frame;
+        EXPECT_EQ(delivered.time.streamTime, delivered.time.recordedTime);
+    }
+
+    // Every frame forward, then every frame backward, then a few jumps by time: each picture and
+    // time as ffmpeg has them.
+    void ExpectVideoAsFfmpegDecodesIt(const char* guid, const std::string& name) {
+        ReadReference(name);
+        ASSERT_EQ(Load(guid, name), 0) << LastError();
+        const int stream = VideoStream();
+        ASSERT_NE(stream, 0);
+        for (size_t frame = 0; frame < reference.size(); ++frame) {
+            const Delivered delivered = Next(stream);
+            ExpectFrame(delivered, frame);
+            if (frame == 0) {
+                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+                EXPECT_EQ(description.width, Width);
+                EXPECT_EQ(description.height, Height);
+            }
+        }
+        EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
+        for (size_t frame = reference.size(); frame-- > 0;) {
+            ExpectFrame(Previous(stream), frame);
+        }
+        EXPECT_EQ(Previous(stream).status, VC_EndOfStreamBeforeStart);
+        std::mt19937 pick(7);
+        for (int jump = 0; jump < 6; ++jump) {
+            const size_t frame = pick() % reference.size();
+            ExpectFrame(GoTo(stream, ExpectedTicks(frame)), frame);
+        }
+    }
+
+    TempFolder folder;
+    std::vector<Bytes> reference;
+    std::vector<double> times;
+};
+
+TEST_F(FfmpegRecordingTest, Mpeg4PartTwoMp4MatchesFfmpegFrameForFrame) {
+    const std::string name =
+        Record("part2.mp4", PictureSource() + "-c:v mpeg4 -bf 0 -g 12 -q:v 3" + Stamped());
+    ExpectVideoAsFfmpegDecodesIt(PhoneMp4Guid, name);
+}
+
+TEST_F(FfmpegRecordingTest, H263ThreeGpMatchesFfmpegInBothPhoneDecoders) {
+    const std::string name =
+        Record("h263.3gp", PictureSource() + "-c:v h263 -g 12 -q:v 3 -f 3gp" + Stamped());
+    ExpectVideoAsFfmpegDecodesIt(Phone3gpGuid, name);
+    EXPECT_TRUE(WasLogged("Decode3gp::SetCodec Video codec h263\n"));
+    ExpectVideoAsFfmpegDecodesIt(PhoneMp4Guid, name);
+    EXPECT_TRUE(WasLogged("DecodeISOMediaMp4::SetCodec Video codec h263\n"));
+}
+
+TEST_F(FfmpegRecordingTest, H264WithParameterSetsInEveryKeyFrameMatchesFfmpeg) {
+    if (!CodecTest::HasEncoder("libx264")) {
+        GTEST_SKIP() << "libx264 is not available";
+    }
+    const std::string name = Record("avc.mp4", PictureSource() +
+                                                   "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 -crf 18 "
+                                                   "-x264-params repeat-headers=1" +
+                                                   Stamped());
+    ExpectVideoAsFfmpegDecodesIt(PhoneMp4Guid, name);
+    EXPECT_TRUE(WasLogged("DecodeISOMediaMp4::SetCodec Video codec h264\n"));
+}
+
+TEST_F(FfmpegRecordingTest, H264IsNotReadByTheThreeGpDecoder) {
+    if (!CodecTest::HasEncoder("libx264")) {
+        GTEST_SKIP() << "libx264 is not available";
+    }
+    const std::string name = Record("avc.3gp", PictureSource() + "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 "
+                                                                 "-x264-params repeat-headers=1 -f 3gp");
+    EXPECT_EQ(Load(Phone3gpGuid, name), VC_GeneralFailure);
+    EXPECT_EQ(Load(PhoneMp4Guid, name), 0) << LastError();
+}
+
+TEST_F(FfmpegRecordingTest, H263WithAmrAudioGivesFfmpegsSamplesFrameForFrame) {
+    const std::string amrPath = folder.Path("speech.amr");
+    ASSERT_TRUE(WriteAmrFile(80).size() > 6);
+    ASSERT_TRUE(WriteWholeFile(amrPath, WriteAmrFile(80)));
+    const std::string name =
+        Record("talk.3gp", PictureSource() + "-i '" + amrPath +
+                               "' -map 0:v -map 1:a -c:v h263 -q:v 3 -g 12 -c:a copy -f 3gp" + Stamped());
+    ExpectVideoAsFfmpegDecodesIt(Phone3gpGuid, name);
+
+    const std::vector<int16_t> samples = FfmpegAudioSamples(folder.Path(name));
+    const std::vector<double> audioTimes = FfmpegPacketTimes(folder.Path(name), "a");
+    ASSERT_EQ(audioTimes.size(), 80u);
+    ASSERT_EQ(samples.size(), 80u * 160);
+    const int audio = AudioStream();
+    ASSERT_NE(audio, 0);
+    EXPECT_TRUE(WasLogged("Decode3gp::SetCodec Audio codec samr\n"));
+    for (size_t frame = 0; frame < audioTimes.size(); ++frame) {
+        const Delivered delivered = Next(audio);
+        ASSERT_EQ(delivered.status, 0) << "audio frame " << frame << ": " << LastError();
+        if (frame == 0) {
+            const VcPublicAudioDescription description = AudioDescription(audio, delivered);
+            EXPECT_EQ(description.sampleRate, 8000);
+            EXPECT_EQ(description.channels, 1);
+            EXPECT_EQ(description.bitsPerSample, 16);
+            EXPECT_EQ(description.maxSampleBytes, 320);
+        }
+        ASSERT_EQ(delivered.data.size(), 320u);
+        EXPECT_EQ(std::memcmp(delivered.data.data(), samples.data() + frame * 160, 320), 0)
+            << "audio frame " << frame;
+        const int64_t expected =
+            TicksFromUnix(CreationUnixSeconds) + std::llround(audioTimes[frame] * TicksPerSecond);
+        EXPECT_NEAR(static_cast<double>(delivered.time.recordedTime), static_cast<double>(expected),
+                    OneMillisecond);
+    }
+    EXPECT_EQ(Next(audio).status, VC_EndOfStreamAfterEnd);
+}
+
+TEST_F(FfmpegRecordingTest, AacAudioKeepsBothPhoneDecodersFromLoading) {
+    const std::string name =
+        Record("aac.mp4", PictureSource() + "-f lavfi -i sine=frequency=440:sample_rate=8000:duration=1 "
+                                            "-map 0:v -map 1:a -c:v mpeg4 -c:a aac");
+    EXPECT_EQ(Load(PhoneMp4Guid, name), VC_GeneralFailure);
+    EXPECT_EQ(Load(Phone3gpGuid, name), VC_GeneralFailure);
+    EXPECT_FALSE(WasLogged("DecodeISOMediaMp4::SetCodec Audio codec mp4a\n"));
+}
+
+TEST_F(FfmpegRecordingTest, AutodetectionPicksThePhoneDecoderThatKnowsTheCodec) {
+    struct Case {
+        std::string name;
+        std::string arguments;
+        const char* decoderName;
+    };
+    std::vector<Case> cases = {{"auto.mp4", PictureSource() + "-c:v mpeg4 -bf 0", "Mobile phone 3GP"}};
+    if (CodecTest::HasEncoder("libx264")) {
+        cases.push_back({"auto-avc.mp4",
+                         PictureSource() + "-c:v libx264 -pix_fmt yuv420p -bf 0 "
+                                           "-x264-params repeat-headers=1",
+                         "Mobile phone MP4"});
+    }
+    for (const Case& recording : cases) {
+        const std::string name = Record(recording.name, recording.arguments);
+        int autodetect = 0;
+        ASSERT_EQ(DecoderCollection_GetAutodetectCollection(collection, name.c_str(), &autodetect), 0);
+        int found = 0;
+        int resources = 0;
+        VcDecoderInfoValue info{};
+        VcQueryResult query{};
+        ASSERT_EQ(DecoderCollection_Autodetect(autodetect, static_cast<int>(name.size()), name.c_str(),
+                                               IgnoreCandidate, nullptr, nullptr, NeverAbort, &found, &info,
+                                               &query, &resources),
+                  0)
+            << LastError();
+        EXPECT_STREQ(info.name, recording.decoderName) << recording.name;
+        EXPECT_EQ(query.canLoad, 1);
+        EXPECT_TRUE(WasLogged("DecodeVigilantMp4 File type box should not be present 1\n"));
+        Decoder_Close(found);
+        Decoder_Release(found);
+        DecoderCollection_Release(autodetect);
+    }
+}
+
+} // namespace

@@ -1,0 +1,163 @@
+#include "formats/iso/IsoFormatFixture.h"
+
+#include <cstring>
+
+namespace IsoTests {
+
+namespace {
+
+class CountingFile : public Vorn::SourceFile {
+public:
+    CountingFile(std::unique_ptr<Vorn::SourceFile> inner, int* reads)
+        : inner(std::move(inner)), reads(reads) {}
+
+    int64_t Size() const override { return inner->Size(); }
+    int64_t ReadAt(int64_t offset, void* destination, int64_t count) override {
+        ++*reads;
+        return inner->ReadAt(offset, destination, count);
+    }
+
+private:
+    std::unique_ptr<Vorn::SourceFile> inner;
+    int* reads;
+};
+
+VcSampleRequest Request() {
+    VcSampleRequest request{};
+    request.abort = NeverAbort;
+    request.wantData = 1;
+    return request;
+}
+
+} // namespace
+
+std::unique_ptr<Vorn::SourceFile> CountingFileSource::Open(std::string_view path) {
+    std::unique_ptr<Vorn::SourceFile> file = inner.Open(path);
+    if (file == nullptr) {
+        return file;
+    }
+    return std::make_unique<CountingFile>(std::move(file), &reads);
+}
+
+void IsoFormatTest::SetUp() {
+    LoggedTexts().clear();
+    VcInitRecord record{};
+    record.logCallback = CollectLog;
+    InitVorncastDecoders(record);
+    Vorn::FileSource::SetCurrent(&countingFiles);
+    ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
+}
+
+void IsoFormatTest::TearDown() {
+    if (decoder != 0) {
+        Decoder_Close(decoder);
+        Decoder_Release(decoder);
+    }
+    DecoderCollection_Release(collection);
+    Vorn::FileSource::SetCurrent(nullptr);
+}
+
+int IsoFormatTest::Load(const char* guid, const std::string& path) {
+    VcGuid parsed{};
+    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
+    if (decoder != 0) {
+        Decoder_Close(decoder);
+        Decoder_Release(decoder);
+        decoder = 0;
+    }
+    int status = Decoder_Create(collection, parsed, -1, -1, &decoder);
+    if (status != 0) {
+        return status;
+    }
+    int resources = 0;
+    status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr, nullptr, NeverAbort,
+                          &resources);
+    if (status == 0) {
+        EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
+    }
+    return status;
+}
+
+int IsoFormatTest::StreamCount() {
+    VcTrackInfo info{};
+    EXPECT_EQ(Track_GetInfo(track, &info), 0);
+    return info.streamCount;
+}
+
+int IsoFormatTest::StreamOfType(int type) {
+    for (int index = 0; index < StreamCount(); ++index) {
+        int stream = 0;
+        VcStreamInfo info{};
+        if (Track_GetStream(track, index, &stream) == 0 && Stream_GetInfo(stream, &info) == 0 &&
+            info.type == type) {
+            return stream;
+        }
+    }
+    return 0;
+}
+
+Delivered IsoFormatTest::Take(int stream, int status, VcSample& sample) {
+    Delivered delivered;
+    delivered.status = status;
+    if (status == 0) {
+        delivered.data.assign(sample.uncompressedData, sample.uncompressedData + sample.uncompressedSize);
+        delivered.time = sample.time;
+        delivered.descriptionHandle = sample.descriptionHandle;
+        Stream_ReleaseSample(stream, sample);
+    }
+    return delivered;
+}
+
+Delivered IsoFormatTest::Next(int stream) {
+    VcSample sample{};
+    const int status = Stream_GetNextSample(stream, Request(), &sample);
+    return Take(stream, status, sample);
+}
+
+Delivered IsoFormatTest::Previous(int stream) {
+    VcSample sample{};
+    const int status = Stream_GetPreviousSample(stream, Request(), &sample);
+    return Take(stream, status, sample);
+}
+
+Delivered IsoFormatTest::GoTo(int stream, int64_t time) {
+    VcSeekRequest request{};
+    request.abort = NeverAbort;
+    request.wantData = 1;
+    request.targetTime = time;
+    VcSample sample{};
+    const int status = Stream_GoToTime(stream, request, &sample);
+    return Take(stream, status, sample);
+}
+
+VcPublicVideoDescription IsoFormatTest::VideoDescription(int stream, const Delivered& sample) {
+    VcPublicVideoDescription description{};
+    EXPECT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &description), 0);
+    return description;
+}
+
+VcPublicAudioDescription IsoFormatTest::AudioDescription(int stream, const Delivered& sample) {
+    VcPublicAudioDescription description{};
+    EXPECT_EQ(Stream_GetAudioSampleDescription(stream, sample.descriptionHandle, &description), 0);
+    return description;
+}
+
+std::string IsoFormatTest::StreamName(int stream) {
+    int size = 0;
+    Stream_GetName(stream, &size, nullptr);
+    std::string name(static_cast<size_t>(size), '\0');
+    Stream_GetName(stream, &size, name.data());
+    name.resize(name.empty() ? 0 : name.size() - 1);
+    return name;
+}
+
+std::string IsoFormatTest::LastError() {
+    uint32_t size = 0;
+    GetVcLastError(&size, nullptr);
+    std::string text(size, '\0');
+    GetVcLastError(&size, text.data());
+    text.resize(size > 0 ? size - 1 : 0);
+    return text;
+}
+
+} // namespace IsoTests

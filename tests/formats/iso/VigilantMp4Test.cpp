@@ -1,0 +1,187 @@
+// Vigilant exports built here from the recorder's layout: no "ftyp", a FILETIME creation time, the
+// "free" box with camera texts and time zone, and the field exports of 704 x 576.
+#include "core/time/TimeZoneInformation.h"
+#include "fixtures/iso/IsoRecordings.h"
+#include "formats/iso/IsoFormatFixture.h"
+
+using namespace IsoTests;
+using namespace IsoTest;
+using Vorn::Vorncast::Decoders::TimeZoneInformation;
+
+namespace {
+
+// 2020-07-01 12:00:00 UTC, in summer time for the zone below.
+constexpr int64_t SummerUnixSeconds = 1593604800;
+constexpr uint64_t SummerFileTime = (SummerUnixSeconds + 11644473600ull) * 10000000ull;
+constexpr int64_t TicksPerMinute = 600000000;
+constexpr double MinimumPsnr = 40.0;
+
+// One hour east of UTC, with an hour of daylight saving from the last Sunday of March to the last
+// Sunday of October.
+TimeZoneInformation CentralEurope() {
+    TimeZoneInformation zone = {};
+    zone.Bias = -60;
+    zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
+    zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
+    zone.DaylightBias = -60;
+    return zone;
+}
+
+class VigilantMp4Test : public IsoFormatTest {
+protected:
+    void SetUp() override {
+        IsoFormatTest::SetUp();
+        ClipSettings settings;
+        settings.frames = 6;
+        settings.gop = 3;
+        ASSERT_TRUE(MakeMpeg4Clip(settings, &clip));
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
+        ASSERT_EQ(reference.size(), clip.video.frames.size());
+    }
+
+    int64_t SampleTicks(size_t frame) const {
+        uint64_t units = 0;
+        for (size_t before = 0; before < frame; ++before) {
+            units += clip.track.deltas[before];
+        }
+        return static_cast<int64_t>(units * 10000000 / clip.track.timescale);
+    }
+
+    void ExpectPicture(const Delivered& delivered, const CodecTest::Picture& expected, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), expected.Bytes());
+        EXPECT_GE(CodecTest::Psnr(expected, delivered.data.data()), MinimumPsnr) << "frame " << frame;
+    }
+
+    VideoClip clip;
+    std::vector<CodecTest::Picture> reference;
+};
+
+TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
+    const TimeZoneInformation zone = CentralEurope();
+    for (uint32_t size : {819u, 1741u}) {
+        const Bytes file = WriteMovieFile(
+            VigilantMovie(clip, SummerFileTime, {VigilantFreePayload(size, "Front door", "Site 7", &zone)}));
+        const std::string name = "export" + std::to_string(size) + ".mp4";
+        AddFile(name, file);
+        ASSERT_EQ(Load(VigilantGuid, name), 0) << LastError();
+        const int stream = VideoStream();
+        ASSERT_NE(stream, 0);
+        EXPECT_EQ(StreamName(stream), "Front door - Site 7");
+        const int64_t local = TicksFromUnix(SummerUnixSeconds) + 60 * TicksPerMinute;
+        for (size_t frame = 0; frame < reference.size(); ++frame) {
+            const Delivered delivered = Next(stream);
+            ExpectPicture(delivered, reference[frame], frame);
+            EXPECT_EQ(delivered.time.recordedTime, local + SampleTicks(frame)) << "frame " << frame;
+            EXPECT_EQ(delivered.time.streamTime, delivered.time.recordedTime);
+            EXPECT_EQ(delivered.time.zoneBias, 60) << "daylight saving in July";
+            EXPECT_EQ(delivered.time.zoneKnown, 1);
+        }
+        // A seek by stream time goes through the zone's offset too.
+        ExpectPicture(GoTo(stream, local + SampleTicks(4)), reference[4], 4);
+        ExpectPicture(GoTo(stream, local + SampleTicks(2)), reference[2], 2);
+        EXPECT_EQ(GoTo(stream, local - 1).status, VC_EndOfStreamBeforeStart);
+    }
+}
+
+TEST_F(VigilantMp4Test, FreeBoxOfAnotherSizeLeavesTheNameEmptyAndNoZone) {
+    const TimeZoneInformation zone = CentralEurope();
+    Bytes odd = VigilantFreePayload(819, "Front door", "Site 7", &zone);
+    odd.push_back(0);
+    odd[0] = 0x34; // 820, the payload's own size, but not one of the recorder's
+    odd[1] = 0x03;
+    AddFile("odd.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {odd})));
+    ASSERT_EQ(Load(VigilantGuid, "odd.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    EXPECT_EQ(StreamName(stream), "");
+    const Delivered first = Next(stream);
+    ExpectPicture(first, reference[0], 0);
+    EXPECT_EQ(first.time.recordedTime, TicksFromUnix(SummerUnixSeconds));
+    EXPECT_EQ(first.time.zoneKnown, 0);
+    EXPECT_EQ(first.time.zoneBias, 0);
+}
+
+TEST_F(VigilantMp4Test, FreeBoxWhoseSizeWordDisagreesIsIgnored) {
+    Bytes shortened = VigilantFreePayload(819, "Front door", "Site 7", nullptr);
+    shortened.pop_back();
+    AddFile("short.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {shortened})));
+    ASSERT_EQ(Load(VigilantGuid, "short.mp4"), 0) << LastError();
+    EXPECT_EQ(StreamName(VideoStream()), "");
+}
+
+TEST_F(VigilantMp4Test, FileTypeBoxMarksAFileOfAnotherRecorder) {
+    MovieLayout movie = VigilantMovie(clip, SummerFileTime, {});
+    movie.fileType = true;
+    AddFile("phone.mp4", WriteMovieFile(movie));
+    EXPECT_EQ(Load(VigilantGuid, "phone.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 File type box should not be present 1\n"));
+
+    Bytes large = LargeBox("ftyp", Bytes(8, 'a'));
+    AddFile("large.mp4", Join({large, WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}))}));
+    EXPECT_EQ(Load(VigilantGuid, "large.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 File type box should not be present 2\n"));
+}
+
+TEST_F(VigilantMp4Test, LoadTextsNameTheVigilantDecoder) {
+    Bytes cut = WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}));
+    cut.resize(cut.size() - 1);
+    AddFile("cut.mp4", cut);
+    EXPECT_EQ(Load(VigilantGuid, "cut.mp4"), VC_GeneralFailure);
+    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 Box ends after file 1\n"));
+}
+
+TEST_F(VigilantMp4Test, FieldExportOf704By576IsShownAtHalfHeightBehindTheRecordersHeader) {
+    // The recorder stores fields of 704 x 288 coded as its own header has them (MPEG quantisation,
+    // a time resolution of 9000), behind an "esds" header that claims full frames of 704 x 576.
+    ClipSettings fields;
+    fields.width = 704;
+    fields.height = 288;
+    fields.frames = 4;
+    fields.gop = 4;
+    fields.options = {{"mpeg_quant", "1"}};
+    fields.timeResolution = 9000;
+    VideoClip fieldClip;
+    ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
+    ClipSettings frames = fields;
+    frames.height = 576;
+    frames.frames = 1;
+    VideoClip frameClip;
+    ASSERT_TRUE(MakeMpeg4Clip(frames, &frameClip));
+    VideoClip stored = fieldClip;
+    stored.track.height = 576;
+    stored.track.entries = frameClip.track.entries;
+    const std::vector<CodecTest::Picture> expected =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, fieldClip.video, false);
+    ASSERT_EQ(expected.size(), 4u);
+
+    AddFile("field.mp4", WriteMovieFile(VigilantMovie(stored, SummerFileTime, {})));
+    ASSERT_EQ(Load(VigilantGuid, "field.mp4"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("DecodeVigilantMp4::SetAspectRatio\n"));
+    const int stream = VideoStream();
+    for (size_t frame = 0; frame < expected.size(); ++frame) {
+        const Delivered delivered = Next(stream);
+        ExpectPicture(delivered, expected[frame], frame);
+        if (frame == 0) {
+            const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+            EXPECT_EQ(description.width, 704);
+            EXPECT_EQ(description.height, 288);
+            EXPECT_EQ(description.aspectNumerator, 352);
+            EXPECT_EQ(description.aspectDenominator, 288);
+        }
+    }
+}
+
+TEST_F(VigilantMp4Test, OtherSizesKeepTheirOwnHeaderAndTheFixedAspect) {
+    AddFile("small.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {})));
+    ASSERT_EQ(Load(VigilantGuid, "small.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    const Delivered first = Next(stream);
+    ExpectPicture(first, reference[0], 0);
+    const VcPublicVideoDescription description = VideoDescription(stream, first);
+    EXPECT_EQ(description.width, 96);
+    EXPECT_EQ(description.height, 64);
+    EXPECT_EQ(description.aspectNumerator, 352);
+    EXPECT_EQ(description.aspectDenominator, 288);
+}
+
+} // namespace
