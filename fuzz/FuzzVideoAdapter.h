@@ -36,7 +36,8 @@ inline std::vector<uint8_t> OutputFor(const Vorn::Vorncast::Decoders::IppDecoder
 
 // What Decode is told the output holds: with line doubling the check counts single lines only,
 // so the caller halves the room it states.
-inline int32_t StatedSize(const Vorn::Vorncast::Decoders::IppDecoder& adapter, const std::vector<uint8_t>& output) {
+inline int32_t StatedSize(const Vorn::Vorncast::Decoders::IppDecoder& adapter,
+                          const std::vector<uint8_t>& output) {
     size_t size = adapter.GetLineDoubling() ? output.size() / 2 : output.size();
     return static_cast<int32_t>(size);
 }

@@ -25,7 +25,8 @@ void ApplyFrame(BlockJpegDecoder& decoder, const Vorn::Fuzzing::UnitInput& input
     ByteView view(frame.data(), frame.size());
     int32_t width = decoder.Width() > 0 ? decoder.Width() : view.U16BE(HeadWidthOffset);
     int32_t height = decoder.Height() > 0 ? decoder.Height() : view.U16BE(HeadHeightOffset);
-    int32_t bitmapBytes = (width / BlockJpegDecoder::BlockWidth * (height / BlockJpegDecoder::BlockHeight) + 7) / 8;
+    int32_t bitmapBytes =
+        (width / BlockJpegDecoder::BlockWidth * (height / BlockJpegDecoder::BlockHeight) + 7) / 8;
     int32_t gap = input.Option(3) ? 3 : 0;
     int32_t size = SizeOf(frame);
     if (input.Option(2)) {

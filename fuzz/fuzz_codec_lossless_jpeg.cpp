@@ -41,7 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             continue;
         }
         std::vector<uint8_t> picture(static_cast<size_t>(width) * height * components);
-        int32_t written = DecodeFrame(decoder, frame.data(), SizeOf(frame), picture.data(), LosslessJpegBlueFirst);
+        int32_t written =
+            DecodeFrame(decoder, frame.data(), SizeOf(frame), picture.data(), LosslessJpegBlueFirst);
         if (written > static_cast<int32_t>(picture.size())) {
             __builtin_trap();
         }

@@ -22,7 +22,8 @@ void ReadPackets(const Unit& unit) {
     PacketReader reader(unit.data(), SizeOf(unit));
     Packet packet;
     for (int count = 0; count < MaxPackets && ReadNextPacket(reader, packet); ++count) {
-        if (packet.payloadStart < 0 || packet.payloadStart > packet.payloadEnd || packet.payloadEnd > SizeOf(unit)) {
+        if (packet.payloadStart < 0 || packet.payloadStart > packet.payloadEnd ||
+            packet.payloadEnd > SizeOf(unit)) {
             __builtin_trap();
         }
     }
@@ -32,14 +33,15 @@ void GatherStreams(const Unit& unit) {
     for (int32_t streamId : {0xE0, 0xC0, 0xBD}) {
         Unit inPlace = unit;
         int32_t written = 0;
-        if (GetStream(inPlace.data(), streamId, SizeOf(inPlace), inPlace.data(), SizeOf(inPlace), &written, nullptr) &&
+        if (GetStream(inPlace.data(), streamId, SizeOf(inPlace), inPlace.data(), SizeOf(inPlace), &written,
+                      nullptr) &&
             (written < 0 || written > SizeOf(inPlace))) {
             __builtin_trap();
         }
         std::vector<uint8_t> small(unit.size() / 3);
         PacketReader reader;
-        GetStream(unit.data(), streamId, SizeOf(unit), small.data(), static_cast<int32_t>(small.size()), &written,
-                  &reader);
+        GetStream(unit.data(), streamId, SizeOf(unit), small.data(), static_cast<int32_t>(small.size()),
+                  &written, &reader);
     }
 }
 

@@ -50,8 +50,8 @@ std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const C
 
 int32_t Open(VFWDecoder& decoder, const Codec& codec, const std::vector<uint8_t>& format) {
     uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    return decoder.Initialise(FourCCOf(codec.privateCode), format.data(), static_cast<uint32_t>(format.size()),
-                              outFormat);
+    return decoder.Initialise(FourCCOf(codec.privateCode), format.data(),
+                              static_cast<uint32_t>(format.size()), outFormat);
 }
 
 void DecompressFrame(VFWDecoder& decoder, const Vorn::Fuzzing::UnitInput& input, const Unit& frame,

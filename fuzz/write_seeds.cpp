@@ -33,10 +33,12 @@ public:
 
     void Add(const std::string& target, const std::string& name, const std::string& bytes) {
         fs::create_directories(root / target);
-        std::ofstream(root / target / name, std::ios::binary).write(bytes.data(), static_cast<long>(bytes.size()));
+        std::ofstream(root / target / name, std::ios::binary)
+            .write(bytes.data(), static_cast<long>(bytes.size()));
         ++written;
     }
-    void Add(const std::string& target, const std::string& name, uint8_t options, const std::vector<Unit>& units) {
+    void Add(const std::string& target, const std::string& name, uint8_t options,
+             const std::vector<Unit>& units) {
         Add(target, name, JoinUnits(options, units));
     }
     int Written() const { return written; }
@@ -70,7 +72,8 @@ void WriteJpegSeeds(SeedFolder& seeds) {
     const TestPicture colour = MakeColourBars(48, 32);
     seeds.Add(target, "grey", 0, {EncodeJpeg(MakeGradient(13, 7, 1))});
     seeds.Add(target, "colour420", 0, {EncodeJpeg(colour, {.sampling = Sampling::S420})});
-    seeds.Add(target, "colour422_padded", 2, {EncodeJpeg(MakeGradient(21, 9, 3), {.sampling = Sampling::S422})});
+    seeds.Add(target, "colour422_padded", 2,
+              {EncodeJpeg(MakeGradient(21, 9, 3), {.sampling = Sampling::S422})});
     seeds.Add(target, "progressive", 0, {EncodeJpeg(colour, {.progressive = true})});
     seeds.Add(target, "restarts", 0, {EncodeJpeg(colour, {.restartInterval = 2})});
     seeds.Add(target, "cmyk", 0, {EncodeJpeg(MakeGradient(16, 8, 4))});
@@ -138,9 +141,11 @@ void WriteBlockJpegSeeds(SeedFolder& seeds) {
     const std::string target = "fuzz_codec_block_jpeg";
     // 48 x 16: three blocks across, two rows.
     const Unit tables = BlockTables(48, 16);
-    seeds.Add(target, "all_blocks", 0, {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 6, nullptr)});
+    seeds.Add(target, "all_blocks", 0,
+              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 6, nullptr)});
     const Unit bitmap = {0xA4};
-    seeds.Add(target, "bitmap", 1 << 2, {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 3, &bitmap)});
+    seeds.Add(target, "bitmap", 1 << 2,
+              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 3, &bitmap)});
     Unit skipped = {0x00, 0x00, 0x00, 0x00};
     skipped.insert(skipped.end(), tables.begin(), tables.end());
     seeds.Add(target, "header_behind_four_bytes", 2, {skipped, BlockFrame(48, 16, 6, nullptr)});
@@ -257,7 +262,11 @@ Unit AvcConfiguration(const Unit& parameterSets) {
     if (sequence.empty() || sequence[0].size() < 4) {
         return {};
     }
-    Unit record = {1, sequence[0][1], sequence[0][2], sequence[0][3], 0xFF,
+    Unit record = {1,
+                   sequence[0][1],
+                   sequence[0][2],
+                   sequence[0][3],
+                   0xFF,
                    static_cast<uint8_t>(0xE0 | sequence.size())};
     for (const Unit& nal : sequence) {
         PutLength(&record, nal.size(), 2);
@@ -355,7 +364,8 @@ void WriteAudioSeeds(SeedFolder& seeds) {
         seeds.Add("fuzz_codec_mp3", "layer3", 0, AudioFrames(audio, 4));
     }
     if (EncodeSound("aac", 44100, 2, &audio)) {
-        seeds.Add("fuzz_codec_aac", "config_and_frames", 1, WithFirst(audio.extradata, AudioFrames(audio, 4)));
+        seeds.Add("fuzz_codec_aac", "config_and_frames", 1,
+                  WithFirst(audio.extradata, AudioFrames(audio, 4)));
     }
     if (EncodeSound("ac3", 48000, 2, &audio)) {
         seeds.Add("fuzz_codec_ac3", "stereo", 0, AudioFrames(audio, 3));
@@ -424,8 +434,9 @@ void WriteGenericJpegSeeds(SeedFolder& seeds) {
     }
     seeds.Add("fuzz_decoder_generic_jpeg", "three_pictures", Text(stream));
     seeds.Add("fuzz_decoder_generic_folder_of_jpegs", "three_files", Vorn::Testing::JoinFileSet(files));
-    seeds.Add("fuzz_codec_vfw", "tjpg", 6 | 1 << 4,
-              {Unit{}, EncodeJpeg(MakeColourBars(64, 48)), EncodeJpeg(MakeColourBars(64, 48), {.quality = 30})});
+    seeds.Add(
+        "fuzz_codec_vfw", "tjpg", 6 | 1 << 4,
+        {Unit{}, EncodeJpeg(MakeColourBars(64, 48)), EncodeJpeg(MakeColourBars(64, 48), {.quality = 30})});
 }
 
 void WriteUncompressedSeeds(SeedFolder& seeds) {
