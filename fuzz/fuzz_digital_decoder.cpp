@@ -17,6 +17,16 @@ namespace {
 
 constexpr int32_t MaxFramesWalked = 300;
 constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
+// Actions one client operation may take: a base and one for every few bytes of the file set. A
+// decoder that goes beyond is taken to loop without end, and the run stops there as a crash.
+constexpr int64_t ActionBase = 4096;
+constexpr int64_t BytesPerAction = 16;
+
+void RequireEnded(Client::ClientHandle client) {
+    if (client->ActionLimitReached()) {
+        __builtin_trap();
+    }
+}
 
 struct Row {
     uint32_t guid[4];
@@ -55,6 +65,7 @@ void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t tot
         char cameraName[64];
         Client::GetFrame(client, frame, &times, static_cast<int32_t>(picture.size()),
                          picture.empty() ? nullptr : picture.data(), &duration, &total, &period, &camera, cameraName);
+        RequireEnded(client);
     }
     std::vector<uint8_t> sound(audio.frameBytes > 0 && audio.frameBytes < (1 << 24) ? audio.frameBytes : 0);
     for (int32_t frame = 0; frame < audioFrames && frame < MaxFramesWalked; ++frame) {
@@ -63,6 +74,7 @@ void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t tot
         char cameraName[64];
         Client::GetAudioFrame(client, frame, &times, static_cast<int32_t>(sound.size()),
                               sound.empty() ? nullptr : sound.data(), &bytes, &total, &camera, cameraName);
+        RequireEnded(client);
     }
 }
 
@@ -80,6 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     Client::ClientHandle client = nullptr;
     Client::CreateClient(&client);
+    client->SetActionLimit(ActionBase + static_cast<int64_t>(size) / BytesPerAction);
     ImageInfo image{};
     AudioInfo audio{};
     TrackTimes span{};
@@ -89,9 +102,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], 0, path.c_str(), &image,
                             &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo, &hasAudio, &reserved,
                             &confidence);
-    if (Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),
-                                &image, &audio, &span, &totalFrames, &audioFrames, &duration,
-                                &hasAudio) == FCR_SUCCESS) {
+    RequireEnded(client);
+    FileClientResult loaded =
+        Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),
+                                &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasAudio);
+    RequireEnded(client);
+    if (loaded == FCR_SUCCESS) {
         int32_t tracks = Client::TotalTracks(client);
         for (int32_t track = 0; track < (tracks > 0 ? tracks : 1) && track < 8; ++track) {
             if (tracks > 0) {
@@ -101,6 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
     }
     Client::Close(client);
+    RequireEnded(client);
     Client::DestroyClient(client);
     Vorn::FileSource::SetCurrent(nullptr);
     return 0;

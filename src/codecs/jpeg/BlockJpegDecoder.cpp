@@ -136,13 +136,18 @@ bool BlockJpegDecoder::ReadFrameSize(const uint8_t* segment, int32_t length) {
     reader.Skip(1);
     int32_t newHeight = reader.U16BE();
     int32_t newWidth = reader.U16BE();
-    if (!reader.Ok() || newWidth == 0 || newHeight == 0) {
+    if (!reader.Ok() || !SizeAllowed(newWidth, newHeight)) {
         return false;
     }
     if (newWidth != width || newHeight != height) {
         SetPictureSize(newWidth, newHeight);
     }
     return true;
+}
+
+bool BlockJpegDecoder::SizeAllowed(int32_t pictureWidth, int32_t pictureHeight) {
+    return pictureWidth > 0 && pictureHeight > 0 &&
+           int64_t{pictureWidth} * pictureHeight * 3 <= MaxPictureBytes;
 }
 
 void BlockJpegDecoder::SetPictureSize(int32_t newWidth, int32_t newHeight) {
@@ -169,7 +174,8 @@ bool BlockJpegDecoder::ApplyBlocks(int32_t frameWidth, int32_t frameHeight, int3
     if (!ReadPictureHead(data, size, &head) || head.width != frameWidth || head.height != frameHeight) {
         return false;
     }
-    if (luma != nullptr && (frameWidth != width || frameHeight != height)) {
+    if (luma != nullptr ? frameWidth != width || frameHeight != height
+                        : !SizeAllowed(frameWidth, frameHeight)) {
         return false;
     }
     if (!TablesPresent(head)) {

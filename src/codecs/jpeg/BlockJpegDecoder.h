@@ -17,6 +17,9 @@ public:
     static constexpr int32_t BlockDataOffset = 33;
     static constexpr int32_t BlockWidth = 16;
     static constexpr int32_t BlockHeight = 8;
+    // Pictures of more bytes than the library's bound are refused, so that a damaged size field
+    // cannot ask for gigabytes.
+    static constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
 
     BlockJpegDecoder() = default;
     BlockJpegDecoder(const BlockJpegDecoder&) = delete;
@@ -24,8 +27,9 @@ public:
 
     // Loads the tables of a JPEG header that starts with SOI at `bytes` + `skip`: DHT and DQT
     // segments are taken in, a SOF0 frame header sets the picture's size, anything else is skipped,
-    // up to SOS or the end of the bytes. False for no SOI, a zero marker or length, or a segment
-    // that runs past the end; tables read before the failure stay loaded.
+    // up to SOS or the end of the bytes. False for no SOI, a zero marker or length, a segment that
+    // runs past the end, or a picture above MaxPictureBytes; tables read before the failure stay
+    // loaded.
     bool ParseHeader(const uint8_t* bytes, int32_t size, int32_t skip);
 
     // Applies the blocks of one frame. `data` starts with the picture head, whose size must equal
@@ -55,6 +59,7 @@ private:
     bool LoadHuffmanTables(const uint8_t* segment, int32_t length);
     bool LoadQuantTables(const uint8_t* segment, int32_t length);
     bool ReadFrameSize(const uint8_t* segment, int32_t length);
+    static bool SizeAllowed(int32_t pictureWidth, int32_t pictureHeight);
     void SetPictureSize(int32_t newWidth, int32_t newHeight);
     bool ReadPictureHead(const uint8_t* data, int32_t size, PictureHead* head) const;
     bool TablesPresent(const PictureHead& head) const;

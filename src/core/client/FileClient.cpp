@@ -220,13 +220,37 @@ DecoderAction FileClient::ExecuteEvent() {
 
 // ---- the action loop ----
 
+bool FileClient::CountAction() {
+    ++actionCount;
+    return actionLimit <= 0 || actionCount <= actionLimit;
+}
+
+// Past the action limit the decoder's phase is failed, so that it closes its files and can start
+// again; a decoder that does not wind down within a second allowance is left where it stands.
+DecoderAction FileClient::GiveUp() {
+    Log(LogFailure, "FileClient gave up after %" PRId64 " actions\n", actionLimit);
+    actionLimitReached = true;
+    actionCount = 0;
+    return decoder != nullptr ? decoder->DecoderFailure() : DDA_FAILED;
+}
+
 FileClientResult FileClient::RunLoop(DecoderAction action, FollowUp followUp, const char* failureText) {
     bool followedUp = false;
+    actionCount = 0;
+    actionLimitReached = false;
     for (;;) {
+        bool executes = action >= DDA_OPEN && action <= DDA_WAIT_EVENT;
+        if (executes && !CountAction()) {
+            if (actionLimitReached) {
+                return FCR_CATASTROPHIC;
+            }
+            action = GiveUp();
+            continue;
+        }
         switch (action) {
         case DDA_NO_ACTION:
             Log(LogFailure, "Unexpected DDA_NO_ACTION\n");
-            return FCR_FAILURE;
+            return actionLimitReached ? FCR_CATASTROPHIC : FCR_FAILURE;
         case DDA_NO_DECODER:
             Log(LogFailure, "Unexpected DDA_NO_DECODER\n");
             return FCR_CATASTROPHIC;
@@ -256,7 +280,7 @@ FileClientResult FileClient::RunLoop(DecoderAction action, FollowUp followUp, co
             if (failureText != nullptr) {
                 Log(LogFailure, "%s", failureText);
             }
-            return catastrophic ? FCR_CATASTROPHIC : FCR_FAILURE;
+            return catastrophic || actionLimitReached ? FCR_CATASTROPHIC : FCR_FAILURE;
         default:
             Log(LogFailure, "Unexpected DecoderAction %d\n", static_cast<int32_t>(action));
             return FCR_CATASTROPHIC;

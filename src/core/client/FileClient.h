@@ -61,6 +61,15 @@ public:
     DecoderAction ExecuteList();
     DecoderAction ExecuteEvent();
 
+    // A guard for tools and tests that drive decoders over damaged input: with a limit above 0, a
+    // client operation whose loop carries out more actions than that fails the decoder's phase and
+    // ends as a catastrophic failure, so that a decoder that never ends its phase cannot hang the
+    // caller. 0, the default, sets no limit.
+    void SetActionLimit(int64_t limit) { actionLimit = limit; }
+    // File, list and wait actions carried out by the last loop, and whether it ran into the limit.
+    int64_t LastActionCount() const { return actionCount; }
+    bool ActionLimitReached() const { return actionLimitReached; }
+
     // Whether the failure under way is of the catastrophic kind.
     bool IsCatastrophic() const { return catastrophic; }
     int32_t OpenFileCount() const;
@@ -85,6 +94,9 @@ private:
     };
 
     FileClientResult RunLoop(DecoderAction action, FollowUp followUp, const char* failureText);
+    // Counts one more action of the loop; false once the action limit is passed.
+    bool CountAction();
+    DecoderAction GiveUp();
     void PrepareOpen(const Guid& guid, const char* path);
     void ClearOpenOutputs(const OpenOutputs& out);
     void FillOpenOutputs(const OpenOutputs& out);
@@ -103,6 +115,9 @@ private:
     WaitObject* waitObjects = nullptr;
     StatusCallback statusCallback = nullptr;
     CoreListCallback listCallback = nullptr;
+    int64_t actionLimit = 0;
+    int64_t actionCount = 0;
+    bool actionLimitReached = false;
 };
 
 } // namespace Vorn::Vorncast::Decoders

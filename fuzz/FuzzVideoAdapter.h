@@ -1,0 +1,74 @@
+#pragma once
+
+// The shared body of the video adapter fuzzers: the units are decoded in turn into an output of
+// exactly the size the adapter asks for, so that a write past the picture shows at once.
+//
+// Options: bit 0 line doubling; bit 1 the first unit is the configuration; bits 2-3 the picture
+// size; bit 4 a Reset after each unit; bit 5 an output one byte short; bit 6 the buffer form of
+// Decode.
+#include "FuzzUnits.h"
+#include "codecs/video/IppDecoder.h"
+
+#include <vector>
+
+namespace Vorn::Fuzzing {
+
+struct PictureSize {
+    int32_t width;
+    int32_t height;
+};
+
+// The last size leaves it to the stream where the adapter allows that.
+constexpr PictureSize FuzzPictureSizes[4] = {{176, 144}, {64, 48}, {352, 288}, {0, 0}};
+// Room for a picture whose size comes from the stream.
+constexpr int64_t StreamSizedOutputBytes = 720 * 576 * 3;
+
+inline std::vector<uint8_t> OutputFor(const Vorn::Vorncast::Decoders::IppDecoder& adapter, bool oneShort) {
+    int64_t bytes = static_cast<int64_t>(adapter.GetWidth()) * adapter.GetHeight() * 3;
+    if (bytes <= 0) {
+        bytes = StreamSizedOutputBytes;
+    }
+    if (adapter.GetLineDoubling()) {
+        bytes *= 2;
+    }
+    return std::vector<uint8_t>(static_cast<size_t>(oneShort && bytes > 0 ? bytes - 1 : bytes));
+}
+
+// What Decode is told the output holds: with line doubling the check counts single lines only,
+// so the caller halves the room it states.
+inline int32_t StatedSize(const Vorn::Vorncast::Decoders::IppDecoder& adapter,
+                          const std::vector<uint8_t>& output) {
+    size_t size = adapter.GetLineDoubling() ? output.size() / 2 : output.size();
+    return static_cast<int32_t>(size);
+}
+
+template <class Adapter> void DecodeUnits(Adapter& adapter, const UnitInput& input, size_t first) {
+    for (size_t index = first; index < input.units.size(); ++index) {
+        const Unit& unit = input.units[index];
+        std::vector<uint8_t> output = OutputFor(adapter, input.Option(5));
+        // The buffer form states the whole array as the output, so it serves single lines only.
+        if (input.Option(6) && !adapter.GetLineDoubling()) {
+            Buffer in = Buffer::FromBytes(unit.data(), SizeOf(unit));
+            Buffer out(static_cast<int32_t>(output.size()));
+            adapter.IppDecoder::Decode(in, 0, out, 0);
+        } else {
+            adapter.Decode(unit.data(), SizeOf(unit), output.data(), StatedSize(adapter, output));
+        }
+        adapter.GetFrameType();
+        if (input.Option(4)) {
+            adapter.Reset();
+        }
+    }
+}
+
+// Initialises the adapter from the options and decodes every unit.
+template <class Adapter> void FuzzVideoAdapter(Adapter& adapter, const UnitInput& input) {
+    const PictureSize size = FuzzPictureSizes[input.Choice(2)];
+    const bool withConfig = input.Option(1) && input.units.size() > 1;
+    const Unit& config = input.units.front();
+    adapter.Initialise(size.width, size.height, 3, input.Option(0), withConfig ? config.data() : nullptr,
+                       withConfig ? SizeOf(config) : 0);
+    DecodeUnits(adapter, input, withConfig ? 1 : 0);
+}
+
+} // namespace Vorn::Fuzzing

@@ -1,0 +1,467 @@
+// Writes the seed corpus of every fuzz target: for each target a folder below the one given (by
+// default build/seeds) holding small, valid inputs made by the tests' own writers and encoders,
+// in the input shape of that target. `./run fuzz` runs it before the fuzzers.
+#include "FuzzUnits.h"
+#include "codecs/jpeg/JpegHeaderTemplate.h"
+#include "codecs/jpeg/JpegMarkers.h"
+#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/FileSetBytes.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "fixtures/jpeg/LosslessJpegWriter.h"
+#include "fixtures/mpeg2ps/ProgramStreamWriter.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Vorn::Vorncast::Decoders;
+using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::Fuzzing::JoinUnits;
+using Vorn::Fuzzing::Unit;
+
+class SeedFolder {
+public:
+    explicit SeedFolder(fs::path root) : root(std::move(root)) {}
+
+    void Add(const std::string& target, const std::string& name, const std::string& bytes) {
+        fs::create_directories(root / target);
+        std::ofstream(root / target / name, std::ios::binary)
+            .write(bytes.data(), static_cast<long>(bytes.size()));
+        ++written;
+    }
+    void Add(const std::string& target, const std::string& name, uint8_t options,
+             const std::vector<Unit>& units) {
+        Add(target, name, JoinUnits(options, units));
+    }
+    int Written() const { return written; }
+
+private:
+    fs::path root;
+    int written = 0;
+};
+
+std::string Text(const Unit& bytes) {
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// Option values that choose a picture size of FuzzVideoAdapter.h (bits 2-3) and the like.
+constexpr uint8_t Size176x144 = 0 << 2;
+constexpr uint8_t Size64x48 = 1 << 2;
+constexpr uint8_t SizeFromStream = 3 << 2;
+constexpr uint8_t ConfigurationFirst = 1 << 1;
+
+// ---- JPEG ----
+
+// The entropy-coded bytes behind the SOS header, up to and including EOI.
+Unit ScanData(const Unit& jpeg) {
+    size_t sos = FindMarker(jpeg, JpegSos);
+    size_t length = static_cast<size_t>(jpeg[sos + 2] << 8 | jpeg[sos + 3]);
+    return Unit(jpeg.begin() + static_cast<long>(sos + 2 + length), jpeg.end());
+}
+
+void WriteJpegSeeds(SeedFolder& seeds) {
+    const std::string target = "fuzz_codec_jpeg";
+    const TestPicture colour = MakeColourBars(48, 32);
+    seeds.Add(target, "grey", 0, {EncodeJpeg(MakeGradient(13, 7, 1))});
+    seeds.Add(target, "colour420", 0, {EncodeJpeg(colour, {.sampling = Sampling::S420})});
+    seeds.Add(target, "colour422_padded", 2,
+              {EncodeJpeg(MakeGradient(21, 9, 3), {.sampling = Sampling::S422})});
+    seeds.Add(target, "progressive", 0, {EncodeJpeg(colour, {.progressive = true})});
+    seeds.Add(target, "restarts", 0, {EncodeJpeg(colour, {.restartInterval = 2})});
+    seeds.Add(target, "cmyk", 0, {EncodeJpeg(MakeGradient(16, 8, 4))});
+    seeds.Add(target, "lossless", 0, {EncodeLosslessJpeg(MakeGradient(16, 8, 3))});
+    seeds.Add(target, "two_pictures", 0,
+              {EncodeJpeg(MakeGradient(8, 8, 1)), EncodeJpeg(colour, {.optimiseTables = true})});
+    // Bare scans of the template's 64 x 48, 4:2:2 picture: Annex K tables, quality 50.
+    const Unit templated = EncodeJpeg(MakeColourBars(64, 48), {.quality = 50, .sampling = Sampling::S422});
+    seeds.Add(target, "template_scan", 1 | 1 << 2, {ScanData(templated)});
+}
+
+// Tables and picture size in a header that starts with SOI, as a key frame brings them.
+Unit BlockTables(int32_t width, int32_t height) {
+    Unit out(1024);
+    JpegHeaderWriter writer(out.data(), static_cast<int32_t>(out.size()));
+    writer.StartOfImage();
+    writer.QuantTables(StandardLuminanceQuantTable, StandardChrominanceQuantTable);
+    writer.StandardHuffmanTables(false);
+    writer.FrameHeader(width, height, 3, 0x21);
+    writer.ScanHeader(3);
+    out.resize(static_cast<size_t>(writer.Length()));
+    return out;
+}
+
+// One block: two luma units and one of each colour difference, each a DC value and end of block.
+Unit BlockData(int32_t value) {
+    const HuffmanCodes lumaDc = BuildHuffmanCodes(StandardLuminanceDcTable);
+    const HuffmanCodes lumaAc = BuildHuffmanCodes(StandardLuminanceAcTable);
+    const HuffmanCodes chromaDc = BuildHuffmanCodes(StandardChrominanceDcTable);
+    const HuffmanCodes chromaAc = BuildHuffmanCodes(StandardChrominanceAcTable);
+    EntropyWriter writer;
+    PutCodedValue(writer, lumaDc, 0, value);
+    writer.PutBits(lumaAc.code[0], lumaAc.length[0]);
+    PutCodedValue(writer, lumaDc, 0, -value / 2);
+    writer.PutBits(lumaAc.code[0], lumaAc.length[0]);
+    for (int32_t unit = 0; unit < 2; ++unit) {
+        PutCodedValue(writer, chromaDc, 0, value / 3 - unit * 5);
+        writer.PutBits(chromaAc.code[0], chromaAc.length[0]);
+    }
+    writer.Flush();
+    return writer.Bytes();
+}
+
+// A frame of `blocks` blocks (every one present, or those of the bitmap) and an end marker.
+Unit BlockFrame(int32_t width, int32_t height, int32_t blocks, const Unit* bitmap) {
+    Unit frame(64);
+    JpegHeaderWriter head(frame.data(), static_cast<int32_t>(frame.size()));
+    head.FrameHeader(width, height, 3, 0x21);
+    head.ScanHeader(3);
+    frame.resize(static_cast<size_t>(head.Length()));
+    for (int32_t block = 0; block < blocks; ++block) {
+        Unit data = BlockData(block * 7 % 41 - 20);
+        frame.push_back(static_cast<uint8_t>(data.size()));
+        frame.insert(frame.end(), data.begin(), data.end());
+    }
+    frame.push_back(0xFF);
+    frame.push_back(JpegEoi);
+    if (bitmap != nullptr) {
+        frame.insert(frame.end(), bitmap->begin(), bitmap->end());
+    }
+    return frame;
+}
+
+void WriteBlockJpegSeeds(SeedFolder& seeds) {
+    const std::string target = "fuzz_codec_block_jpeg";
+    // 48 x 16: three blocks across, two rows.
+    const Unit tables = BlockTables(48, 16);
+    seeds.Add(target, "all_blocks", 0,
+              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 6, nullptr)});
+    const Unit bitmap = {0xA4};
+    seeds.Add(target, "bitmap", 1 << 2,
+              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 3, &bitmap)});
+    Unit skipped = {0x00, 0x00, 0x00, 0x00};
+    skipped.insert(skipped.end(), tables.begin(), tables.end());
+    seeds.Add(target, "header_behind_four_bytes", 2, {skipped, BlockFrame(48, 16, 6, nullptr)});
+}
+
+void WriteLosslessSeeds(SeedFolder& seeds) {
+    const std::string target = "fuzz_codec_lossless_jpeg";
+    seeds.Add(target, "colour16", 0, {EncodeLosslessJpeg(MakeGradient(16, 16, 3))});
+    seeds.Add(target, "grey16_predictor7", 1 << 2,
+              {EncodeLosslessJpeg(MakeGradient(16, 16, 1), {.predictor = 7})});
+    seeds.Add(target, "from_header_restarts", 3,
+              {EncodeLosslessJpeg(MakeGradient(20, 12, 3), {.predictor = 4, .restartLines = 3}),
+               EncodeLosslessJpeg(MakeGradient(9, 5, 1), {.predictor = 2})});
+}
+
+// ---- video ----
+
+std::vector<Unit> Frames(const CodecTest::EncodedVideo& video, size_t count) {
+    std::vector<Unit> frames;
+    for (size_t index = 0; index < video.frames.size() && index < count; ++index) {
+        frames.push_back(video.frames[index].data);
+    }
+    return frames;
+}
+
+bool Encode(const std::string& encoder, int32_t width, int32_t height, int32_t frames, int32_t bFrames,
+            bool globalHeader, CodecTest::EncodedVideo* video, AVPixelFormat format = AV_PIX_FMT_YUV420P) {
+    CodecTest::VideoSettings settings;
+    settings.encoder = encoder;
+    settings.width = width;
+    settings.height = height;
+    settings.frames = frames;
+    settings.bFrames = bFrames;
+    settings.gop = 3;
+    settings.globalHeader = globalHeader;
+    settings.pixelFormat = format;
+    *video = {};
+    if (!CodecTest::HasEncoder(encoder.c_str()) || !CodecTest::EncodeVideo(settings, video)) {
+        std::fprintf(stderr, "no seeds from encoder %s\n", encoder.c_str());
+        return false;
+    }
+    return true;
+}
+
+std::vector<Unit> WithFirst(Unit first, std::vector<Unit> rest) {
+    rest.insert(rest.begin(), std::move(first));
+    return rest;
+}
+
+void WriteMpeg4AndH263Seeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (Encode("mpeg4", 64, 48, 5, 0, false, &video)) {
+        seeds.Add("fuzz_codec_mpeg4", "inline_headers", Size64x48, Frames(video, 5));
+    }
+    if (Encode("mpeg4", 64, 48, 5, 1, true, &video)) {
+        seeds.Add("fuzz_codec_mpeg4", "vol_config_bframes", Size64x48 | ConfigurationFirst,
+                  WithFirst(video.extradata, Frames(video, 5)));
+        seeds.Add("fuzz_codec_vfw", "xvid", 0 | 1 << 4, WithFirst(video.extradata, Frames(video, 5)));
+    }
+    if (Encode("h263", 176, 144, 4, 0, false, &video)) {
+        seeds.Add("fuzz_codec_h263", "qcif", Size176x144, Frames(video, 4));
+        seeds.Add("fuzz_codec_h263", "qcif_doubled", Size176x144 | 1, Frames(video, 2));
+        seeds.Add("fuzz_codec_vfw", "h263", 1, WithFirst({}, Frames(video, 3)));
+    }
+    if (Encode("msmpeg4", 64, 48, 3, 0, false, &video)) {
+        seeds.Add("fuzz_codec_vfw", "mp43", 2 | 1 << 4, WithFirst({}, Frames(video, 3)));
+    }
+    if (Encode("mjpeg", 64, 48, 2, 0, false, &video, AV_PIX_FMT_YUVJ420P)) {
+        seeds.Add("fuzz_codec_vfw", "mjpg", 4 | 1 << 4, WithFirst({}, Frames(video, 2)));
+    }
+}
+
+// The NAL units of a start-code access unit, without their start codes.
+std::vector<Unit> NalUnits(const Unit& accessUnit) {
+    std::vector<size_t> starts;
+    for (size_t at = 0; at + 3 <= accessUnit.size(); ++at) {
+        if (accessUnit[at] == 0 && accessUnit[at + 1] == 0 && accessUnit[at + 2] == 1) {
+            starts.push_back(at + 3);
+        }
+    }
+    std::vector<Unit> units;
+    for (size_t index = 0; index < starts.size(); ++index) {
+        size_t end = index + 1 < starts.size() ? starts[index + 1] - 3 : accessUnit.size();
+        while (end > starts[index] && accessUnit[end - 1] == 0) {
+            --end;
+        }
+        units.emplace_back(accessUnit.begin() + static_cast<long>(starts[index]),
+                           accessUnit.begin() + static_cast<long>(end));
+    }
+    return units;
+}
+
+void PutLength(Unit* out, size_t length, int32_t bytes) {
+    for (int32_t shift = (bytes - 1) * 8; shift >= 0; shift -= 8) {
+        out->push_back(static_cast<uint8_t>(length >> shift));
+    }
+}
+
+Unit LengthPrefixed(const Unit& accessUnit) {
+    Unit out;
+    for (const Unit& nal : NalUnits(accessUnit)) {
+        PutLength(&out, nal.size(), 4);
+        out.insert(out.end(), nal.begin(), nal.end());
+    }
+    return out;
+}
+
+// An avcC record with four-byte lengths around start-code parameter sets.
+Unit AvcConfiguration(const Unit& parameterSets) {
+    std::vector<Unit> sequence, picture;
+    for (const Unit& nal : NalUnits(parameterSets)) {
+        ((nal[0] & 0x1F) == 7 ? sequence : picture).push_back(nal);
+    }
+    if (sequence.empty() || sequence[0].size() < 4) {
+        return {};
+    }
+    Unit record = {1,
+                   sequence[0][1],
+                   sequence[0][2],
+                   sequence[0][3],
+                   0xFF,
+                   static_cast<uint8_t>(0xE0 | sequence.size())};
+    for (const Unit& nal : sequence) {
+        PutLength(&record, nal.size(), 2);
+        record.insert(record.end(), nal.begin(), nal.end());
+    }
+    record.push_back(static_cast<uint8_t>(picture.size()));
+    for (const Unit& nal : picture) {
+        PutLength(&record, nal.size(), 2);
+        record.insert(record.end(), nal.begin(), nal.end());
+    }
+    return record;
+}
+
+void WriteH264Seeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (Encode("libx264", 64, 48, 5, 2, false, &video)) {
+        seeds.Add("fuzz_codec_h264", "annexb_bframes", Size64x48, Frames(video, 5));
+        seeds.Add("fuzz_codec_vfw", "h264", 3 | 1 << 4, WithFirst({}, Frames(video, 5)));
+    }
+    if (Encode("libx264", 64, 48, 4, 0, true, &video)) {
+        std::vector<Unit> prefixed;
+        for (const Unit& frame : Frames(video, 4)) {
+            prefixed.push_back(LengthPrefixed(frame));
+        }
+        seeds.Add("fuzz_codec_h264", "avcc_length_prefixed", Size64x48 | ConfigurationFirst,
+                  WithFirst(AvcConfiguration(video.extradata), prefixed));
+        seeds.Add("fuzz_codec_h264", "startcode_config", Size64x48 | ConfigurationFirst,
+                  WithFirst(video.extradata, Frames(video, 4)));
+    }
+}
+
+void WriteMpeg2AndDvSeeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (Encode("mpeg2video", 64, 48, 5, 1, false, &video)) {
+        seeds.Add("fuzz_codec_mpeg2", "caller_size", Size64x48, Frames(video, 5));
+        seeds.Add("fuzz_codec_mpeg2", "stream_size", SizeFromStream, Frames(video, 5));
+        seeds.Add("fuzz_codec_mpeg2", "never_initialised", 1 << 7, Frames(video, 3));
+        std::vector<Unit> packs;
+        for (const Unit& frame : Frames(video, 4)) {
+            packs.push_back(CodecTest::WrapInProgramStream(frame, 0xE0, 300));
+        }
+        seeds.Add("fuzz_codec_mpeg2ps", "video_packs", Size64x48, packs);
+        Unit junk = {0x12, 0x00, 0x00, 0x01, 0x00, 0x47};
+        junk.insert(junk.end(), packs[0].begin(), packs[0].end());
+        seeds.Add("fuzz_codec_mpeg2ps", "junk_in_front", SizeFromStream, {junk});
+    }
+    if (Encode("dvvideo", 720, 576, 2, 0, false, &video)) {
+        seeds.Add("fuzz_codec_dv25", "pal", 0, Frames(video, 2));
+    }
+    if (Encode("dvvideo", 720, 480, 1, 0, false, &video, AV_PIX_FMT_YUV411P)) {
+        seeds.Add("fuzz_codec_dv25", "ntsc_doubled", 1 << 2 | 1, Frames(video, 1));
+    }
+}
+
+// ---- audio ----
+
+std::vector<Unit> AudioFrames(const CodecTest::EncodedAudio& audio, size_t count) {
+    std::vector<Unit> frames;
+    for (size_t index = 0; index < audio.frames.size() && index < count; ++index) {
+        frames.push_back(audio.frames[index].data);
+    }
+    return frames;
+}
+
+bool EncodeSound(const char* encoder, int32_t rate, int32_t channels, CodecTest::EncodedAudio* audio) {
+    *audio = {};
+    if (!CodecTest::HasEncoder(encoder) || !CodecTest::EncodeAudio(encoder, rate, channels, 4, audio)) {
+        std::fprintf(stderr, "no seeds from encoder %s\n", encoder);
+        return false;
+    }
+    return true;
+}
+
+// A storage-format AMR frame of `mode` with payload bits from a fixed pattern.
+Unit AmrFrame(int32_t mode, uint8_t seed) {
+    constexpr int32_t SpeechBits[8] = {95, 103, 118, 134, 148, 159, 204, 244};
+    Unit frame = {static_cast<uint8_t>(mode << 3 | 0x04)};
+    for (int32_t index = 0; index < SpeechBits[mode] / 8 + 1; ++index) {
+        frame.push_back(static_cast<uint8_t>(seed * 31 + index * 17));
+    }
+    return frame;
+}
+
+void WriteAudioSeeds(SeedFolder& seeds) {
+    CodecTest::EncodedAudio audio;
+    if (EncodeSound("mp2", 48000, 2, &audio)) {
+        seeds.Add("fuzz_codec_mp3", "layer2", 0, AudioFrames(audio, 4));
+        std::vector<Unit> packs;
+        for (const Unit& frame : AudioFrames(audio, 2)) {
+            packs.push_back(CodecTest::WrapInProgramStream(frame, 0xC0, 400));
+        }
+        seeds.Add("fuzz_codec_mpeg2ps", "audio_packs", 1 << 4, packs);
+    }
+    if (EncodeSound("libmp3lame", 44100, 2, &audio)) {
+        seeds.Add("fuzz_codec_mp3", "layer3", 0, AudioFrames(audio, 4));
+    }
+    if (EncodeSound("aac", 44100, 2, &audio)) {
+        seeds.Add("fuzz_codec_aac", "config_and_frames", 1,
+                  WithFirst(audio.extradata, AudioFrames(audio, 4)));
+    }
+    if (EncodeSound("ac3", 48000, 2, &audio)) {
+        seeds.Add("fuzz_codec_ac3", "stereo", 0, AudioFrames(audio, 3));
+    }
+    Unit three;
+    for (int32_t mode : {7, 0, 4}) {
+        Unit frame = AmrFrame(mode, static_cast<uint8_t>(mode));
+        three.insert(three.end(), frame.begin(), frame.end());
+    }
+    seeds.Add("fuzz_codec_amr", "modes", 0, {AmrFrame(5, 1), AmrFrame(2, 3), three});
+}
+
+// ---- JPEG 2000 ----
+
+void WriteJpeg2000Seeds(SeedFolder& seeds) {
+    const std::string target = "fuzz_codec_jpeg2000";
+    const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(24, 16);
+    const auto planes = Jpeg2000Testing::RgbPlanes(rgb, 24, 16);
+    Jpeg2000Testing::EncodeOptions lossless;
+    seeds.Add(target, "codestream", 0, {Jpeg2000Testing::Encode(planes, 24, 16, lossless)});
+    Jpeg2000Testing::EncodeOptions jp2;
+    jp2.jp2 = true;
+    jp2.lossless = false;
+    seeds.Add(target, "jp2", 1, {Jpeg2000Testing::Encode(planes, 24, 16, jp2)});
+    Jpeg2000Testing::EncodeOptions tiled;
+    tiled.tileSize = 8;
+    const auto grey = Jpeg2000Testing::GreyPlanes(Jpeg2000Testing::MakeGreyPicture(16, 16));
+    seeds.Add(target, "grey_tiles_behind_header", 4,
+              {Jpeg2000Testing::Encode(grey, 16, 16, tiled), Unit{'R', 'E', 'C', 0, 1, 2, 3, 4}});
+}
+
+// ---- ADV601 and the formats of the decoder table ----
+
+std::vector<Unit> Adv601Fields() {
+    const std::vector<Adv601TestPicture> pictures = {Adv601Gradient(true), Adv601ColourBars(true),
+                                                     Adv601Edges(true)};
+    std::vector<Unit> fields;
+    for (const Adv601TestPicture& picture : pictures) {
+        fields.push_back(EncodeAdv601(picture.bgr.data()));
+    }
+    return fields;
+}
+
+void WriteAdv601Seeds(SeedFolder& seeds) {
+    const std::vector<Unit> fields = Adv601Fields();
+    seeds.Add("fuzz_codec_adv601", "gradient", Text(fields[0]));
+    Adv601EncoderOptions shortField;
+    shortField.tallField = false;
+    seeds.Add("fuzz_codec_adv601", "short_reversed",
+              Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), shortField, true)));
+    seeds.Add("fuzz_codec_vfw", "adv1", 5 | 2 << 4, WithFirst({}, {fields[1]}));
+    Unit stream;
+    for (const Unit& field : fields) {
+        stream.insert(stream.end(), field.begin(), field.end());
+    }
+    seeds.Add("fuzz_decoder_generic_adv601", "three_fields", Text(stream));
+}
+
+void WriteGenericJpegSeeds(SeedFolder& seeds) {
+    std::vector<Vorn::Testing::FileSetFile> files;
+    Unit stream;
+    for (int32_t index = 0; index < 3; ++index) {
+        Unit picture = EncodeJpeg(MakeGradient(32 + 8 * index, 16, 3), {.quality = 60});
+        stream.insert(stream.end(), picture.begin(), picture.end());
+        files.push_back({"", Text(picture)});
+    }
+    seeds.Add("fuzz_decoder_generic_jpeg", "three_pictures", Text(stream));
+    seeds.Add("fuzz_decoder_generic_folder_of_jpegs", "three_files", Vorn::Testing::JoinFileSet(files));
+    seeds.Add(
+        "fuzz_codec_vfw", "tjpg", 6 | 1 << 4,
+        {Unit{}, EncodeJpeg(MakeColourBars(64, 48)), EncodeJpeg(MakeColourBars(64, 48), {.quality = 30})});
+}
+
+void WriteUncompressedSeeds(SeedFolder& seeds) {
+    Unit picture(64 * 48 * 3);
+    for (size_t index = 0; index < picture.size(); ++index) {
+        picture[index] = static_cast<uint8_t>(index * 7);
+    }
+    seeds.Add("fuzz_codec_vfw", "rgb2", 7 | 1 << 4, {Unit{}, picture});
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    SeedFolder seeds(argc > 1 ? argv[1] : "build/seeds");
+    WriteJpegSeeds(seeds);
+    WriteBlockJpegSeeds(seeds);
+    WriteLosslessSeeds(seeds);
+    WriteMpeg4AndH263Seeds(seeds);
+    WriteH264Seeds(seeds);
+    WriteMpeg2AndDvSeeds(seeds);
+    WriteAudioSeeds(seeds);
+    WriteJpeg2000Seeds(seeds);
+    WriteAdv601Seeds(seeds);
+    WriteGenericJpegSeeds(seeds);
+    WriteUncompressedSeeds(seeds);
+    std::printf("%d seeds written\n", seeds.Written());
+    return 0;
+}
