@@ -240,6 +240,9 @@ TEST(IsoSampleLookup, EverySampleLiesWhereTheWriterPutItAcrossChunksAndDescripti
     EXPECT_EQ(parsed.GetSampleFormat(2), IsoBox::H263);
     EXPECT_EQ(parsed.GetSampleFormat(3), 0u);
     EXPECT_EQ(parsed.GetLargestSampleSize(), 32u);
+    ASSERT_EQ(parsed.GetDataReferenceCount(), 1u);
+    EXPECT_EQ(parsed.GetDataReference(0)->type, IsoBox::Url);
+    EXPECT_TRUE(parsed.GetDataReference(0)->selfContained);
     // Without "stss" every sample is its own sync sample.
     EXPECT_EQ(parsed.GetSampleInfo(11).syncSample, 11);
 }
