@@ -41,9 +41,6 @@ public:
     const char* GetExtensions(int32_t* count) override;
     bool IsExtension(const char*) override { return false; }
 
-    // The movie as last loaded, for diagnosis.
-    const ISOMediaFile& GetMovie() const { return *movie; }
-
     // The texts of the box walk, which the Vigilant variant words with its own name.
     struct LoadTexts {
         const char* readFailed;
@@ -62,6 +59,7 @@ public:
         const char* mp4a;
         const char* failed;
     };
+
     static constexpr uint32_t FirstReadSize = 512;
     // A picture that has not been decoded yet shows this grey.
     static constexpr uint8_t UndecodedFill = 143;

@@ -6,6 +6,7 @@
 #include "formats/iso/IsoTimes.h"
 #include "formats/iso/VigilantFile.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -45,6 +46,17 @@ constexpr uint8_t FieldStreamHeader[] = {0x00, 0x00, 0x01, 0xB0, 0x21, 0x00, 0x0
                                          0xCA, 0x30, 0x00, 0x62, 0xC0, 0x84, 0x82, 0x92, 0x00};
 constexpr size_t FieldHeightBytes = 28;
 constexpr uint8_t NtscFieldHeightBytes[] = {0x83, 0xC2};
+
+// Biases are minutes that the zone rules negate; one that has no negation is no zone a recorder
+// wrote.
+bool HasUsableBiases(const TimeZoneInformation& zone) {
+    for (int32_t bias : {zone.Bias, zone.StandardBias, zone.DaylightBias}) {
+        if (bias == INT32_MIN) {
+            return false;
+        }
+    }
+    return true;
+}
 
 // UTF-16 text units with their low bytes kept, at most `units`, ended by a zero unit.
 size_t ReadLowBytes(ByteView payload, size_t at, size_t units, char* out) {
@@ -110,7 +122,7 @@ void DecodeVigilantMp4::ParseFreeBox(ByteView payload) {
 void DecodeVigilantMp4::ReadZone(ByteView payload) {
     const ISOMediaTrack* first = movie->GetTrack(0);
     TimeZoneInformation zone = {};
-    if (first == nullptr || !ReadTimeZoneInformation(payload, ZoneOffset, &zone)) {
+    if (first == nullptr || !ReadTimeZoneInformation(payload, ZoneOffset, &zone) || !HasUsableBiases(zone)) {
         return;
     }
     const int64_t movieTicks =

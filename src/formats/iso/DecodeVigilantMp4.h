@@ -26,9 +26,6 @@ public:
     const char* GetExtensions(int32_t* count) override;
     bool IsExtension(const char* extension) override;
 
-    const char* GetCameraName() const { return cameraName; }
-    int64_t GetZoneOffsetTicks() const { return offsetTicks; }
-
 protected:
     FrameTimes GetFirstTimes() override;
     FrameTimes GetLastTimes() override;

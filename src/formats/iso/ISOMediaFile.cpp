@@ -3,9 +3,6 @@
 #include "formats/iso/IsoBoxTypes.h"
 #include "formats/iso/IsoTimes.h"
 
-#include <cstring>
-#include <memory>
-
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
@@ -102,11 +99,7 @@ bool ISOMediaFile::ParseTrackInto(ISOMediaTrack* track, ByteView payload, bool (
 bool ISOMediaFile::ParseUserDataBox(const uint8_t* bytes, size_t length) {
     return WalkChildBoxes(ByteView(bytes, length), [this](uint32_t type, ByteView child) {
         if (type == IsoBox::Swr) {
-            std::unique_ptr<uint8_t[]> text(new uint8_t[child.Size() + 1]());
-            if (!child.Empty()) {
-                std::memcpy(text.get(), child.Data(), child.Size());
-            }
-            software.Assign(text.get(), child.Size() + 1);
+            software.AssignText(child);
         }
         return ChildStep::Next;
     });

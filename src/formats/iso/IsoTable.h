@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/binary/ByteView.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -86,6 +89,14 @@ public:
         std::memcpy(copy.get(), bytes, length);
         data = std::move(copy);
         size = length;
+    }
+    // The bytes and a zero behind them, so that they read as a text.
+    void AssignText(ByteView text) {
+        std::unique_ptr<uint8_t[]> copy(new uint8_t[text.Size() + 1]);
+        std::copy(text.begin(), text.end(), copy.get());
+        copy[text.Size()] = 0;
+        data = std::move(copy);
+        size = text.Size() + 1;
     }
     void Clear() {
         data.reset();

@@ -31,17 +31,6 @@ bool Parse(ISOMediaFile& movie, const Bytes& payload) {
     return movie.ParseMovieBox(payload.data(), payload.size());
 }
 
-uint32_t ReadU32(const Bytes& bytes, size_t at) {
-    return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
-           bytes[at + 3];
-}
-
-void WriteU32(Bytes& bytes, size_t at, uint32_t value) {
-    for (size_t byte = 0; byte < 4; ++byte) {
-        bytes[at + byte] = static_cast<uint8_t>(value >> (24 - 8 * byte));
-    }
-}
-
 // A video track of `count` samples whose sizes and deltas vary, in chunks of three.
 TrackLayout VideoTrack(size_t count) {
     TrackLayout track;
@@ -111,7 +100,7 @@ TEST(IsoMovieParse, HeadersGiveTicksFromThe1904EpochAndZeroStaysZero) {
 TEST(IsoMovieParse, TracksTakeTheMovieTimescaleKnownWhenTheyArePassed) {
     // The writer puts "mvhd" first; a copy of the track box placed in front of it sees no timescale.
     const Bytes written = MoviePayload(OneTrackMovie(VideoTrack(4)), 100);
-    const Bytes trackBox(written.begin() + ReadU32(written, 0), written.end());
+    const Bytes trackBox(written.begin() + ReadU32At(written, 0), written.end());
     ISOMediaFile movie;
     ASSERT_TRUE(Parse(movie, Join({trackBox, written})));
     ASSERT_EQ(movie.GetTrackCount(), 2);
@@ -251,6 +240,9 @@ TEST(IsoSampleLookup, EverySampleLiesWhereTheWriterPutItAcrossChunksAndDescripti
     EXPECT_EQ(parsed.GetSampleFormat(2), IsoBox::H263);
     EXPECT_EQ(parsed.GetSampleFormat(3), 0u);
     EXPECT_EQ(parsed.GetLargestSampleSize(), 32u);
+    ASSERT_EQ(parsed.GetDataReferenceCount(), 1u);
+    EXPECT_EQ(parsed.GetDataReference(0)->type, IsoBox::Url);
+    EXPECT_TRUE(parsed.GetDataReference(0)->selfContained);
     // Without "stss" every sample is its own sync sample.
     EXPECT_EQ(parsed.GetSampleInfo(11).syncSample, 11);
 }
@@ -405,7 +397,7 @@ TEST(IsoDamagedBoxes, UnknownSampleTableChildIsLoggedAndPassed) {
     // Every box that encloses the sample table grows by the box put into it.
     for (const char* container : {"trak", "mdia", "minf", "stbl"}) {
         const size_t at = text.find(container) - 4;
-        WriteU32(payload, at, ReadU32(payload, at) + static_cast<uint32_t>(extra.size()));
+        WriteU32At(payload, at, ReadU32At(payload, at) + static_cast<uint32_t>(extra.size()));
     }
     payload.insert(payload.begin() + static_cast<std::ptrdiff_t>(stbl + 8), extra.begin(), extra.end());
     ISOMediaFile movie(CollectingLog());

@@ -27,23 +27,6 @@ bool IsBlack(const Bytes& picture) {
            std::all_of(picture.begin(), picture.end(), [](uint8_t byte) { return byte == 0; });
 }
 
-uint32_t ReadU32(const Bytes& bytes, size_t at) {
-    return uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 | uint32_t{bytes[at + 2]} << 8 |
-           bytes[at + 3];
-}
-
-void WriteU32(Bytes& bytes, size_t at, uint32_t value) {
-    for (size_t byte = 0; byte < 4; ++byte) {
-        bytes[at + byte] = static_cast<uint8_t>(value >> (24 - 8 * byte));
-    }
-}
-
-// Where the box of `type` starts in a file written by the writer (the first one of that type).
-size_t BoxAt(const Bytes& file, const char* type) {
-    const std::string text(file.begin(), file.end());
-    return text.find(type) - 4;
-}
-
 TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
     TrackLayout sound;
     sound.kind = TrackLayout::Sound;
@@ -158,8 +141,8 @@ TEST_F(IsoDecoderTest, FrameTheCodecRefusesIsBlackAndTheWalkGoesOn) {
 TEST_F(IsoDecoderTest, SampleOutsideTheFileFailsItsFrameOnly) {
     Bytes file = PhoneFile();
     // The first chunk offset (three samples a chunk) moved past the end of the file.
-    const size_t offsets = BoxAt(file, "stco") + 16;
-    WriteU32(file, offsets, static_cast<uint32_t>(file.size()) + 10);
+    const size_t offsets = FindBox(file, "stco") + 16;
+    WriteU32At(file, offsets, static_cast<uint32_t>(file.size()) + 10);
     AddFile("moved.mp4", file);
     ASSERT_EQ(Load(PhoneMp4Guid, "moved.mp4"), 0) << LastError();
     const int stream = VideoStream();
@@ -198,7 +181,7 @@ TEST_F(IsoDecoderTest, ForeignFilesAreRefusedWithoutAText) {
 
 TEST_F(IsoDecoderTest, BoxOfSizeZeroRunsToTheEndOfTheFile) {
     Bytes file = PhoneFile();
-    WriteU32(file, BoxAt(file, "moov"), 0);
+    WriteU32At(file, FindBox(file, "moov"), 0);
     AddFile("zero.mp4", file);
     ASSERT_EQ(Load(PhoneMp4Guid, "zero.mp4"), 0) << LastError();
     ExpectFrame(Next(VideoStream()), 0);
@@ -228,7 +211,7 @@ TEST_F(IsoDecoderTest, BoxesThatEndAfterTheFile) {
 
     // A box shorter than its own header cannot end anywhere sensible.
     Bytes tiny = PhoneFile();
-    WriteU32(tiny, BoxAt(tiny, "mdat"), 4);
+    WriteU32At(tiny, FindBox(tiny, "mdat"), 4);
     AddFile("tiny.mp4", tiny);
     EXPECT_EQ(Load(PhoneMp4Guid, "tiny.mp4"), VC_GeneralFailure);
 }
@@ -246,8 +229,8 @@ TEST_F(IsoDecoderTest, MovieInABoxWithA64BitSizeIsReadFromItsSizeWord) {
 
 TEST_F(IsoDecoderTest, BadMovieAndFileTypeBoxes) {
     Bytes file = PhoneFile();
-    const size_t mvhd = BoxAt(file, "mvhd");
-    WriteU32(file, mvhd, ReadU32(file, BoxAt(file, "moov")));
+    const size_t mvhd = FindBox(file, "mvhd");
+    WriteU32At(file, mvhd, ReadU32At(file, FindBox(file, "moov")));
     AddFile("movie.mp4", file);
     EXPECT_EQ(Load(PhoneMp4Guid, "movie.mp4"), VC_GeneralFailure);
     EXPECT_TRUE(WasLogged("DecodeISOMedia Bad movie box\n"));

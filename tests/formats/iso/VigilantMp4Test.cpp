@@ -101,6 +101,20 @@ TEST_F(VigilantMp4Test, FreeBoxOfAnotherSizeLeavesTheNameEmptyAndNoZone) {
     EXPECT_EQ(first.time.zoneBias, 0);
 }
 
+TEST_F(VigilantMp4Test, ZoneWithABiasThatCannotBeNegatedIsNoZone) {
+    TimeZoneInformation zone = CentralEurope();
+    zone.StandardBias = INT32_MIN;
+    AddFile("zone.mp4",
+            WriteMovieFile(VigilantMovie(clip, SummerFileTime,
+                                         {VigilantFreePayload(1741, "Front door", "Site 7", &zone)})));
+    ASSERT_EQ(Load(VigilantGuid, "zone.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    EXPECT_EQ(StreamName(stream), "Front door - Site 7");
+    const Delivered first = Next(stream);
+    EXPECT_EQ(first.time.recordedTime, TicksFromUnix(SummerUnixSeconds));
+    EXPECT_EQ(first.time.zoneKnown, 0);
+}
+
 TEST_F(VigilantMp4Test, FreeBoxWhoseSizeWordDisagreesIsIgnored) {
     Bytes shortened = VigilantFreePayload(819, "Front door", "Site 7", nullptr);
     shortened.pop_back();
