@@ -55,7 +55,9 @@ struct SweepReport {
     int32_t runs = 0;
     int32_t loads = 0;         // damaged runs whose load succeeded
     int32_t framesDecoded = 0; // pictures delivered with success, over all runs
-    int32_t intactFrames = -1; // frames of the undamaged recording; -1 when it did not load
+    // Frames of the undamaged recording offered for decoding (over all tracks, at most
+    // maxFramesDecoded of each); -1 when it did not load.
+    int32_t intactFrames = -1;
     int32_t intactDecoded = 0; // of those, delivered with success
     std::vector<std::string> faults;
 };
