@@ -14,6 +14,8 @@ namespace Vorn::Vorncast::Decoders {
 namespace {
 
 constexpr int32_t BytesPerPixel = 3;
+// Below this width the converter's vector stores may reach past a line end of an exact buffer.
+constexpr int32_t NarrowWidth = 64;
 
 // Blackens what a picture smaller than the output leaves uncovered: the right part of each
 // covered line and all lines below.
@@ -30,6 +32,28 @@ void BlackenUncovered(uint8_t* output, size_t lineBytes, int32_t lines, size_t c
 }
 
 } // namespace
+
+bool BgrPictureWriter::Convert(const AVFrame& picture, uint8_t* output, size_t step, int32_t copyWidth,
+                               int32_t copyHeight) {
+    const size_t copyBytes = static_cast<size_t>(copyWidth) * BytesPerPixel;
+    const bool narrow = copyWidth < NarrowWidth;
+    const size_t scratchStep = (copyBytes + 63) / 64 * 64 + 64;
+    if (narrow) {
+        narrowScratch.resize(scratchStep * static_cast<size_t>(copyHeight));
+    }
+    uint8_t* planes[4] = {narrow ? narrowScratch.data() : output, nullptr, nullptr, nullptr};
+    int strides[4] = {static_cast<int>(narrow ? scratchStep : step), 0, 0, 0};
+    if (sws_scale(converter, picture.data, picture.linesize, 0, copyHeight, planes, strides) != copyHeight) {
+        return false;
+    }
+    if (narrow) {
+        for (int32_t line = 0; line < copyHeight; ++line) {
+            std::memcpy(output + static_cast<size_t>(line) * step, narrowScratch.data() + line * scratchStep,
+                        copyBytes);
+        }
+    }
+    return true;
+}
 
 BgrPictureWriter::~BgrPictureWriter() {
     sws_freeContext(converter);
@@ -50,9 +74,7 @@ bool BgrPictureWriter::Write(const AVFrame& picture, uint8_t* output, int32_t wi
     }
     const size_t lineBytes = static_cast<size_t>(width) * BytesPerPixel;
     const size_t step = lineDoubling ? 2 * lineBytes : lineBytes;
-    uint8_t* planes[4] = {output, nullptr, nullptr, nullptr};
-    int strides[4] = {static_cast<int>(step), 0, 0, 0};
-    if (sws_scale(converter, picture.data, picture.linesize, 0, copyHeight, planes, strides) != copyHeight) {
+    if (!Convert(picture, output, step, copyWidth, copyHeight)) {
         return false;
     }
     BlackenUncovered(output, step, height, static_cast<size_t>(copyWidth) * BytesPerPixel, copyHeight);

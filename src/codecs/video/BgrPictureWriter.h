@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 struct AVFrame;
 struct SwsContext;
@@ -23,7 +25,12 @@ public:
     bool Write(const AVFrame& picture, uint8_t* output, int32_t width, int32_t height, bool lineDoubling);
 
 private:
+    bool Convert(const AVFrame& picture, uint8_t* output, size_t step, int32_t copyWidth, int32_t copyHeight);
+
     SwsContext* converter = nullptr;
+    // Narrow pictures are converted here first: the converter writes whole vector widths and would
+    // run past the end of a caller's buffer that holds exactly the picture.
+    std::vector<uint8_t> narrowScratch;
 };
 
 } // namespace Vorn::Vorncast::Decoders

@@ -3,10 +3,15 @@
 #include "core/time/Ticks.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
+
+int32_t NegatedMinutes(int32_t bias) {
+    return bias == INT32_MIN ? INT32_MAX : -bias;
+}
 
 constexpr int32_t LastWeek = 5;
 
@@ -96,8 +101,9 @@ void TimeZoneRules::Reset() {
 bool TimeZoneRules::Build(int64_t firstTicks, int64_t lastTicks, const TimeZoneInformation& timeZone) {
     Reset();
     baseBiasTicks = -int64_t{timeZone.Bias} * TicksPerMinute;
-    standardOffset = -timeZone.StandardBias;
-    daylightOffset = -timeZone.DaylightBias;
+    // Biases come from recordings: negating the most negative one would overflow, so it saturates.
+    standardOffset = NegatedMinutes(timeZone.StandardBias);
+    daylightOffset = NegatedMinutes(timeZone.DaylightBias);
 
     SystemTime first;
     SystemTime last;

@@ -18,9 +18,6 @@ constexpr int32_t BytesPerPixel = 3;
 // Pictures above this many bytes are refused everywhere in the library.
 constexpr int64_t LargestPicture = 0x8FFFFFF;
 constexpr int32_t AmrFrameOutputBytes = 320;
-// The picture converter behind the video adapters writes up to 48 bytes past the last line of a
-// picture narrower than 16 pixels; the picture buffer has room for that behind its end.
-constexpr size_t PictureSlack = 64;
 
 const DecodeISOMedia::LoadTexts IsoMediaTexts = {
     "DecodeISOMedia LoadingReadComplete failed while loading\n",
@@ -342,7 +339,7 @@ bool DecodeISOMedia::MakePictureBuffer() {
         return false;
     }
     pictureSize = static_cast<int32_t>(bytes);
-    picture.reset(new uint8_t[static_cast<size_t>(pictureSize) + PictureSlack]);
+    picture.reset(new uint8_t[static_cast<size_t>(pictureSize)]);
     std::memset(picture.get(), UndecodedFill, static_cast<size_t>(pictureSize));
     return true;
 }
