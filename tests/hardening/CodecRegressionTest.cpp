@@ -3,9 +3,12 @@
 #include "codecs/jpeg/BlockJpegDecoder.h"
 #include "codecs/jpeg/JpegHeaderTemplate.h"
 #include "codecs/jpeg/JpegTables.h"
+#include "codecs/vfw/DibPicture.h"
+#include "codecs/vfw/VFWDecoder.h"
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
@@ -73,4 +76,34 @@ TEST(BlockJpegRegression, FirstFrameWithAnOversizePictureIsRefusedWithoutAllocat
     const auto size = static_cast<int32_t>(frame.size());
     EXPECT_FALSE(decoder.ApplyBlocks(OversizeWidth, OversizeHeight, size, 0, false, frame.data(), size));
     EXPECT_EQ(decoder.Width(), 0);
+}
+
+TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
+    for (int32_t side : {INT32_MIN, INT32_MAX, -0x10000}) {
+        BitmapInfoHeader header;
+        header.size = BitmapInfoHeaderSize;
+        header.width = side;
+        header.height = side;
+        header.planes = 1;
+        header.bitCount = 24;
+        header.compression = MakeFourCC("XVID");
+        uint8_t format[BitmapInfoHeaderSize];
+        header.Write(format);
+        uint8_t answer[BitmapInfoHeaderSize] = {};
+        EXPECT_FALSE(MakeRgb24Format(format, sizeof format, answer)) << side;
+
+        VFWDecoder decoder;
+        uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
+        decoder.Initialise(MakeFourCC("lkz3"), format, sizeof format, outFormat);
+        EXPECT_FALSE(decoder.IsBegun()) << side;
+    }
+    // The largest picture within the bound still gets an answer.
+    BitmapInfoHeader header;
+    header.width = 4096;
+    header.height = static_cast<int32_t>(MaxDibBytes / 3 / 4096);
+    uint8_t format[BitmapInfoHeaderSize];
+    header.Write(format);
+    uint8_t answer[BitmapInfoHeaderSize] = {};
+    ASSERT_TRUE(MakeRgb24Format(format, sizeof format, answer));
+    EXPECT_EQ(BitmapInfoHeader::Read(ByteView(answer, sizeof answer)).height, header.height);
 }

@@ -17,7 +17,7 @@ int32_t DibDriver::Begin(const uint8_t* input, const uint8_t* output, uint32_t f
     ByteView inputBytes(input, formatSize);
     BitmapInfoHeader in = BitmapInfoHeader::Read(inputBytes);
     BitmapInfoHeader out = BitmapInfoHeader::Read(ByteView(output, formatSize));
-    bool sameSize = in.width != 0 && out.width == std::abs(in.width) && out.height == std::abs(in.height);
+    bool sameSize = in.width != 0 && out.width == std::llabs(in.width) && out.height == std::llabs(in.height);
     if (!CanDecode() || !sameSize || out.bitCount != 24 || out.compression != BI_RGB ||
         out.sizeImage < DibStride(out.width, 24) * static_cast<uint32_t>(out.height)) {
         return ICERR_BADFORMAT;

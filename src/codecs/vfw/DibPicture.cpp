@@ -17,7 +17,8 @@ bool MakeRgb24Format(const uint8_t* inputFormat, size_t inputFormatSize, uint8_t
     BitmapInfoHeader input = BitmapInfoHeader::Read(ByteView(inputFormat, inputFormatSize));
     int64_t width = std::llabs(input.width);
     int64_t height = std::llabs(input.height);
-    if (width == 0 || height == 0 || width * height * 3 > static_cast<int64_t>(MaxDibBytes)) {
+    // Each side is at most 2^31, so the pixel count fits; the byte count might not.
+    if (width == 0 || height == 0 || width * height > static_cast<int64_t>(MaxDibBytes / 3)) {
         return false;
     }
     BitmapInfoHeader answer;
