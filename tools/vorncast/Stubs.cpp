@@ -1,8 +1,5 @@
 #include "vorncast/Commands.h"
 namespace VorncastTool {
-int RunExport(const CommandContext&) {
-    return 1;
-}
 int RunSheet(const CommandContext&) {
     return 1;
 }
