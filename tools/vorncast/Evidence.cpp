@@ -98,6 +98,16 @@ EvidenceFolder::EvidenceFolder(std::string folder, const CommandContext& context
     }
 }
 
+void EvidenceFolder::AddNote(const std::string& key, const std::string& value) {
+    for (auto& note : notes) {
+        if (note.first == key) {
+            note.second = value;
+            return;
+        }
+    }
+    notes.emplace_back(key, value);
+}
+
 std::string EvidenceFolder::FrameLogCsv() const {
     std::string csv = "output,stream,channel,camera,index_in_stream,recorder_time,recorder_ticks,stream_time,"
                       "stream_ticks,output_seconds\n";

@@ -41,8 +41,8 @@ public:
     std::string PathOf(const std::string& fileName) const { return folder + "/" + fileName; }
     void AddOutput(const std::string& fileName) { outputs.push_back(fileName); }
     void AddFrame(FrameLogRow row) { frames.push_back(std::move(row)); }
-    // A note for the manifest, such as how frames were timed.
-    void AddNote(const std::string& key, const std::string& value) { notes.emplace_back(key, value); }
+    // A note for the manifest, such as how frames were timed; a later note of the same key replaces it.
+    void AddNote(const std::string& key, const std::string& value);
 
     // Writes frames.csv and frames.json, then manifest.json with the hashes of all, then SHA256SUMS
     // (readable by `sha256sum -c` in the folder).

@@ -1,6 +1,0 @@
-#include "vorncast/Commands.h"
-namespace VorncastTool {
-int RunConvert(const CommandContext&) {
-    return 1;
-}
-} // namespace VorncastTool
