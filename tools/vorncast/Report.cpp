@@ -9,9 +9,9 @@ std::unique_ptr<Recording> OpenRecording(const CommandContext& context, const st
 }
 
 void WriteTimes(JsonWriter& json, const VcFrameTimes& times) {
-    json.Member("recorded", FormatRecorderTime(times.recordedTime));
-    json.Member("recordedTicks", static_cast<int64_t>(times.recordedTime));
-    json.Member("stream", FormatRecorderTime(times.streamTime));
+    json.Member("recorderTime", FormatRecorderTime(times.recordedTime));
+    json.Member("recorderTicks", static_cast<int64_t>(times.recordedTime));
+    json.Member("streamTime", FormatRecorderTime(times.streamTime));
     json.Member("streamTicks", static_cast<int64_t>(times.streamTime));
 }
 

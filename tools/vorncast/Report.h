@@ -14,7 +14,7 @@ namespace VorncastTool {
 // The recording to work on and, with --decoder, the decoder to read it with.
 std::unique_ptr<Recording> OpenRecording(const CommandContext& context, const std::string& path);
 
-// Members "recorded", "recordedTicks", "stream", "streamTicks" of a time record.
+// Members "recorderTime", "recorderTicks", "streamTime", "streamTicks" of a time record.
 void WriteTimes(JsonWriter& json, const VcFrameTimes& times);
 // "video" text of a picture format.
 std::string PixelFormatName(const VcPublicVideoDescription& description);
