@@ -42,9 +42,12 @@ Picture MakeTestPattern(int32_t width, int32_t height, int32_t camera, int64_t f
     DrawMovingBox(picture, frameIndex);
     const std::string name = "CAMERA " + std::to_string(camera);
     const int32_t nameScale = std::max(1, width / (TextWidth(name, 1) * 2));
-    DrawLabel(picture, 4, 4, name, nameScale, {255, 255, 255}, {0, 0, 0});
+    // The labels stand a quarter down, clear of the corner where presentation overlays go.
+    const int32_t top = height / 4;
+    DrawLabel(picture, 4, top, name, nameScale, {255, 255, 255}, {0, 0, 0});
     const int32_t timeScale = std::max(1, (width - 8) / (TextWidth(time, 1) + 1));
-    DrawLabel(picture, 4, 8 + TextHeight(nameScale) + nameScale, time, timeScale, {255, 255, 255}, {0, 0, 0});
+    DrawLabel(picture, 4, top + 4 + TextHeight(nameScale) + nameScale, time, timeScale, {255, 255, 255},
+              {0, 0, 0});
     return picture;
 }
 
