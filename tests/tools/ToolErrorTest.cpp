@@ -1,0 +1,109 @@
+// Bad command lines, bad paths, recordings no decoder reads and output the tool must refuse.
+
+#include "tools/ToolTestSupport.h"
+
+#include "fixtures/formats/GenericRecordings.h"
+
+#include <fstream>
+
+namespace ToolTests {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool Mentions(const ToolRun& run, const std::string& text) {
+    return run.err.find(text) != std::string::npos;
+}
+
+std::string WriteFillerFile(const fs::path& path) {
+    std::vector<uint8_t> bytes;
+    Vorn::Vorncast::Decoders::Testing::AppendFiller(bytes, 8192);
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), 8192);
+    return path.string();
+}
+
+TEST_F(ToolTest, MissingRecordingIsNamedWithTheReason) {
+    const std::string path = Work("recording/none.mjpeg").string();
+    for (const std::string command : {"probe", "frames"}) {
+        const ToolRun run = RunTool({command, path});
+        EXPECT_EQ(run.exitCode, 1) << command;
+        EXPECT_TRUE(Mentions(run, path) && Mentions(run, "No such file")) << run.err;
+    }
+    const ToolRun exported = RunTool({"export", path, "--out", Work("out").string()});
+    EXPECT_EQ(exported.exitCode, 1);
+    EXPECT_FALSE(fs::exists(Work("out")));
+}
+
+TEST_F(ToolTest, UnreadableRecordingGivesTheLibrarysErrorText) {
+    const std::string path = WriteFillerFile(Work("recording/noise.bin"));
+    const ToolRun forced = RunTool({"probe", path, "--decoder", GenericJpeg});
+    EXPECT_EQ(forced.exitCode, 1);
+    EXPECT_TRUE(Mentions(forced, "decoder \"Generic JPEG\" loading")) << forced.err;
+    EXPECT_TRUE(Mentions(forced, "FileClientResult")) << forced.err;
+
+    const ToolRun detected = RunTool({"probe", path});
+    EXPECT_EQ(detected.exitCode, 3);
+    EXPECT_TRUE(Mentions(detected, "no decoder takes " + path)) << detected.err;
+
+    const ToolRun converted = RunTool({"convert", path, Work("out").string()});
+    EXPECT_EQ(converted.exitCode, 3);
+    EXPECT_FALSE(fs::exists(Work("out")));
+}
+
+TEST_F(ToolTest, CommandLineMistakesExitWithUsage) {
+    const std::string file = WriteJpegRecording(2);
+    const std::vector<std::vector<std::string>> mistakes = {
+        {"unpack", file},
+        {"probe"},
+        {"probe", file, "--colour"},
+        {"probe", file, "--json=yes"},
+        {"probe", file, "extra"},
+        {"export", file},
+        {"export", file, "--out"},
+        {"export", file, "--out", Work("x").string(), "--every", "0"},
+        {"frames", file, "--to", "yesterday"},
+        {"sheet", file},
+        {"sample", Work("s").string(), "--size", "10x10"},
+    };
+    for (const std::vector<std::string>& words : mistakes) {
+        const ToolRun run = RunTool(words);
+        EXPECT_EQ(run.exitCode, 2) << words[0] << " " << (words.size() > 2 ? words[2] : "") << ": "
+                                   << run.err;
+        EXPECT_TRUE(Mentions(run, "usage") || Mentions(run, "Commands:")) << run.err;
+    }
+    const ToolRun unknownDecoder = RunTool({"probe", file, "--decoder", "Betamax"});
+    EXPECT_EQ(unknownDecoder.exitCode, 1);
+    EXPECT_TRUE(Mentions(unknownDecoder, "no decoder is named \"Betamax\"")) << unknownDecoder.err;
+}
+
+TEST_F(ToolTest, NothingIsWrittenBesideTheRecordingOrOverExistingFiles) {
+    const std::string file = WriteJpegRecording(2);
+    const std::vector<std::vector<std::string>> insideRecording = {
+        {"export", file, "--decoder", GenericJpeg, "--out", Work("recording").string()},
+        {"export", file, "--decoder", GenericJpeg, "--out", Work("recording/pictures").string()},
+        {"convert", file, Work("recording/video").string(), "--decoder", GenericJpeg},
+        {"sheet", file, Work("recording/sheet.png").string(), "--decoder", GenericJpeg},
+    };
+    for (const std::vector<std::string>& words : insideRecording) {
+        const ToolRun run = RunTool(words);
+        EXPECT_EQ(run.exitCode, 1) << words[0];
+        EXPECT_TRUE(Mentions(run, "inside the recording's folder")) << run.err;
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(Work("recording")), fs::directory_iterator()), 1);
+
+    fs::create_directories(Work("used"));
+    std::ofstream(Work("used/keep.txt")) << "earlier work";
+    const ToolRun intoUsed =
+        RunTool({"export", file, "--decoder", GenericJpeg, "--out", Work("used").string()});
+    EXPECT_EQ(intoUsed.exitCode, 1);
+    EXPECT_TRUE(Mentions(intoUsed, "is not empty")) << intoUsed.err;
+    EXPECT_EQ(std::distance(fs::directory_iterator(Work("used")), fs::directory_iterator()), 1);
+
+    std::ofstream(Work("sheet.png")) << "earlier sheet";
+    const ToolRun overSheet = RunTool({"sheet", file, Work("sheet.png").string(), "--decoder", GenericJpeg});
+    EXPECT_EQ(overSheet.exitCode, 1);
+    EXPECT_EQ(ReadText(Work("sheet.png")), "earlier sheet");
+}
+
+} // namespace
+} // namespace ToolTests

@@ -1,0 +1,243 @@
+// What export, convert, sheet and sample write: pictures checked against those encoded, video files
+// opened with libavformat, manifests and frame logs checked against the files and the recording.
+
+#include "tools/ToolTestSupport.h"
+
+#include <fstream>
+#include <map>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libswscale/swscale.h>
+}
+
+namespace ToolTests {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+// What libavformat and libavcodec find in a video file.
+struct OpenedVideo {
+    int64_t packets = 0;
+    double durationSeconds = 0;
+    std::vector<int64_t> ptsMilliseconds;
+    std::map<std::string, std::string> metadata;
+    VorncastTool::Picture firstPicture; // decoded, blue first
+};
+
+OpenedVideo OpenVideo(const fs::path& path) {
+    OpenedVideo opened;
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, path.string().c_str(), nullptr, nullptr) < 0 ||
+        avformat_find_stream_info(format, nullptr) < 0) {
+        ADD_FAILURE() << "libavformat cannot open " << path;
+        return opened;
+    }
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(format->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+        opened.metadata[entry->key] = entry->value;
+    }
+    const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    AVStream* stream = format->streams[video];
+    opened.durationSeconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
+    const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    AVCodecContext* decoder = avcodec_alloc_context3(codec);
+    avcodec_parameters_to_context(decoder, stream->codecpar);
+    avcodec_open2(decoder, codec, nullptr);
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    bool decoded = false;
+    while (av_read_frame(format, packet) >= 0) {
+        if (packet->stream_index == video) {
+            ++opened.packets;
+            opened.ptsMilliseconds.push_back(av_rescale_q(packet->pts, stream->time_base, {1, 1000}));
+            avcodec_send_packet(decoder, packet);
+            if (!decoded && avcodec_receive_frame(decoder, frame) == 0) {
+                decoded = true;
+                opened.firstPicture = VorncastTool::Picture::Blank(frame->width, frame->height);
+                SwsContext* scaler = sws_getContext(
+                    frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width,
+                    frame->height, AV_PIX_FMT_BGR24, SWS_BICUBIC, nullptr, nullptr, nullptr);
+                uint8_t* lines[1] = {opened.firstPicture.bytes.data()};
+                const int strides[1] = {frame->width * 3};
+                sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, lines, strides);
+                sws_freeContext(scaler);
+            }
+        }
+        av_packet_unref(packet);
+    }
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&decoder);
+    avformat_close_input(&format);
+    return opened;
+}
+
+// Mean absolute difference of the two pictures over the rows from `top` to `bottom`.
+double RegionDifference(const VorncastTool::Picture& a, const VorncastTool::Picture& b, int32_t top,
+                        int32_t bottom) {
+    double sum = 0;
+    for (int32_t y = top; y < bottom; ++y) {
+        for (size_t x = 0; x < a.LineBytes(); ++x) {
+            sum += std::abs(a.Pixel(0, y)[x] - b.Pixel(0, y)[x]);
+        }
+    }
+    return sum / (static_cast<double>(bottom - top) * static_cast<double>(a.LineBytes()));
+}
+
+// Every output listed in the manifest and in SHA256SUMS has the hash of the file on disk, and the
+// source is the recording with its own hash.
+void ExpectManifestMatchesFiles(const fs::path& out, const std::string& recording, size_t outputCount) {
+    const json manifest = json::parse(ReadText(out / "manifest.json"));
+    ASSERT_EQ(manifest["sources"].size(), 1u);
+    EXPECT_EQ(manifest["sources"][0]["path"], fs::absolute(recording).lexically_normal().string());
+    EXPECT_EQ(manifest["sources"][0]["sha256"], SystemSha256(recording));
+    EXPECT_EQ(manifest["sources"][0]["bytes"], fs::file_size(recording));
+    ASSERT_EQ(manifest["outputs"].size(), outputCount);
+    for (const json& output : manifest["outputs"]) {
+        const fs::path file = out / output["path"].get<std::string>();
+        EXPECT_EQ(output["sha256"], SystemSha256(file)) << file;
+        EXPECT_EQ(output["bytes"], fs::file_size(file)) << file;
+    }
+    const std::vector<std::string> sums = Lines(ReadText(out / "SHA256SUMS"));
+    ASSERT_EQ(sums.size(), outputCount + 1);
+    for (const std::string& line : sums) {
+        EXPECT_EQ(line.substr(0, 64), SystemSha256(out / line.substr(66))) << line;
+    }
+}
+
+TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
+    const std::string file = WriteJpegRecording(6);
+    const fs::path out = Work("export");
+    const ToolRun run = RunTool({"export", file, "--decoder", GenericJpeg, "--out", out.string()});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json log = json::parse(ReadText(out / "frames.json"));
+    ASSERT_EQ(log.size(), 6u);
+    for (size_t index = 0; index < log.size(); ++index) {
+        EXPECT_EQ(log[index]["indexInStream"], index);
+        const std::string name = log[index]["output"];
+        EXPECT_EQ(name.rfind("cam00_00010101-000000.000_", 0), 0u) << name;
+        const VorncastTool::Picture picture = ReadPng(out / name);
+        ASSERT_EQ(picture.width, 96);
+        ASSERT_EQ(picture.height, 64);
+        EXPECT_LT(MeanDifference(pictures[index], picture), 2.5) << name;
+        if (index > 0) {
+            EXPECT_GT(MeanDifference(pictures[index - 1], picture), 4.5)
+                << name << " is the previous picture";
+        }
+    }
+    ExpectManifestMatchesFiles(out, file, 8);
+}
+
+TEST_F(ToolTest, ExportEveryNthFrameLogsEachInCsvAndJson) {
+    const std::string file = WriteJpegRecording(7);
+    const fs::path out = Work("every");
+    ASSERT_EQ(
+        RunTool({"export", file, "--decoder", GenericJpeg, "--out", out.string(), "--every", "3"}).exitCode,
+        0);
+    const std::vector<std::string> csv = Lines(ReadText(out / "frames.csv"));
+    const json log = json::parse(ReadText(out / "frames.json"));
+    ASSERT_EQ(csv.size(), 4u);
+    ASSERT_EQ(log.size(), 3u);
+    EXPECT_EQ(csv[0].rfind("output,stream,channel,camera,index_in_stream,recorder_time", 0), 0u);
+    for (size_t row = 0; row < 3; ++row) {
+        EXPECT_EQ(log[row]["indexInStream"], row * 3);
+        EXPECT_EQ(log[row]["recorderTicks"], 0);
+        EXPECT_EQ(log[row]["camera"], "camera 0");
+        EXPECT_EQ(csv[row + 1], log[row]["output"].get<std::string>() + ",0,0,camera 0," +
+                                    std::to_string(row * 3) +
+                                    ",0001/01/01 00:00:00.000,0,0001/01/01 00:00:00.000,0,");
+        EXPECT_LT(MeanDifference(pictures[row * 3], ReadPng(out / log[row]["output"].get<std::string>())),
+                  3.0);
+    }
+    ExpectManifestMatchesFiles(out, file, 5);
+}
+
+TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
+    const std::string file = WriteJpegRecording(10, 96, 64);
+    const fs::path out = Work("convert");
+    const ToolRun run = RunTool({"convert", file, out.string(), "--decoder", GenericJpeg});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const OpenedVideo video = OpenVideo(out / "cam00.mp4");
+    EXPECT_EQ(video.packets, 10);
+    // No clock in this format: 25 pictures a second, the last lasting as long as the others.
+    EXPECT_NEAR(video.durationSeconds, 0.4, 0.0011);
+    for (size_t index = 0; index < video.ptsMilliseconds.size(); ++index) {
+        EXPECT_EQ(video.ptsMilliseconds[index], static_cast<int64_t>(index) * 40);
+    }
+    EXPECT_EQ(video.metadata.at("title"), "camera 0");
+    EXPECT_NE(video.metadata.at("comment").find("Recorder start 0001/01/01 00:00:00.000"), std::string::npos);
+    ASSERT_EQ(video.firstPicture.width, 96);
+    EXPECT_LT(MeanDifference(pictures[0], video.firstPicture), 6.0);
+
+    const json log = json::parse(ReadText(out / "frames.json"));
+    ASSERT_EQ(log.size(), 10u);
+    for (size_t index = 0; index < log.size(); ++index) {
+        EXPECT_EQ(log[index]["output"], "cam00.mp4");
+        EXPECT_EQ(log[index]["indexInStream"], index);
+        EXPECT_EQ(log[index]["outputTicks"], static_cast<int64_t>(index) * 400000);
+    }
+    const json manifest = json::parse(ReadText(out / "manifest.json"));
+    EXPECT_EQ(manifest["overlay"], "none");
+    EXPECT_EQ(manifest["frames"], 10);
+    ExpectManifestMatchesFiles(out, file, 3);
+}
+
+TEST_F(ToolTest, OverlayIsBurntInOnlyWhenAsked) {
+    const std::string file = WriteJpegRecording(3, 160, 96);
+    ASSERT_EQ(RunTool({"convert", file, Work("plain").string(), "--decoder", GenericJpeg}).exitCode, 0);
+    ASSERT_EQ(
+        RunTool({"convert", file, Work("overlay").string(), "--decoder", GenericJpeg, "--overlay"}).exitCode,
+        0);
+    const VorncastTool::Picture plain = OpenVideo(Work("plain") / "cam00.mp4").firstPicture;
+    const VorncastTool::Picture burnt = OpenVideo(Work("overlay") / "cam00.mp4").firstPicture;
+    ASSERT_EQ(plain.width, 160);
+    ASSERT_EQ(burnt.width, 160);
+    EXPECT_GT(RegionDifference(plain, burnt, 2, 10), 20.0);
+    EXPECT_LT(RegionDifference(plain, burnt, 48, 96), 2.0);
+    EXPECT_NE(json::parse(ReadText(Work("overlay") / "manifest.json"))["overlay"], "none");
+}
+
+TEST_F(ToolTest, SheetHasOneRowOfThumbnailsPerCamera) {
+    const std::string file = WriteJpegRecording(12, 96, 64);
+    const fs::path sheet = Work("sheet.png");
+    const ToolRun run = RunTool({"sheet", file, sheet.string(), "--decoder", GenericJpeg, "--columns", "4"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const VorncastTool::Picture picture = ReadPng(sheet);
+    // Four 192-pixel cells with 8-pixel margins; title and one camera row.
+    EXPECT_EQ(picture.width, 8 + 4 * (192 + 8));
+    EXPECT_EQ(picture.height, (16 + 8 + 24) + (16 + 4 + 144 + 8 + 16));
+    // The first thumbnail shows the first picture, scaled to 192 x 128 in a 192 x 144 cell.
+    const int32_t top = 48 + 8 + 16 + 4 + 8;
+    const uint8_t* thumb = picture.Pixel(8 + 96, top + 64);
+    const uint8_t* source = pictures[0].Pixel(48, 32);
+    for (int channel = 0; channel < 3; ++channel) {
+        EXPECT_NEAR(thumb[channel], source[channel], 24) << channel;
+    }
+}
+
+TEST_F(ToolTest, SampleRecordingReadsBackWithItsFrames) {
+    const fs::path sample = Work("sample");
+    const ToolRun run = RunTool({"sample", sample.string(), "--frames", "12", "--size", "128x96"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(fs::file_size(sample / "sample.mjpeg") % 4096, 0u);
+    const ToolRun probe =
+        RunTool({"probe", (sample / "sample.mjpeg").string(), "--decoder", GenericJpeg, "--json"});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    const json stream = json::parse(probe.out)["tracks"][0]["streams"][0];
+    EXPECT_EQ(stream["frames"], 12);
+    EXPECT_EQ(stream["video"]["width"], 128);
+    EXPECT_EQ(stream["video"]["height"], 96);
+
+    const fs::path folder = Work("sample-folder");
+    ASSERT_EQ(RunTool({"sample", folder.string(), "--frames", "3", "--folder"}).exitCode, 0);
+    const ToolRun folderProbe =
+        RunTool({"probe", (folder / "000000.jpg").string(), "--decoder", FolderOfJpegs, "--json"});
+    ASSERT_EQ(folderProbe.exitCode, 0) << folderProbe.err;
+    EXPECT_EQ(json::parse(folderProbe.out)["tracks"][0]["streams"][0]["frames"], 3);
+}
+
+} // namespace
+} // namespace ToolTests

@@ -1,0 +1,203 @@
+// The tool's reading commands against what the C interface itself reports.
+
+#include "tools/ToolTestSupport.h"
+
+#include <vorncast/VorncastDecoders.h>
+
+#include <cstring>
+
+namespace ToolTests {
+namespace {
+
+using nlohmann::json;
+
+int NeverAbort() {
+    return 0;
+}
+
+// What a host learns of a recording through the C interface, loaded with the named decoder.
+struct InterfaceView {
+    std::string decoderName;
+    int trackCount = 0;
+    int streamCount = 0;
+    VcPublicVideoDescription video = {};
+    std::vector<VcFrameTimes> frames; // of stream 0
+};
+
+void InitialiseOnce() {
+    static bool done = false;
+    if (!done) {
+        VcInitRecord record;
+        std::memset(&record, 0, sizeof(record));
+        ASSERT_EQ(InitVorncastDecoders(record), 0);
+        done = true;
+    }
+}
+
+InterfaceView ViewThroughInterface(const std::string& path, const char* decoderName) {
+    InitialiseOnce();
+    InterfaceView view;
+    int collection = 0, decoder = 0, resources = 0, track = 0, stream = 0;
+    EXPECT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
+    VcPublicDecoderInfo info;
+    std::memset(&info, 0, sizeof(info));
+    char name[256] = {};
+    info.name = name;
+    EXPECT_EQ(
+        DecoderCollection_FindDecoderInfoByName(collection, decoderName, -1, -1, sizeof(name), 0, 0, &info),
+        0);
+    view.decoderName = name;
+    EXPECT_EQ(Decoder_Create(collection, info.guid, info.variant, info.subVariant, &decoder), 0);
+    VcQueryResult query = {};
+    EXPECT_EQ(Decoder_Query(decoder, static_cast<int>(path.size()), path.c_str(), 1, &query), 0);
+    EXPECT_EQ(Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr, nullptr, NeverAbort,
+                           &resources),
+              0);
+    EXPECT_EQ(Decoder_GetTrackCount(decoder, &view.trackCount), 0);
+    EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
+    VcTrackInfo trackInfo = {};
+    EXPECT_EQ(Track_GetInfo(track, &trackInfo), 0);
+    view.streamCount = trackInfo.streamCount;
+    EXPECT_EQ(Track_GetStream(track, 0, &stream), 0);
+    VcSampleRequest request = {};
+    request.abort = NeverAbort;
+    VcSample sample = {};
+    while (Stream_GetNextSample(stream, request, &sample) == 0) {
+        if (view.frames.empty()) {
+            EXPECT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &view.video), 0);
+        }
+        view.frames.push_back(sample.time);
+    }
+    Decoder_Close(decoder);
+    Decoder_Release(decoder);
+    DecoderCollection_Release(collection);
+    return view;
+}
+
+void ExpectProbeAgrees(const std::string& path, const char* decoderName) {
+    const ToolRun run = RunTool({"probe", path, "--decoder", decoderName, "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json probe = json::parse(run.out);
+    const InterfaceView view = ViewThroughInterface(path, decoderName);
+    ASSERT_FALSE(view.frames.empty());
+
+    EXPECT_EQ(probe["decoder"]["name"], view.decoderName);
+    ASSERT_EQ(probe["tracks"].size(), static_cast<size_t>(view.trackCount));
+    const json& streams = probe["tracks"][0]["streams"];
+    ASSERT_EQ(streams.size(), static_cast<size_t>(view.streamCount));
+    const json& stream = streams[0];
+    EXPECT_EQ(stream["type"], "video");
+    EXPECT_EQ(stream["frames"], view.frames.size());
+    EXPECT_EQ(stream["video"]["width"], view.video.width);
+    EXPECT_EQ(stream["video"]["height"], view.video.height);
+    EXPECT_EQ(stream["video"]["bytesPerPixel"], view.video.bytesPerPixel);
+    EXPECT_EQ(stream["first"]["recorderTicks"], view.frames.front().recordedTime);
+    EXPECT_EQ(stream["first"]["streamTicks"], view.frames.front().streamTime);
+    EXPECT_EQ(stream["last"]["recorderTicks"], view.frames.back().recordedTime);
+    EXPECT_EQ(stream["last"]["streamTicks"], view.frames.back().streamTime);
+}
+
+TEST_F(ToolTest, ProbeJsonAgreesWithTheInterfaceForBothJpegFormats) {
+    const std::string file = WriteJpegRecording(5, 80, 48);
+    ExpectProbeAgrees(file, GenericJpeg);
+    const json probe = json::parse(RunTool({"probe", file, "--decoder", GenericJpeg, "--json"}).out);
+    EXPECT_EQ(probe["tracks"][0]["streams"][0]["frames"], 5);
+    EXPECT_EQ(probe["tracks"][0]["streams"][0]["video"]["width"], 80);
+
+    std::filesystem::remove(file);
+    pictures.clear();
+    const std::string first = WriteJpegFolder(4, 64, 32);
+    ExpectProbeAgrees(first, FolderOfJpegs);
+    const json folder = json::parse(RunTool({"probe", first, "--decoder", FolderOfJpegs, "--json"}).out);
+    EXPECT_EQ(folder["tracks"][0]["streams"][0]["frames"], 4);
+}
+
+TEST_F(ToolTest, DecoderIsNamedByNameGuidOrIndexAlike) {
+    const std::string file = WriteJpegRecording(3);
+    for (const std::string spec : {"Generic JPEG", "generic jpeg", "{8923E98A-F163-4ae9-815A-FFB2D3FFF934}",
+                                   "8923e98a-f163-4ae9-815a-ffb2d3fff934", "70"}) {
+        const ToolRun run = RunTool({"probe", file, "--decoder", spec, "--json"});
+        ASSERT_EQ(run.exitCode, 0) << spec << ": " << run.err;
+        EXPECT_EQ(json::parse(run.out)["decoder"]["name"], "Generic JPEG") << spec;
+    }
+    const ToolRun ambiguous = RunTool({"probe", file, "--decoder", "Generic"});
+    EXPECT_EQ(ambiguous.exitCode, 1);
+    EXPECT_NE(ambiguous.err.find("fits several decoders"), std::string::npos) << ambiguous.err;
+}
+
+TEST_F(ToolTest, DecoderTableMatchesTheInterface) {
+    const ToolRun run = RunTool({"decoders", "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json table = json::parse(run.out);
+    InitialiseOnce();
+    int collection = 0, count = 0;
+    ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
+    DecoderCollection_DecoderCount(collection, &count);
+    ASSERT_EQ(table.size(), static_cast<size_t>(count));
+    for (int index = 0; index < count; ++index) {
+        char name[512] = {};
+        VcPublicDecoderInfo info;
+        std::memset(&info, 0, sizeof(info));
+        info.name = name;
+        DecoderCollection_GetDecoderInfoByIndex(collection, index, sizeof(name), 0, 0, &info);
+        EXPECT_EQ(table[index]["index"], index);
+        EXPECT_EQ(table[index]["name"], name);
+        EXPECT_EQ(table[index]["manualOnly"], info.manualOnly != 0);
+        EXPECT_EQ(table[index]["container"], info.container != 0);
+        EXPECT_EQ(table[index]["variant"], info.variant);
+    }
+    DecoderCollection_Release(collection);
+    EXPECT_EQ(table[70]["guid"], "{8923E98A-F163-4AE9-815A-FFB2D3FFF934}");
+
+    const std::vector<std::string> lines = Lines(RunTool({"decoders"}).out);
+    ASSERT_EQ(lines.size(), static_cast<size_t>(count) + 1);
+    EXPECT_NE(lines[71].find("Generic JPEG"), std::string::npos);
+    EXPECT_NE(lines[71].find("manual-only"), std::string::npos);
+}
+
+TEST_F(ToolTest, FramesListsEveryFrameOnceInOrder) {
+    const std::string file = WriteJpegRecording(9);
+    const ToolRun run = RunTool({"frames", file, "--decoder", GenericJpeg, "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const json frames = json::parse(run.out);
+    ASSERT_EQ(frames.size(), 9u);
+    for (size_t index = 0; index < frames.size(); ++index) {
+        EXPECT_EQ(frames[index]["index"], index);
+        EXPECT_EQ(frames[index]["stream"], 0);
+        EXPECT_EQ(frames[index]["channel"], 0);
+        EXPECT_EQ(frames[index]["recorderTime"], "0001/01/01 00:00:00.000");
+    }
+    const std::vector<std::string> lines = Lines(RunTool({"frames", file, "--decoder", GenericJpeg}).out);
+    ASSERT_EQ(lines.size(), 10u);
+    EXPECT_EQ(lines[0].front(), '#');
+    for (size_t index = 1; index < lines.size(); ++index) {
+        EXPECT_EQ(std::stoul(lines[index]), index - 1) << lines[index];
+        EXPECT_NE(lines[index].find("0001/01/01 00:00:00.000"), std::string::npos) << lines[index];
+    }
+}
+
+TEST_F(ToolTest, FramesFollowTheRecorderTimeRangeAndStreamChoice) {
+    const std::string file = WriteJpegRecording(4);
+    auto count = [&](std::vector<std::string> extra) {
+        std::vector<std::string> arguments = {"frames", file, "--decoder", GenericJpeg, "--json"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        const ToolRun run = RunTool(arguments);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        return run.exitCode == 0 ? json::parse(run.out).size() : size_t(999);
+    };
+    // This format holds no clock: every frame stands at the first instant of the calendar.
+    EXPECT_EQ(count({"--to", "0001/01/01 00:00:00.000"}), 4u);
+    EXPECT_EQ(count({"--from", "0001/01/01 00:00:00.001"}), 0u);
+    EXPECT_EQ(count({"--from", "0001/01/01", "--to", "2024/01/01 10:00"}), 4u);
+    EXPECT_EQ(count({"--stream", "0"}), 4u);
+
+    const ToolRun noStream = RunTool({"frames", file, "--decoder", GenericJpeg, "--stream", "1"});
+    EXPECT_EQ(noStream.exitCode, 1);
+    EXPECT_NE(noStream.err.find("no stream 1"), std::string::npos) << noStream.err;
+    const ToolRun badTime = RunTool({"frames", file, "--decoder", GenericJpeg, "--from", "2024/13/01"});
+    EXPECT_EQ(badTime.exitCode, 2);
+    EXPECT_NE(badTime.err.find("--from wants a time"), std::string::npos) << badTime.err;
+}
+
+} // namespace
+} // namespace ToolTests

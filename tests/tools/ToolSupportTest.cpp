@@ -1,0 +1,205 @@
+// The tool's helpers that do not need a recording: times, arguments, hashes, frame choice and timing,
+// JSON text, and the MP4 writer with audio.
+
+#include "support/Arguments.h"
+#include "support/FrameSelection.h"
+#include "support/FrameTiming.h"
+#include "support/Json.h"
+#include "support/Mp4Writer.h"
+#include "support/RecorderTime.h"
+#include "support/Sha256.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <unistd.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace {
+
+using namespace VorncastTool;
+
+TEST(RecorderTime, PrintsAndReadsCalendarTimes) {
+    EXPECT_EQ(FormatRecorderTime(0), "0001/01/01 00:00:00.000");
+    EXPECT_EQ(ParseRecorderTime("2024/01/01 00:00:00.000"), 638396640000000000);
+    EXPECT_EQ(FormatRecorderTime(UnixEpochTicks), "1970/01/01 00:00:00.000");
+    // Every day boundary of two leap cycles and the ends of the calendar read back as written.
+    for (int64_t day = 738000; day < 738000 + 2 * 1461; ++day) {
+        const int64_t ticks = day * TicksPerDay + 45296789 * TicksPerMillisecond / 1000 * 1000;
+        const std::string text = FormatRecorderTime(ticks);
+        ASSERT_EQ(ParseRecorderTime(text), ticks) << text;
+    }
+    EXPECT_EQ(FormatRecorderTime(*ParseRecorderTime("9999/12/31 23:59:59.999")), "9999/12/31 23:59:59.999");
+    EXPECT_EQ(FormatRecorderTime(*ParseRecorderTime("2024/02/29 13:05:09.007")), "2024/02/29 13:05:09.007");
+    EXPECT_EQ(FormatTimeForFileName(*ParseRecorderTime("2024/02/29 13:05:09.007")), "20240229-130509.007");
+    EXPECT_EQ(FormatIsoTime(*ParseRecorderTime("2024/02/29 13:05:09.007")), "2024-02-29T13:05:09.007");
+    EXPECT_EQ(FormatRecorderTime(std::numeric_limits<int64_t>::min()), "----/--/-- --:--:--.MIN");
+    EXPECT_EQ(FormatRecorderTime(std::numeric_limits<int64_t>::max()), "++++/++/++ ++:++:++.MAX");
+    EXPECT_EQ(FormatSeconds(12345678), "1.235");
+}
+
+TEST(RecorderTime, AcceptsShortFormsAndRefusesNonsense) {
+    const int64_t midnight = *ParseRecorderTime("2023/06/15 00:00:00.000");
+    EXPECT_EQ(ParseRecorderTime("2023/06/15"), midnight);
+    EXPECT_EQ(ParseRecorderTime("2023-06-15T10:20"), midnight + (10 * 3600 + 20 * 60) * TicksPerSecond);
+    EXPECT_EQ(ParseRecorderTime("2023/06/15 10:20:30"), midnight + 37230 * TicksPerSecond);
+    EXPECT_EQ(ParseRecorderTime("2023/06/15 00:00:00.5"), midnight + TicksPerSecond / 2);
+    EXPECT_EQ(ParseRecorderTime("2023/06/15 00:00:00.0000001"), midnight + 1);
+    for (const char* bad :
+         {"", "2023/6/15", "2023/02/29", "2023/13/01", "2023/00/10", "2023/06/31", "2023/06/15 24:00",
+          "2023/06/15 10:60", "2023/06/15 10:20:61", "2023/06/15 10:20:30.", "2023/06/15 00:00:00.00000001",
+          "0000/01/01", "2023/06/15 10:20 ", "2023/06/15x"}) {
+        EXPECT_FALSE(ParseRecorderTime(bad).has_value()) << bad;
+    }
+}
+
+TEST(Arguments, SplitsOptionsValuesAndPositionals) {
+    const std::vector<OptionSpec> options = {{"json", false}, {"out", true}, {"every", true}, {"from", true}};
+    const Arguments parsed =
+        Arguments::Parse({"rec.mjpeg", "--json", "--out", "dir", "--every=3", "--", "--literal"}, options);
+    EXPECT_EQ(parsed.Positional(), (std::vector<std::string>{"rec.mjpeg", "--literal"}));
+    EXPECT_TRUE(parsed.Flag("json"));
+    EXPECT_EQ(parsed.Value("out"), "dir");
+    EXPECT_EQ(parsed.Integer("every", 1, 1, 10), 3);
+    EXPECT_EQ(parsed.Integer("missing", 7, 1, 10), 7);
+    EXPECT_FALSE(parsed.Time("from").has_value());
+    EXPECT_THROW(parsed.Required(2, "third"), UsageError);
+    EXPECT_THROW(parsed.ExpectAtMost(1), UsageError);
+
+    EXPECT_THROW(Arguments::Parse({"--nope"}, options), UsageError);
+    EXPECT_THROW(Arguments::Parse({"--out"}, options), UsageError);
+    EXPECT_THROW(Arguments::Parse({"--json=1"}, options), UsageError);
+    for (const char* bad : {"0", "11", "3x", "", "-1"}) {
+        EXPECT_THROW(Arguments::Parse({"--every", bad}, options).Integer("every", 1, 1, 10), UsageError)
+            << bad;
+    }
+    EXPECT_THROW(Arguments::Parse({"--from", "soon"}, options).Time("from"), UsageError);
+}
+
+TEST(Sha256, KnownDigestsOfTextsAndFiles) {
+    const std::string abc = "abc";
+    EXPECT_EQ(Sha256OfBytes(reinterpret_cast<const uint8_t*>(abc.data()), abc.size()),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_EQ(Sha256OfBytes(nullptr, 0), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("vorncast-sha-" + std::to_string(getpid()));
+    {
+        FILE* file = std::fopen(path.c_str(), "wb");
+        // A million 'a's spans several read blocks.
+        const std::string block(1000, 'a');
+        for (int count = 0; count < 1000; ++count) {
+            std::fwrite(block.data(), 1, block.size(), file);
+        }
+        std::fclose(file);
+    }
+    const FileDigest digest = DigestFile(path.string());
+    std::filesystem::remove(path);
+    EXPECT_EQ(digest.size, 1000000u);
+    EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+    EXPECT_THROW(DigestFile(path.string()), std::runtime_error);
+}
+
+TEST(FrameSelection, RangeEveryAndSpread) {
+    const std::vector<int64_t> times = {10, 20, 20, 30, 40, 50, 60};
+    EXPECT_EQ(SelectFrames(times, {}), (std::vector<size_t>{0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(SelectFrames(times, {20, 40, 1}), (std::vector<size_t>{1, 2, 3, 4}));
+    EXPECT_EQ(SelectFrames(times, {20, std::nullopt, 2}), (std::vector<size_t>{1, 3, 5}));
+    EXPECT_EQ(SelectFrames(times, {61, std::nullopt, 1}), std::vector<size_t>{});
+    EXPECT_EQ(SpreadPositions(100, 5), (std::vector<size_t>{0, 24, 49, 74, 99}));
+    EXPECT_EQ(SpreadPositions(3, 5), (std::vector<size_t>{0, 1, 2}));
+    EXPECT_EQ(SpreadPositions(10, 1), std::vector<size_t>{0});
+    EXPECT_TRUE(SpreadPositions(0, 4).empty());
+}
+
+TEST(FrameTiming, StreamTimesRepeatedTimesAndNoTimes) {
+    constexpr int64_t Ms = 10000;
+    const FrameTiming timed =
+        PlanFrameTimes({5000 * Ms, 5040 * Ms, 5080 * Ms, 5200 * Ms, 5240 * Ms}, 40 * Ms);
+    EXPECT_FALSE(timed.nominal);
+    EXPECT_EQ(timed.ticks, (std::vector<int64_t>{0, 40 * Ms, 80 * Ms, 200 * Ms, 240 * Ms}));
+    EXPECT_EQ(timed.frameTicks, 40 * Ms);
+
+    const FrameTiming repeated = PlanFrameTimes({0, 100 * Ms, 100 * Ms, 100 * Ms + 3, 300 * Ms}, 40 * Ms);
+    EXPECT_EQ(repeated.ticks, (std::vector<int64_t>{0, 100 * Ms, 101 * Ms, 102 * Ms, 300 * Ms}));
+    EXPECT_EQ(repeated.adjusted, 2);
+
+    const FrameTiming untimed = PlanFrameTimes({7, 7, 7}, 40 * Ms);
+    EXPECT_TRUE(untimed.nominal);
+    EXPECT_EQ(untimed.ticks, (std::vector<int64_t>{0, 40 * Ms, 80 * Ms}));
+}
+
+TEST(Json, WriterOutputParsesBackWithEscapes) {
+    JsonWriter writer;
+    writer.BeginObject().Member("name", std::string("a \"quoted\"\\ line\nnext\x01"));
+    writer.Member("count", int64_t{-3}).Member("big", uint64_t{18446744073709551615u}).Member("ok", true);
+    writer.Key("empty").BeginArray().EndArray();
+    writer.Key("list").BeginArray().Integer(1).Null().Number(0.5).EndArray().EndObject();
+    const nlohmann::json parsed = nlohmann::json::parse(writer.Text());
+    EXPECT_EQ(parsed["name"], "a \"quoted\"\\ line\nnext\x01");
+    EXPECT_EQ(parsed["count"], -3);
+    EXPECT_EQ(parsed["big"].get<uint64_t>(), 18446744073709551615u);
+    EXPECT_EQ(parsed["ok"], true);
+    EXPECT_TRUE(parsed["empty"].empty());
+    EXPECT_EQ(parsed["list"], nlohmann::json::parse("[1, null, 0.5]"));
+}
+
+TEST(Mp4Writer, VariableTimingAndAudioReadBack) {
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("vorncast-mp4-" + std::to_string(getpid()) + ".mp4");
+    std::filesystem::remove(path);
+    constexpr int64_t Ms = 10000;
+    const std::vector<int64_t> times = {0, 40 * Ms, 100 * Ms, 180 * Ms, 1000 * Ms};
+    {
+        Mp4Settings settings;
+        settings.width = 63; // odd sizes are padded for the encoder
+        settings.height = 47;
+        settings.audio = AudioFormat{8000, 1, 16};
+        Mp4Writer writer(path.string(), settings);
+        std::vector<uint8_t> pcm(1600 * 2);
+        for (size_t index = 0; index < 1600; ++index) {
+            const auto value = static_cast<int16_t>(8000 * std::sin(static_cast<double>(index) * 0.2));
+            pcm[index * 2] = static_cast<uint8_t>(value & 0xFF);
+            pcm[index * 2 + 1] = static_cast<uint8_t>((value >> 8) & 0xFF);
+        }
+        for (size_t index = 0; index < times.size(); ++index) {
+            writer.WriteVideo(Picture::Blank(63, 47, {static_cast<uint8_t>(index * 40), 80, 160}),
+                              times[index]);
+            writer.WriteAudio(pcm.data(), pcm.size(), static_cast<int64_t>(index) * 200 * Ms);
+        }
+        EXPECT_THROW(writer.WriteVideo(Picture::Blank(63, 47), 1000 * Ms), std::runtime_error);
+        writer.Finish(40 * Ms);
+    }
+    AVFormatContext* format = nullptr;
+    ASSERT_EQ(avformat_open_input(&format, path.c_str(), nullptr, nullptr), 0);
+    ASSERT_GE(avformat_find_stream_info(format, nullptr), 0);
+    ASSERT_EQ(format->nb_streams, 2u);
+    const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    const int audio = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    ASSERT_GE(video, 0);
+    ASSERT_GE(audio, 0);
+    EXPECT_EQ(format->streams[video]->codecpar->width, 64);
+    EXPECT_EQ(format->streams[audio]->codecpar->sample_rate, 8000);
+    std::vector<int64_t> pts;
+    AVPacket* packet = av_packet_alloc();
+    while (av_read_frame(format, packet) >= 0) {
+        if (packet->stream_index == video) {
+            pts.push_back(av_rescale_q(packet->pts, format->streams[video]->time_base, {1, 10000000}));
+        }
+        av_packet_unref(packet);
+    }
+    av_packet_free(&packet);
+    EXPECT_EQ(pts, times);
+    const AVStream* sound = format->streams[audio];
+    // Five runs of 0.2 s of audio placed back to back: one second.
+    EXPECT_NEAR(static_cast<double>(sound->duration) * av_q2d(sound->time_base), 1.0, 0.13);
+    avformat_close_input(&format);
+    std::filesystem::remove(path);
+}
+
+} // namespace

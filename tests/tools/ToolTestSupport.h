@@ -1,0 +1,59 @@
+#pragma once
+
+// Running the vorncast tool as a subprocess on recordings that the tests write to a folder of their
+// own, and reading back what it wrote.
+
+#include "fixtures/formats/TestJpegPictures.h"
+#include "support/Picture.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace ToolTests {
+
+using Vorn::Vorncast::Decoders::Testing::BgrPicture;
+
+struct ToolRun {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs the tool with `arguments`, standard output and error captured.
+ToolRun RunTool(const std::vector<std::string>& arguments);
+// Runs a program found on the path and gives its standard output.
+std::string RunProgram(const std::vector<std::string>& arguments);
+std::string ReadText(const std::filesystem::path& path);
+// SHA-256 of a file by the system's sha256sum, a hash computed apart from the tool's.
+std::string SystemSha256(const std::filesystem::path& path);
+// A PNG file decoded to blue-first bytes (grey pictures widened).
+VorncastTool::Picture ReadPng(const std::filesystem::path& path);
+// Mean absolute difference over all bytes of two pictures of one size.
+double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual);
+std::vector<std::string> Lines(const std::string& text);
+
+constexpr const char* GenericJpeg = "Generic JPEG";
+constexpr const char* FolderOfJpegs = "Generic Folder of Jpegs";
+
+// A fresh folder per test with a recording in its own subfolder "recording".
+class ToolTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // A file of concatenated JPEGs of `count` distinct pictures; returns its path.
+    std::string WriteJpegRecording(int32_t count, int32_t width = 96, int32_t height = 64);
+    // A folder of numbered JPEG files; returns the path of the first.
+    std::string WriteJpegFolder(int32_t count, int32_t width = 96, int32_t height = 64);
+    std::filesystem::path Work(const std::string& name) const { return folder / name; }
+
+    std::filesystem::path folder;
+    std::vector<BgrPicture> pictures; // as encoded, in frame order
+};
+
+} // namespace ToolTests

@@ -1,0 +1,351 @@
+/* A host program written in C against the public header only, doing what a player does with a
+ * recording of the generic formats: initialise, build the autodetect collection, autodetect with the
+ * callbacks, create the manual-only decoders by GUID, list tracks and streams, seek, step to both ends
+ * and back, fetch pictures and check them against the pictures that were encoded, release all, close.
+ * The recordings are written here first, with libjpeg. Usage: vorncast_host_test WORK_FOLDER */
+#include <vorncast/VorncastDecoders.h>
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include <jpeglib.h>
+
+enum { Width = 64, Height = 48, FrameCount = 5, ScanBlock = 4096 };
+
+static int failures = 0;
+
+#define CHECK(condition)                                                                                     \
+    do {                                                                                                     \
+        if (!(condition)) {                                                                                  \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                    \
+            ++failures;                                                                                      \
+        }                                                                                                    \
+    } while (0)
+
+#define CHECK_STATUS(call, expected)                                                                         \
+    do {                                                                                                     \
+        int status_ = (call);                                                                                \
+        if (status_ != (expected)) {                                                                         \
+            fprintf(stderr, "%s:%d: %s gave %d, not %d: %s\n", __FILE__, __LINE__, #call, status_,           \
+                    (expected), LastError());                                                                \
+            ++failures;                                                                                      \
+        }                                                                                                    \
+    } while (0)
+
+static const char* LastError(void) {
+    static char text[4096];
+    uint32_t size = 0;
+    text[0] = 0;
+    GetVcLastError(&size, NULL);
+    if (size > 0 && size <= sizeof text) {
+        GetVcLastError(&size, text);
+    }
+    return text;
+}
+
+/* ---- the pictures and their recordings ---- */
+
+static unsigned char pictures[FrameCount][Width * Height * 3];
+
+/* Blue, green and red ramps that shift with the frame, so that channel order, line order and frame
+ * order faults all show. */
+static void MakePicture(int frame, unsigned char* bgr) {
+    for (int y = 0; y < Height; ++y) {
+        for (int x = 0; x < Width; ++x) {
+            unsigned char* pixel = bgr + (y * Width + x) * 3;
+            pixel[0] = (unsigned char)(40 + x * 2 + frame * 20);
+            pixel[1] = (unsigned char)(30 + y * 3);
+            pixel[2] = (unsigned char)(200 - frame * 30);
+        }
+    }
+}
+
+static unsigned long EncodeJpeg(const unsigned char* bgr, unsigned char** out) {
+    struct jpeg_compress_struct compressor;
+    struct jpeg_error_mgr errors;
+    unsigned long size = 0;
+    compressor.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&compressor);
+    jpeg_mem_dest(&compressor, out, &size);
+    compressor.image_width = Width;
+    compressor.image_height = Height;
+    compressor.input_components = 3;
+    compressor.in_color_space = JCS_EXT_BGR;
+    jpeg_set_defaults(&compressor);
+    jpeg_set_quality(&compressor, 95, TRUE);
+    compressor.comp_info[0].h_samp_factor = 1;
+    compressor.comp_info[0].v_samp_factor = 1;
+    jpeg_start_compress(&compressor, TRUE);
+    while (compressor.next_scanline < compressor.image_height) {
+        JSAMPROW row = (JSAMPROW)(bgr + compressor.next_scanline * Width * 3);
+        jpeg_write_scanlines(&compressor, &row, 1);
+    }
+    jpeg_finish_compress(&compressor);
+    jpeg_destroy_compress(&compressor);
+    return size;
+}
+
+static void WriteBytes(FILE* file, const unsigned char* bytes, unsigned long size) {
+    CHECK(fwrite(bytes, 1, size, file) == size);
+}
+
+/* All pictures end to end in one file, zeros to the end of its last 4096-byte block. */
+static void WriteConcatenatedRecording(const char* path) {
+    FILE* file = fopen(path, "wb");
+    unsigned long total = 0;
+    CHECK(file != NULL);
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        unsigned char* jpeg = NULL;
+        unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
+        WriteBytes(file, jpeg, size);
+        total += size;
+        free(jpeg);
+    }
+    while (total % ScanBlock != 0) {
+        fputc(0, file);
+        ++total;
+    }
+    fclose(file);
+}
+
+static void WriteFolderRecording(const char* folder) {
+    char path[1024];
+    mkdir(folder, 0755);
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        unsigned char* jpeg = NULL;
+        unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
+        snprintf(path, sizeof path, "%s/%03d.jpg", folder, frame + 1);
+        FILE* file = fopen(path, "wb");
+        CHECK(file != NULL);
+        WriteBytes(file, jpeg, size);
+        fclose(file);
+        free(jpeg);
+    }
+}
+
+/* ---- the host ---- */
+
+static int autodetectCalls = 0;
+static int autodetectLastIndex = -1;
+static int autodetectCount = 0;
+static int logLines = 0;
+static double lastProgress = -1;
+
+static void OnLog(const char* file, int line, int level, const char* message) {
+    (void)file;
+    (void)line;
+    (void)level;
+    (void)message;
+    ++logLines;
+}
+
+static int OnAutodetect(VcPublicDecoderInfo info, int index, int count) {
+    (void)info;
+    CHECK(index == autodetectLastIndex + 1);
+    autodetectLastIndex = index;
+    autodetectCount = count;
+    ++autodetectCalls;
+    return 0;
+}
+
+static void OnProgress(double fraction) {
+    lastProgress = fraction;
+}
+static int NeverAbort(void) {
+    return 0;
+}
+
+static double MeanDifference(const unsigned char* expected, const unsigned char* actual, size_t size) {
+    double sum = 0;
+    for (size_t index = 0; index < size; ++index) {
+        sum += abs((int)expected[index] - (int)actual[index]);
+    }
+    return sum / (double)size;
+}
+
+/* The frame whose encoded picture the sample shows; -1 when none is close. */
+static int FrameOf(int stream, const VcSample* sample) {
+    VcPublicVideoDescription description;
+    CHECK_STATUS(Stream_GetVideoSampleDescription(stream, sample->descriptionHandle, &description),
+                 VC_Success);
+    CHECK(description.width == Width && description.height == Height && description.bytesPerPixel == 3);
+    CHECK(sample->uncompressedSize == Width * Height * 3);
+    if (sample->uncompressedData == NULL || sample->uncompressedSize != Width * Height * 3) {
+        return -1;
+    }
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        if (MeanDifference(pictures[frame], sample->uncompressedData, sample->uncompressedSize) < 3.0) {
+            return frame;
+        }
+    }
+    return -1;
+}
+
+static int Step(int stream, int forward, VcSample* sample) {
+    VcSampleRequest request;
+    memset(&request, 0, sizeof request);
+    request.abort = NeverAbort;
+    request.wantData = 1;
+    return forward ? Stream_GetNextSample(stream, request, sample)
+                   : Stream_GetPreviousSample(stream, request, sample);
+}
+
+/* Steps forward through every frame, then past the end, back through every frame and past the start. */
+static void WalkBothWays(int stream) {
+    VcSample sample;
+    memset(&sample, 0, sizeof sample);
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
+        CHECK(FrameOf(stream, &sample) == frame);
+        CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    }
+    CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
+    CHECK(sample.uncompressedData == NULL);
+    CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
+    for (int frame = FrameCount - 1; frame >= 0; --frame) {
+        CHECK_STATUS(Step(stream, 0, &sample), VC_Success);
+        CHECK(FrameOf(stream, &sample) == frame);
+        CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    }
+    CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
+    CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
+    CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
+    CHECK(FrameOf(stream, &sample) == 0);
+    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+}
+
+/* Seeks before the start, and to a time every frame of these clockless formats stands at. A file of
+ * JPEGs finds no frame before time 0 and the last frame at 0; a folder answers its first frame for
+ * any time. */
+static void Seek(int stream, int startsAtAnyTime) {
+    VcSeekRequest request;
+    VcSample sample;
+    memset(&request, 0, sizeof request);
+    memset(&sample, 0, sizeof sample);
+    request.abort = NeverAbort;
+    request.wantData = 1;
+    request.targetTime = VC_TIME_MIN;
+    if (startsAtAnyTime) {
+        CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_Success);
+    } else {
+        CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_EndOfStreamBeforeStart);
+        CHECK(sample.uncompressedData == NULL);
+        CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
+    }
+    CHECK(FrameOf(stream, &sample) == 0);
+    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    request.targetTime = 0;
+    CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_Success);
+    CHECK(FrameOf(stream, &sample) == (startsAtAnyTime ? 0 : FrameCount - 1));
+    CHECK(sample.time.recordedTime == 0);
+    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+}
+
+static int FirstVideoStream(int decoder) {
+    int tracks = 0, track = 0, stream = 0, size = 0;
+    char name[256];
+    VcTrackInfo trackInfo;
+    VcStreamInfo streamInfo;
+    CHECK_STATUS(Decoder_GetTrackCount(decoder, &tracks), VC_Success);
+    CHECK(tracks == 1);
+    CHECK_STATUS(Decoder_GetTrack(decoder, 0, &track), VC_Success);
+    CHECK_STATUS(Track_GetInfo(track, &trackInfo), VC_Success);
+    CHECK(trackInfo.streamCount == 1);
+    CHECK_STATUS(Track_GetName(track, &size, NULL), VC_Success);
+    CHECK(size > 0 && size <= (int)sizeof name);
+    CHECK_STATUS(Track_GetName(track, &size, name), VC_Success);
+    CHECK(strcmp(name, "Unnamed track") == 0);
+    CHECK_STATUS(Track_GetStream(track, 0, &stream), VC_Success);
+    CHECK_STATUS(Stream_GetInfo(stream, &streamInfo), VC_Success);
+    CHECK(streamInfo.type == VC_StreamVideo && streamInfo.streamNumber == 0);
+    return stream;
+}
+
+static int CreateByGuid(int collection, const char* name) {
+    char text[256];
+    int decoder = 0;
+    VcPublicDecoderInfo info;
+    memset(&info, 0, sizeof info);
+    info.name = text;
+    CHECK_STATUS(DecoderCollection_FindDecoderInfoByName(collection, name, -1, -1, sizeof text, 0, 0, &info),
+                 VC_Success);
+    CHECK(info.manualOnly == 1);
+    CHECK_STATUS(Decoder_Create(collection, info.guid, info.variant, info.subVariant, &decoder), VC_Success);
+    return decoder;
+}
+
+static void ReadWithDecoder(int collection, const char* decoderName, const char* url, int startsAtAnyTime) {
+    int decoder = CreateByGuid(collection, decoderName), resources = 0;
+    int length = (int)strlen(url);
+    VcQueryResult query;
+    memset(&query, 0, sizeof query);
+    CHECK_STATUS(Decoder_Query(decoder, length, url, 0, &query), VC_Success);
+    CHECK_STATUS(Decoder_Query(decoder, length, url, 1, &query), VC_Success);
+    CHECK(query.canLoad != 0);
+    lastProgress = -1;
+    CHECK_STATUS(Decoder_Load(decoder, length, url, OnProgress, NULL, NeverAbort, &resources), VC_Success);
+    int stream = FirstVideoStream(decoder);
+    WalkBothWays(stream);
+    Seek(stream, startsAtAnyTime);
+    CHECK_STATUS(Decoder_Close(decoder), VC_Success);
+    CHECK_STATUS(Decoder_Release(decoder), VC_Success);
+    VcStreamInfo stale;
+    CHECK_STATUS(Stream_GetInfo(stream, &stale), VC_InvalidHandle);
+}
+
+static void AutodetectFindsNoneOfTheManualDecoders(int collection, const char* url) {
+    int ordered = 0, decoder = -1, resources = -1, count = 0;
+    VcDecoderInfoValue info;
+    VcQueryResult query;
+    CHECK_STATUS(DecoderCollection_GetAutodetectCollection(collection, url, &ordered), VC_Success);
+    CHECK_STATUS(DecoderCollection_DecoderCount(ordered, &count), VC_Success);
+    CHECK_STATUS(DecoderCollection_Autodetect(ordered, (int)strlen(url), url, OnAutodetect, OnProgress, NULL,
+                                              NeverAbort, &decoder, &info, &query, &resources),
+                 VC_GeneralFailure);
+    CHECK(strstr(LastError(), "Failed to load") != NULL);
+    CHECK(autodetectCalls == count && autodetectCount == count && decoder == 0 && resources == 0);
+    CHECK_STATUS(DecoderCollection_Release(ordered), VC_Success);
+}
+
+int main(int argc, char** argv) {
+    char file[1024], folder[1024], first[1100];
+    VcInitRecord record;
+    int collection = 0;
+    if (argc != 2) {
+        fprintf(stderr, "usage: %s WORK_FOLDER\n", argv[0]);
+        return 2;
+    }
+    if (mkdir(argv[1], 0755) != 0 && errno != EEXIST) {
+        perror(argv[1]);
+        return 2;
+    }
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        MakePicture(frame, pictures[frame]);
+    }
+    snprintf(file, sizeof file, "%s/recording.mjpeg", argv[1]);
+    snprintf(folder, sizeof folder, "%s/pictures", argv[1]);
+    snprintf(first, sizeof first, "%s/001.jpg", folder);
+    WriteConcatenatedRecording(file);
+    WriteFolderRecording(folder);
+
+    memset(&record, 0, sizeof record);
+    record.logCallback = OnLog;
+    CHECK_STATUS(InitVorncastDecoders(record), VC_Success);
+    CHECK(logLines > 0);
+    CHECK_STATUS(DecoderCollection_Create(NULL, &collection), VC_Success);
+    AutodetectFindsNoneOfTheManualDecoders(collection, file);
+    ReadWithDecoder(collection, "Generic JPEG", file, 0);
+    CHECK(lastProgress == 1.0);
+    ReadWithDecoder(collection, "Generic Folder of Jpegs", first, 1);
+    CHECK_STATUS(DecoderCollection_Release(collection), VC_Success);
+    CHECK_STATUS(CloseVorncastDecoders(), VC_Success);
+    if (failures > 0) {
+        fprintf(stderr, "%d checks failed\n", failures);
+        return 1;
+    }
+    printf("host program: all checks passed\n");
+    return 0;
+}
