@@ -117,7 +117,7 @@ static void WriteFolderRecording(const char* folder) {
     for (int frame = 0; frame < FrameCount; ++frame) {
         unsigned char* jpeg = NULL;
         unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
-        snprintf(path, sizeof path, "%s/%03d.jpg", folder, frame + 1);
+        CHECK(snprintf(path, sizeof path, "%s/%03d.jpg", folder, frame + 1) < (int)sizeof path);
         FILE* file = fopen(path, "wb");
         CHECK(file != NULL);
         WriteBytes(file, jpeg, size);
