@@ -42,7 +42,8 @@ TEST(Buffer, EmptyAndTextForms) {
     EXPECT_EQ(text.TerminatedLength(), 8);
     Buffer assigned;
     assigned = text;
-    assigned = assigned; // self-assignment keeps the value alive
+    Buffer& same = assigned;
+    assigned = same; // self-assignment keeps the value alive
     EXPECT_STREQ(assigned.Text(), "camera 1");
     Buffer raw = Buffer::FromBytes("abc", 3);
     EXPECT_EQ(raw.Size(), 4);
