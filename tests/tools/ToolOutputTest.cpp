@@ -1,6 +1,8 @@
 // What export, convert, sheet and sample write: pictures checked against those encoded, video files
 // opened with libavformat, manifests and frame logs checked against the files and the recording.
 
+#include "support/RecorderTime.h"
+#include "support/TestPattern.h"
 #include "tools/ToolTestSupport.h"
 
 #include <fstream>
@@ -17,6 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+
+// The sample's clock: 2024/01/01 00:00:00 and 25 pictures a second, in 100 ns ticks.
+constexpr int64_t SampleStart = 638396640000000000;
+constexpr int64_t SamplePeriod = 400000;
 
 // What libavformat and libavcodec find in a video file.
 struct OpenedVideo {
@@ -218,18 +224,47 @@ TEST_F(ToolTest, SheetHasOneRowOfThumbnailsPerCamera) {
     }
 }
 
-TEST_F(ToolTest, SampleRecordingReadsBackWithItsFrames) {
+// The sample is an MP4 that autodetection finds, every frame at its recorder time, each picture the
+// pattern drawn for that time; the JPEG forms read back through their generic decoders.
+TEST_F(ToolTest, SampleRecordingsReadBackWithTheirTimesAndPictures) {
     const fs::path sample = Work("sample");
     const ToolRun run = RunTool({"sample", sample.string(), "--frames", "12", "--size", "128x96"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(fs::file_size(sample / "sample.mjpeg") % 4096, 0u);
-    const ToolRun probe =
-        RunTool({"probe", (sample / "sample.mjpeg").string(), "--decoder", GenericJpeg, "--json"});
+    const std::string mp4 = (sample / "sample.mp4").string();
+    const ToolRun probe = RunTool({"probe", mp4, "--json"});
     ASSERT_EQ(probe.exitCode, 0) << probe.err;
     const json stream = json::parse(probe.out)["tracks"][0]["streams"][0];
     EXPECT_EQ(stream["frames"], 12);
     EXPECT_EQ(stream["video"]["width"], 128);
     EXPECT_EQ(stream["video"]["height"], 96);
+
+    const ToolRun frames = RunTool({"frames", mp4, "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json list = json::parse(frames.out);
+    ASSERT_EQ(list.size(), 12u);
+    for (size_t index = 0; index < list.size(); ++index) {
+        EXPECT_EQ(list[index]["recorderTicks"], SampleStart + static_cast<int64_t>(index) * SamplePeriod);
+    }
+
+    const fs::path out = Work("sample-export");
+    ASSERT_EQ(RunTool({"export", mp4, "--out", out.string(), "--every", "5"}).exitCode, 0);
+    const json log = json::parse(ReadText(out / "frames.json"));
+    ASSERT_EQ(log.size(), 3u);
+    for (const json& row : log) {
+        const int64_t index = row["indexInStream"];
+        const int64_t ticks = SampleStart + index * SamplePeriod;
+        const VorncastTool::Picture expected =
+            VorncastTool::MakeTestPattern(128, 96, 1, index, VorncastTool::FormatRecorderTime(ticks));
+        EXPECT_LT(MeanDifference(expected, ReadPng(out / row["output"].get<std::string>())), 3.5) << index;
+    }
+
+    const fs::path jpegs = Work("sample-jpegs");
+    ASSERT_EQ(RunTool({"sample", jpegs.string(), "--frames", "4", "--mjpeg"}).exitCode, 0);
+    EXPECT_EQ(fs::file_size(jpegs / "sample.mjpeg") % 4096, 0u);
+    const ToolRun streamProbe =
+        RunTool({"probe", (jpegs / "sample.mjpeg").string(), "--decoder", GenericJpeg, "--json"});
+    ASSERT_EQ(streamProbe.exitCode, 0) << streamProbe.err;
+    EXPECT_EQ(json::parse(streamProbe.out)["tracks"][0]["streams"][0]["frames"], 4);
 
     const fs::path folder = Work("sample-folder");
     ASSERT_EQ(RunTool({"sample", folder.string(), "--frames", "3", "--folder"}).exitCode, 0);
@@ -237,6 +272,7 @@ TEST_F(ToolTest, SampleRecordingReadsBackWithItsFrames) {
         RunTool({"probe", (folder / "000000.jpg").string(), "--decoder", FolderOfJpegs, "--json"});
     ASSERT_EQ(folderProbe.exitCode, 0) << folderProbe.err;
     EXPECT_EQ(json::parse(folderProbe.out)["tracks"][0]["streams"][0]["frames"], 3);
+    EXPECT_NE(RunTool({"sample", Work("both").string(), "--mjpeg", "--folder"}).exitCode, 0);
 }
 
 } // namespace

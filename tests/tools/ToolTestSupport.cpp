@@ -85,16 +85,24 @@ VorncastTool::Picture ReadPng(const fs::path& path) {
     return picture;
 }
 
-double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual) {
-    if (expected.bgr.size() != actual.bytes.size()) {
+double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::Picture& actual) {
+    if (expected.size() != actual.bytes.size()) {
         ADD_FAILURE() << "picture sizes differ";
         return 1e9;
     }
     double sum = 0;
-    for (size_t index = 0; index < expected.bgr.size(); ++index) {
-        sum += std::abs(static_cast<int>(expected.bgr[index]) - static_cast<int>(actual.bytes[index]));
+    for (size_t index = 0; index < expected.size(); ++index) {
+        sum += std::abs(static_cast<int>(expected[index]) - static_cast<int>(actual.bytes[index]));
     }
-    return sum / static_cast<double>(expected.bgr.size());
+    return sum / static_cast<double>(expected.size());
+}
+
+double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual) {
+    return MeanDifference(expected.bgr, actual);
+}
+
+double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual) {
+    return MeanDifference(expected.bytes, actual);
 }
 
 std::vector<std::string> Lines(const std::string& text) {

@@ -35,6 +35,7 @@ std::string SystemSha256(const std::filesystem::path& path);
 VorncastTool::Picture ReadPng(const std::filesystem::path& path);
 // Mean absolute difference over all bytes of two pictures of one size.
 double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual);
+double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual);
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";

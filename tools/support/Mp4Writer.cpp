@@ -34,8 +34,8 @@ void CheckAv(int code, const std::string& what) {
     }
 }
 
-const AVCodec* FindVideoEncoder() {
-    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_H264);
+const AVCodec* FindVideoEncoder(bool mpeg4PartTwo) {
+    const AVCodec* codec = mpeg4PartTwo ? nullptr : avcodec_find_encoder(AV_CODEC_ID_H264);
     return codec != nullptr ? codec : avcodec_find_encoder(AV_CODEC_ID_MPEG4);
 }
 
@@ -78,7 +78,7 @@ struct Mp4Writer::State {
     }
 
     void OpenVideo(const Mp4Settings& settings) {
-        const AVCodec* codec = FindVideoEncoder();
+        const AVCodec* codec = FindVideoEncoder(settings.mpeg4PartTwo);
         if (codec == nullptr) {
             throw std::runtime_error("libavcodec has neither an H.264 nor an MPEG-4 encoder");
         }

@@ -23,6 +23,7 @@ struct Mp4Settings {
     int32_t width = 0; // pictures of another size are scaled to this one
     int32_t height = 0;
     int64_t frameTicks = 400000; // the usual time between pictures, in 100 ns ticks
+    bool mpeg4PartTwo = false;   // MPEG-4 part 2 video even where an H.264 encoder is present
     std::optional<AudioFormat> audio;
     std::map<std::string, std::string> metadata; // e.g. "title", "comment", "creation_time"
 };

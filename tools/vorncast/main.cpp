@@ -60,9 +60,10 @@ const std::vector<CommandSpec>& Commands() {
          {Verbose, DecoderOption, From, To, {"overlay", false}},
          RunConvert},
         {"sample",
-         "vorncast sample DIR [--frames N] [--size WxH] [--folder]",
-         "writes a sample recording (a moving test pattern showing camera and time)",
-         {Verbose, {"frames", true}, {"size", true}, {"folder", false}},
+         "vorncast sample DIR [--frames N] [--size WxH] [--mjpeg|--folder]",
+         "writes a sample recording (a moving test pattern showing camera and time): an MP4 as phones write "
+         "it, or JPEG pictures back to back (--mjpeg) or as a folder of files (--folder)",
+         {Verbose, {"frames", true}, {"size", true}, {"mjpeg", false}, {"folder", false}},
          RunSample},
     };
     return commands;
