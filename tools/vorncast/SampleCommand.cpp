@@ -16,7 +16,7 @@ constexpr int64_t SampleStart = 638396640000000000; // 2024/01/01 00:00:00 on th
 constexpr int64_t FramePeriod = 40 * TicksPerMillisecond;
 constexpr int32_t Quality = 90;
 constexpr uint64_t ScanBlock = 4096;
-constexpr int32_t Camera = 1;
+constexpr int32_t Camera = 0; // the phone and generic formats number their one camera 0
 
 struct SampleSettings {
     std::string folder;
