@@ -1,6 +1,7 @@
 // What export, convert, sheet and sample write: pictures checked against those encoded, video files
 // opened with libavformat, manifests and frame logs checked against the files and the recording.
 
+#include "fixtures/iso/FfmpegTool.h"
 #include "support/RecorderTime.h"
 #include "support/TestPattern.h"
 #include "tools/ToolTestSupport.h"
@@ -31,7 +32,21 @@ struct OpenedVideo {
     std::vector<int64_t> ptsMilliseconds;
     std::map<std::string, std::string> metadata;
     VorncastTool::Picture firstPicture; // decoded, blue first
+    int audioSampleRate = 0;            // 0 when the file has no audio
+    int audioChannels = 0;
+    double audioDurationSeconds = 0;
 };
+
+void ReadAudioStream(AVFormatContext* format, OpenedVideo& opened) {
+    const int audio = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (audio < 0) {
+        return;
+    }
+    const AVStream* stream = format->streams[audio];
+    opened.audioSampleRate = stream->codecpar->sample_rate;
+    opened.audioChannels = stream->codecpar->ch_layout.nb_channels;
+    opened.audioDurationSeconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
+}
 
 OpenedVideo OpenVideo(const fs::path& path) {
     OpenedVideo opened;
@@ -45,6 +60,7 @@ OpenedVideo OpenVideo(const fs::path& path) {
     while ((entry = av_dict_get(format->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
         opened.metadata[entry->key] = entry->value;
     }
+    ReadAudioStream(format, opened);
     const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     AVStream* stream = format->streams[video];
     opened.durationSeconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
@@ -189,6 +205,33 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
     EXPECT_EQ(manifest["overlay"], "none");
     EXPECT_EQ(manifest["frames"], 10);
     ExpectManifestMatchesFiles(out, file, 3);
+}
+
+// A phone recording with speech: its camera's file carries the sound beside the pictures, both as
+// long as the recording, and the recorder's start in the metadata.
+TEST_F(ToolTest, ConvertKeepsTheSoundOfTheCamerasTrack) {
+    if (!IsoTest::HaveFfmpegTools()) {
+        GTEST_SKIP() << "the ffmpeg program is not installed";
+    }
+    const fs::path amr = Work("speech.amr");
+    ASSERT_TRUE(IsoTest::WriteWholeFile(amr.string(), IsoTest::WriteAmrFile(80)));
+    const fs::path recording = Work("recording") / "talk.3gp";
+    ASSERT_TRUE(IsoTest::RunFfmpeg("-f lavfi -i testsrc=size=176x144:rate=25:duration=1.6 -i '" +
+                                   amr.string() +
+                                   "' -map 0:v -map 1:a -c:v h263 -g 12 -c:a copy -f 3gp "
+                                   "-metadata creation_time=2019-05-06T07:08:09Z '" +
+                                   recording.string() + "'"));
+    const fs::path out = Work("talk");
+    const ToolRun run = RunTool({"convert", recording.string(), out.string()});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const OpenedVideo video = OpenVideo(out / "cam00.mp4");
+    EXPECT_EQ(video.packets, 40);
+    EXPECT_NEAR(video.durationSeconds, 1.6, 0.0011);
+    EXPECT_EQ(video.audioSampleRate, 8000);
+    EXPECT_EQ(video.audioChannels, 1);
+    EXPECT_NEAR(video.audioDurationSeconds, 1.6, 0.05);
+    EXPECT_NE(video.metadata.at("comment").find("Recorder start 2019/05/06 07:08:09.000"), std::string::npos);
+    ExpectManifestMatchesFiles(out, recording.string(), 3);
 }
 
 TEST_F(ToolTest, OverlayIsBurntInOnlyWhenAsked) {
