@@ -16,6 +16,8 @@ constexpr int32_t BlockBufferSize = ADV601ChromaWidth * ADV601TallFieldHeight;
 // A line of the wavelet pass and four mirrored samples at each end.
 constexpr int32_t MirrorReach = 4;
 constexpr int32_t LineScratchSize = ADV601FieldWidth + 2 * MirrorReach;
+// The widest vertical pass: half the luma plane's columns, all its rows.
+constexpr int32_t RegionScratchSize = ADV601ChromaWidth * ADV601TallFieldHeight;
 
 // Below this, the top byte of the second header word is zero: the field's words are stored with
 // their bytes the other way round.
@@ -64,7 +66,8 @@ ADV601Decoder::ADV601Decoder()
     : planes(std::make_unique<float[]>(LumaPlaneSize + 2 * ChromaPlaneSize)), planeY(planes.get()),
       planeU(planeY + LumaPlaneSize), planeV(planeU + ChromaPlaneSize),
       blockBuffer(std::make_unique<float[]>(BlockBufferSize)),
-      lineScratch(std::make_unique<float[]>(LineScratchSize)) {}
+      lineScratch(std::make_unique<float[]>(LineScratchSize)),
+      regionScratch(std::make_unique<float[]>(RegionScratchSize)) {}
 
 ADV601Decoder::~ADV601Decoder() = default;
 
@@ -209,6 +212,7 @@ void ADV601Decoder::SelectModel(uint8_t marker) {
         throw ADV601Exception("Bad marker at start of block");
     }
     huffmanTable = ADV601Codes(tableSelect[0], &huffmanCount);
+    huffmanPrefixes = ADV601CodesByPrefix(tableSelect[0]);
 }
 
 void ADV601Decoder::SkipToDelimiter() {
@@ -243,13 +247,14 @@ int32_t ADV601Decoder::ReadSymbol() {
         }
         bits |= pendingWord >> bitsLeft;
     }
-    auto peek = static_cast<uint16_t>(bits >> (32 - PeekBits));
-    const ADV601Code* entry =
-        std::upper_bound(huffmanTable, huffmanTable + huffmanCount, peek,
-                         [](uint16_t value, const ADV601Code& code) { return value < code.code; }) -
-        1;
-    Consume(entry->length);
-    return entry->symbol;
+    const auto peek = static_cast<uint16_t>(bits >> (32 - PeekBits));
+    int32_t index = huffmanPrefixes[peek >> (PeekBits - ADV601PrefixBits)];
+    if (index < 0) {
+        index = ADV601FindCode(huffmanTable, huffmanCount, peek);
+    }
+    const ADV601Code& entry = huffmanTable[index];
+    Consume(entry.length);
+    return entry.symbol;
 }
 
 void ADV601Decoder::Consume(int32_t count) {

@@ -82,7 +82,7 @@ private:
     void SynthesizeChroma(float* plane, int32_t height);
     void VerticalPass(float* plane, int32_t stride, int32_t columns, int32_t length);
     void HorizontalPass(float* plane, int32_t stride, int32_t rows, int32_t length);
-    void SynthesizeLine(float* line, int32_t step, int32_t length);
+    void SynthesizeLine(float* line, int32_t length);
     void ConvertColour(int32_t height, bool swapChroma, uint8_t* output) const;
 
     uint8_t* inputStart = nullptr;
@@ -101,6 +101,7 @@ private:
     uint32_t pendingWord = 0;
     const ADV601Code* huffmanTable = nullptr;
     int32_t huffmanCount = 0;
+    const int16_t* huffmanPrefixes = nullptr;
     const ADV601BlockGeometry* geometry = nullptr;
     std::unique_ptr<float[]> planes; // planeY, planeU and planeV in one allocation
     float* planeY = nullptr;
@@ -108,6 +109,7 @@ private:
     float* planeV = nullptr;
     std::unique_ptr<float[]> blockBuffer;
     std::unique_ptr<float[]> lineScratch;
+    std::unique_ptr<float[]> regionScratch; // the rows of a vertical pass, interleaved
     const char* lastError = "";
 };
 

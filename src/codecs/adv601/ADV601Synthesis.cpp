@@ -3,6 +3,8 @@
 #include "codecs/adv601/ADV601Decoder.h"
 
 #include <array>
+#include <cstddef>
+#include <cstring>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -26,15 +28,16 @@ std::array<int32_t, Levels + 1> LevelRows(int32_t height) {
 
 // Synthesis filters of the biorthogonal 9/7 wavelet, applied to the interleaved line: an output
 // at an even place is centred on a low-band sample, one at an odd place on a high-band sample.
-inline float EvenOutput(const float* x) {
-    return static_cast<float>(1.1150859594 * x[0] - 0.5337280035 * (double{x[-1]} + x[1]) -
-                              0.0575440004 * (double{x[-2]} + x[2]) + 0.0337279998 * (double{x[-3]} + x[3]));
+// `x(d)` is the sample d places from the centre, along a row or down a column.
+template <typename Sample> inline float EvenOutput(Sample x) {
+    return static_cast<float>(1.1150859594 * x(0) - 0.5337280035 * (double{x(-1)} + x(1)) -
+                              0.0575440004 * (double{x(-2)} + x(2)) + 0.0337279998 * (double{x(-3)} + x(3)));
 }
 
-inline float OddOutput(const float* x) {
-    return static_cast<float>(1.2058980465 * x[0] + 0.5912719965 * (double{x[-1]} + x[1]) -
-                              0.1564459950 * (double{x[-2]} + x[2]) - 0.0912719965 * (double{x[-3]} + x[3]) +
-                              0.0534979999 * (double{x[-4]} + x[4]));
+template <typename Sample> inline float OddOutput(Sample x) {
+    return static_cast<float>(1.2058980465 * x(0) + 0.5912719965 * (double{x(-1)} + x(1)) -
+                              0.1564459950 * (double{x(-2)} + x(2)) - 0.0912719965 * (double{x(-3)} + x(3)) +
+                              0.0534979999 * (double{x(-4)} + x(4)));
 }
 
 uint8_t ToByte(double value) {
@@ -49,39 +52,65 @@ uint8_t ToByte(double value) {
 
 } // namespace
 
-// One line of `length` samples, `step` floats apart: the first (length + 1) / 2 are the low
-// band, the rest the high band. They are interleaved, mirrored at both ends without repeating
-// the end sample, and filtered back into the line.
-void ADV601Decoder::SynthesizeLine(float* line, int32_t step, int32_t length) {
+// One line of `length` samples: the first (length + 1) / 2 are the low band, the rest the high
+// band. They are interleaved, mirrored at both ends without repeating the end sample, and filtered
+// back into the line.
+void ADV601Decoder::SynthesizeLine(float* line, int32_t length) {
     float* x = lineScratch.get() + MirrorReach;
-    int32_t lowCount = (length + 1) / 2;
+    const int32_t lowCount = (length + 1) / 2;
     for (int32_t k = 0; k < lowCount; ++k) {
-        x[2 * k] = line[k * step];
+        x[2 * k] = line[k];
     }
     for (int32_t k = 0; k < length - lowCount; ++k) {
-        x[2 * k + 1] = line[(lowCount + k) * step];
+        x[2 * k + 1] = line[lowCount + k];
     }
     for (int32_t k = 1; k <= MirrorReach; ++k) {
         x[-k] = x[k];
         x[length - 1 + k] = x[length - 1 - k];
     }
-    for (int32_t i = 0; i < length; i += 2) {
-        line[i * step] = EvenOutput(x + i);
-        if (i + 1 < length) {
-            line[(i + 1) * step] = OddOutput(x + i + 1);
-        }
+    for (int32_t i = 0; i < length; ++i) {
+        const float* centre = x + i;
+        const auto sample = [centre](int32_t d) { return centre[d]; };
+        line[i] = i % 2 == 0 ? EvenOutput(sample) : OddOutput(sample);
     }
 }
 
+// The same filter down `columns` columns of `length` rows, worked a whole row at a time so that
+// memory is read in line order: the rows are copied out in interleaved order, mirrored through a
+// table of row pointers, and each output row is filtered from the rows around it.
 void ADV601Decoder::VerticalPass(float* plane, int32_t stride, int32_t columns, int32_t length) {
-    for (int32_t column = 0; column < columns; ++column) {
-        SynthesizeLine(plane + column, stride, length);
+    const float* rowTable[ADV601TallFieldHeight + 2 * MirrorReach];
+    const float** rows = rowTable + MirrorReach;
+    const int32_t lowCount = (length + 1) / 2;
+    const size_t rowBytes = static_cast<size_t>(columns) * sizeof(float);
+    for (int32_t j = 0; j < length; ++j) {
+        float* copy = regionScratch.get() + static_cast<ptrdiff_t>(j) * columns;
+        const int32_t source = j % 2 == 0 ? j / 2 : lowCount + j / 2;
+        std::memcpy(copy, plane + static_cast<ptrdiff_t>(source) * stride, rowBytes);
+        rows[j] = copy;
+    }
+    for (int32_t k = 1; k <= MirrorReach; ++k) {
+        rows[-k] = rows[k];
+        rows[length - 1 + k] = rows[length - 1 - k];
+    }
+    for (int32_t i = 0; i < length; ++i) {
+        float* out = plane + static_cast<ptrdiff_t>(i) * stride;
+        const float* const* around = rows + i;
+        if (i % 2 == 0) {
+            for (int32_t c = 0; c < columns; ++c) {
+                out[c] = EvenOutput([around, c](int32_t d) { return around[d][c]; });
+            }
+        } else {
+            for (int32_t c = 0; c < columns; ++c) {
+                out[c] = OddOutput([around, c](int32_t d) { return around[d][c]; });
+            }
+        }
     }
 }
 
 void ADV601Decoder::HorizontalPass(float* plane, int32_t stride, int32_t rows, int32_t length) {
     for (int32_t row = 0; row < rows; ++row) {
-        SynthesizeLine(plane + row * stride, 1, length);
+        SynthesizeLine(plane + row * stride, length);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "codecs/adv601/ADV601Tables.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -121,6 +122,23 @@ std::array<ADV601Code, 256> BuildCodes(const ADV601HuffmanSpec& spec) {
     return codes;
 }
 
+constexpr int32_t PrefixSpan = 1 << (ADV601LongestCode - ADV601PrefixBits);
+using PrefixTable = std::array<int16_t, 1 << ADV601PrefixBits>;
+
+// A prefix decides the code when the lowest and the highest peek that it begins both find it.
+PrefixTable BuildPrefixTable(int32_t table) {
+    int32_t count = 0;
+    const ADV601Code* codes = ADV601Codes(table, &count);
+    PrefixTable prefixes{};
+    for (int32_t prefix = 0; prefix < static_cast<int32_t>(prefixes.size()); ++prefix) {
+        const auto lowest = static_cast<uint16_t>(prefix * PrefixSpan);
+        const auto highest = static_cast<uint16_t>(lowest + PrefixSpan - 1);
+        const int32_t code = ADV601FindCode(codes, count, lowest);
+        prefixes[prefix] = static_cast<int16_t>(code == ADV601FindCode(codes, count, highest) ? code : -1);
+    }
+    return prefixes;
+}
+
 } // namespace
 
 const ADV601BlockGeometry* ADV601Geometry(bool tallField) {
@@ -141,6 +159,18 @@ const ADV601Code* ADV601Codes(int32_t table, int32_t* count) {
         BuildCodes(HuffmanTables[0]), BuildCodes(HuffmanTables[1]), BuildCodes(HuffmanTables[2])};
     *count = HuffmanTables[table].symbolCount;
     return codes[table].data();
+}
+
+int32_t ADV601FindCode(const ADV601Code* codes, int32_t count, uint16_t peek) {
+    const ADV601Code* after = std::upper_bound(
+        codes, codes + count, peek, [](uint16_t value, const ADV601Code& code) { return value < code.code; });
+    return static_cast<int32_t>(after - codes) - 1;
+}
+
+const int16_t* ADV601CodesByPrefix(int32_t table) {
+    static const std::array<PrefixTable, ADV601HuffmanTableCount> prefixes = {
+        BuildPrefixTable(0), BuildPrefixTable(1), BuildPrefixTable(2)};
+    return prefixes[table].data();
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -70,4 +70,12 @@ struct ADV601Code {
 // The codes of a table in ascending order (which is code order); built once.
 const ADV601Code* ADV601Codes(int32_t table, int32_t* count);
 
+// Index of the code that a 16-bit peek begins with: the largest code, left-aligned, not above it.
+int32_t ADV601FindCode(const ADV601Code* codes, int32_t count, uint16_t peek);
+
+// The same answer by the top ADV601PrefixBits bits of the peek alone, for each value of them, or
+// -1 where a longer code ends inside that prefix's range and the search must decide; built once.
+constexpr int32_t ADV601PrefixBits = 10;
+const int16_t* ADV601CodesByPrefix(int32_t table);
+
 } // namespace Vorn::Vorncast::Decoders
