@@ -1,13 +1,12 @@
 // Decoding speed of a full-size PAL frame (704 x 576) into blue-first lines, as every Motion JPEG
 // format decoder does once per frame shown: frames per second is the items rate.
 #include "codecs/jpeg/JpegCodec.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <jpeglib.h>
 #include <vector>
 
 namespace {
@@ -15,54 +14,20 @@ namespace {
 constexpr int32_t Width = 704;
 constexpr int32_t Height = 576;
 
-// Smooth shading with a little texture, so that the entropy-coded data has a camera's density.
-std::vector<uint8_t> MakeScene() {
-    std::vector<uint8_t> pixels(static_cast<size_t>(Width) * Height * 3);
-    uint32_t noise = 12345;
-    for (int32_t y = 0; y < Height; ++y) {
-        for (int32_t x = 0; x < Width; ++x) {
-            noise = noise * 1103515245u + 12345u;
-            int32_t texture = static_cast<int32_t>((noise >> 16) & 15) - 8;
-            uint8_t* pixel = &pixels[(static_cast<size_t>(y) * Width + x) * 3];
-            pixel[0] = static_cast<uint8_t>((x * 200 / Width + 20 + texture) & 0xFF);
-            pixel[1] = static_cast<uint8_t>((y * 180 / Height + 40 + texture) & 0xFF);
-            pixel[2] = static_cast<uint8_t>(((x + y) * 120 / (Width + Height) + 60 + texture) & 0xFF);
-        }
-    }
-    return pixels;
-}
+using namespace Vorn::Vorncast::Decoders::Testing;
 
-std::vector<uint8_t> Encode(const std::vector<uint8_t>& pixels, bool progressive) {
-    jpeg_compress_struct info{};
-    jpeg_error_mgr errors{};
-    info.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&info);
-    unsigned char* output = nullptr;
-    unsigned long outputSize = 0;
-    jpeg_mem_dest(&info, &output, &outputSize);
-    info.image_width = Width;
-    info.image_height = Height;
-    info.input_components = 3;
-    info.in_color_space = JCS_EXT_BGR;
-    jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, 75, TRUE);
-    if (progressive) {
-        jpeg_simple_progression(&info);
-    }
-    jpeg_start_compress(&info, TRUE);
-    while (info.next_scanline < info.image_height) {
-        auto* row = const_cast<JSAMPROW>(&pixels[info.next_scanline * static_cast<size_t>(Width) * 3]);
-        jpeg_write_scanlines(&info, &row, 1);
-    }
-    jpeg_finish_compress(&info);
-    jpeg_destroy_compress(&info);
-    std::vector<uint8_t> bytes(output, output + outputSize);
-    std::free(output);
-    return bytes;
+// A camera scene, stored as recorders store it: quality 75, chroma at a quarter of the resolution.
+std::vector<uint8_t> EncodeScene(bool progressive) {
+    BgrPicture scene = MakeScenePicture(Width, Height, 0);
+    EncodeOptions options;
+    options.quality = 75;
+    options.sampling = Sampling::S420;
+    options.progressive = progressive;
+    return EncodeJpeg(TestPicture{Width, Height, 3, scene.bgr}, options);
 }
 
 void DecodeToBgr(benchmark::State& state, bool progressive) {
-    std::vector<uint8_t> jpeg = Encode(MakeScene(), progressive);
+    std::vector<uint8_t> jpeg = EncodeScene(progressive);
     std::vector<uint8_t> picture(static_cast<size_t>(Width) * Height * 3);
     Vorn::Vorncast::Decoders::JpegDecoderScratch scratch;
     for (auto _ : state) {
@@ -87,7 +52,7 @@ void ProgressiveDecode704x576(benchmark::State& state) {
 }
 
 void ReadHeader704x576(benchmark::State& state) {
-    std::vector<uint8_t> jpeg = Encode(MakeScene(), false);
+    std::vector<uint8_t> jpeg = EncodeScene(false);
     int32_t width = 0;
     for (auto _ : state) {
         benchmark::DoNotOptimize(Vorn::Vorncast::Decoders::JpegReadHeader(

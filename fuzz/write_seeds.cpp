@@ -9,6 +9,7 @@
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/codecs/H264Units.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
@@ -218,68 +219,6 @@ void WriteMpeg4AndH263Seeds(SeedFolder& seeds) {
     }
 }
 
-// The NAL units of a start-code access unit, without their start codes.
-std::vector<Unit> NalUnits(const Unit& accessUnit) {
-    std::vector<size_t> starts;
-    for (size_t at = 0; at + 3 <= accessUnit.size(); ++at) {
-        if (accessUnit[at] == 0 && accessUnit[at + 1] == 0 && accessUnit[at + 2] == 1) {
-            starts.push_back(at + 3);
-        }
-    }
-    std::vector<Unit> units;
-    for (size_t index = 0; index < starts.size(); ++index) {
-        size_t end = index + 1 < starts.size() ? starts[index + 1] - 3 : accessUnit.size();
-        while (end > starts[index] && accessUnit[end - 1] == 0) {
-            --end;
-        }
-        units.emplace_back(accessUnit.begin() + static_cast<long>(starts[index]),
-                           accessUnit.begin() + static_cast<long>(end));
-    }
-    return units;
-}
-
-void PutLength(Unit* out, size_t length, int32_t bytes) {
-    for (int32_t shift = (bytes - 1) * 8; shift >= 0; shift -= 8) {
-        out->push_back(static_cast<uint8_t>(length >> shift));
-    }
-}
-
-Unit LengthPrefixed(const Unit& accessUnit) {
-    Unit out;
-    for (const Unit& nal : NalUnits(accessUnit)) {
-        PutLength(&out, nal.size(), 4);
-        out.insert(out.end(), nal.begin(), nal.end());
-    }
-    return out;
-}
-
-// An avcC record with four-byte lengths around start-code parameter sets.
-Unit AvcConfiguration(const Unit& parameterSets) {
-    std::vector<Unit> sequence, picture;
-    for (const Unit& nal : NalUnits(parameterSets)) {
-        ((nal[0] & 0x1F) == 7 ? sequence : picture).push_back(nal);
-    }
-    if (sequence.empty() || sequence[0].size() < 4) {
-        return {};
-    }
-    Unit record = {1,
-                   sequence[0][1],
-                   sequence[0][2],
-                   sequence[0][3],
-                   0xFF,
-                   static_cast<uint8_t>(0xE0 | sequence.size())};
-    for (const Unit& nal : sequence) {
-        PutLength(&record, nal.size(), 2);
-        record.insert(record.end(), nal.begin(), nal.end());
-    }
-    record.push_back(static_cast<uint8_t>(picture.size()));
-    for (const Unit& nal : picture) {
-        PutLength(&record, nal.size(), 2);
-        record.insert(record.end(), nal.begin(), nal.end());
-    }
-    return record;
-}
-
 void WriteH264Seeds(SeedFolder& seeds) {
     CodecTest::EncodedVideo video;
     if (Encode("libx264", 64, 48, 5, 2, false, &video)) {
@@ -289,10 +228,10 @@ void WriteH264Seeds(SeedFolder& seeds) {
     if (Encode("libx264", 64, 48, 4, 0, true, &video)) {
         std::vector<Unit> prefixed;
         for (const Unit& frame : Frames(video, 4)) {
-            prefixed.push_back(LengthPrefixed(frame));
+            prefixed.push_back(CodecTest::LengthPrefixed(frame, 4));
         }
         seeds.Add("fuzz_codec_h264", "avcc_length_prefixed", Size64x48 | ConfigurationFirst,
-                  WithFirst(AvcConfiguration(video.extradata), prefixed));
+                  WithFirst(CodecTest::AvcConfiguration(video.extradata, 4), prefixed));
         seeds.Add("fuzz_codec_h264", "startcode_config", Size64x48 | ConfigurationFirst,
                   WithFirst(video.extradata, Frames(video, 4)));
     }

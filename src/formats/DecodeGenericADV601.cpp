@@ -1,10 +1,6 @@
 #include "formats/DecodeGenericADV601.h"
 
-#include "core/framelists/StreamTimes.h"
-#include "formats/shared/FrameListQueries.h"
-
 #include <algorithm>
-#include <cstdio>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -19,23 +15,12 @@ bool IsFieldTypeWord(uint32_t word) {
 
 } // namespace
 
-DecodeGenericADV601::DecodeGenericADV601() {
-    // Every file passes the query, so the decoder is only used when chosen by hand.
-    infoFlagD = 1;
-}
-
 BaseDecoder* CreateDecodeGenericADV601(const DecoderRow&) {
     return new DecodeGenericADV601();
 }
 
-const char* DecodeGenericADV601::GetExtensions(int32_t* count) {
-    *count = 0;
-    return "";
-}
-
 void DecodeGenericADV601::Reset() {
-    fileId = -1;
-    fileSize = 0;
+    ForgetFile();
     readBuffer.Free();
     frameList.Clear();
     readOffset = 0;
@@ -47,24 +32,13 @@ void DecodeGenericADV601::Reset() {
 
 // ---- loading ----
 
-DecoderAction DecodeGenericADV601::LoadingCore() {
-    Reset();
-    ReportProgress(0.0);
-    return DDA_OPEN;
-}
-
-void DecodeGenericADV601::LoadingGetOpenName(char* name) {
-    std::snprintf(name, MaxPathLength, "%s", loadName);
-}
-
 DecoderAction DecodeGenericADV601::LoadingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    // Kept also when the size is refused, so that failing closes what the client opened.
-    fileId = newFileId;
-    if (newFileId == -1 || newFileSize == 0) {
-        Log(LogFailure, "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n");
-        return DecoderFailure();
+    DecoderAction action =
+        TakeOpenedFile(newFileId, newFileSize,
+                       "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n");
+    if (action != DDA_READ) {
+        return action;
     }
-    fileSize = static_cast<int64_t>(newFileSize);
     readOffset = 0;
     previousWordAllOnes = false;
     readSize = static_cast<uint32_t>(std::min<int64_t>(ScanBlockSize, fileSize));
@@ -150,13 +124,8 @@ int32_t DecodeGenericADV601::SizeFrames() {
 
 void DecodeGenericADV601::DecompressingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
                                                          uint8_t** buffer) {
-    const FrameInfo* record = frameList.RecordAt(currentFrame);
-    *outFileId = fileId;
-    *offset = record != nullptr ? record->offset : 0;
-    *size = record != nullptr ? record->size : 0;
+    ReadFrame(currentFrame, outFileId, offset, size, buffer);
     fetchedSize = *size;
-    readBuffer.Resize(fetchedSize);
-    *buffer = readBuffer.Data();
 }
 
 DecoderAction DecodeGenericADV601::DecompressingReadComplete(int32_t, bool ok) {
@@ -180,64 +149,6 @@ bool DecodeGenericADV601::GetImage(int32_t bufferSize, uint8_t* buffer) {
         return false;
     }
     return true;
-}
-
-// ---- frames, times, cameras ----
-
-FrameTimes DecodeGenericADV601::GetFrameTimes() {
-    return TimesOfFrame(frameList.GetAt(currentFrame));
-}
-
-void DecodeGenericADV601::GetFrameCamera(CameraTag* camera) {
-    *camera = frameList.GetAt(currentFrame).camera;
-}
-
-int32_t DecodeGenericADV601::IndexOfFrameAtStreamTime(int64_t streamTime) {
-    return frameList.IndexAtStreamTime(streamTime);
-}
-
-int32_t DecodeGenericADV601::GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
-    return GetPreviousFrame(frame + 1, cameraFilter);
-}
-
-int32_t DecodeGenericADV601::GetPreviousFrame(int32_t frame, int32_t) {
-    return frameList.PreviousIndex(frame);
-}
-
-int32_t DecodeGenericADV601::GetNextFrame(int32_t frame, int32_t) {
-    return frameList.NextIndex(frame);
-}
-
-void DecodeGenericADV601::GetCameras(uint8_t* mask) {
-    MarkFrameCameras(frameList, mask);
-}
-
-// ---- unloading and failing ----
-
-DecoderAction DecodeGenericADV601::UnloadingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericADV601::UnloadingCloseComplete(int32_t) {
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericADV601::FailingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_NO_ACTION;
-}
-
-DecoderAction DecodeGenericADV601::FailingCloseComplete(int32_t) {
-    fileId = -1;
-    return DecoderFailure();
 }
 
 } // namespace Vorn::Vorncast::Decoders

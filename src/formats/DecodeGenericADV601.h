@@ -2,9 +2,7 @@
 
 #include "codecs/adv601/ADV601Decoder.h"
 #include "core/client/DecoderRows.h"
-#include "core/decoder/BaseDecoder.h"
-#include "core/framelists/FrameInfoList.h"
-#include "formats/shared/ReadBuffer.h"
+#include "formats/shared/GenericFileDecoder.h"
 
 #include <cstdint>
 
@@ -14,7 +12,7 @@ namespace Vorn::Vorncast::Decoders {
 // for the start-of-field delimiter: an all-ones word followed by a field type word, in either
 // word order, on a four-byte file position. Fields are 720 x 288; the file holds no clock, so the
 // frames are spread 40 ms apart. The file stays open from load to unload.
-class DecodeGenericADV601 : public BaseDecoder {
+class DecodeGenericADV601 : public ScannedFileDecoder {
 public:
     static constexpr uint32_t ScanBlockSize = 1024;
     // Larger gaps between two delimiters are clamped to this and do not count as good frames.
@@ -22,46 +20,23 @@ public:
     // A stream must hold more good frames than this to load.
     static constexpr int32_t MinGoodFrames = 3;
 
-    DecodeGenericADV601();
-
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
-    int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
-    void GetCameras(uint8_t* mask) override;
+    // Steps through the frame list itself.
+    int32_t GetPreviousFrame(int32_t frame, int32_t) override { return frameList.PreviousIndex(frame); }
+    int32_t GetNextFrame(int32_t frame, int32_t) override { return frameList.NextIndex(frame); }
     void Reset() override;
     const char* GetDecoderName() override { return "Generic ADV601"; }
     void GetDecoderGuid(const char** guid) override { *guid = "E2FA1771-9E5B-4349-94E2-018A2939E6EA"; }
-    const char* GetExtensions(int32_t* count) override;
-    // Any file may hold ADV601 fields.
-    bool IsExtension(const char*) override { return true; }
 
 protected:
-    FrameTimes GetFrameTimes() override;
-    void GetFrameCamera(CameraTag* camera) override;
-
-    DecoderAction LoadingCore() override;
-    void LoadingGetOpenName(char* name) override;
     DecoderAction LoadingOpenComplete(int32_t fileId, uint64_t fileSize) override;
     void LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
                                   uint8_t** buffer) override;
     DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override;
 
-    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
-
-    DecoderAction DecompressingCore() override { return DDA_READ; }
     void DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
                                         uint8_t** buffer) override;
     DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
-
-    DecoderAction UnloadingCore() override;
-    void UnloadingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction UnloadingCloseComplete(int32_t fileId) override;
-
-    DecoderAction FailingCore() override;
-    void FailingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction FailingCloseComplete(int32_t fileId) override;
 
 private:
     void ScanBlock();
@@ -69,10 +44,6 @@ private:
     // Sizes every frame up to the next one, clamping oversized gaps; the number of good frames.
     int32_t SizeFrames();
 
-    int32_t fileId = -1;
-    int64_t fileSize = 0;
-    ReadBuffer readBuffer;
-    FrameInfoList frameList;
     int64_t readOffset = 0;
     uint32_t readSize = 0;
     // The last word of the previous block was all ones: a delimiter may span two blocks.

@@ -1,6 +1,5 @@
 #include "formats/DecodeGenericFolderOfJpegs.h"
 
-#include "core/framelists/StreamTimes.h"
 #include "model/support/Path.h"
 
 #include <strings.h>
@@ -52,18 +51,12 @@ const char* DecodeGenericFolderOfJpegs::GetPathPattern(int32_t index) {
 }
 
 void DecodeGenericFolderOfJpegs::Reset() {
-    fileId = -1;
-    fileSize = 0;
+    ForgetFile();
     readBuffer.Free();
     fileList.Clear();
     folder[0] = '\0';
     indexToOpen = 0;
     heldImage = -1;
-}
-
-void DecodeGenericFolderOfJpegs::ForgetFile() {
-    fileId = -1;
-    fileSize = 0;
 }
 
 void DecodeGenericFolderOfJpegs::OpenName(char* name) {
@@ -77,15 +70,6 @@ void DecodeGenericFolderOfJpegs::OpenName(char* name) {
         // A cut path could name another file: leave the name empty, which fails the open.
         std::memset(name, 0, MaxPathLength);
     }
-}
-
-void DecodeGenericFolderOfJpegs::ReadWholeFile(int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                               uint8_t** buffer) {
-    *outFileId = fileId;
-    *offset = 0;
-    *size = static_cast<uint32_t>(fileSize);
-    readBuffer.Resize(*size);
-    *buffer = readBuffer.Data();
 }
 
 // ---- loading ----
@@ -124,15 +108,9 @@ DecoderAction DecodeGenericFolderOfJpegs::LoadingFileListComplete(bool ok, FileL
 }
 
 DecoderAction DecodeGenericFolderOfJpegs::LoadingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    // Kept also when the size is refused, so that failing closes what the client opened.
-    fileId = newFileId;
-    if (newFileId == -1 || newFileSize == 0) {
-        Log(LogFailure,
-            "DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n");
-        return DecoderFailure();
-    }
-    fileSize = static_cast<int64_t>(newFileSize);
-    return DDA_READ;
+    return TakeOpenedFile(
+        newFileId, newFileSize,
+        "DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n");
 }
 
 void DecodeGenericFolderOfJpegs::LoadingGetReadParameters(int32_t* outFileId, uint64_t* offset,
@@ -172,15 +150,13 @@ DecoderAction DecodeGenericFolderOfJpegs::DecompressingCore() {
 }
 
 DecoderAction DecodeGenericFolderOfJpegs::DecompressingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    fileId = newFileId;
-    if (newFileId == -1 || newFileSize == 0) {
-        Log(LogFailure,
-            "DecodeGenericFolderOfJpegs::DecompressingReadComplete failed with bad fileId or fileSize\n");
-        return DecoderFailure();
+    DecoderAction action = TakeOpenedFile(
+        newFileId, newFileSize,
+        "DecodeGenericFolderOfJpegs::DecompressingReadComplete failed with bad fileId or fileSize\n");
+    if (action == DDA_READ) {
+        heldImage = indexToOpen;
     }
-    fileSize = static_cast<int64_t>(newFileSize);
-    heldImage = indexToOpen;
-    return DDA_READ;
+    return action;
 }
 
 void DecodeGenericFolderOfJpegs::DecompressingGetReadParameters(int32_t* outFileId, uint64_t* offset,
@@ -207,51 +183,11 @@ bool DecodeGenericFolderOfJpegs::GetImage(int32_t bufferSize, uint8_t* buffer) {
                               buffer, bufferSize);
 }
 
-// ---- frames and cameras ----
-
-int32_t DecodeGenericFolderOfJpegs::GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
-    return GetPreviousFrame(frame + 1, cameraFilter);
-}
-
-int32_t DecodeGenericFolderOfJpegs::GetPreviousFrame(int32_t frame, int32_t) {
-    return StreamTimes::PreviousIndex(frame, totalFrames);
-}
-
-int32_t DecodeGenericFolderOfJpegs::GetNextFrame(int32_t frame, int32_t) {
-    return StreamTimes::NextIndex(frame, totalFrames);
-}
+// ---- cameras ----
 
 void DecodeGenericFolderOfJpegs::GetCameras(uint8_t* mask) {
     std::memset(mask, 0, CameraMaskBytes);
     mask[0] = 1;
-}
-
-// ---- unloading and failing ----
-
-DecoderAction DecodeGenericFolderOfJpegs::UnloadingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericFolderOfJpegs::UnloadingCloseComplete(int32_t) {
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericFolderOfJpegs::FailingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_NO_ACTION;
-}
-
-DecoderAction DecodeGenericFolderOfJpegs::FailingCloseComplete(int32_t) {
-    ForgetFile();
-    return DecoderFailure();
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -2,9 +2,8 @@
 
 #include "codecs/jpeg/JpegCodec.h"
 #include "core/client/DecoderRows.h"
-#include "core/decoder/BaseDecoder.h"
 #include "core/filelists/FileList.h"
-#include "formats/shared/ReadBuffer.h"
+#include "formats/shared/GenericFileDecoder.h"
 
 #include <cstdint>
 
@@ -13,15 +12,12 @@ namespace Vorn::Vorncast::Decoders {
 // Every "*.jpg" file of the folder of the loaded path is one frame, in the order of the listing.
 // The folder has no clock: all times are 0. No file stays open between two calls: each fetch
 // opens, reads whole and closes the frame's file.
-class DecodeGenericFolderOfJpegs : public BaseDecoder {
+class DecodeGenericFolderOfJpegs : public GenericFileDecoder {
 public:
     DecodeGenericFolderOfJpegs();
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
     int32_t IndexOfFrameAtStreamTime(int64_t) override { return 0; }
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
-    int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
     void GetCameras(uint8_t* mask) override;
     void Reset() override;
     const char* GetDecoderName() override { return "Generic Folder of Jpegs"; }
@@ -42,8 +38,6 @@ protected:
     void LoadingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
     DecoderAction LoadingCloseComplete(int32_t fileId) override;
 
-    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
-
     DecoderAction DecompressingCore() override;
     void DecompressingGetOpenName(char* name) override { OpenName(name); }
     DecoderAction DecompressingOpenComplete(int32_t fileId, uint64_t fileSize) override;
@@ -53,24 +47,10 @@ protected:
     void DecompressingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
     DecoderAction DecompressingCloseComplete(int32_t fileId) override;
 
-    DecoderAction UnloadingCore() override;
-    void UnloadingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction UnloadingCloseComplete(int32_t fileId) override;
-
-    DecoderAction FailingCore() override;
-    void FailingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction FailingCloseComplete(int32_t fileId) override;
-
 private:
     // The folder and the listed name at the index to open; an empty name outside the list.
     void OpenName(char* name);
-    // The whole open file is one read.
-    void ReadWholeFile(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer);
-    void ForgetFile();
 
-    int32_t fileId = -1;
-    int64_t fileSize = 0;
-    ReadBuffer readBuffer;
     FileList fileList;
     // The folder of the loaded path, without its final separator: names are joined to it by '/'.
     char folder[MaxPathLength] = {};

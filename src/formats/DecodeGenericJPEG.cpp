@@ -1,11 +1,8 @@
 #include "formats/DecodeGenericJPEG.h"
 
-#include "core/framelists/StreamTimes.h"
-#include "formats/shared/FrameListQueries.h"
 #include "formats/shared/JpegStartScan.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -15,23 +12,12 @@ constexpr int32_t LogFailure = 0;
 
 } // namespace
 
-DecodeGenericJPEG::DecodeGenericJPEG() {
-    // Every file passes the query, so the decoder is only used when chosen by hand.
-    infoFlagD = 1;
-}
-
 BaseDecoder* CreateDecodeGenericJPEG(const DecoderRow&) {
     return new DecodeGenericJPEG();
 }
 
-const char* DecodeGenericJPEG::GetExtensions(int32_t* count) {
-    *count = 0;
-    return "";
-}
-
 void DecodeGenericJPEG::Reset() {
-    fileId = -1;
-    fileSize = 0;
+    ForgetFile();
     readBuffer.Free();
     frameList.Clear();
     loadingState = LS_SCANNING;
@@ -41,35 +27,9 @@ void DecodeGenericJPEG::Reset() {
 
 // ---- loading ----
 
-DecoderAction DecodeGenericJPEG::LoadingCore() {
-    Reset();
-    ReportProgress(0.0);
-    return DDA_OPEN;
-}
-
-void DecodeGenericJPEG::LoadingGetOpenName(char* name) {
-    std::snprintf(name, MaxPathLength, "%s", loadName);
-}
-
 DecoderAction DecodeGenericJPEG::LoadingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    // Kept also when the size is refused, so that failing closes what the client opened.
-    fileId = newFileId;
-    if (newFileId == -1 || newFileSize == 0) {
-        Log(LogFailure, "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n");
-        return DecoderFailure();
-    }
-    fileSize = static_cast<int64_t>(newFileSize);
-    return DDA_READ;
-}
-
-void DecodeGenericJPEG::ReadFrame(int32_t frame, int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                  uint8_t** buffer) {
-    const FrameInfo* record = frameList.RecordAt(frame);
-    *outFileId = fileId;
-    *offset = record != nullptr ? record->offset : 0;
-    *size = record != nullptr ? record->size : 0;
-    readBuffer.Resize(*size);
-    *buffer = readBuffer.Data();
+    return TakeOpenedFile(newFileId, newFileSize,
+                          "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n");
 }
 
 void DecodeGenericJPEG::LoadingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
@@ -175,64 +135,6 @@ bool DecodeGenericJPEG::GetImage(int32_t bufferSize, uint8_t* buffer) {
         return false;
     }
     return true;
-}
-
-// ---- frames, times, cameras ----
-
-FrameTimes DecodeGenericJPEG::GetFrameTimes() {
-    return TimesOfFrame(frameList.GetAt(currentFrame));
-}
-
-void DecodeGenericJPEG::GetFrameCamera(CameraTag* camera) {
-    *camera = frameList.GetAt(currentFrame).camera;
-}
-
-int32_t DecodeGenericJPEG::IndexOfFrameAtStreamTime(int64_t streamTime) {
-    return frameList.IndexAtStreamTime(streamTime);
-}
-
-int32_t DecodeGenericJPEG::GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
-    return GetPreviousFrame(frame + 1, cameraFilter);
-}
-
-int32_t DecodeGenericJPEG::GetPreviousFrame(int32_t frame, int32_t) {
-    return StreamTimes::PreviousIndex(frame, totalFrames);
-}
-
-int32_t DecodeGenericJPEG::GetNextFrame(int32_t frame, int32_t) {
-    return StreamTimes::NextIndex(frame, totalFrames);
-}
-
-void DecodeGenericJPEG::GetCameras(uint8_t* mask) {
-    MarkFrameCameras(frameList, mask);
-}
-
-// ---- unloading and failing ----
-
-DecoderAction DecodeGenericJPEG::UnloadingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericJPEG::UnloadingCloseComplete(int32_t) {
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeGenericJPEG::FailingCore() {
-    if (fileId != -1) {
-        return DDA_CLOSE;
-    }
-    Reset();
-    return DDA_NO_ACTION;
-}
-
-DecoderAction DecodeGenericJPEG::FailingCloseComplete(int32_t) {
-    fileId = -1;
-    return DecoderFailure();
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -24,7 +24,7 @@ FrameTimes WithPlainFlags(FrameTimes times) {
 
 LegacyDecoderAudioStream::LegacyDecoderAudioStream(const LegacyStreamSetup& setup,
                                                    const Decoders::AudioInfo& audio)
-    : LegacyDecoderStream(setup, StreamAudio) {
+    : LegacyDescribedStream(setup, StreamAudio) {
     description.sampleRate = audio.samplesPerSecond;
     description.bitsPerSample = audio.bitsPerSample;
     description.channels = audio.channels;

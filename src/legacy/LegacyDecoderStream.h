@@ -74,6 +74,18 @@ private:
     int SeekToChannelFrame(int32_t index, const SeekRequest& request, Sample* sample);
 };
 
+// A stream that describes its samples by a description of its own kind, audio or video.
+template <class OwnDescription> class LegacyDescribedStream : public LegacyDecoderStream {
+public:
+    SampleDescription* GetOwnDescription() override { return &description; }
+    const OwnDescription& Description() const { return description; }
+
+protected:
+    using LegacyDecoderStream::LegacyDecoderStream;
+
+    OwnDescription description;
+};
+
 // Refuses a request without an abort callback: digital streams poll it at every turn.
 bool HasAbort(const SampleRequest& request);
 bool AbortRequested(const SampleRequest& request);

@@ -18,7 +18,7 @@ using Decoders::FCR_SUCCESS;
 
 LegacyDecoderVideoStream::LegacyDecoderVideoStream(const LegacyStreamSetup& setup,
                                                    const Decoders::ImageInfo& image)
-    : LegacyDecoderStream(setup, StreamVideo) {
+    : LegacyDescribedStream(setup, StreamVideo) {
     description.width = image.width;
     description.height = image.height;
     description.bytesPerPixel = static_cast<int16_t>(image.planes);

@@ -6,16 +6,13 @@
 namespace Vorn::Vorncast {
 
 // The video of one camera channel: pictures as the core's picture format gives them.
-class LegacyDecoderVideoStream : public LegacyDecoderStream {
+class LegacyDecoderVideoStream : public LegacyDescribedStream<VideoSampleDescription> {
 public:
     LegacyDecoderVideoStream(const LegacyStreamSetup& setup, const Decoders::ImageInfo& image);
 
-    SampleDescription* GetOwnDescription() override { return &description; }
     // A frame that fails in the normal way arrives as a black picture at its own time, so that
     // playback gets past damage; only a catastrophic failure of the core ends the step.
     int DecompressSample(int32_t frameIndex, SampleRequest request, Sample* sample) override;
-
-    const VideoSampleDescription& Description() const { return description; }
 
 protected:
     int32_t NextFrame(int32_t frame) override;
@@ -37,8 +34,6 @@ private:
     void LearnDamagedFrame(int32_t index, FrameReport* report);
     // Whether the frame at `index` belongs to this channel, by the core's walk of its index.
     bool IsOwnFrame(int32_t index);
-
-    VideoSampleDescription description;
 };
 
 } // namespace Vorn::Vorncast

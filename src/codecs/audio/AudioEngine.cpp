@@ -1,6 +1,6 @@
 #include "codecs/audio/AudioEngine.h"
 
-#include "codecs/video/FfmpegQuiet.h"
+#include "codecs/video/FfmpegSetup.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -62,6 +62,41 @@ int16_t SampleAt(const AVFrame& frame, int32_t channel, int32_t index) {
     }
 }
 
+// The caller's buffer need not be aligned for 16-bit stores.
+void PutSample(uint8_t*& at, int16_t sample) {
+    std::memcpy(at, &sample, sizeof sample);
+    at += sizeof sample;
+}
+
+void WriteAnyFormat(const AVFrame& frame, int32_t outChannels, uint8_t* output) {
+    const int32_t lastChannel = frame.ch_layout.nb_channels - 1;
+    for (int32_t index = 0; index < frame.nb_samples; ++index) {
+        for (int32_t channel = 0; channel < outChannels; ++channel) {
+            PutSample(output, SampleAt(frame, std::min(channel, lastChannel), index));
+        }
+    }
+}
+
+// Planar float, what the MPEG audio, AAC and AC-3 decoders give, without the format dispatch of
+// SampleAt for every sample.
+void WritePlanarFloat(const AVFrame& frame, int32_t outChannels, uint8_t* output) {
+    const int32_t lastChannel = frame.ch_layout.nb_channels - 1;
+    const float* planes[8] = {};
+    const int32_t channels = std::min(outChannels, 8);
+    for (int32_t channel = 0; channel < channels; ++channel) {
+        planes[channel] = reinterpret_cast<const float*>(frame.extended_data[std::min(channel, lastChannel)]);
+    }
+    if (channels != outChannels) {
+        WriteAnyFormat(frame, outChannels, output);
+        return;
+    }
+    for (int32_t index = 0; index < frame.nb_samples; ++index) {
+        for (int32_t channel = 0; channel < channels; ++channel) {
+            PutSample(output, ClipToSample(planes[channel][index]));
+        }
+    }
+}
+
 } // namespace
 
 AudioEngine::AudioEngine() = default;
@@ -84,19 +119,10 @@ bool AudioEngine::Open(AudioCodec codec, ByteView config, int32_t outputChannels
         Close();
         return false;
     }
-    if (!config.Empty()) {
-        context->extradata = static_cast<uint8_t*>(av_mallocz(config.Size() + AV_INPUT_BUFFER_PADDING_SIZE));
-        if (context->extradata == nullptr) {
-            Close();
-            return false;
-        }
-        std::memcpy(context->extradata, config.Data(), config.Size());
-        context->extradata_size = static_cast<int>(config.Size());
-    }
     if (outputChannels == 2) {
         av_opt_set(context, "downmix", "stereo", AV_OPT_SEARCH_CHILDREN);
     }
-    if (avcodec_open2(context, decoder, nullptr) < 0) {
+    if (!AttachExtradata(context, config) || avcodec_open2(context, decoder, nullptr) < 0) {
         Close();
         return false;
     }
@@ -148,14 +174,10 @@ int32_t AudioEngine::WriteFrame(const AVFrame& decoded, uint8_t* output, int32_t
     if (bytes > outputSize) {
         return -1;
     }
-    // The caller's buffer need not be aligned for 16-bit stores.
-    uint8_t* at = output;
-    for (int32_t index = 0; index < decoded.nb_samples; ++index) {
-        for (int32_t channel = 0; channel < outChannels; ++channel) {
-            const int16_t sample = SampleAt(decoded, std::min(channel, frameChannels - 1), index);
-            std::memcpy(at, &sample, sizeof sample);
-            at += sizeof sample;
-        }
+    if (decoded.format == AV_SAMPLE_FMT_FLTP) {
+        WritePlanarFloat(decoded, outChannels, output);
+    } else {
+        WriteAnyFormat(decoded, outChannels, output);
     }
     sampleRate = decoded.sample_rate;
     channels = outChannels;

@@ -10,7 +10,9 @@ namespace {
 // finishes the picture with what it has instead of waiting for more.
 const JOCTET EndOfImage[2] = {0xFF, JPEG_EOI};
 
-J_COLOR_SPACE OutputSpaceFor(int32_t channels) {
+} // namespace
+
+J_COLOR_SPACE LibjpegColourSpace(int32_t channels) {
     switch (channels) {
     case 1:
         return JCS_GRAYSCALE;
@@ -20,8 +22,6 @@ J_COLOR_SPACE OutputSpaceFor(int32_t channels) {
         return JCS_EXT_BGR;
     }
 }
-
-} // namespace
 
 LibjpegDecoder::LibjpegDecoder() {
     info.err = jpeg_std_error(&errors.base);
@@ -83,7 +83,7 @@ LibjpegResult LibjpegDecoder::Run() {
     if (!HeaderMatchesRequest()) {
         return Abandon();
     }
-    info.out_color_space = OutputSpaceFor(request->channels);
+    info.out_color_space = LibjpegColourSpace(request->channels);
     jpeg_start_decompress(&info);
     if (info.output_components != request->channels) {
         return Abandon();

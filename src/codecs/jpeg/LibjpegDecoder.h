@@ -11,6 +11,9 @@
 
 namespace Vorn::Vorncast::Decoders {
 
+// libjpeg's colour space for pictures of 1, 3 or 4 bytes a pixel: grey, blue-first colour, CMYK.
+J_COLOR_SPACE LibjpegColourSpace(int32_t channels);
+
 // One picture to decode with libjpeg. Geometry comes from the codec's own marker parse; libjpeg
 // must agree with it.
 struct LibjpegRequest {

@@ -1,5 +1,5 @@
 #include "codecs/jpeg/LosslessJpegEngine.h"
-#include "codecs/video/FfmpegQuiet.h"
+#include "codecs/video/FfmpegSetup.h"
 
 #include "codecs/jpeg/JpegMarkers.h"
 

@@ -1,5 +1,5 @@
 #include "codecs/vfw/AvcodecVfwDriver.h"
-#include "codecs/video/FfmpegQuiet.h"
+#include "codecs/video/FfmpegSetup.h"
 
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/StartCodeProbe.h"
@@ -103,16 +103,8 @@ bool AvcodecVfwDriver::OpenDecoder(AVCodecID id) {
     context->width = width;
     context->height = height;
     context->thread_count = 1;
-    if (!extradata.empty()) {
-        context->extradata =
-            static_cast<uint8_t*>(av_mallocz(extradata.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-        if (context->extradata == nullptr) {
-            return false;
-        }
-        std::memcpy(context->extradata, extradata.data(), extradata.size());
-        context->extradata_size = static_cast<int>(extradata.size());
-    }
-    return avcodec_open2(context, codec, nullptr) == 0;
+    return AttachExtradata(context, ByteView(extradata.data(), extradata.size())) &&
+           avcodec_open2(context, codec, nullptr) == 0;
 }
 
 int32_t AvcodecVfwDriver::DecodeFrame(ByteView data, uint8_t* dib) {

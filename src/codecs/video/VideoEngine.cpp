@@ -1,14 +1,12 @@
 #include "codecs/video/VideoEngine.h"
 
-#include "codecs/video/FfmpegQuiet.h"
+#include "codecs/video/FfmpegSetup.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavutil/mem.h>
 }
 
 #include <algorithm>
-#include <cstring>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -28,20 +26,6 @@ AVCodecID CodecId(VideoCodec codec) {
         return AV_CODEC_ID_DVVIDEO;
     }
     return AV_CODEC_ID_NONE;
-}
-
-bool AttachExtradata(AVCodecContext* context, ByteView extradata) {
-    if (extradata.Empty()) {
-        return true;
-    }
-    auto* bytes = static_cast<uint8_t*>(av_mallocz(extradata.Size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (bytes == nullptr) {
-        return false;
-    }
-    std::memcpy(bytes, extradata.Data(), extradata.Size());
-    context->extradata = bytes;
-    context->extradata_size = static_cast<int>(extradata.Size());
-    return true;
 }
 
 } // namespace

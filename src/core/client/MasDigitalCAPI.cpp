@@ -51,6 +51,15 @@ int32_t CopyCut(const char* text, char* target, int32_t size) {
     return static_cast<int32_t>(length);
 }
 
+// Calls `call` with the client of `handle`; a null handle is logged and answers `whenNull`.
+template <class Result, class Call>
+Result OnClient(ClientHandle handle, const char* function, Result whenNull, Call&& call) {
+    if (IsNull(handle, function)) {
+        return whenNull;
+    }
+    return call(*handle);
+}
+
 template <class T> void Store(T* target, T value) {
     if (target != nullptr) {
         *target = value;
@@ -111,66 +120,57 @@ FileClientResult OpenWithDecoder(ClientHandle handle, uint32_t guid0, uint32_t g
                                  AudioInfo* audio, TrackTimes* span, int32_t* totalFrames,
                                  int32_t* totalAudioFrames, int64_t* duration, bool* hasVideo, bool* hasAudio,
                                  int32_t* reserved, int32_t* confidence) {
-    if (IsNull(handle, "OpenWithDecoder")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->OpenForQuery(GuidFromWords(guid0, guid1, guid2, guid3), flags, path, image, audio, span,
-                                totalFrames, totalAudioFrames, duration, hasVideo, hasAudio, reserved,
-                                confidence);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.OpenForQuery(GuidFromWords(guid0, guid1, guid2, guid3), flags, path, image, audio, span,
+                                   totalFrames, totalAudioFrames, duration, hasVideo, hasAudio, reserved,
+                                   confidence);
+    });
 }
 
 FileClientResult OpenWithDecoder(ClientHandle handle, uint32_t guid0, uint32_t guid1, uint32_t guid2,
                                  uint32_t guid3, int32_t flags, const char* path, ImageInfo* image,
                                  AudioInfo* audio, TrackTimes* span, int32_t* totalFrames,
                                  int32_t* totalAudioFrames, int64_t* duration, bool* hasAudio) {
-    if (IsNull(handle, "OpenWithDecoder")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->OpenForLoad(GuidFromWords(guid0, guid1, guid2, guid3), flags, path, image, audio, span,
-                               totalFrames, totalAudioFrames, duration, hasAudio);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.OpenForLoad(GuidFromWords(guid0, guid1, guid2, guid3), flags, path, image, audio, span,
+                                  totalFrames, totalAudioFrames, duration, hasAudio);
+    });
 }
 
 FileClientResult GetFrame(ClientHandle handle, int32_t frame, FrameTimes* times, int32_t bufferSize,
                           uint8_t* buffer, int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod,
                           int32_t* camera, char* name) {
-    if (IsNull(handle, "GetFrame")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->GetFrame(frame, times, bufferSize, buffer, duration, totalFrames, framePeriod, camera,
-                            name);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.GetFrame(frame, times, bufferSize, buffer, duration, totalFrames, framePeriod, camera,
+                               name);
+    });
 }
 
 FileClientResult GetFrameInfo(ClientHandle handle, int32_t frame, FrameTimes* times, int64_t* lastFrameTime,
                               int32_t* totalFrames, uint64_t* framePeriod, int32_t* camera, char* name) {
-    if (IsNull(handle, "GetFrameInfo")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->GetFrameInfo(frame, times, lastFrameTime, totalFrames, framePeriod, camera, name);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.GetFrameInfo(frame, times, lastFrameTime, totalFrames, framePeriod, camera, name);
+    });
 }
 
 FileClientResult GetAudioFrame(ClientHandle handle, int32_t frame, FrameTimes* times, int32_t bufferSize,
                                uint8_t* buffer, int32_t* frameBytes, int32_t* totalAudioFrames,
                                int32_t* camera, char* name) {
-    if (IsNull(handle, "GetAudioFrame")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->GetAudioFrame(frame, times, bufferSize, buffer, frameBytes, totalAudioFrames, camera,
-                                 name);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.GetAudioFrame(frame, times, bufferSize, buffer, frameBytes, totalAudioFrames, camera,
+                                    name);
+    });
 }
 
 FileClientResult GetAudioFrameInfo(ClientHandle handle, int32_t frame, FrameTimes* times,
                                    int32_t* totalAudioFrames, int32_t* unused, int32_t* camera, char* name) {
-    if (IsNull(handle, "GetAudioFrameInfo")) {
-        return FCR_CATASTROPHIC;
-    }
-    return handle->GetAudioFrameInfo(frame, times, totalAudioFrames, unused, camera, name);
+    return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
+        return client.GetAudioFrameInfo(frame, times, totalAudioFrames, unused, camera, name);
+    });
 }
 
 int32_t TotalTracks(ClientHandle handle) {
-    if (IsNull(handle, "TotalTracks")) {
-        return 0;
-    }
-    return handle->GetTotalTracks();
+    return OnClient(handle, __func__, 0, [&](FileClient& client) { return client.GetTotalTracks(); });
 }
 
 bool GetTrackInfo(ClientHandle handle, int32_t track, char* name, TrackTimes* span, int32_t* frames,
@@ -186,68 +186,51 @@ bool GetTrackInfo(ClientHandle handle, int32_t track, char* name, TrackTimes* sp
 }
 
 bool SelectTrack(ClientHandle handle, int32_t track) {
-    if (IsNull(handle, "SelectTrack")) {
-        return false;
-    }
-    handle->SelectTrack(track);
-    return true;
+    return OnClient(handle, __func__, false, [&](FileClient& client) {
+        client.SelectTrack(track);
+        return true;
+    });
 }
 
 int32_t IndexOfFrameAtStreamTime(ClientHandle handle, int64_t streamTime) {
-    if (IsNull(handle, "IndexOfFrameAtStreamTime")) {
-        return 0;
-    }
-    return handle->IndexOfFrameAtStreamTime(streamTime);
+    return OnClient(handle, __func__, 0,
+                    [&](FileClient& client) { return client.IndexOfFrameAtStreamTime(streamTime); });
 }
 
 int32_t IndexOfAudioFrameAtStreamTime(ClientHandle handle, int64_t streamTime) {
-    if (IsNull(handle, "IndexOfAudioFrameAtStreamTime")) {
-        return 0;
-    }
-    return handle->IndexOfAudioFrameAtStreamTime(streamTime);
+    return OnClient(handle, __func__, 0,
+                    [&](FileClient& client) { return client.IndexOfAudioFrameAtStreamTime(streamTime); });
 }
 
 int32_t GetPreviousFrame(ClientHandle handle, int32_t frame, int32_t cameraFilter) {
-    if (IsNull(handle, "GetPreviousFrame")) {
-        return -1;
-    }
-    return handle->GetPreviousFrame(frame, cameraFilter);
+    return OnClient(handle, __func__, -1,
+                    [&](FileClient& client) { return client.GetPreviousFrame(frame, cameraFilter); });
 }
 
 int32_t GetNextFrame(ClientHandle handle, int32_t frame, int32_t cameraFilter) {
-    if (IsNull(handle, "GetNextFrame")) {
-        return -1;
-    }
-    return handle->GetNextFrame(frame, cameraFilter);
+    return OnClient(handle, __func__, -1,
+                    [&](FileClient& client) { return client.GetNextFrame(frame, cameraFilter); });
 }
 
 int32_t GetPreviousAudioFrame(ClientHandle handle, int32_t frame, int32_t cameraFilter) {
-    if (IsNull(handle, "GetPreviousAudioFrame")) {
-        return -1;
-    }
-    return handle->GetPreviousAudioFrame(frame, cameraFilter);
+    return OnClient(handle, __func__, -1,
+                    [&](FileClient& client) { return client.GetPreviousAudioFrame(frame, cameraFilter); });
 }
 
 int32_t GetNextAudioFrame(ClientHandle handle, int32_t frame, int32_t cameraFilter) {
-    if (IsNull(handle, "GetNextAudioFrame")) {
-        return -1;
-    }
-    return handle->GetNextAudioFrame(frame, cameraFilter);
+    return OnClient(handle, __func__, -1,
+                    [&](FileClient& client) { return client.GetNextAudioFrame(frame, cameraFilter); });
 }
 
 bool Close(ClientHandle handle) {
-    if (IsNull(handle, "Close")) {
-        return false;
-    }
-    return handle->Close();
+    return OnClient(handle, __func__, false, [&](FileClient& client) { return client.Close(); });
 }
 
 bool Abort(ClientHandle handle) {
-    if (IsNull(handle, "Abort")) {
-        return false;
-    }
-    handle->Abort();
-    return true;
+    return OnClient(handle, __func__, false, [](FileClient& client) {
+        client.Abort();
+        return true;
+    });
 }
 
 void RegisterAbortCallback(ClientHandle handle, CoreAbortCallback callback) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 
 // Time arithmetic shared by both frame list families. The algorithms take forward iterators
 // over records with `recordedTime` and `streamTime`, so the linked and the paged lists run the
@@ -111,38 +112,57 @@ template <class Iterator> void AssignUniform(Iterator first, Iterator end, int64
     }
 }
 
+// The last group of a walk over stamp groups, still open when the records ran out.
+template <class Iterator> struct OpenGroup {
+    Iterator begin;
+    int64_t time;
+    int64_t count;
+    bool only;
+};
+
+// Walks the records in groups of consecutive frames. A record whose stamp `joins(time,
+// groupTime)` the open group belongs to it; any other closes the group, laid out by
+// `close(groupBegin, groupEnd, groupTime, groupCount, time)`, and opens the next one. A lone group
+// takes 40 ms steps from its own stamp; any other last group is handed back to the caller.
+template <class Iterator, class Joins, class Close>
+std::optional<OpenGroup<Iterator>> WalkStampGroups(Iterator first, Iterator end, Joins&& joins,
+                                                   Close&& close) {
+    if (first == end) {
+        return std::nullopt;
+    }
+    OpenGroup<Iterator> group{first, first->recordedTime, 1, true};
+    Iterator record = first;
+    for (++record; record != end; ++record) {
+        int64_t time = record->recordedTime;
+        if (joins(time, group.time)) {
+            ++group.count;
+            continue;
+        }
+        close(group.begin, record, group.time, group.count, time);
+        group = {record, time, 1, false};
+    }
+    if (group.only) {
+        SpaceEvenly(group.begin, end, group.time, DefaultFrameStep);
+        return std::nullopt;
+    }
+    return group;
+}
+
 // Spreading form: the frames that bear one stamp are spread over the interval up to the next
 // later stamp, at most one second, half a step in from its start. A frame whose stamp is not
 // later joins the open group. The last group takes one second, or 40 ms steps from its own
 // stamp when it is the only one.
 template <class Iterator> void AssignSpreading(Iterator first, Iterator end) {
-    if (first == end) {
-        return;
+    auto last = WalkStampGroups(
+        first, end, [](int64_t time, int64_t groupTime) { return time <= groupTime; },
+        [](Iterator begin, Iterator groupEnd, int64_t groupTime, int64_t count, int64_t nextTime) {
+            int64_t step = GapUpToOneSecond(nextTime, groupTime) / count;
+            SpaceEvenly(begin, groupEnd, Add(groupTime, step / 2), step);
+        });
+    if (last) {
+        int64_t step = OneSecond / last->count;
+        SpaceEvenly(last->begin, end, Add(last->time, step / 2), step);
     }
-    Iterator groupBegin = first;
-    int64_t groupTime = first->recordedTime;
-    int64_t groupCount = 1;
-    bool onlyGroup = true;
-    Iterator record = first;
-    for (++record; record != end; ++record) {
-        int64_t time = record->recordedTime;
-        if (time <= groupTime) {
-            ++groupCount;
-            continue;
-        }
-        int64_t step = GapUpToOneSecond(time, groupTime) / groupCount;
-        SpaceEvenly(groupBegin, record, Add(groupTime, step / 2), step);
-        groupBegin = record;
-        groupTime = time;
-        groupCount = 1;
-        onlyGroup = false;
-    }
-    if (onlyGroup) {
-        SpaceEvenly(groupBegin, end, groupTime, DefaultFrameStep);
-        return;
-    }
-    int64_t step = OneSecond / groupCount;
-    SpaceEvenly(groupBegin, end, Add(groupTime, step / 2), step);
 }
 
 // The form of the standard frame list. A frame without a stamp, or with the stamp of the group's
@@ -153,35 +173,18 @@ template <class Iterator> void AssignSpreading(Iterator first, Iterator end) {
 // group's interval ended, so each group starts at or after the end of the one before, and
 // stream times never run backwards, across backward jumps and stamp-less frames alike.
 template <class Iterator> void AssignMonotonic(Iterator first, Iterator end) {
-    if (first == end) {
-        return;
+    int64_t position = first != end ? first->recordedTime : 0;
+    auto last = WalkStampGroups(
+        first, end, [](int64_t time, int64_t groupTime) { return time == 0 || time == groupTime; },
+        [&position](Iterator begin, Iterator groupEnd, int64_t groupTime, int64_t count, int64_t nextTime) {
+            int64_t interval = nextTime > groupTime ? GapUpToOneSecond(nextTime, groupTime) : OneSecond;
+            int64_t start = std::max(position, groupTime);
+            SpaceEvenly(begin, groupEnd, start, interval / count);
+            position = Add(start, interval);
+        });
+    if (last) {
+        SpaceEvenly(last->begin, end, std::max(position, last->time), OneSecond / last->count);
     }
-    Iterator groupBegin = first;
-    int64_t groupTime = first->recordedTime;
-    int64_t groupCount = 1;
-    int64_t position = groupTime;
-    bool onlyGroup = true;
-    Iterator record = first;
-    for (++record; record != end; ++record) {
-        int64_t time = record->recordedTime;
-        if (time == 0 || time == groupTime) {
-            ++groupCount;
-            continue;
-        }
-        int64_t interval = time > groupTime ? GapUpToOneSecond(time, groupTime) : OneSecond;
-        int64_t start = std::max(position, groupTime);
-        SpaceEvenly(groupBegin, record, start, interval / groupCount);
-        position = Add(start, interval);
-        groupBegin = record;
-        groupTime = time;
-        groupCount = 1;
-        onlyGroup = false;
-    }
-    if (onlyGroup) {
-        SpaceEvenly(groupBegin, end, groupTime, DefaultFrameStep);
-        return;
-    }
-    SpaceEvenly(groupBegin, end, std::max(position, groupTime), OneSecond / groupCount);
 }
 
 // Binary search on stream times: the frame at or before `time` (never the nearer one after it),

@@ -181,20 +181,6 @@ TEST(AmrAudioAdapterTest, HeaderByteGivesModeBitsBytesAndRate) {
     }
 }
 
-namespace {
-
-// A storage-format frame of `mode` with the quality bit set and payload bits from a fixed pattern.
-Bytes AmrFrame(int32_t mode, uint8_t seed) {
-    Bytes frame = {static_cast<uint8_t>((mode << 3) | 0x04)};
-    const AmrFrameHeader header = ParseAmrFrameHeader(frame[0]);
-    for (int32_t index = 0; index < header.payloadBytes; ++index) {
-        frame.push_back(static_cast<uint8_t>(seed * 31 + index * 17));
-    }
-    return frame;
-}
-
-} // namespace
-
 TEST(AmrAudioAdapterTest, EachFrameGivesThreeHundredTwentyBytes) {
     IppDecoderAMRAudio adapter;
     ASSERT_TRUE(adapter.Initialise());

@@ -1,6 +1,7 @@
 #include "codecs/video/H264Framing.h"
 #include "codecs/video/IppDecoderH264.h"
 #include "codecs/video/VideoTestHelpers.h"
+#include "fixtures/codecs/H264Units.h"
 
 #include <gtest/gtest.h>
 
@@ -16,68 +17,6 @@ constexpr int32_t Height = 144;
 constexpr int32_t PictureBytes = Width * Height * 3;
 
 using Bytes = std::vector<uint8_t>;
-
-// The NAL units of a start-code access unit, without their start codes.
-std::vector<Bytes> SplitNalUnits(const Bytes& accessUnit) {
-    std::vector<size_t> starts;
-    for (size_t at = 0; at + 3 <= accessUnit.size(); ++at) {
-        if (accessUnit[at] == 0 && accessUnit[at + 1] == 0 && accessUnit[at + 2] == 1) {
-            starts.push_back(at + 3);
-            at += 2;
-        }
-    }
-    std::vector<Bytes> units;
-    for (size_t index = 0; index < starts.size(); ++index) {
-        size_t end = index + 1 < starts.size() ? starts[index + 1] - 3 : accessUnit.size();
-        while (end > starts[index] && accessUnit[end - 1] == 0) {
-            --end;
-        }
-        units.emplace_back(accessUnit.begin() + static_cast<long>(starts[index]),
-                           accessUnit.begin() + static_cast<long>(end));
-    }
-    return units;
-}
-
-void AppendBigEndian(Bytes* out, size_t value, int32_t bytes) {
-    for (int32_t shift = (bytes - 1) * 8; shift >= 0; shift -= 8) {
-        out->push_back(static_cast<uint8_t>(value >> shift));
-    }
-}
-
-Bytes LengthPrefixed(const Bytes& accessUnit, int32_t lengthSize) {
-    Bytes out;
-    for (const Bytes& unit : SplitNalUnits(accessUnit)) {
-        AppendBigEndian(&out, unit.size(), lengthSize);
-        out.insert(out.end(), unit.begin(), unit.end());
-    }
-    return out;
-}
-
-// An avcC record around the parameter sets of a start-code configuration.
-Bytes AvcConfiguration(const Bytes& parameterSets, int32_t lengthSize) {
-    std::vector<Bytes> sequenceSets;
-    std::vector<Bytes> pictureSets;
-    for (const Bytes& unit : SplitNalUnits(parameterSets)) {
-        ((unit[0] & 0x1F) == 7 ? sequenceSets : pictureSets).push_back(unit);
-    }
-    const Bytes& sps = sequenceSets.at(0);
-    Bytes record = {1,
-                    sps[1],
-                    sps[2],
-                    sps[3],
-                    static_cast<uint8_t>(0xFC | (lengthSize - 1)),
-                    static_cast<uint8_t>(0xE0 | sequenceSets.size())};
-    for (const Bytes& unit : sequenceSets) {
-        AppendBigEndian(&record, unit.size(), 2);
-        record.insert(record.end(), unit.begin(), unit.end());
-    }
-    record.push_back(static_cast<uint8_t>(pictureSets.size()));
-    for (const Bytes& unit : pictureSets) {
-        AppendBigEndian(&record, unit.size(), 2);
-        record.insert(record.end(), unit.begin(), unit.end());
-    }
-    return record;
-}
 
 class H264AdapterTest : public ::testing::Test {
 protected:
@@ -195,35 +134,21 @@ TEST_F(H264AdapterTest, FlushRefusesASmallOutputAndHasNothingWithoutDelay) {
 TEST_F(H264AdapterTest, DamagedOrForeignAccessUnitsFail) {
     EncodedVideo video = Encode(3, 0, false);
     ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    std::vector<uint8_t> output(PictureBytes);
     LogCapture log;
 
     Bytes garbage(2000);
     for (size_t index = 0; index < garbage.size(); ++index) {
         garbage[index] = static_cast<uint8_t>(index * 37 + 11);
     }
-    EXPECT_FALSE(
-        adapter.Decode(garbage.data(), static_cast<int32_t>(garbage.size()), output.data(), PictureBytes));
+    ExpectRefused(adapter, garbage, PictureBytes);
     EXPECT_TRUE(log.Contains("H264VideoDecoder::GetFrame failed\n"));
 
     Bytes truncated(video.frames[0].data.begin(),
                     video.frames[0].data.begin() + video.frames[0].data.size() / 2);
-    EXPECT_FALSE(adapter.Decode(truncated.data(), static_cast<int32_t>(truncated.size()), output.data(),
-                                PictureBytes));
+    ExpectRefused(adapter, truncated, PictureBytes);
+    ExpectRefused(adapter, ForeignMpeg4Frame(), PictureBytes);
 
-    VideoSettings mpeg4;
-    mpeg4.encoder = "mpeg4";
-    mpeg4.frames = 1;
-    EncodedVideo foreign;
-    ASSERT_TRUE(EncodeVideo(mpeg4, &foreign));
-    const Bytes& frame = foreign.frames[0].data;
-    EXPECT_FALSE(
-        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes));
-
-    adapter.Reset();
-    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
+    ExpectCleanRunAfterReset(adapter, video, Width, Height, AV_CODEC_ID_H264, false);
 }
 
 TEST(H264FramingTest, LengthPrefixedUnitsMustFillTheAccessUnitExactly) {

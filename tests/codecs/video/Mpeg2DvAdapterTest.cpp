@@ -124,26 +124,12 @@ TEST(Mpeg2AdapterTest, GarbageAndForeignFramesFailThenTheStreamDecodes) {
     EncodedVideo video = EncodeMpeg2(3, 0);
     IppDecoderMPEG2 adapter;
     ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    std::vector<uint8_t> output(PictureBytes);
     LogCapture log;
-    std::vector<uint8_t> garbage(1500, 0x47);
-    EXPECT_FALSE(
-        adapter.Decode(garbage.data(), static_cast<int32_t>(garbage.size()), output.data(), PictureBytes));
+    ExpectRefused(adapter, std::vector<uint8_t>(1500, 0x47), PictureBytes);
     EXPECT_TRUE(log.Contains("MPEG2VideoDecoder::GetFrame failed\n"));
+    ExpectRefused(adapter, ForeignMpeg4Frame(), PictureBytes);
 
-    VideoSettings mpeg4;
-    mpeg4.encoder = "mpeg4";
-    mpeg4.frames = 1;
-    EncodedVideo foreign;
-    ASSERT_TRUE(EncodeVideo(mpeg4, &foreign));
-    const auto& frame = foreign.frames[0].data;
-    EXPECT_FALSE(
-        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes));
-
-    adapter.Reset();
-    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, true));
+    ExpectCleanRunAfterReset(adapter, video, Width, Height, AV_CODEC_ID_MPEG2VIDEO, true);
 }
 
 TEST(Dv25AdapterTest, FlagOfEachFrameSetsTheHeight) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "fixtures/codecs/CodecTestSupport.h"
 #include "codecs/video/IppDecoder.h"
+#include "fixtures/codecs/CodecTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -47,6 +47,35 @@ inline void ExpectSamePictures(const std::vector<Picture>& actual, const std::ve
     for (size_t index = 0; index < actual.size(); ++index) {
         EXPECT_TRUE(actual[index].bgr == expected[index].bgr) << "picture " << index;
     }
+}
+
+// Decoding `frame` into a picture buffer of `pictureBytes` fails.
+inline void ExpectRefused(Vorn::Vorncast::Decoders::IppDecoder& adapter, const std::vector<uint8_t>& frame,
+                          int32_t pictureBytes) {
+    std::vector<uint8_t> output(static_cast<size_t>(pictureBytes));
+    EXPECT_FALSE(
+        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), pictureBytes));
+}
+
+// One MPEG-4 part 2 frame, foreign to the adapters of every other codec.
+inline std::vector<uint8_t> ForeignMpeg4Frame() {
+    VideoSettings mpeg4;
+    mpeg4.encoder = "mpeg4";
+    mpeg4.frames = 1;
+    EncodedVideo foreign;
+    EXPECT_TRUE(EncodeVideo(mpeg4, &foreign));
+    return foreign.frames.empty() ? std::vector<uint8_t>{} : foreign.frames[0].data;
+}
+
+// After a reset, the whole of `video` decodes without a failure, picture for picture as libavcodec
+// decodes it: damage fed before leaves nothing behind.
+inline void ExpectCleanRunAfterReset(Vorn::Vorncast::Decoders::IppDecoder& adapter, const EncodedVideo& video,
+                                     int32_t width, int32_t height, AVCodecID codec,
+                                     bool decodingOrderOutput) {
+    adapter.Reset();
+    AdapterRun run = DecodeAll(adapter, video.frames, width, height);
+    EXPECT_EQ(run.failures, 0);
+    ExpectSamePictures(run.pictures, ReferenceDecode(codec, video, decodingOrderOutput));
 }
 
 } // namespace CodecTest
