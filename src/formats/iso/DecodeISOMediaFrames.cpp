@@ -169,6 +169,7 @@ DecoderAction DecodeISOMedia::DecompressingCore() {
         return DecoderFailure();
     }
     nextVideoSample = WalkStart(currentFrame, currentInfo.syncSample, lastVideoSample);
+    walkedBytes = 0;
     return DDA_READ;
 }
 
@@ -191,6 +192,14 @@ void DecodeISOMedia::SampleReadParameters(const SampleInfo& info, int32_t* id, u
     *size = info.size;
     *buffer = readBuffer.Data();
     sampleReadSize = info.size;
+    // Samples do not overlap, so a walk never needs more bytes than the file holds. One that does
+    // reads the same bytes over again, as when the tables promise far more samples than the file
+    // has and a late frame lies far from its sync sample: it would not end in any useful time.
+    walkedBytes += info.size;
+    if (walkedBytes > fileSize) {
+        *id = -1;
+        return;
+    }
     // A sample larger than the file fails its read anyway; one the buffer cannot take must not be
     // read into it.
     if (!readBuffer.Grow(static_cast<size_t>(std::min<uint64_t>(info.size, fileSize)))) {
@@ -240,6 +249,7 @@ DecoderAction DecodeISOMedia::DecompressingAudioCore() {
         return DDA_COMPLETE;
     }
     nextAudioSample = WalkStart(currentAudioFrame, currentAudioInfo.syncSample, lastAudioSample);
+    walkedBytes = 0;
     return DDA_READ;
 }
 
