@@ -18,6 +18,7 @@ namespace {
 
 constexpr const char* VigilantGuid = "ACEA0A02-8FE5-4770-BBBD-6D6745371F80";
 constexpr const char* FilePath = "/regression/export.mp4";
+// 2020-07-01 12:00 as a Windows file time.
 constexpr uint64_t FileTime = 132380784000000000;
 
 // What a player learns from a load and from the first frame.
@@ -89,7 +90,7 @@ TEST(IsoDecoderRegression, MovieDurationBeyondAnyTickCountGivesTheDefaultFramePe
     EXPECT_EQ(intact.period, 405000u);
 
     // The movie header turned into its wide form, with a timescale of 1 and the largest duration:
-    // some 10^27 ticks, which the frame period was converted from as though an integer held them.
+    // some 10^26 ticks, which the frame period was converted from as though an integer held them.
     const size_t header = FindBox(file, "mvhd") + 8;
     file[header] = 1;
     WriteU32At(file, header + 20, 1);
