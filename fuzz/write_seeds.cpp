@@ -491,13 +491,8 @@ Vorn::Vorncast::Decoders::TimeZoneInformation CentralEurope() {
 // Phone files of a small MPEG-4 clip, with and without AMR sound, and a Vigilant export of it with
 // its camera texts and time zone behind the movie.
 void WriteIsoSeeds(SeedFolder& seeds) {
-    IsoTest::ClipSettings settings;
-    settings.width = 48;
-    settings.height = 32;
-    settings.frames = 6;
-    settings.gop = 3;
     IsoTest::VideoClip clip;
-    if (!IsoTest::MakeMpeg4Clip(settings, &clip)) {
+    if (!IsoTest::MakeMpeg4Clip(IsoTest::SmallClipSettings(), &clip)) {
         std::fprintf(stderr, "no MPEG-4 encoder: the ISO media targets get no seeds\n");
         return;
     }

@@ -67,21 +67,11 @@ FirstFrame LoadAndTakeFirstFrame(const char* guidText, const Bytes& file) {
     return first;
 }
 
-VideoClip SmallClip() {
-    ClipSettings settings;
-    settings.width = 48;
-    settings.height = 32;
-    settings.frames = 6;
-    settings.gop = 3;
-    VideoClip clip;
-    EXPECT_TRUE(MakeMpeg4Clip(settings, &clip));
-    return clip;
-}
-
 } // namespace
 
 TEST(IsoDecoderRegression, MovieDurationBeyondAnyTickCountGivesTheDefaultFramePeriod) {
-    const VideoClip clip = SmallClip();
+    VideoClip clip;
+    ASSERT_TRUE(MakeMpeg4Clip(SmallClipSettings(), &clip));
     Bytes file = WriteMovieFile(VigilantMovie(clip, FileTime, {}));
     const FirstFrame intact = LoadAndTakeFirstFrame(VigilantGuid, file);
     ASSERT_EQ(intact.loaded, FCR_SUCCESS);
