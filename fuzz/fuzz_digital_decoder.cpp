@@ -3,8 +3,8 @@
 // through the client functions, as a player would.
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
-#include "model/files/MemoryFileSource.h"
 #include "fixtures/FileSetBytes.h"
+#include "model/files/MemoryFileSource.h"
 
 #include <cstring>
 #include <string>
@@ -53,28 +53,47 @@ Row DescribeRow() {
     return row;
 }
 
+void GetVideoFrame(Client::ClientHandle client, int32_t frame, std::vector<uint8_t>& picture) {
+    FrameTimes times{};
+    int64_t duration = 0;
+    int32_t total = 0, camera = 0;
+    uint64_t period = 0;
+    char cameraName[64];
+    Client::GetFrame(client, frame, &times, static_cast<int32_t>(picture.size()),
+                     picture.empty() ? nullptr : picture.data(), &duration, &total, &period, &camera,
+                     cameraName);
+    RequireEnded(client);
+}
+
+void GetAudioFrame(Client::ClientHandle client, int32_t frame, std::vector<uint8_t>& sound) {
+    FrameTimes times{};
+    int32_t bytes = 0, total = 0, camera = 0;
+    char cameraName[64];
+    Client::GetAudioFrame(client, frame, &times, static_cast<int32_t>(sound.size()),
+                          sound.empty() ? nullptr : sound.data(), &bytes, &total, &camera, cameraName);
+    RequireEnded(client);
+}
+
 void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t totalFrames, int32_t audioFrames,
                 const AudioInfo& audio) {
     int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
     std::vector<uint8_t> picture(pictureBytes > 0 && pictureBytes <= MaxPictureBytes ? pictureBytes : 0);
     for (int32_t frame = 0; frame < totalFrames && frame < MaxFramesWalked; ++frame) {
-        FrameTimes times{};
-        int64_t duration = 0;
-        int32_t total = 0, camera = 0;
-        uint64_t period = 0;
-        char cameraName[64];
-        Client::GetFrame(client, frame, &times, static_cast<int32_t>(picture.size()),
-                         picture.empty() ? nullptr : picture.data(), &duration, &total, &period, &camera, cameraName);
-        RequireEnded(client);
+        GetVideoFrame(client, frame, picture);
+    }
+    // Jumps as a player makes them, each of which starts again from a key frame: to the last
+    // frame, however far the walk above stopped short of it, back to the middle and to the first.
+    if (totalFrames > 0) {
+        for (int32_t frame : {totalFrames - 1, totalFrames / 2, 0}) {
+            GetVideoFrame(client, frame, picture);
+        }
     }
     std::vector<uint8_t> sound(audio.frameBytes > 0 && audio.frameBytes < (1 << 24) ? audio.frameBytes : 0);
     for (int32_t frame = 0; frame < audioFrames && frame < MaxFramesWalked; ++frame) {
-        FrameTimes times{};
-        int32_t bytes = 0, total = 0, camera = 0;
-        char cameraName[64];
-        Client::GetAudioFrame(client, frame, &times, static_cast<int32_t>(sound.size()),
-                              sound.empty() ? nullptr : sound.data(), &bytes, &total, &camera, cameraName);
-        RequireEnded(client);
+        GetAudioFrame(client, frame, sound);
+    }
+    if (audioFrames > 0) {
+        GetAudioFrame(client, audioFrames - 1, sound);
     }
 }
 
@@ -83,7 +102,8 @@ void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t tot
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Row row = DescribeRow();
     Vorn::MemoryFileSource files;
-    std::vector<Vorn::Testing::FileSetFile> set = Vorn::Testing::SplitFileSet(data, size, "rec", row.extension);
+    std::vector<Vorn::Testing::FileSetFile> set =
+        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension);
     for (const auto& file : set) {
         files.AddFile("/fuzz/" + file.name, file.bytes);
     }
@@ -99,9 +119,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int32_t totalFrames = 0, audioFrames = 0, reserved = 0, confidence = 0;
     int64_t duration = 0;
     bool hasVideo = false, hasAudio = false;
-    Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], 0, path.c_str(), &image,
-                            &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo, &hasAudio, &reserved,
-                            &confidence);
+    Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], 0, path.c_str(),
+                            &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo,
+                            &hasAudio, &reserved, &confidence);
     RequireEnded(client);
     FileClientResult loaded =
         Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),

@@ -10,6 +10,8 @@
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
@@ -356,8 +358,13 @@ void WriteAdv601Seeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_adv601", "short_reversed",
               Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), shortField, true)));
     seeds.Add("fuzz_codec_vfw", "adv1", 5 | 2 << 4, WithFirst({}, {fields[1]}));
+    // Coarse detail keeps the stream small, so that the decoder target runs at a useful speed.
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 4096;
     Unit stream;
-    for (const Unit& field : fields) {
+    for (const Adv601TestPicture& picture :
+         {Adv601Gradient(true), Adv601ColourBars(true), Adv601Edges(true)}) {
+        const Unit field = EncodeAdv601(picture.bgr.data(), coarse);
         stream.insert(stream.end(), field.begin(), field.end());
     }
     seeds.Add("fuzz_decoder_generic_adv601", "three_fields", Text(stream));
@@ -386,6 +393,63 @@ void WriteUncompressedSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_vfw", "rgb2", 7 | 1 << 4, {Unit{}, picture});
 }
 
+// ---- ISO media files ----
+
+// The AMR frames of a storage file, one a sample, so that the sound track decodes.
+std::vector<Unit> AmrSamples(int32_t frameCount) {
+    const Unit file = IsoTest::WriteAmrFile(frameCount);
+    std::vector<Unit> samples;
+    for (size_t at = sizeof "#!AMR\n" - 1; at < file.size();) {
+        const auto bytes = static_cast<size_t>(IsoTest::AmrFrameBytes(file[at] >> 3 & 15));
+        samples.emplace_back(file.begin() + static_cast<long>(at),
+                             file.begin() + static_cast<long>(at + bytes));
+        at += bytes;
+    }
+    return samples;
+}
+
+IsoTest::TrackLayout AmrTrack(int32_t frameCount) {
+    IsoTest::TrackLayout sound;
+    sound.kind = IsoTest::TrackLayout::Sound;
+    sound.timescale = 8000;
+    sound.entries = {IsoTest::AudioEntry("samr", 1, 8000, IsoTest::AmrSpecificBox(1))};
+    sound.samples = AmrSamples(frameCount);
+    sound.deltas.assign(sound.samples.size(), 160);
+    return sound;
+}
+
+Vorn::Vorncast::Decoders::TimeZoneInformation CentralEurope() {
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone = {};
+    zone.Bias = -60;
+    zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
+    zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
+    zone.DaylightBias = -60;
+    return zone;
+}
+
+// Phone files of a small MPEG-4 clip, with and without AMR sound, and a Vigilant export of it with
+// its camera texts and time zone behind the movie.
+void WriteIsoSeeds(SeedFolder& seeds) {
+    IsoTest::VideoClip clip;
+    if (!IsoTest::MakeMpeg4Clip(IsoTest::SmallClipSettings(), &clip)) {
+        std::fprintf(stderr, "no MPEG-4 encoder: the ISO media targets get no seeds\n");
+        return;
+    }
+    constexpr int64_t Created = 1262304000;
+    IsoTest::MovieLayout phone = IsoTest::PhoneMovie(clip, Created);
+    seeds.Add("fuzz_decoder_phone_mp4", "mpeg4", Text(IsoTest::WriteMovieFile(phone)));
+    seeds.Add("fuzz_decoder_phone_3gp", "mpeg4", Text(IsoTest::WriteMovieFile(phone)));
+    phone.tracks.push_back(AmrTrack(8));
+    seeds.Add("fuzz_decoder_phone_mp4", "mpeg4_amr", Text(IsoTest::WriteMovieFile(phone)));
+    seeds.Add("fuzz_decoder_phone_3gp", "mpeg4_amr", Text(IsoTest::WriteMovieFile(phone)));
+
+    constexpr uint64_t FileTime = (Created + 11644473600ull) * 10000000ull;
+    const auto zone = CentralEurope();
+    const IsoTest::MovieLayout vigilant =
+        IsoTest::VigilantMovie(clip, FileTime, {IsoTest::VigilantFreePayload(819, "Gate", "Yard", &zone)});
+    seeds.Add("fuzz_decoder_vigilant_mp4", "mpeg4_zone", Text(IsoTest::WriteMovieFile(vigilant)));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -401,6 +465,7 @@ int main(int argc, char** argv) {
     WriteAdv601Seeds(seeds);
     WriteGenericJpegSeeds(seeds);
     WriteUncompressedSeeds(seeds);
+    WriteIsoSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

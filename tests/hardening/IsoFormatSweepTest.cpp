@@ -10,13 +10,8 @@ using namespace IsoTest;
 namespace {
 
 SweepRecording PhoneRecording(const char* name) {
-    ClipSettings settings;
-    settings.width = 48;
-    settings.height = 32;
-    settings.frames = 6;
-    settings.gop = 3;
     VideoClip clip;
-    EXPECT_TRUE(MakeMpeg4Clip(settings, &clip));
+    EXPECT_TRUE(MakeMpeg4Clip(SmallClipSettings(), &clip));
     const Bytes file = WriteMovieFile(PhoneMovie(clip, 1262304000));
     SweepRecording recording;
     recording.files = {{name, std::string(file.begin(), file.end())}};

@@ -161,6 +161,8 @@ protected:
     uint32_t firstReadSize = 0;
     // Bytes of the sample the last decompressing read brought in.
     uint32_t sampleReadSize = 0;
+    // Bytes the walk to the current frame has read so far.
+    uint64_t walkedBytes = 0;
 
 private:
     enum LoadingState : int32_t {

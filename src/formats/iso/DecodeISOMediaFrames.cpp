@@ -12,6 +12,8 @@ namespace {
 // The marker bit of the time code in a group-of-VOP header, which some encoders leave clear.
 constexpr size_t GroupOfVopMarkerByte = 5;
 constexpr uint8_t GroupOfVopMarkerBit = 0x10;
+// 2^63, the first tick count that a signed 64-bit integer does not hold.
+constexpr double TickCountLimit = 9223372036854775808.0;
 
 void SetGroupOfVopMarker(uint8_t* sample, uint32_t size) {
     static constexpr uint8_t GroupOfVopStart[] = {0x00, 0x00, 0x01, 0xB3};
@@ -80,7 +82,13 @@ uint64_t DecodeISOMedia::GetFramePeriod() {
     if (videoTrack == nullptr || totalFrames < 1) {
         return DefaultFramePeriod;
     }
-    return static_cast<uint64_t>(movie->GetDurationSeconds() * IsoTicksPerSecond / totalFrames);
+    const double movieTicks = movie->GetDurationSeconds() * IsoTicksPerSecond;
+    // A duration of more ticks than a signed 64-bit count holds is no time a recorder wrote, and
+    // the period times the frames must give the load's duration back in such a count.
+    if (!(movieTicks < TickCountLimit)) {
+        return DefaultFramePeriod;
+    }
+    return static_cast<uint64_t>(movieTicks / totalFrames);
 }
 
 FrameTimes DecodeISOMedia::GetFrameTimes() {
@@ -169,6 +177,7 @@ DecoderAction DecodeISOMedia::DecompressingCore() {
         return DecoderFailure();
     }
     nextVideoSample = WalkStart(currentFrame, currentInfo.syncSample, lastVideoSample);
+    walkedBytes = 0;
     return DDA_READ;
 }
 
@@ -191,6 +200,14 @@ void DecodeISOMedia::SampleReadParameters(const SampleInfo& info, int32_t* id, u
     *size = info.size;
     *buffer = readBuffer.Data();
     sampleReadSize = info.size;
+    // Samples do not overlap, so a walk never needs more bytes than the file holds. One that does
+    // reads the same bytes over again, as when the tables promise far more samples than the file
+    // has and a late frame lies far from its sync sample: it would not end in any useful time.
+    walkedBytes += info.size;
+    if (walkedBytes > fileSize) {
+        *id = -1;
+        return;
+    }
     // A sample larger than the file fails its read anyway; one the buffer cannot take must not be
     // read into it.
     if (!readBuffer.Grow(static_cast<size_t>(std::min<uint64_t>(info.size, fileSize)))) {
@@ -240,6 +257,7 @@ DecoderAction DecodeISOMedia::DecompressingAudioCore() {
         return DDA_COMPLETE;
     }
     nextAudioSample = WalkStart(currentAudioFrame, currentAudioInfo.syncSample, lastAudioSample);
+    walkedBytes = 0;
     return DDA_READ;
 }
 

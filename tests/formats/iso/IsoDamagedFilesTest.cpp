@@ -213,4 +213,35 @@ TEST_F(IsoDamagedFilesTest, SampleTablesThatPromiseMoreThanTheFileHolds) {
     EXPECT_TRUE(IsBlack(late.data));
 }
 
+TEST_F(IsoDamagedFilesTest, WalkToAFrameFarFromItsSyncSampleEndsOnceItHasReadTheFileOver) {
+    // One fixed size for a million samples, and the first sample the only sync sample: a frame far
+    // into the track lies a long walk from it, every sample past the chunk table read at offset 0.
+    Bytes file = MovieFirst();
+    const size_t sizes = FindBox(file, "stsz");
+    constexpr uint32_t SampleBytes = 64;
+    WriteU32At(file, sizes + 12, SampleBytes);
+    WriteU32At(file, sizes + 16, 1000000);
+    const size_t sync = FindBox(file, "stss");
+    ASSERT_EQ(ReadU32At(file, sync + 12), 2u);
+    WriteU32At(file, sync + 20, 1);
+    AddFile("walk.mp4", file);
+    ASSERT_EQ(Load(PhoneMp4Guid, "walk.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+
+    // Sample 20000, 40 ms a sample: the walk gives up before it has read more than the file holds.
+    countingFiles.reads = 0;
+    const Delivered late = GoTo(stream, TicksFromUnix(Created) + 800 * 10000000LL);
+    EXPECT_LE(countingFiles.reads, static_cast<int>(file.size() / SampleBytes) + 2);
+    EXPECT_TRUE(WasLogged("DecodeISOMedia::DecompressingReadComplete failed while positioning\n"));
+    ASSERT_EQ(late.status, 0);
+    EXPECT_TRUE(IsBlack(late.data));
+
+    // The decoder stays usable: the intact file loads and shows its first picture.
+    AddFile("intact.mp4", MovieFirst());
+    ASSERT_EQ(Load(PhoneMp4Guid, "intact.mp4"), 0) << LastError();
+    const Delivered first = Next(VideoStream());
+    ASSERT_EQ(first.status, 0);
+    EXPECT_GE(CodecTest::Psnr(reference[0], first.data.data()), 40.0);
+}
+
 } // namespace
