@@ -17,10 +17,11 @@ namespace {
 
 constexpr int32_t MaxFramesWalked = 300;
 constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
-// Actions one client operation may take: a base and one for every few bytes of the file set. A
-// decoder that goes beyond is taken to loop without end, and the run stops there as a crash.
+// Actions one client operation may take: a base and a few for every byte of the file set, since a
+// walk over samples of one byte may read the file a byte at a time. A decoder that goes beyond is
+// taken to loop without end, and the run stops there as a crash.
 constexpr int64_t ActionBase = 4096;
-constexpr int64_t BytesPerAction = 16;
+constexpr int64_t ActionsPerByte = 4;
 
 void RequireEnded(Client::ClientHandle client) {
     if (client->ActionLimitReached()) {
@@ -112,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     Client::ClientHandle client = nullptr;
     Client::CreateClient(&client);
-    client->SetActionLimit(ActionBase + static_cast<int64_t>(size) / BytesPerAction);
+    client->SetActionLimit(ActionBase + static_cast<int64_t>(size) * ActionsPerByte);
     ImageInfo image{};
     AudioInfo audio{};
     TrackTimes span{};
