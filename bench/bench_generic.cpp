@@ -3,6 +3,7 @@
 // decoding the same pictures with libjpeg-turbo alone into the same layout in the same run, and
 // a stream of ADV601 fields (720 x 288). The ratio of the two JPEG rates is printed at the end;
 // the aim is at most 1.10.
+#include "CpuTimeRatio.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
@@ -14,9 +15,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <jpeglib.h>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -167,34 +166,6 @@ void GetFrameAdv601Fields(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations());
 }
 
-// Keeps the processor time per iteration of each run beside the usual console output: on a
-// shared machine it varies less than the wall-clock time.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred && run.iterations > 0) {
-                secondsPerFrame[run.run_name.function_name] =
-                    run.cpu_accumulated_time / static_cast<double>(run.iterations);
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    void PrintJpegRatio() const {
-        auto core = secondsPerFrame.find(GetFrameName);
-        auto alone = secondsPerFrame.find(LibjpegName);
-        if (core == secondsPerFrame.end() || alone == secondsPerFrame.end() || alone->second <= 0) {
-            return;
-        }
-        std::printf("GetFrame / libjpeg-turbo processor time per 720 x 576 frame: %.3f (aim: at most 1.10)\n",
-                    core->second / alone->second);
-    }
-
-private:
-    std::map<std::string, double> secondsPerFrame;
-};
-
 } // namespace
 
 BENCHMARK(GetFrameConcatenatedJpeg)->Name(GetFrameName)->Unit(benchmark::kMillisecond);
@@ -202,13 +173,12 @@ BENCHMARK(LibjpegTurboAlone)->Name(LibjpegName)->Unit(benchmark::kMillisecond);
 BENCHMARK(GetFrameAdv601Fields)->Name("GetFrameAdv601Fields720x288")->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    CpuTimeRatioReporter reporter;
+    if (!RunBenchmarks(argc, argv, reporter)) {
         return 1;
     }
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintJpegRatio();
+    reporter.PrintRatio(GetFrameName, LibjpegName,
+                        "GetFrame / libjpeg-turbo processor time per 720 x 576 frame", 1.10);
     benchmark::Shutdown();
     return 0;
 }

@@ -28,12 +28,6 @@ template <class T> void Put(std::string* bytes, T value) {
     bytes->append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-template <class T> T Get(const uint8_t* bytes) {
-    T value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-}
-
 bool IsKnownCodec(uint16_t codec) {
     return codec >= static_cast<uint16_t>(RecordedCodec::Jpeg) &&
            codec <= static_cast<uint16_t>(RecordedCodec::H263);
@@ -168,22 +162,7 @@ DecoderAction CodecRecordingDecoder::LoadingOpenComplete(int32_t fileId, uint64_
     file = fileId;
     fileSize = size;
     loadStep = LoadStep::Header;
-    return Read(0, CodecRecordingHeaderBytes);
-}
-
-void CodecRecordingDecoder::LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                                     uint8_t** buffer) {
-    *fileId = file;
-    *offset = readOffset;
-    *size = readSize;
-    *buffer = readBuffer.data();
-}
-
-DecoderAction CodecRecordingDecoder::Read(uint64_t offset, uint32_t size) {
-    readOffset = offset;
-    readSize = size;
-    readBuffer.assign(std::max<size_t>(size, 1), 0);
-    return DDA_READ;
+    return Read(file, 0, CodecRecordingHeaderBytes);
 }
 
 DecoderAction CodecRecordingDecoder::LoadingReadComplete(int32_t, bool ok) {
@@ -202,24 +181,24 @@ DecoderAction CodecRecordingDecoder::LoadingReadComplete(int32_t, bool ok) {
 }
 
 DecoderAction CodecRecordingDecoder::ReadHeader() {
-    const uint8_t* header = readBuffer.data();
-    const uint16_t codecValue = Get<uint16_t>(header + 4);
-    const int32_t width = Get<uint16_t>(header + 6);
-    const int32_t height = Get<uint16_t>(header + 8);
-    const uint32_t configSize = Get<uint32_t>(header + 16);
-    if (std::memcmp(header, "VCR1", 4) != 0 || !IsKnownCodec(codecValue) || width == 0 || height == 0 ||
+    const ByteView header = ReadBytes();
+    const uint16_t codecValue = header.U16LE(4);
+    const int32_t width = header.U16LE(6);
+    const int32_t height = header.U16LE(8);
+    const uint32_t configSize = header.U32LE(16);
+    if (!header.Matches(0, "VCR1") || !IsKnownCodec(codecValue) || width == 0 || height == 0 ||
         int64_t{width} * height * 3 > Vorn::Vorncast::MaxLegacyImageBytes ||
         configSize > fileSize - CodecRecordingHeaderBytes) {
         Log(0, "CodecRecordingDecoder::LoadingReadComplete failed with bad header\n");
         return DecoderFailure();
     }
     codec = static_cast<RecordedCodec>(codecValue);
-    framesAnnounced = Get<uint32_t>(header + 12);
+    framesAnnounced = header.U32LE(12);
     SetImageFormat(width, height, 4, 3, true, 0);
     nextHead = CodecRecordingHeaderBytes + configSize;
     if (configSize > 0) {
         loadStep = LoadStep::Config;
-        return Read(CodecRecordingHeaderBytes, configSize);
+        return Read(file, CodecRecordingHeaderBytes, configSize);
     }
     return NextFrameHead();
 }
@@ -236,11 +215,11 @@ DecoderAction CodecRecordingDecoder::NextFrameHead() {
         return FinishLoad();
     }
     loadStep = LoadStep::FrameHead;
-    return Read(nextHead, FrameHeadBytes);
+    return Read(file, nextHead, FrameHeadBytes);
 }
 
 DecoderAction CodecRecordingDecoder::ReadFrameHead() {
-    const uint32_t size = Get<uint32_t>(readBuffer.data());
+    const uint32_t size = ReadBytes().U32LE(0);
     const uint64_t start = nextHead + FrameHeadBytes;
     if (size > fileSize - start) {
         return FinishLoad();
@@ -289,12 +268,7 @@ DecoderAction CodecRecordingDecoder::DecompressingCore() {
         return DecoderFailure();
     }
     const Entry& entry = entries[static_cast<size_t>(currentFrame)];
-    return Read(entry.offset, entry.size);
-}
-
-void CodecRecordingDecoder::DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                                           uint8_t** buffer) {
-    LoadingGetReadParameters(fileId, offset, size, buffer);
+    return Read(file, entry.offset, entry.size);
 }
 
 DecoderAction CodecRecordingDecoder::DecompressingReadComplete(int32_t, bool ok) {

@@ -8,7 +8,7 @@
 //   header  "VCR1", u16 codec, u16 width, u16 height, u16 zero, u32 frame count,
 //           u32 configuration size, u32 zero (24 bytes); then the configuration bytes
 //   frame   u32 size, then that many bytes
-#include "core/decoder/BaseDecoder.h"
+#include "fixtures/decoders/SingleReadDecoder.h"
 
 #include <cstdint>
 #include <memory>
@@ -47,7 +47,7 @@ constexpr uint32_t CodecRecordingHeaderBytes = 24;
 // Reads CodecRecording files. The index lives in the decoder after a load and the file stays open
 // until the unload. Video frames decode in order: a frame that does not follow the last one
 // decoded starts the codec afresh.
-class CodecRecordingDecoder : public BaseDecoder {
+class CodecRecordingDecoder : public Testing::SingleReadDecoder {
 public:
     static constexpr const char* Guid = "7E57DA7A-0B5E-4E3D-9C1A-7A11F00DC0DE";
 
@@ -77,14 +77,10 @@ protected:
     DecoderAction LoadingCore() override { return DDA_OPEN; }
     void LoadingGetOpenName(char* name) override;
     DecoderAction LoadingOpenComplete(int32_t fileId, uint64_t fileSize) override;
-    void LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                  uint8_t** buffer) override;
     DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction PositioningCore() override;
     DecoderAction DecompressingCore() override;
-    void DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                        uint8_t** buffer) override;
     DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction UnloadingCore() override { return file >= 0 ? DDA_CLOSE : DDA_COMPLETE; }
@@ -102,7 +98,6 @@ private:
     enum class LoadStep { Header, Config, FrameHead };
     class Codecs;
 
-    DecoderAction Read(uint64_t offset, uint32_t size);
     DecoderAction ReadHeader();
     DecoderAction ReadConfig();
     DecoderAction ReadFrameHead();
@@ -116,9 +111,6 @@ private:
     RecordedCodec codec = RecordedCodec::Jpeg;
     uint32_t framesAnnounced = 0;
     uint64_t nextHead = 0;
-    uint64_t readOffset = 0;
-    uint32_t readSize = 0;
-    std::vector<uint8_t> readBuffer;
     std::vector<uint8_t> config;
     std::vector<Entry> entries;
     bool pictureReady = false;

@@ -16,12 +16,6 @@ template <class T> void Put(std::string* bytes, T value) {
     bytes->append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-template <class T> T Get(const uint8_t* bytes) {
-    T value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-}
-
 uint32_t ByteSum(const uint8_t* bytes, size_t count) {
     uint32_t sum = 0;
     for (size_t index = 0; index < count; ++index) {
@@ -89,34 +83,18 @@ void TinyRecordingDecoder::OpenName(char* name) const {
     std::snprintf(name, MaxPathLength, "%s", loadName);
 }
 
-void TinyRecordingDecoder::ReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                          uint8_t** buffer) {
-    *fileId = file;
-    *offset = readOffset;
-    *size = readSize;
-    *buffer = readBuffer.data();
-}
-
-DecoderAction TinyRecordingDecoder::Read(uint64_t offset, uint32_t size) {
-    readOffset = offset;
-    readSize = size;
-    readBuffer.assign(std::max<size_t>(size, 1), 0);
-    return DDA_READ;
-}
-
 bool TinyRecordingDecoder::ParseHeader() {
-    const uint8_t* header = readBuffer.data();
-    if (std::memcmp(header, "TFR1", 4) != 0) {
+    const ByteView header = ReadBytes();
+    if (!header.Matches(0, "TFR1")) {
         return false;
     }
-    trackCount = std::max<int32_t>(Get<uint16_t>(header + 8), 1);
-    audioFrameBytes = Get<uint16_t>(header + 10);
-    recordCount = Get<uint32_t>(header + 12);
-    audioSamplesPerSecond = static_cast<int32_t>(Get<uint32_t>(header + 16));
-    audioBitsPerSample = Get<uint16_t>(header + 20);
-    audioChannels = Get<uint16_t>(header + 22);
-    SetImageFormat(Get<uint16_t>(header + 4), Get<uint16_t>(header + 6), 4, 3, true,
-                   static_cast<int32_t>(recordCount));
+    trackCount = std::max<int32_t>(header.U16LE(8), 1);
+    audioFrameBytes = header.U16LE(10);
+    recordCount = header.U32LE(12);
+    audioSamplesPerSecond = static_cast<int32_t>(header.U32LE(16));
+    audioBitsPerSample = header.U16LE(20);
+    audioChannels = header.U16LE(22);
+    SetImageFormat(header.U16LE(4), header.U16LE(6), 4, 3, true, static_cast<int32_t>(recordCount));
     return true;
 }
 
@@ -135,7 +113,7 @@ DecoderAction TinyRecordingDecoder::QueryingOpenComplete(int32_t fileId, uint64_
     }
     file = fileId;
     fileOpen = true;
-    return size < HeaderBytes ? DDA_CLOSE : Read(0, HeaderBytes);
+    return size < HeaderBytes ? DDA_CLOSE : Read(file, 0, HeaderBytes);
 }
 
 DecoderAction TinyRecordingDecoder::QueryingReadComplete(int32_t, bool ok) {
@@ -143,7 +121,7 @@ DecoderAction TinyRecordingDecoder::QueryingReadComplete(int32_t, bool ok) {
         return DDA_CLOSE;
     }
     if (queryStep == QueryStep::FirstRecordHead) {
-        int64_t first = Get<int64_t>(readBuffer.data() + 4);
+        int64_t first = ReadBytes().I64LE(4);
         SetTimeSpan(first, first);
         return DDA_CLOSE;
     }
@@ -155,7 +133,7 @@ DecoderAction TinyRecordingDecoder::QueryingReadComplete(int32_t, bool ok) {
         return DDA_CLOSE;
     }
     queryStep = QueryStep::FirstRecordHead;
-    return Read(HeaderBytes, RecordHeadBytes);
+    return Read(file, HeaderBytes, RecordHeadBytes);
 }
 
 DecoderAction TinyRecordingDecoder::QueryingCloseComplete(int32_t) {
@@ -197,7 +175,7 @@ DecoderAction TinyRecordingDecoder::LoadingOpenComplete(int32_t fileId, uint64_t
     fileOpen = true;
     fileSize = size;
     loadStep = LoadStep::Header;
-    return Read(0, HeaderBytes);
+    return Read(file, 0, HeaderBytes);
 }
 
 DecoderAction TinyRecordingDecoder::LoadingReadComplete(int32_t, bool ok) {
@@ -216,15 +194,14 @@ DecoderAction TinyRecordingDecoder::ReadHeader() {
     nextRecord = HeaderBytes;
     recordsLeft = recordCount;
     loadStep = LoadStep::RecordHead;
-    return recordsLeft == 0 ? FinishLoad() : Read(nextRecord, RecordHeadBytes);
+    return recordsLeft == 0 ? FinishLoad() : Read(file, nextRecord, RecordHeadBytes);
 }
 
 DecoderAction TinyRecordingDecoder::ReadRecordHead() {
-    const uint8_t* head = readBuffer.data();
-    uint8_t track = head[1];
-    Entry entry{Get<int64_t>(head + 4), nextRecord + RecordHeadBytes, Get<uint32_t>(head + 12),
-                Get<uint16_t>(head + 2), Get<uint32_t>(head + 16)};
-    if (head[0] == AudioRecord) {
+    const ByteView head = ReadBytes();
+    uint8_t track = head.U8(1);
+    Entry entry{head.I64LE(4), nextRecord + RecordHeadBytes, head.U32LE(12), head.U16LE(2), head.U32LE(16)};
+    if (head.U8(0) == AudioRecord) {
         sound.push_back(entry);
     } else if (track < trackCount) {
         pictures[track].push_back(entry);
@@ -232,7 +209,7 @@ DecoderAction TinyRecordingDecoder::ReadRecordHead() {
     nextRecord = entry.offset + entry.size;
     --recordsLeft;
     ReportProgress(static_cast<double>(recordCount - recordsLeft) / recordCount);
-    return recordsLeft == 0 ? FinishLoad() : Read(nextRecord, RecordHeadBytes);
+    return recordsLeft == 0 ? FinishLoad() : Read(file, nextRecord, RecordHeadBytes);
 }
 
 DecoderAction TinyRecordingDecoder::FinishLoad() {
@@ -260,7 +237,7 @@ DecoderAction TinyRecordingDecoder::DecompressingCore() {
         return DDA_NO_DECODER;
     }
     const Entry& entry = Pictures()[static_cast<size_t>(currentFrame)];
-    return Read(entry.offset, entry.size);
+    return Read(file, entry.offset, entry.size);
 }
 
 bool TinyRecordingDecoder::PayloadIsSound(const Entry& entry) const {
@@ -281,7 +258,7 @@ DecoderAction TinyRecordingDecoder::DecompressingAudioCore() {
     ++audioDecompressCalls;
     soundReady = false;
     const Entry& entry = sound[static_cast<size_t>(currentAudioFrame)];
-    return Read(entry.offset, entry.size);
+    return Read(file, entry.offset, entry.size);
 }
 
 DecoderAction TinyRecordingDecoder::DecompressingAudioReadComplete(int32_t, bool ok) {

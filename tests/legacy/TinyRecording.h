@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/decoder/BaseDecoder.h"
+#include "fixtures/decoders/SingleReadDecoder.h"
 
 #include <cstdint>
 #include <string>
@@ -48,7 +48,7 @@ int64_t TimeAt(int32_t step);
 
 // Reads TinyRecording files. The index lives in the decoder after a load; the file stays open until
 // the unload. Knobs let a test break one frame in a way the core cannot recover from.
-class TinyRecordingDecoder : public BaseDecoder {
+class TinyRecordingDecoder : public Testing::SingleReadDecoder {
 public:
     static constexpr const char* Guid = "7E57DA7A-0B5E-4E3D-9C1A-7A11F00D0001";
 
@@ -97,10 +97,6 @@ protected:
     DecoderAction QueryingCore() override;
     void QueryingGetOpenName(char* name) override { OpenName(name); }
     DecoderAction QueryingOpenComplete(int32_t fileId, uint64_t fileSize) override;
-    void QueryingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                   uint8_t** buffer) override {
-        ReadParameters(fileId, offset, size, buffer);
-    }
     DecoderAction QueryingReadComplete(int32_t fileId, bool ok) override;
     void QueryingGetFileToClose(int32_t* fileId) override { *fileId = file; }
     DecoderAction QueryingCloseComplete(int32_t fileId) override;
@@ -111,26 +107,14 @@ protected:
     DecoderAction LoadingFileListComplete(bool ok, FileList& fileList) override;
     void LoadingGetOpenName(char* name) override { OpenName(name); }
     DecoderAction LoadingOpenComplete(int32_t fileId, uint64_t fileSize) override;
-    void LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                  uint8_t** buffer) override {
-        ReadParameters(fileId, offset, size, buffer);
-    }
     DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction PositioningCore() override;
     DecoderAction PositioningAudioCore() override { return DDA_COMPLETE; }
 
     DecoderAction DecompressingCore() override;
-    void DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                        uint8_t** buffer) override {
-        ReadParameters(fileId, offset, size, buffer);
-    }
     DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
     DecoderAction DecompressingAudioCore() override;
-    void DecompressingAudioGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                             uint8_t** buffer) override {
-        ReadParameters(fileId, offset, size, buffer);
-    }
     DecoderAction DecompressingAudioReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction UnloadingCore() override { return fileOpen ? DDA_CLOSE : DDA_COMPLETE; }
@@ -153,8 +137,6 @@ private:
 
     const std::vector<Entry>& Pictures() const { return pictures[static_cast<size_t>(currentTrack)]; }
     void OpenName(char* name) const;
-    void ReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer);
-    DecoderAction Read(uint64_t offset, uint32_t size);
     bool ParseHeader();
     DecoderAction ReadHeader();
     DecoderAction ReadRecordHead();
@@ -167,9 +149,6 @@ private:
     uint64_t fileSize = 0;
     LoadStep loadStep = LoadStep::Header;
     QueryStep queryStep = QueryStep::Header;
-    uint64_t readOffset = 0;
-    uint32_t readSize = 0;
-    std::vector<uint8_t> readBuffer;
     uint64_t nextRecord = 0;
     uint32_t recordsLeft = 0;
     uint32_t recordCount = 0;

@@ -127,8 +127,7 @@ TEST_F(Mpeg4AdapterTest, OutputCheckAcceptsExactSizeAndRefusesLessOrNull) {
     const auto& frame = plain->frames[0].data;
     std::vector<uint8_t> output(PictureBytes);
     LogCapture log;
-    EXPECT_FALSE(
-        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes - 1));
+    ExpectRefused(adapter, frame, PictureBytes - 1);
     EXPECT_FALSE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), nullptr, PictureBytes));
     EXPECT_EQ(log.Messages(), std::vector<std::string>(2, "IppDecoderMPEG4::Decode bad output buffer\n"));
     EXPECT_TRUE(
@@ -193,10 +192,7 @@ TEST_F(Mpeg4AdapterTest, DamagedFramesFailAndTheAdapterRecovers) {
     EXPECT_FALSE(adapter.HasNewPicture());
     EXPECT_TRUE(std::all_of(output.begin(), output.end(), [](uint8_t byte) { return byte == 0x5A; }));
 
-    adapter.Reset();
-    AdapterRun run = DecodeAll(adapter, plain->frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_MPEG4, *plain, false));
+    ExpectCleanRunAfterReset(adapter, *plain, Width, Height, AV_CODEC_ID_MPEG4, false);
 }
 
 TEST_F(Mpeg4AdapterTest, MissingInputLogsTheMediaDataTexts) {
@@ -247,13 +243,9 @@ TEST(H263AdapterTest, DecodesCifQuarterFramesAndFailsQuietlyOnSmallOutput) {
     }
 
     LogCapture log;
-    std::vector<uint8_t> output(PictureBytes);
-    const auto& frame = video.frames[0].data;
-    EXPECT_FALSE(
-        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes - 3));
+    ExpectRefused(adapter, video.frames[0].data, PictureBytes - 3);
     EXPECT_TRUE(log.Messages().empty());
 
-    EncodedVideo mpeg4 = Encode("mpeg4", 1, 0);
-    EXPECT_FALSE(DecodeInto(adapter, mpeg4.frames[0], output));
+    ExpectRefused(adapter, ForeignMpeg4Frame(), PictureBytes);
     EXPECT_TRUE(log.Contains("H263VideoDecoder::GetFrame failed\n"));
 }

@@ -53,8 +53,7 @@ void ScriptedDecoder::StepFileToClose(int32_t* fileId) {
     *fileId = ResolveFile(Current().fileId);
 }
 
-void ScriptedDecoder::StepReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                         uint8_t** buffer) {
+void ScriptedDecoder::ReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer) {
     const Step& step = Current();
     readBuffer.assign(std::max<size_t>(step.size, 1), 0xA5);
     *fileId = ResolveFile(step.fileId);

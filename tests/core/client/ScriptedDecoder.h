@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/decoder/BaseDecoder.h"
 #include "core/decoder/WaitEvent.h"
+#include "fixtures/decoders/SingleReadDecoder.h"
 
 #include <cstdint>
 #include <string>
@@ -54,7 +54,7 @@ struct CallRecord {
 // A decoder of the tests: each phase follows a script of steps, and it records every completion.
 // After a load it has `framesAfterLoad` frames of `frameSize` bytes each in the file it opened
 // last; a frame's picture is the bytes read for it.
-class ScriptedDecoder : public BaseDecoder {
+class ScriptedDecoder : public Testing::SingleReadDecoder {
 public:
     static constexpr const char* DefaultGuid = "0DDBA11C-0FFE-4EE5-8BAD-F00DCAFE0001";
 
@@ -76,7 +76,7 @@ public:
 
     std::vector<CallRecord> completions;
     std::vector<int32_t> openFiles;
-    std::vector<uint8_t> readBuffer;
+    using SingleReadDecoder::readBuffer;
     int positioningCalls = 0;
     int decompressCalls = 0;
     int audioDecompressCalls = 0;
@@ -118,6 +118,8 @@ public:
 protected:
     FrameTimes GetFrameTimes() override;
     FrameTimes GetAudioFrameTimes() override;
+    // The read of the current step, into a buffer filled with 0xA5.
+    void ReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer) override;
     void GetFrameCamera(CameraTag* camera) override;
     void GetAudioFrameCamera(CameraTag* camera) override;
 
@@ -128,9 +130,6 @@ protected:
     }
     void QueryingGetFileToClose(int32_t* fileId) override { StepFileToClose(fileId); }
     DecoderAction QueryingCloseComplete(int32_t fileId) override { return OnClose(fileId); }
-    void QueryingGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size, uint8_t** buffer) override {
-        StepReadParameters(id, offset, size, buffer);
-    }
     DecoderAction QueryingReadComplete(int32_t fileId, bool ok) override { return OnRead(fileId, ok); }
 
     DecoderAction LoadingCore() override { return Start(loadScript); }
@@ -140,9 +139,6 @@ protected:
     DecoderAction LoadingFileListComplete(bool ok, FileList& fileList) override;
     void LoadingGetFileToClose(int32_t* fileId) override { StepFileToClose(fileId); }
     DecoderAction LoadingCloseComplete(int32_t fileId) override { return OnClose(fileId); }
-    void LoadingGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size, uint8_t** buffer) override {
-        StepReadParameters(id, offset, size, buffer);
-    }
     DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override { return OnRead(fileId, ok); }
     DecoderAction LoadingEventComplete(WaitObject signalled) override;
 
@@ -151,24 +147,12 @@ protected:
     DecoderAction PositioningOpenComplete(int32_t fileId, uint64_t size) override {
         return OnOpen(fileId, size);
     }
-    void PositioningGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                      uint8_t** buffer) override {
-        StepReadParameters(id, offset, size, buffer);
-    }
     DecoderAction PositioningReadComplete(int32_t fileId, bool ok) override { return OnRead(fileId, ok); }
 
     DecoderAction DecompressingCore() override;
-    void DecompressingGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                        uint8_t** buffer) override {
-        StepReadParameters(id, offset, size, buffer);
-    }
     DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction DecompressingAudioCore() override;
-    void DecompressingAudioGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                             uint8_t** buffer) override {
-        StepReadParameters(id, offset, size, buffer);
-    }
     DecoderAction DecompressingAudioReadComplete(int32_t fileId, bool ok) override;
 
     DecoderAction UnloadingCore() override;
@@ -188,7 +172,6 @@ private:
 
     void StepOpenName(char* name);
     void StepFileToClose(int32_t* fileId);
-    void StepReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer);
     DecoderAction OnOpen(int32_t fileId, uint64_t size);
     DecoderAction OnClose(int32_t fileId);
     DecoderAction OnRead(int32_t fileId, bool ok);
