@@ -50,6 +50,18 @@ TEST_F(ToolTest, UnreadableRecordingGivesTheLibrarysErrorText) {
     EXPECT_FALSE(fs::exists(Work("out")));
 }
 
+// Ctrl-C during a load that would scan gigabytes (a sparse file of zeros) ends it through the
+// library's abort callback: the tool says so and exits with the interrupted status.
+TEST_F(ToolTest, InterruptEndsALongLoad) {
+    const fs::path path = Work("recording/huge.mjpeg");
+    std::ofstream(path, std::ios::binary).put('\0');
+    fs::resize_file(path, uintmax_t{4} << 30);
+    const ToolRun run = RunToolInterrupted({"probe", path.string(), "--decoder", GenericJpeg},
+                                           std::chrono::milliseconds(1500));
+    EXPECT_EQ(run.exitCode, 130) << run.err;
+    EXPECT_TRUE(Mentions(run, "interrupted")) << run.err;
+}
+
 TEST_F(ToolTest, CommandLineMistakesExitWithUsage) {
     const std::string file = WriteJpegRecording(2);
     const std::vector<std::vector<std::string>> mistakes = {

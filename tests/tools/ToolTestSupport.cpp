@@ -2,11 +2,15 @@
 
 #include "fixtures/formats/GenericRecordings.h"
 
+#include <chrono>
+#include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <optional>
 #include <png.h>
 #include <sstream>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace ToolTests {
@@ -16,7 +20,10 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 
 namespace {
 
-ToolRun Spawn(const std::vector<std::string>& command, bool searchPath) {
+// Runs `command` with its output captured; with `interruptAfter`, sends it SIGINT that long after
+// the start, as Ctrl-C on a terminal would.
+ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
+              std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt) {
     const fs::path capture = fs::temp_directory_path() / ("vorncast-capture-" + std::to_string(getpid()));
     const std::string outPath = capture.string() + ".out", errPath = capture.string() + ".err";
     const pid_t child = fork();
@@ -32,6 +39,10 @@ ToolRun Spawn(const std::vector<std::string>& command, bool searchPath) {
         argv.push_back(nullptr);
         searchPath ? execvp(argv[0], argv.data()) : execv(argv[0], argv.data());
         _exit(127);
+    }
+    if (interruptAfter) {
+        std::this_thread::sleep_for(*interruptAfter);
+        kill(child, SIGINT);
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -50,6 +61,12 @@ ToolRun RunTool(const std::vector<std::string>& arguments) {
     std::vector<std::string> command = {VORNCAST_TOOL};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return Spawn(command, false);
+}
+
+ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after) {
+    std::vector<std::string> command = {VORNCAST_TOOL};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return Spawn(command, false, after);
 }
 
 std::string RunProgram(const std::vector<std::string>& arguments) {

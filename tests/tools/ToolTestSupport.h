@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -26,6 +27,8 @@ struct ToolRun {
 
 // Runs the tool with `arguments`, standard output and error captured.
 ToolRun RunTool(const std::vector<std::string>& arguments);
+// The same, with SIGINT sent to the tool `after` its start.
+ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after);
 // Runs a program found on the path and gives its standard output.
 std::string RunProgram(const std::vector<std::string>& arguments);
 std::string ReadText(const std::filesystem::path& path);
