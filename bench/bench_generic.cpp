@@ -92,10 +92,9 @@ private:
     std::vector<uint8_t> picture;
 };
 
-void GetFrameConcatenatedJpeg(benchmark::State& state) {
-    LoadedRecording recording("8923E98A-F163-4ae9-815A-FFB2D3FFF934", "/bench/clip.mjp",
-                              Concatenate(JpegPictures(), 0, 4096).bytes);
-    if (!recording.Loaded() || recording.Frames() != JpegFrames) {
+// GetFrame on each of the recording's `frames` frames in turn, once per iteration.
+void GetFramesInTurn(benchmark::State& state, LoadedRecording& recording, int32_t frames) {
+    if (!recording.Loaded() || recording.Frames() != frames) {
         state.SkipWithError("the recording did not load");
         return;
     }
@@ -106,9 +105,15 @@ void GetFrameConcatenatedJpeg(benchmark::State& state) {
             break;
         }
         benchmark::DoNotOptimize(recording.Picture());
-        index = (index + 1) % JpegFrames;
+        index = (index + 1) % frames;
     }
     state.SetItemsProcessed(state.iterations());
+}
+
+void GetFrameConcatenatedJpeg(benchmark::State& state) {
+    LoadedRecording recording("8923E98A-F163-4ae9-815A-FFB2D3FFF934", "/bench/clip.mjp",
+                              Concatenate(JpegPictures(), 0, 4096).bytes);
+    GetFramesInTurn(state, recording, JpegFrames);
 }
 
 // libjpeg-turbo with one reused decompressor, blue-first lines of 720 x 3 bytes (already a
@@ -150,20 +155,7 @@ void GetFrameAdv601Fields(benchmark::State& state) {
     }
     LoadedRecording recording("E2FA1771-9E5B-4349-94E2-018A2939E6EA", "/bench/stream.601",
                               Concatenate(fields).bytes);
-    if (!recording.Loaded() || recording.Frames() != Adv601Fields) {
-        state.SkipWithError("the recording did not load");
-        return;
-    }
-    int32_t index = 0;
-    for (auto _ : state) {
-        if (!recording.GetFrame(index)) {
-            state.SkipWithError("GetFrame failed");
-            break;
-        }
-        benchmark::DoNotOptimize(recording.Picture());
-        index = (index + 1) % Adv601Fields;
-    }
-    state.SetItemsProcessed(state.iterations());
+    GetFramesInTurn(state, recording, Adv601Fields);
 }
 
 } // namespace

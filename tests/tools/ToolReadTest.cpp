@@ -114,11 +114,11 @@ TEST_F(ToolTest, ProbeJsonAgreesWithTheInterfaceForBothJpegFormats) {
 
 TEST_F(ToolTest, DecoderIsNamedByNameGuidOrIndexAlike) {
     const std::string file = WriteJpegRecording(3);
-    for (const std::string spec : {"Generic JPEG", "generic jpeg", "{8923E98A-F163-4ae9-815A-FFB2D3FFF934}",
+    for (const std::string name : {"Generic JPEG", "generic jpeg", "{8923E98A-F163-4ae9-815A-FFB2D3FFF934}",
                                    "8923e98a-f163-4ae9-815a-ffb2d3fff934", "70"}) {
-        const ToolRun run = RunTool({"probe", file, "--decoder", spec, "--json"});
-        ASSERT_EQ(run.exitCode, 0) << spec << ": " << run.err;
-        EXPECT_EQ(json::parse(run.out)["decoder"]["name"], "Generic JPEG") << spec;
+        const ToolRun run = RunTool({"probe", file, "--decoder", name, "--json"});
+        ASSERT_EQ(run.exitCode, 0) << name << ": " << run.err;
+        EXPECT_EQ(json::parse(run.out)["decoder"]["name"], "Generic JPEG") << name;
     }
     const ToolRun ambiguous = RunTool({"probe", file, "--decoder", "Generic"});
     EXPECT_EQ(ambiguous.exitCode, 1);

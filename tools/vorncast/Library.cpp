@@ -195,26 +195,26 @@ std::vector<DecoderEntry> Collection::Entries() const {
     return entries;
 }
 
-DecoderEntry Collection::Resolve(const std::string& spec) const {
+DecoderEntry Collection::Resolve(const std::string& wanted) const {
     const std::vector<DecoderEntry> entries = Entries();
-    if (AllDigits(spec)) {
-        const size_t index = std::stoul(spec);
+    if (AllDigits(wanted)) {
+        const size_t index = std::stoul(wanted);
         if (index < entries.size()) {
             return entries[index];
         }
-        throw std::runtime_error("there is no decoder " + spec + " (see `vorncast decoders`)");
+        throw std::runtime_error("there is no decoder " + wanted + " (see `vorncast decoders`)");
     }
-    if (const std::optional<VcGuid> guid = ParseGuidText(spec)) {
+    if (const std::optional<VcGuid> guid = ParseGuidText(wanted)) {
         for (const DecoderEntry& entry : entries) {
             if (std::memcmp(&entry.guid, &*guid, sizeof(VcGuid)) == 0) {
                 return entry;
             }
         }
-        throw std::runtime_error("no decoder has the GUID " + spec + " (see `vorncast decoders`)");
+        throw std::runtime_error("no decoder has the GUID " + wanted + " (see `vorncast decoders`)");
     }
     VcPublicDecoderInfo exact;
     std::memset(&exact, 0, sizeof(exact));
-    if (DecoderCollection_FindDecoderInfoByName(handle, spec.c_str(), -1, -1, 0, 0, 0, &exact) ==
+    if (DecoderCollection_FindDecoderInfoByName(handle, wanted.c_str(), -1, -1, 0, 0, 0, &exact) ==
         VC_Success) {
         for (const DecoderEntry& entry : entries) {
             if (std::memcmp(&entry.guid, &exact.guid, sizeof(VcGuid)) == 0 &&
@@ -223,13 +223,13 @@ DecoderEntry Collection::Resolve(const std::string& spec) const {
             }
         }
     }
-    const std::string wanted = Lower(spec);
+    const std::string lowered = Lower(wanted);
     std::vector<const DecoderEntry*> partial;
     for (const DecoderEntry& entry : entries) {
-        if (Lower(entry.name) == wanted) {
+        if (Lower(entry.name) == lowered) {
             return entry;
         }
-        if (Lower(entry.name).find(wanted) != std::string::npos) {
+        if (Lower(entry.name).find(lowered) != std::string::npos) {
             partial.push_back(&entry);
         }
     }
@@ -237,13 +237,13 @@ DecoderEntry Collection::Resolve(const std::string& spec) const {
         return *partial.front();
     }
     if (partial.empty()) {
-        throw std::runtime_error("no decoder is named \"" + spec + "\" (see `vorncast decoders`)");
+        throw std::runtime_error("no decoder is named \"" + wanted + "\" (see `vorncast decoders`)");
     }
     std::string names;
     for (const DecoderEntry* entry : partial) {
         names += "\n  " + entry->name;
     }
-    throw std::runtime_error("\"" + spec + "\" fits several decoders:" + names);
+    throw std::runtime_error("\"" + wanted + "\" fits several decoders:" + names);
 }
 
 Recording::Recording(std::string path, DecoderEntry decoder, int handle, int resourceCount,

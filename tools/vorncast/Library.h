@@ -79,7 +79,7 @@ public:
     std::vector<DecoderEntry> Entries() const;
     // A decoder named by its index in the table, its GUID or its name (case ignored, or a part of
     // the name that fits one decoder only). Throws std::runtime_error when none or several fit.
-    DecoderEntry Resolve(const std::string& spec) const;
+    DecoderEntry Resolve(const std::string& wanted) const;
 
 private:
     DecoderEntry EntryAt(int index) const;

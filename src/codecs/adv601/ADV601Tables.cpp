@@ -99,7 +99,7 @@ constexpr uint8_t Table2Symbols[] = {
     241, 2,   6,   7,   8,   9,   10,  52,  55,  57,  58,  62,  0,   1,   3,  4,  5,  59, 60, 61, 63, 64, 239,
 };
 
-const ADV601HuffmanSpec HuffmanTables[ADV601HuffmanTableCount] = {
+const ADV601HuffmanDefinition HuffmanTables[ADV601HuffmanTableCount] = {
     {{0, 1, 2, 2, 6, 6, 4, 8, 5, 10, 10, 10, 13, 1, 1, 177}, sizeof(Table0Symbols), Table0Symbols},
     {{0, 2, 1, 1, 3, 5, 6, 10, 14, 12, 23, 13, 4, 1, 0, 43}, sizeof(Table1Symbols), Table1Symbols},
     {{0, 2, 0, 3, 1, 5, 8, 15, 20, 27, 25, 10, 11, 9, 1, 1}, sizeof(Table2Symbols), Table2Symbols},
@@ -107,14 +107,14 @@ const ADV601HuffmanSpec HuffmanTables[ADV601HuffmanTableCount] = {
 
 // Canonical assignment: codes count up from 0 within a length and double from one length to the
 // next; each is kept left-aligned in 16 bits so that codes of all lengths compare directly.
-std::array<ADV601Code, 256> BuildCodes(const ADV601HuffmanSpec& spec) {
+std::array<ADV601Code, 256> BuildCodes(const ADV601HuffmanDefinition& definition) {
     std::array<ADV601Code, 256> codes{};
     uint32_t code = 0;
     int32_t next = 0;
     for (int32_t length = 1; length <= ADV601LongestCode; ++length) {
-        for (int32_t i = 0; i < spec.counts[length - 1]; ++i, ++next) {
+        for (int32_t i = 0; i < definition.counts[length - 1]; ++i, ++next) {
             codes[next] = {static_cast<uint16_t>(code << (ADV601LongestCode - length)),
-                           static_cast<uint8_t>(length), spec.symbols[next]};
+                           static_cast<uint8_t>(length), definition.symbols[next]};
             ++code;
         }
         code <<= 1;
@@ -150,7 +150,7 @@ const ADV601BlockGeometry* ADV601Geometry(bool tallField) {
     return shortField.data();
 }
 
-const ADV601HuffmanSpec& ADV601HuffmanTable(int32_t table) {
+const ADV601HuffmanDefinition& ADV601HuffmanTable(int32_t table) {
     return HuffmanTables[table];
 }
 

@@ -52,13 +52,13 @@ const ADV601BlockGeometry* ADV601Geometry(bool tallField);
 
 // A canonical Huffman code as it is written down: the number of codes of each length from 1 to
 // 16, then the symbols in code order.
-struct ADV601HuffmanSpec {
+struct ADV601HuffmanDefinition {
     uint8_t counts[ADV601LongestCode];
     int32_t symbolCount;
     const uint8_t* symbols;
 };
 
-const ADV601HuffmanSpec& ADV601HuffmanTable(int32_t table);
+const ADV601HuffmanDefinition& ADV601HuffmanTable(int32_t table);
 
 // One code of a table, its bits left-aligned in 16.
 struct ADV601Code {

@@ -1,7 +1,7 @@
 #include "codecs/vfw/VfwDriver.h"
 
 #include "codecs/vfw/AvcodecVfwDriver.h"
-#include "codecs/vfw/SpecialVfwDriver.h"
+#include "codecs/vfw/BuiltinVfwDriver.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -9,9 +9,9 @@ std::unique_ptr<VfwDriver> OpenCodecDriver(const char*, const IcOpen& open) {
     if (open.fccType != MakeFourCC("vidc") || (open.flags & ICMODE_DECOMPRESS) == 0) {
         return nullptr;
     }
-    VfwSpecialDecodeFunction special = nullptr;
-    if (FindVfwSpecialDecoder(open.fccHandler, &special)) {
-        return std::make_unique<SpecialVfwDriver>(open.fccHandler);
+    VfwBuiltinDecodeFunction builtin = nullptr;
+    if (FindVfwBuiltinDecoder(open.fccHandler, &builtin)) {
+        return std::make_unique<BuiltinVfwDriver>(open.fccHandler);
     }
     return std::make_unique<AvcodecVfwDriver>(open.fccHandler);
 }

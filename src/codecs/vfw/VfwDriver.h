@@ -30,7 +30,7 @@ public:
 using VfwDriverOpener = std::unique_ptr<VfwDriver> (*)(const char* path, const IcOpen& open);
 
 // The library's drivers. None is a file: the decompressor is chosen from `open.fccHandler`, the
-// stream's own FourCC. The FourCCs with a special decode function (see VfwSpecialDecoders.h) go
+// stream's own FourCC. The FourCCs with a built-in decode function (see VfwBuiltinDecoders.h) go
 // to that function; every other code goes to the libavcodec decoder that FFmpeg's RIFF table
 // names for it, with H.264 and MPEG-4 part 2 told apart by the first frame's start codes. Only a
 // decompression open of type "vidc" succeeds.

@@ -104,22 +104,22 @@ TEST(ADV601Geometry, StreamOrderNamesEveryBlockOnce) {
 TEST(ADV601Huffman, EachTableIsACompletePrefixCodeButForTheAllOnesWord) {
     const int32_t expectedSizes[ADV601HuffmanTableCount] = {256, 138, 138};
     for (int32_t table = 0; table < ADV601HuffmanTableCount; ++table) {
-        const ADV601HuffmanSpec& spec = ADV601HuffmanTable(table);
+        const ADV601HuffmanDefinition& definition = ADV601HuffmanTable(table);
         int32_t counted = 0;
-        for (uint8_t count : spec.counts) {
+        for (uint8_t count : definition.counts) {
             counted += count;
         }
         EXPECT_EQ(counted, expectedSizes[table]);
-        ASSERT_EQ(spec.symbolCount, expectedSizes[table]);
+        ASSERT_EQ(definition.symbolCount, expectedSizes[table]);
 
         int32_t count = 0;
         const ADV601Code* codes = ADV601Codes(table, &count);
-        ASSERT_EQ(count, spec.symbolCount);
+        ASSERT_EQ(count, definition.symbolCount);
         // Codes as intervals of 16-bit words: each starts where the one before ends.
         uint32_t next = 0;
         for (int32_t i = 0; i < count; ++i) {
             EXPECT_EQ(codes[i].code, next) << "table " << table << " code " << i;
-            EXPECT_EQ(codes[i].symbol, spec.symbols[i]);
+            EXPECT_EQ(codes[i].symbol, definition.symbols[i]);
             next = codes[i].code + (1u << (16 - codes[i].length));
         }
         EXPECT_EQ(next, 0xFFFFu) << "table " << table;
@@ -185,8 +185,8 @@ TEST(ADV601Huffman, TablesHoldTheSymbolsOfTheirModels) {
         }
     }
     for (int32_t table = 1; table <= 2; ++table) {
-        const ADV601HuffmanSpec& spec = ADV601HuffmanTable(table);
-        std::set<int32_t> symbols(spec.symbols, spec.symbols + spec.symbolCount);
+        const ADV601HuffmanDefinition& definition = ADV601HuffmanTable(table);
+        std::set<int32_t> symbols(definition.symbols, definition.symbols + definition.symbolCount);
         EXPECT_EQ(symbols, model1) << "table " << table;
     }
 }

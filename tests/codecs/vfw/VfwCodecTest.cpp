@@ -2,7 +2,7 @@
 // stream FourCC, and must come back as the pictures that were encoded.
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/VFWDecoder.h"
-#include "codecs/vfw/VfwSpecialDecoders.h"
+#include "codecs/vfw/VfwBuiltinDecoders.h"
 #include "codecs/vfw/VfwTestEncoder.h"
 #include "model/files/FileTestSupport.h"
 
@@ -213,16 +213,16 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
 }
 
 // The two codes served by the library's own codecs reach the registered function.
-class VfwSpecialCodes : public testing::Test {
+class VfwBuiltinCodes : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(FindVfwSpecialDecoder(FourCC("ADV1"), &savedAdv1));
-        ASSERT_TRUE(FindVfwSpecialDecoder(FourCC("TJPG"), &savedTjpg));
+        ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("ADV1"), &savedAdv1));
+        ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("TJPG"), &savedTjpg));
         calls = 0;
     }
     void TearDown() override {
-        RegisterVfwSpecialDecoder(FourCC("ADV1"), savedAdv1);
-        RegisterVfwSpecialDecoder(FourCC("TJPG"), savedTjpg);
+        RegisterVfwBuiltinDecoder(FourCC("ADV1"), savedAdv1);
+        RegisterVfwBuiltinDecoder(FourCC("TJPG"), savedTjpg);
     }
 
     // Checks what it is given and paints a picture made from the frame's first byte.
@@ -240,13 +240,13 @@ protected:
     static inline uint32_t lastSize = 0;
     static inline int32_t lastWidth = 0;
     static inline int32_t lastHeight = 0;
-    VfwSpecialDecodeFunction savedAdv1 = nullptr;
-    VfwSpecialDecodeFunction savedTjpg = nullptr;
+    VfwBuiltinDecodeFunction savedAdv1 = nullptr;
+    VfwBuiltinDecodeFunction savedTjpg = nullptr;
 };
 
-TEST_F(VfwSpecialCodes, FramesGoToTheRegisteredFunction) {
+TEST_F(VfwBuiltinCodes, FramesGoToTheRegisteredFunction) {
     for (const char* code : {"ADV1", "TJPG"}) {
-        ASSERT_TRUE(RegisterVfwSpecialDecoder(FourCC(code), Stub));
+        ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC(code), Stub));
         const int width = 90, height = 60;
         std::vector<uint8_t> format = BitmapFormat(width, height, FourCC(code), 24);
         VFWDecoder decoder;
@@ -273,8 +273,8 @@ TEST_F(VfwSpecialCodes, FramesGoToTheRegisteredFunction) {
     EXPECT_EQ(calls, 4);
 }
 
-TEST_F(VfwSpecialCodes, CodeWithoutAFunctionDoesNotBegin) {
-    ASSERT_TRUE(RegisterVfwSpecialDecoder(FourCC("TJPG"), nullptr));
+TEST_F(VfwBuiltinCodes, CodeWithoutAFunctionDoesNotBegin) {
+    ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC("TJPG"), nullptr));
     std::vector<uint8_t> format = BitmapFormat(64, 48, FourCC("TJPG"), 24);
     VFWDecoder decoder;
     uint8_t outFormat[40];

@@ -1,16 +1,16 @@
 #pragma once
 
 #include "codecs/vfw/DibDriver.h"
-#include "codecs/vfw/VfwSpecialDecoders.h"
+#include "codecs/vfw/VfwBuiltinDecoders.h"
 
 #include <memory>
 
 namespace Vorn::Vorncast::Decoders {
 
-// A driver whose frames go to one of the library's own decode functions (VfwSpecialDecoders.h).
-class SpecialVfwDriver final : public DibDriver {
+// A driver whose frames go to one of the library's own decode functions (VfwBuiltinDecoders.h).
+class BuiltinVfwDriver final : public DibDriver {
 public:
-    explicit SpecialVfwDriver(uint32_t handler) : handler(handler) {}
+    explicit BuiltinVfwDriver(uint32_t handler) : handler(handler) {}
 
     int32_t End() override { return ICERR_OK; }
 
@@ -21,7 +21,7 @@ protected:
 
 private:
     uint32_t handler;
-    VfwSpecialDecodeFunction decode = nullptr;
+    VfwBuiltinDecodeFunction decode = nullptr;
     std::unique_ptr<uint8_t[]> picture;
 };
 

@@ -1,4 +1,4 @@
-#include "codecs/vfw/VfwSpecialDecoders.h"
+#include "codecs/vfw/VfwBuiltinDecoders.h"
 
 #include "codecs/vfw/VfwCodecRoutes.h"
 #include "codecs/vfw/VfwTypes.h"
@@ -7,20 +7,20 @@ namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
-struct SpecialDecoder {
+struct BuiltinDecoder {
     uint32_t fourCC;
-    VfwSpecialDecodeFunction decode;
+    VfwBuiltinDecodeFunction decode;
 };
 
-constexpr int MaxSpecialDecoders = 8;
+constexpr int MaxBuiltinDecoders = 8;
 
-SpecialDecoder specialDecoders[MaxSpecialDecoders] = {
+BuiltinDecoder builtinDecoders[MaxBuiltinDecoders] = {
     {MakeFourCC("ADV1"), DecodeAdv601Picture},
     {MakeFourCC("TJPG"), DecodeJpegPicture},
 };
 
-SpecialDecoder* Find(uint32_t fourCC) {
-    for (SpecialDecoder& entry : specialDecoders) {
+BuiltinDecoder* Find(uint32_t fourCC) {
+    for (BuiltinDecoder& entry : builtinDecoders) {
         if (entry.fourCC != 0 && FourCCEqualIgnoringCase(entry.fourCC, fourCC)) {
             return &entry;
         }
@@ -30,12 +30,12 @@ SpecialDecoder* Find(uint32_t fourCC) {
 
 } // namespace
 
-bool RegisterVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction decode) {
+bool RegisterVfwBuiltinDecoder(uint32_t fourCC, VfwBuiltinDecodeFunction decode) {
     if (fourCC == 0) {
         return false;
     }
-    SpecialDecoder* entry = Find(fourCC);
-    for (SpecialDecoder& free : specialDecoders) {
+    BuiltinDecoder* entry = Find(fourCC);
+    for (BuiltinDecoder& free : builtinDecoders) {
         if (entry == nullptr && free.fourCC == 0) {
             entry = &free;
         }
@@ -48,8 +48,8 @@ bool RegisterVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction decode)
     return true;
 }
 
-bool FindVfwSpecialDecoder(uint32_t fourCC, VfwSpecialDecodeFunction* decode) {
-    const SpecialDecoder* entry = fourCC != 0 ? Find(fourCC) : nullptr;
+bool FindVfwBuiltinDecoder(uint32_t fourCC, VfwBuiltinDecodeFunction* decode) {
+    const BuiltinDecoder* entry = fourCC != 0 ? Find(fourCC) : nullptr;
     *decode = entry != nullptr ? entry->decode : nullptr;
     return entry != nullptr;
 }

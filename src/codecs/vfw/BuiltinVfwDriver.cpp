@@ -1,4 +1,4 @@
-#include "codecs/vfw/SpecialVfwDriver.h"
+#include "codecs/vfw/BuiltinVfwDriver.h"
 
 #include "codecs/vfw/DibPicture.h"
 
@@ -6,18 +6,18 @@
 
 namespace Vorn::Vorncast::Decoders {
 
-bool SpecialVfwDriver::CanDecode() const {
-    VfwSpecialDecodeFunction function = nullptr;
-    return FindVfwSpecialDecoder(handler, &function) && function != nullptr;
+bool BuiltinVfwDriver::CanDecode() const {
+    VfwBuiltinDecodeFunction function = nullptr;
+    return FindVfwBuiltinDecoder(handler, &function) && function != nullptr;
 }
 
-int32_t SpecialVfwDriver::Prepare(ByteView) {
-    FindVfwSpecialDecoder(handler, &decode);
+int32_t BuiltinVfwDriver::Prepare(ByteView) {
+    FindVfwBuiltinDecoder(handler, &decode);
     picture.reset(new (std::nothrow) uint8_t[static_cast<size_t>(width) * static_cast<size_t>(height) * 3]());
     return picture != nullptr ? ICERR_OK : ICERR_MEMORY;
 }
 
-int32_t SpecialVfwDriver::DecodeFrame(ByteView frame, uint8_t* dib) {
+int32_t BuiltinVfwDriver::DecodeFrame(ByteView frame, uint8_t* dib) {
     if (decode == nullptr ||
         !decode(frame.Data(), static_cast<uint32_t>(frame.Size()), width, height, picture.get())) {
         return ICERR_ERROR;
