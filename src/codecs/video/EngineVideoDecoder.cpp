@@ -60,7 +60,7 @@ bool EngineVideoDecoder::OutputFits(const uint8_t* output, int32_t outputSize) c
 
 void EngineVideoDecoder::LogBadOutput() const {
     if (logsBadOutput) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "%s::Decode bad output buffer\n", adapterName);
+        Log(__FILE__, __LINE__, LogCore, "%s::Decode bad output buffer\n", adapterName);
     }
 }
 
@@ -87,11 +87,11 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
         return false;
     }
     if (input == nullptr) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "MediaDataEx::SetBufferPointer failed\n");
+        Log(__FILE__, __LINE__, LogCore, "MediaDataEx::SetBufferPointer failed\n");
         return false;
     }
     if (size <= 0) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "MediaDataEx::SetDataSize failed\n");
+        Log(__FILE__, __LINE__, LogCore, "MediaDataEx::SetDataSize failed\n");
         return false;
     }
     if (!engine.IsOpen()) {

@@ -300,9 +300,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeViseum", "Viseum Evidence Locker", "682B3443-E4A9-4709-9197-8F2AB311DA7C", "vis", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeGenericADV601", "Generic ADV601", "E2FA1771-9E5B-4349-94E2-018A2939E6EA", "", NO_PATTERNS, -1,
-     Manual, 0, CreateDecodeGenericADV601},
+     Manual, 0, CreateFormatDecoder<DecodeGenericADV601>},
     {"DecodeGenericJPEG", "Generic JPEG", "8923E98A-F163-4ae9-815A-FFB2D3FFF934", "", NO_PATTERNS, -1, Manual,
-     0, CreateDecodeGenericJPEG},
+     0, CreateFormatDecoder<DecodeGenericJPEG>},
     {"DecodeGenericFolderOfJpegs",
      "Generic Folder of Jpegs",
      "4568BFE6-5117-490c-961C-2A7A91579834",
@@ -311,7 +311,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      Manual | Container,
      0,
-     CreateDecodeGenericFolderOfJpegs},
+     CreateFormatDecoder<DecodeGenericFolderOfJpegs>},
 };
 
 #undef NO_PATTERNS
