@@ -92,7 +92,7 @@ void LegacyDecoderVideoStream::LearnDamagedFrame(int32_t index, FrameReport* rep
 int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest request, Sample* sample) {
     Log(SourceFile, __LINE__, LogTraceDetail, "LegacyDecoderVideoStream > DecompressSample %d\n", frameIndex);
     int64_t size = int64_t{description.bytesPerPixel} * description.height * description.width;
-    if (size < 0 || size > MaxLegacyImageBytes) {
+    if (size < 0 || size > MaxPictureBytes) {
         return SetLastError(GeneralFailure, SourceFile, __LINE__,
                             "Uncompressed image size was out of sensible range %d",
                             static_cast<int32_t>(size));

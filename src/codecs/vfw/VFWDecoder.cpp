@@ -42,10 +42,10 @@ std::unique_ptr<uint8_t[]> ZeroedBytes(size_t size) {
 } // namespace
 
 const VFWDecoder::PrivateCodec VFWDecoder::PrivateCodecs[PrivateCodecCount] = {
-    {MakeFourCC("lkz0"), "LK_SN4Codec.dll"}, {MakeFourCC("lkz1"), "LK_MPG4C32.dll"},
-    {MakeFourCC("lkz2"), "LK_ir50_32.dll"},  {MakeFourCC("lkz3"), "LK_GeoCodec.dll"},
-    {MakeFourCC("lkz4"), "LK_GX264.dll"},    {MakeFourCC("lkz5"), "LK_GXAMP4.dll"},
-    {MakeFourCC("lkz6"), "LK_Wavlor.dll"},   {MakeFourCC("lkz7"), "LK_tjpegcodec.dll"},
+    {FourCCLE("lkz0"), "LK_SN4Codec.dll"}, {FourCCLE("lkz1"), "LK_MPG4C32.dll"},
+    {FourCCLE("lkz2"), "LK_ir50_32.dll"},  {FourCCLE("lkz3"), "LK_GeoCodec.dll"},
+    {FourCCLE("lkz4"), "LK_GX264.dll"},    {FourCCLE("lkz5"), "LK_GXAMP4.dll"},
+    {FourCCLE("lkz6"), "LK_Wavlor.dll"},   {FourCCLE("lkz7"), "LK_tjpegcodec.dll"},
 };
 
 VFWDecoder::VFWDecoder(BaseDecoder* owner, VfwDriverOpener openDriver)

@@ -1,4 +1,5 @@
 #include "formats/iso/DecodeISOMedia.h"
+#include "model/support/Limits.h"
 
 #include "formats/iso/IsoBoxTypes.h"
 #include "formats/iso/IsoTimes.h"
@@ -15,8 +16,6 @@ constexpr uint32_t LargeSizeMarker = 1;
 constexpr uint32_t ToEndOfFile = 0;
 constexpr uint32_t LargeHeaderSize = 16;
 constexpr int32_t BytesPerPixel = 3;
-// Pictures above this many bytes are refused everywhere in the library.
-constexpr int64_t LargestPicture = 0x8FFFFFF;
 constexpr int32_t AmrFrameOutputBytes = 320;
 
 const DecodeISOMedia::LoadTexts IsoMediaTexts = {
@@ -335,7 +334,7 @@ void DecodeISOMedia::FindTracks() {
 
 bool DecodeISOMedia::MakePictureBuffer() {
     const int64_t bytes = int64_t{imageWidth} * imageHeight * BytesPerPixel;
-    if (bytes > LargestPicture) {
+    if (bytes > MaxPictureBytes) {
         return false;
     }
     pictureSize = static_cast<int32_t>(bytes);

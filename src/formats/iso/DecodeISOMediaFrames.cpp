@@ -82,7 +82,7 @@ uint64_t DecodeISOMedia::GetFramePeriod() {
     if (videoTrack == nullptr || totalFrames < 1) {
         return DefaultFramePeriod;
     }
-    const double movieTicks = movie->GetDurationSeconds() * IsoTicksPerSecond;
+    const double movieTicks = movie->GetDurationSeconds() * TicksPerSecond;
     // A duration of more ticks than a signed 64-bit count holds is no time a recorder wrote, and
     // the period times the frames must give the load's duration back in such a count.
     if (!(movieTicks < TickCountLimit)) {
