@@ -1,7 +1,5 @@
 #include "formats/DecodeGenericADV601.h"
 
-#include <algorithm>
-
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
@@ -16,7 +14,7 @@ bool IsFieldTypeWord(uint32_t word) {
 void DecodeGenericADV601::ForgetRecording() {
     ForgetFile();
     frameList.Clear();
-    readOffset = 0;
+    scanOffset = 0;
     previousWordAllOnes = false;
     fetchedSize = 0;
     imageValid = false;
@@ -25,27 +23,16 @@ void DecodeGenericADV601::ForgetRecording() {
 // ---- loading ----
 
 DecoderAction DecodeGenericADV601::LoadingCore() {
-    return OpenLoadedFile(&DecodeGenericADV601::OnOpened,
-                          "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n");
-}
-
-DecoderAction DecodeGenericADV601::OnOpened(int32_t newFileId, uint64_t newFileSize) {
-    TakeFile(newFileId, newFileSize);
-    return ReadBlock();
-}
-
-DecoderAction DecodeGenericADV601::ReadBlock() {
-    auto size = static_cast<uint32_t>(std::min<int64_t>(ScanBlockSize, fileSize - readOffset));
-    ReportProgress(static_cast<double>(readOffset) / static_cast<double>(fileSize));
-    return Read(fileId, static_cast<uint64_t>(readOffset), size, &DecodeGenericADV601::OnBlock,
-                "DecodeGenericADV601::LoadingReadComplete failed while loading\n");
+    return ScanLoadedFile(ScanBlockSize, &DecodeGenericADV601::OnBlock,
+                          "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n",
+                          "DecodeGenericADV601::LoadingReadComplete failed while loading\n");
 }
 
 // A tail of fewer than four bytes holds no word and is not read.
 DecoderAction DecodeGenericADV601::OnBlock(ByteView block) {
     ScanBlock(block);
-    readOffset += static_cast<int64_t>(block.Size());
-    return fileSize - readOffset >= 4 ? ReadBlock() : FinishScan();
+    scanOffset += static_cast<int64_t>(block.Size());
+    return fileSize - scanOffset >= 4 ? ReadNextBlock() : FinishScan();
 }
 
 void DecodeGenericADV601::ScanBlock(ByteView block) {
@@ -53,7 +40,7 @@ void DecodeGenericADV601::ScanBlock(ByteView block) {
         uint32_t word = block.U32LE(index);
         if (previousWordAllOnes && IsFieldTypeWord(word)) {
             FrameInfo frame{};
-            frame.offset = static_cast<uint64_t>(readOffset) + index - 4;
+            frame.offset = static_cast<uint64_t>(scanOffset) + index - 4;
             frameList.Append(frame);
         }
         previousWordAllOnes = word == ADV601Delimiter;

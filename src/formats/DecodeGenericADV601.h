@@ -32,8 +32,6 @@ protected:
     DecoderAction DecompressingCore() override;
 
 private:
-    DecoderAction OnOpened(int32_t fileId, uint64_t fileSize);
-    DecoderAction ReadBlock();
     DecoderAction OnBlock(ByteView block);
     void ScanBlock(ByteView block);
     DecoderAction FinishScan();
@@ -41,7 +39,6 @@ private:
     int32_t SizeFrames();
     DecoderAction OnFrame(ByteView field);
 
-    int64_t readOffset = 0;
     // The last word of the previous block was all ones: a delimiter may span two blocks.
     bool previousWordAllOnes = false;
     uint32_t fetchedSize = 0;

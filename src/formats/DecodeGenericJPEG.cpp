@@ -2,51 +2,38 @@
 
 #include "formats/shared/JpegStartScan.h"
 
-#include <algorithm>
-
 namespace Vorn::Vorncast::Decoders {
 
 void DecodeGenericJPEG::ForgetRecording() {
     ForgetFile();
     frameList.Clear();
-    readOffset = 0;
+    scanOffset = 0;
     imageValid = false;
 }
 
 // ---- loading ----
 
 DecoderAction DecodeGenericJPEG::LoadingCore() {
-    return OpenLoadedFile(&DecodeGenericJPEG::OnOpened,
-                          "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n");
-}
-
-DecoderAction DecodeGenericJPEG::OnOpened(int32_t newFileId, uint64_t newFileSize) {
-    TakeFile(newFileId, newFileSize);
-    return ReadBlock();
-}
-
-DecoderAction DecodeGenericJPEG::ReadBlock() {
-    ReportProgress(static_cast<double>(readOffset) / static_cast<double>(fileSize));
-    auto size = static_cast<uint32_t>(std::min<int64_t>(fileSize - readOffset, ScanBlockSize));
-    return Read(fileId, static_cast<uint64_t>(readOffset), size, &DecodeGenericJPEG::OnBlock,
-                "DecodeGenericJPEG::LoadingReadComplete failed with bad result\n");
+    return ScanLoadedFile(ScanBlockSize, &DecodeGenericJPEG::OnBlock,
+                          "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n",
+                          "DecodeGenericJPEG::LoadingReadComplete failed with bad result\n");
 }
 
 // The whole capacity is scanned, also behind a short last read: the bytes there are left over
 // from the block before, and a marker among them gives a frame beyond the end of the file.
 DecoderAction DecodeGenericJPEG::OnBlock(ByteView) {
-    ScanJpegStarts(readBuffer.View(), static_cast<uint64_t>(readOffset), [this](uint64_t offset) {
+    ScanJpegStarts(readBuffer.View(), static_cast<uint64_t>(scanOffset), [this](uint64_t offset) {
         FrameInfo frame{};
         frame.offset = offset;
         frameList.Append(frame);
     });
     // The capacity stays at a full block once reached: the last read is the one whose offset
     // reaches the last full block of the file.
-    if (readOffset >= fileSize - static_cast<int64_t>(readBuffer.Capacity())) {
+    if (scanOffset >= fileSize - static_cast<int64_t>(readBuffer.Capacity())) {
         return FinishScan();
     }
-    readOffset += ScanBlockSize;
-    return ReadBlock();
+    scanOffset += ScanBlockSize;
+    return ReadNextBlock();
 }
 
 DecoderAction DecodeGenericJPEG::FinishScan() {

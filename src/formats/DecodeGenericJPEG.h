@@ -24,14 +24,11 @@ protected:
     DecoderAction DecompressingCore() override;
 
 private:
-    DecoderAction OnOpened(int32_t fileId, uint64_t fileSize);
-    DecoderAction ReadBlock();
     DecoderAction OnBlock(ByteView bytes);
     DecoderAction FinishScan();
     DecoderAction OnFirstFrame(ByteView bytes);
     DecoderAction OnFrame(ByteView bytes);
 
-    int64_t readOffset = 0;
     bool imageValid = false;
     JpegDecoderScratch jpegScratch;
 };

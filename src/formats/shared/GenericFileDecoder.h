@@ -47,12 +47,18 @@ protected:
     FrameTimes GetFrameTimes() override;
     void GetFrameCamera(CameraTag* camera) override;
 
-    // Resets, reports no progress yet and opens the loaded path for `opened`.
-    template <class Unit> DecoderAction OpenLoadedFile(OpenStep<Unit> opened, const char* failure) {
+    // Resets, reports no progress yet, opens the loaded path and reads it from the start in blocks
+    // of `blockSize` bytes (the last one shorter), each for `onBlock`, which asks for the next
+    // with ReadNextBlock once it has advanced `scanOffset`.
+    template <class Unit>
+    DecoderAction ScanLoadedFile(uint32_t blockSize, ReadStep<Unit> onBlock, const char* openFailure,
+                                 const char* readFailure) {
         Reset();
         ReportProgress(0.0);
-        return Open(loadName, opened, failure);
+        scan = {blockSize, static_cast<ReadStep<FormatDecoder>>(onBlock), readFailure};
+        return Open(loadName, &ScannedFileDecoder::OnScanOpened, openFailure);
     }
+    DecoderAction ReadNextBlock();
     // Reads the file range of `frame` for `step`; an empty read for a frame outside the list.
     template <class Unit> DecoderAction ReadFrame(int32_t frame, ReadStep<Unit> step, const char* failure) {
         const FrameInfo* record = frameList.RecordAt(frame);
@@ -61,6 +67,18 @@ protected:
     }
 
     FrameInfoList frameList;
+    int64_t scanOffset = 0;
+
+private:
+    struct Scan {
+        uint32_t blockSize = 0;
+        ReadStep<FormatDecoder> onBlock = nullptr;
+        const char* readFailure = nullptr;
+    };
+
+    DecoderAction OnScanOpened(int32_t fileId, uint64_t fileSize);
+
+    Scan scan;
 };
 
 } // namespace Vorn::Vorncast::Decoders
