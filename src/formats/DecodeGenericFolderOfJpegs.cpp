@@ -1,71 +1,33 @@
 #include "formats/DecodeGenericFolderOfJpegs.h"
 
-#include "model/support/Path.h"
-
-#include <cstdio>
 #include <cstring>
 
 namespace Vorn::Vorncast::Decoders {
 
-namespace {
-
-// Length of the folder part of a path, its final separator included; 0 without a separator.
-size_t FolderLength(const char* path) {
-    size_t length = 0;
-    for (size_t index = 0; path[index] != '\0'; ++index) {
-        if (Path::IsSeparator(path[index])) {
-            length = index + 1;
-        }
-    }
-    return length;
-}
-
-} // namespace
-
 void DecodeGenericFolderOfJpegs::ForgetRecording() {
     ForgetFile();
-    fileList.Clear();
-    folder[0] = '\0';
+    folderFiles.Clear();
     heldImage = -1;
-}
-
-template <class Step>
-DecoderAction DecodeGenericFolderOfJpegs::OpenListed(int32_t index, Step opened, const char* failure) {
-    char name[MaxPathLength] = {};
-    const char* file = fileList.GetAt(index);
-    if (file != nullptr && std::snprintf(name, MaxPathLength, "%s/%s", folder, file) >= MaxPathLength) {
-        // A cut path could name another file: leave the name empty, which fails the open.
-        name[0] = '\0';
-    }
-    return Open(name, opened, failure);
 }
 
 // ---- loading ----
 
-// The folder is listed with its final separator, so that a file in the root lists "/".
 DecoderAction DecodeGenericFolderOfJpegs::LoadingCore() {
     Reset();
-    char directory[MaxPathLength] = {};
-    size_t length = FolderLength(loadName);
-    std::memcpy(directory, loadName, length);
-    size_t withoutSeparator = length > 0 ? length - 1 : 0;
-    std::memcpy(folder, loadName, withoutSeparator);
-    folder[withoutSeparator] = '\0';
-    return ListFiles(directory, "*.jpg", 0, &DecodeGenericFolderOfJpegs::OnListed);
+    return ListFiles(folderFiles.ListingDirectoryOf(loadName), "*.jpg", 0,
+                     &DecodeGenericFolderOfJpegs::OnListed);
 }
 
 DecoderAction DecodeGenericFolderOfJpegs::OnListed(bool ok, FileList& listed) {
     if (!ok) {
         return Fail("DecodeGenericFolderOfJpegs LoadingFileListComplete failed with bad result\n");
     }
-    for (auto* node = listed.Head(); node != nullptr; node = node->next) {
-        fileList.Add(*node->item);
-    }
-    if (fileList.Count() == 0) {
+    folderFiles.Take(listed);
+    if (folderFiles.Count() == 0) {
         return Fail("DecodeGenericFolderOfJpegs Failed to find any jpg files in the folder.\n");
     }
-    return OpenListed(0, &DecodeGenericFolderOfJpegs::OnFirstOpened,
-                      "DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n");
+    return Open(folderFiles.PathAt(0), &DecodeGenericFolderOfJpegs::OnFirstOpened,
+                "DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n");
 }
 
 DecoderAction DecodeGenericFolderOfJpegs::OnFirstOpened(int32_t newFileId, uint64_t newFileSize) {
@@ -82,7 +44,7 @@ DecoderAction DecodeGenericFolderOfJpegs::OnFirstRead(ByteView) {
     imageWidth = width;
     imageHeight = height;
     colour = planes == 3;
-    totalFrames = fileList.Count();
+    totalFrames = folderFiles.Count();
     return Close(fileId, &DecodeGenericFolderOfJpegs::OnFirstClosed);
 }
 
@@ -98,9 +60,8 @@ DecoderAction DecodeGenericFolderOfJpegs::DecompressingCore() {
     if (heldImage == currentFrame) {
         return ReadFrameFile();
     }
-    return OpenListed(
-        currentFrame, &DecodeGenericFolderOfJpegs::OnFrameOpened,
-        "DecodeGenericFolderOfJpegs::DecompressingReadComplete failed with bad fileId or fileSize\n");
+    return Open(folderFiles.PathAt(currentFrame), &DecodeGenericFolderOfJpegs::OnFrameOpened,
+                "DecodeGenericFolderOfJpegs::DecompressingReadComplete failed with bad fileId or fileSize\n");
 }
 
 DecoderAction DecodeGenericFolderOfJpegs::OnFrameOpened(int32_t newFileId, uint64_t newFileSize) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codecs/jpeg/JpegCodec.h"
-#include "core/filelists/FileList.h"
+#include "formats/shared/FolderFiles.h"
 #include "formats/shared/GenericFileDecoder.h"
 
 #include <cstdint>
@@ -34,12 +34,7 @@ private:
     DecoderAction OnFrameRead(ByteView bytes);
     DecoderAction OnFrameClosed(int32_t fileId);
 
-    // Opens the listed file at `index` for `opened`; a path too long to name it opens nothing.
-    template <class Step> DecoderAction OpenListed(int32_t index, Step opened, const char* failure);
-
-    FileList fileList;
-    // The folder of the loaded path, without its final separator: names are joined to it by '/'.
-    char folder[MaxPathLength] = {};
+    FolderFiles folderFiles;
     int32_t heldImage = -1;
     JpegDecoderScratch jpegScratch;
 };

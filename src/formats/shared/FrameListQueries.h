@@ -30,4 +30,26 @@ template <class Record> FrameTimes TimesOfFrame(const Record& record) {
     return times;
 }
 
+// The frame of camera `camera` nearest after `frame`, or -1. From -1 it gives the camera's first
+// frame.
+template <class FrameList> int32_t NextFrameOfCamera(FrameList& frames, int32_t frame, int32_t camera) {
+    for (int32_t index = frame < 0 ? 0 : frame + 1; index < frames.Count(); ++index) {
+        if (frames.GetCamera(index) == camera) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+// The frame of camera `camera` nearest before `frame`, or -1. From the frame count on it gives the
+// camera's last frame.
+template <class FrameList> int32_t PreviousFrameOfCamera(FrameList& frames, int32_t frame, int32_t camera) {
+    for (int32_t index = frame > frames.Count() ? frames.Count() - 1 : frame - 1; index >= 0; --index) {
+        if (frames.GetCamera(index) == camera) {
+            return index;
+        }
+    }
+    return -1;
+}
+
 } // namespace Vorn::Vorncast::Decoders
