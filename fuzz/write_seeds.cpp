@@ -10,6 +10,7 @@
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
+#include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
@@ -393,6 +394,25 @@ void WriteUncompressedSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_vfw", "rgb2", 7 | 1 << 4, {Unit{}, picture});
 }
 
+// ---- recorder formats ----
+
+// Two Baxall Vivid files of two cameras with small JPEG 2000 frames.
+void WriteBaxallVividSeeds(SeedFolder& seeds) {
+    using Vorn::Vorncast::Decoders::Testing::BaxallFrame;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (uint8_t file = 0; file < 2; ++file) {
+        std::vector<BaxallFrame> frames(2);
+        for (uint8_t index = 0; index < 2; ++index) {
+            frames[index].camera = index;
+            frames[index].second = static_cast<uint8_t>(file * 2 + index);
+            frames[index].codestream = Jpeg2000Testing::Encode(planes, 16, 8, {});
+        }
+        files.push_back({"", Text(Vorn::Vorncast::Decoders::Testing::WriteBaxallVivid(frames, 16, 8).bytes)});
+    }
+    seeds.Add("fuzz_decoder_baxall_vivid", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -466,6 +486,7 @@ int main(int argc, char** argv) {
     WriteGenericJpegSeeds(seeds);
     WriteUncompressedSeeds(seeds);
     WriteIsoSeeds(seeds);
+    WriteBaxallVividSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
@@ -217,7 +218,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeBaxallVivid>},
     {"DecodeAVerMediaUSBPlayback", "AverMedia USBPlayback", "11BB9C9E-0073-4cd3-92FE-57EE56F49387", "avf",
      NO_PATTERNS, 0, MultiFile, 0, CreatePlaceholderDecoder},
     {"DecodeVseMpeg4", "VSE MPEG4", "4304C727-5155-4a10-AAAE-C9305AB8A6BD", "vse", NO_PATTERNS, -1, None, 0,

@@ -25,6 +25,11 @@ void FolderFiles::Take(FileList& listed) {
     }
 }
 
+void FolderFiles::SortByName() {
+    FileListComparer byName;
+    names.Sort(byName);
+}
+
 void FolderFiles::Clear() {
     names.Clear();
     directory[0] = '\0';

@@ -17,6 +17,8 @@ public:
     // Keeps the listed names, in the order of the listing.
     void Take(FileList& listed);
     void Clear();
+    // Puts the names in the order of FileListComparer.
+    void SortByName();
 
     int32_t Count() const { return names.Count(); }
     // The path of name `index`; empty outside the list, and when it would not fit, since a cut

@@ -1,0 +1,29 @@
+// The damage sweep over recordings of the recorder formats, read by their rows of the decoder
+// table.
+#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/formats/BaxallVividWriter.h"
+#include "hardening/DamageSweep.h"
+
+#include <gtest/gtest.h>
+
+using namespace Hardening;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+TEST(RecorderFormatSweep, BaxallVivid) {
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    SweepRecording recording;
+    for (uint8_t file = 0; file < 2; ++file) {
+        std::vector<BaxallFrame> frames(3);
+        for (uint8_t index = 0; index < 3; ++index) {
+            frames[index].camera = index % 2;
+            frames[index].second = static_cast<uint8_t>(file * 3 + index);
+            frames[index].codestream = Jpeg2000Testing::Encode(planes, 16, 8, {});
+        }
+        BaxallFile written = WriteBaxallVivid(frames, 16, 8);
+        recording.files.push_back({"vivid" + std::to_string(file) + ".vdf",
+                                   std::string(written.bytes.begin(), written.bytes.end())});
+        recording.frameStarts.push_back(written.blockStarts);
+        recording.damagePlaces.push_back({file, 0});
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeBaxallVivid"), recording);
+}
