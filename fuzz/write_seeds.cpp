@@ -11,6 +11,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
@@ -413,6 +414,16 @@ void WriteBaxallVividSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_baxall_vivid", "two_files", Vorn::Testing::JoinFileSet(files));
 }
 
+// A Pelco Endura export of a small MPEG-4 clip with a key frame every three frames.
+void WritePelcoEnduraSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<EnduraFrame> frames = EncodeEnduraClip(48, 32, 6, 3);
+    if (frames.empty()) {
+        return;
+    }
+    seeds.Add("fuzz_decoder_pelco_endura", "mpeg4", Text(WritePelcoEndura(frames, "Gate", 48, 32).bytes));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -487,6 +498,7 @@ int main(int argc, char** argv) {
     WriteUncompressedSeeds(seeds);
     WriteIsoSeeds(seeds);
     WriteBaxallVividSeeds(seeds);
+    WritePelcoEnduraSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

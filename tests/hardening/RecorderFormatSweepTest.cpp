@@ -2,6 +2,7 @@
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/PelcoEnduraWriter.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -26,4 +27,14 @@ TEST(RecorderFormatSweep, BaxallVivid) {
         recording.damagePlaces.push_back({file, 0});
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeBaxallVivid"), recording);
+}
+
+TEST(RecorderFormatSweep, PelcoEndura) {
+    std::vector<EnduraFrame> frames = EncodeEnduraClip(48, 32, 6, 3);
+    ASSERT_FALSE(frames.empty());
+    EnduraFile written = WritePelcoEndura(frames, "Gate", 48, 32);
+    SweepRecording recording;
+    recording.files = {{"cam.pef", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.sectionStarts};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodePelcoEndura"), recording);
 }

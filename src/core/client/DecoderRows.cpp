@@ -8,6 +8,7 @@
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
+#include "formats/pelco/DecodePelcoEndura.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -163,7 +164,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDallmeierMpeg2", "Dallmeier MPEG2", "4BC9C610-9ADC-4893-A147-8A1A2A7D274E", "mpg", NO_PATTERNS,
      -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelcoEndura", "Pelco Endura", "F1532EFF-6CF0-4897-922B-AC284D95F38D", "pef", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodePelcoEndura>},
     {"DecodeCryptoVision", "Petards CryptoVision", "72D3E0C2-CDAC-4cbf-8FAE-719F3617696E", "jlvz",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeASL",
