@@ -11,6 +11,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -424,6 +425,20 @@ void WritePelcoEnduraSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_pelco_endura", "mpeg4", Text(WritePelcoEndura(frames, "Gate", 48, 32).bytes));
 }
 
+// Two IndigoVision footage files of a small MPEG-4 clip, the first with a time zone record.
+void WriteIndigoVisionSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 48, 32, 6, 3, 1700000000000);
+    if (clip.empty()) {
+        return;
+    }
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
+    zone.Bias = 60;
+    seeds.Add("fuzz_decoder_indigo_vision", "two_files",
+              Vorn::Testing::JoinFileSet({{"", Text(WriteIndigoFootage(clip, &zone).bytes)},
+                                          {"", Text(WriteIndigoFootage(clip, nullptr, 0x20).bytes)}}));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -499,6 +514,7 @@ int main(int argc, char** argv) {
     WriteIsoSeeds(seeds);
     WriteBaxallVividSeeds(seeds);
     WritePelcoEnduraSeeds(seeds);
+    WriteIndigoVisionSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -2,6 +2,7 @@
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "hardening/DamageSweep.h"
 
@@ -37,4 +38,22 @@ TEST(RecorderFormatSweep, PelcoEndura) {
     recording.files = {{"cam.pef", std::string(written.bytes.begin(), written.bytes.end())}};
     recording.frameStarts = {written.sectionStarts};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodePelcoEndura"), recording);
+}
+
+// An incident with its camera list and two channels.
+TEST(RecorderFormatSweep, IndigoVision) {
+    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 48, 32, 6, 3, 1700000000000);
+    ASSERT_FALSE(clip.empty());
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
+    zone.Bias = 60;
+    IndigoFootage first = WriteIndigoFootage(clip, &zone);
+    IndigoFootage second = WriteIndigoFootage(clip, nullptr, 0x20);
+    auto text = [](const auto& bytes) { return std::string(bytes.begin(), bytes.end()); };
+    SweepRecording recording;
+    recording.files = {{"case.ivi", IndigoIncident("db", "Footage")},
+                       {"db/sites.vdb", IndigoSites({{1, "Gate"}, {2, "local:Yard"}})},
+                       {"Footage/Gate.vmf", text(first.bytes)},
+                       {"Footage/Yard.vmf", text(second.bytes)}};
+    recording.frameStarts = {{0}, {0}, first.recordStarts, second.recordStarts};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIndigoVision"), recording);
 }

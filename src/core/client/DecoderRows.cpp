@@ -5,6 +5,7 @@
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
+#include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
@@ -200,7 +201,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeIndigoVision>},
     {"DecodeDV25AVI", "DV25 AVI", "099A772C-0749-4c16-8230-F98F0F10E5AD", "avi", NO_PATTERNS, 0, AviContainer,
      0, CreatePlaceholderDecoder},
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,

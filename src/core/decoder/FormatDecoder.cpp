@@ -109,13 +109,15 @@ DecoderAction FormatDecoder::AskOpen(const char* path, OpenStep<FormatDecoder> s
 }
 
 DecoderAction FormatDecoder::AskRead(int32_t fileId, uint64_t offset, uint32_t size,
-                                     ReadStep<FormatDecoder> step, const char* failure) {
+                                     ReadStep<FormatDecoder> step, const char* failure,
+                                     TryReadStep<FormatDecoder> tryStep) {
     pending = Pending{};
     pending.action = DDA_READ;
     pending.fileId = fileId;
     pending.offset = offset;
     pending.size = size;
     pending.onRead = step;
+    pending.onTryRead = tryStep;
     pending.failure = failure;
     return DDA_READ;
 }
@@ -204,10 +206,15 @@ DecoderAction FormatDecoder::CompleteOpen(int32_t fileId, uint64_t fileSize) {
 
 DecoderAction FormatDecoder::CompleteRead(bool ok) {
     Pending done = TakePending();
+    ByteView bytes =
+        ok ? ByteView(readBuffer.Data(), std::min(done.size, readBuffer.Capacity())) : ByteView();
+    if (done.onTryRead != nullptr) {
+        return (this->*done.onTryRead)(ok, bytes);
+    }
     if (!ok) {
         return done.failure != nullptr ? Fail("%s", done.failure) : DecoderFailure();
     }
-    return (this->*done.onRead)(ByteView(readBuffer.Data(), std::min(done.size, readBuffer.Capacity())));
+    return (this->*done.onRead)(bytes);
 }
 
 DecoderAction FormatDecoder::CompleteClose(int32_t fileId) {

@@ -51,6 +51,7 @@ public:
 protected:
     template <class Unit> using OpenStep = DecoderAction (Unit::*)(int32_t fileId, uint64_t fileSize);
     template <class Unit> using ReadStep = DecoderAction (Unit::*)(ByteView bytes);
+    template <class Unit> using TryReadStep = DecoderAction (Unit::*)(bool ok, ByteView bytes);
     template <class Unit> using CloseStep = DecoderAction (Unit::*)(int32_t fileId);
     template <class Unit> using ListStep = DecoderAction (Unit::*)(bool ok, FileList& files);
     template <class Unit> using EventStep = DecoderAction (Unit::*)(WaitObject signalled);
@@ -66,7 +67,12 @@ protected:
     template <class Unit>
     DecoderAction Read(int32_t fileId, uint64_t offset, uint32_t size, ReadStep<Unit> step,
                        const char* failure) {
-        return AskRead(fileId, offset, size, static_cast<ReadStep<FormatDecoder>>(step), failure);
+        return AskRead(fileId, offset, size, static_cast<ReadStep<FormatDecoder>>(step), failure, nullptr);
+    }
+    // A read whose failure is the step's to judge: `step` receives false and no bytes.
+    template <class Unit>
+    DecoderAction TryRead(int32_t fileId, uint64_t offset, uint32_t size, TryReadStep<Unit> step) {
+        return AskRead(fileId, offset, size, nullptr, nullptr, static_cast<TryReadStep<FormatDecoder>>(step));
     }
     template <class Unit> DecoderAction Close(int32_t fileId, CloseStep<Unit> step) {
         return AskClose(fileId, static_cast<CloseStep<FormatDecoder>>(step));
@@ -121,6 +127,7 @@ private:
         const char* failure = nullptr;
         OpenStep<FormatDecoder> onOpen = nullptr;
         ReadStep<FormatDecoder> onRead = nullptr;
+        TryReadStep<FormatDecoder> onTryRead = nullptr;
         CloseStep<FormatDecoder> onClose = nullptr;
         ListStep<FormatDecoder> onList = nullptr;
         EventStep<FormatDecoder> onEvent = nullptr;
@@ -130,7 +137,7 @@ private:
 
     DecoderAction AskOpen(const char* path, OpenStep<FormatDecoder> step, const char* failure);
     DecoderAction AskRead(int32_t fileId, uint64_t offset, uint32_t size, ReadStep<FormatDecoder> step,
-                          const char* failure);
+                          const char* failure, TryReadStep<FormatDecoder> tryStep);
     DecoderAction AskClose(int32_t fileId, CloseStep<FormatDecoder> step);
     DecoderAction AskList(const char* directory, const char* pattern, int32_t depth,
                           ListStep<FormatDecoder> step);

@@ -52,4 +52,15 @@ template <class FrameList> int32_t PreviousFrameOfCamera(FrameList& frames, int3
     return -1;
 }
 
+// The frame after `frame` whose record belongs to channel `channel`, or -1: the walk of a decoder
+// that keeps one codec for each channel of a merged list.
+template <class FrameList> int32_t NextFrameOfChannel(FrameList& frames, int32_t frame, int32_t channel) {
+    for (int32_t index = frame + 1; index < frames.Count(); ++index) {
+        if (frames.GetAt(index).channel == channel) {
+            return index;
+        }
+    }
+    return -1;
+}
+
 } // namespace Vorn::Vorncast::Decoders
