@@ -18,6 +18,8 @@ namespace Client = MasDigitalCAPI;
 namespace {
 
 constexpr int32_t MaxFramesWalked = 300;
+// Enough for the archives whose recordings are folders: an index, a table and its data, per camera.
+constexpr size_t MaxFiles = 8;
 // Actions one client operation may take: a base and a few for every byte of the file set, since a
 // walk over samples of one byte may read the file a byte at a time. A decoder that goes beyond is
 // taken to loop without end, and the run stops there as a crash.
@@ -108,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Row row = DescribeRow();
     Vorn::MemoryFileSource files;
     std::vector<Vorn::Testing::FileSetFile> set =
-        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension);
+        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles);
     for (const auto& file : set) {
         files.AddFile("/fuzz/" + file.name, file.bytes);
     }

@@ -11,6 +11,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
@@ -434,9 +435,29 @@ void WriteIndigoVisionSeeds(SeedFolder& seeds) {
     }
     Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
     zone.Bias = 60;
+    seeds.Add(
+        "fuzz_decoder_indigo_vision", "incident",
+        Vorn::Testing::JoinFileSet({{"case.ivi", IndigoIncident("db", "Footage")},
+                                    {"db/sites.vdb", IndigoSites({{1, "Gate"}})},
+                                    {"Footage/Gate.vmf", Text(WriteIndigoFootage(clip, &zone).bytes)}}));
     seeds.Add("fuzz_decoder_indigo_vision", "two_files",
               Vorn::Testing::JoinFileSet({{"", Text(WriteIndigoFootage(clip, &zone).bytes)},
                                           {"", Text(WriteIndigoFootage(clip, nullptr, 0x20).bytes)}}));
+}
+
+// A Bosch archive of one backup whose stream takes the archive's header, with its folders.
+void WriteBoschArchiveSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<BoschFrame> clip = EncodeBoschClip(32, 16, 4, 2, false);
+    if (clip.empty()) {
+        return;
+    }
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] :
+         WriteBoschArchive("", "rec", {{"B", "Cam", "", {{"T", clip}}}}, 32, 16)) {
+        files.push_back({path.substr(1), Text(bytes)});
+    }
+    seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
 }
 
 // ---- ISO media files ----
@@ -515,6 +536,7 @@ int main(int argc, char** argv) {
     WriteBaxallVividSeeds(seeds);
     WritePelcoEnduraSeeds(seeds);
     WriteIndigoVisionSeeds(seeds);
+    WriteBoschArchiveSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

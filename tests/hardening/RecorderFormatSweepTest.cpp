@@ -2,6 +2,7 @@
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "hardening/DamageSweep.h"
@@ -56,4 +57,16 @@ TEST(RecorderFormatSweep, IndigoVision) {
                        {"Footage/Yard.vmf", text(second.bytes)}};
     recording.frameStarts = {{0}, {0}, first.recordStarts, second.recordStarts};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIndigoVision"), recording);
+}
+
+TEST(RecorderFormatSweep, BoschArchive) {
+    std::vector<BoschFrame> clip = EncodeBoschClip(32, 16, 6, 3, false);
+    ASSERT_FALSE(clip.empty());
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteBoschArchive(
+             "", "Export", {{"B1", "Gate", "", {{"T", clip}}}, {"B2", "Yard", "", {{"T", clip}}}}, 32, 16)) {
+        recording.files.push_back({path.substr(1), std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeBoschArchive"), recording);
 }

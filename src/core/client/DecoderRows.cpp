@@ -5,6 +5,7 @@
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
+#include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
@@ -265,7 +266,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      MultiFile,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeBoschArchive>},
     {"DecodeSanyo",
      "Sanyo",
      "142538A9-0A35-4b82-972E-82A744F380ED",

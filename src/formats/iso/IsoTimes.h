@@ -28,21 +28,5 @@ constexpr int64_t TicksFromMediaUnits(int64_t units, uint32_t timescale) {
     return static_cast<int64_t>(scaled) / static_cast<int64_t>(timescale);
 }
 
-// Adds without leaving the 64-bit range: the result stops at either end.
-constexpr int64_t SaturatingAdd(int64_t a, int64_t b) {
-    int64_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) {
-        return b > 0 ? INT64_MAX : INT64_MIN;
-    }
-    return sum;
-}
-
-constexpr int64_t SaturatingSubtract(int64_t a, int64_t b) {
-    int64_t difference = 0;
-    if (__builtin_sub_overflow(a, b, &difference)) {
-        return b < 0 ? INT64_MAX : INT64_MIN;
-    }
-    return difference;
-}
 
 } // namespace Vorn::Vorncast::Decoders

@@ -63,4 +63,14 @@ template <class FrameList> int32_t NextFrameOfChannel(FrameList& frames, int32_t
     return -1;
 }
 
+// The frame before `frame` of channel `channel`, or -1; from the frame count on, the channel's last.
+template <class FrameList> int32_t PreviousFrameOfChannel(FrameList& frames, int32_t frame, int32_t channel) {
+    for (int32_t index = frame > frames.Count() ? frames.Count() - 1 : frame - 1; index >= 0; --index) {
+        if (frames.GetAt(index).channel == channel) {
+            return index;
+        }
+    }
+    return -1;
+}
+
 } // namespace Vorn::Vorncast::Decoders
