@@ -1,5 +1,6 @@
 #include "formats/bosch/DecodeBoschArchive.h"
 
+#include "core/binary/DecimalText.h"
 #include "core/time/Ticks.h"
 #include "formats/shared/FrameListQueries.h"
 #include "formats/shared/MergeByTime.h"
@@ -9,9 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string_view>
-#include <tuple>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -314,14 +313,13 @@ DecoderAction DecodeBoschArchive::ReadTableRecord() {
 DecoderAction DecodeBoschArchive::OnTableRecord(ByteView record) {
     int64_t values[FieldCount] = {};
     for (int field = 0; field < FieldCount; ++field) {
-        char text[24] = {};
-        record.Text(DbfFields[field].offset, DbfFields[field].width, text);
-        long long value = 0;
-        if (std::sscanf(text, "%lld", &value) != 1) {
-            Log(LogCore, "DecodeBoschArchive::ParseDBFRecord failed to parse %s %s\n", DbfFields[field].name,
-                text);
+        ByteView bytes = record.Sub(DbfFields[field].offset, DbfFields[field].width);
+        std::string_view text(reinterpret_cast<const char*>(bytes.Data()), bytes.Size());
+        text = text.substr(0, text.find('\0'));
+        if (!ParseDecimal(text, &values[field])) {
+            Log(LogCore, "DecodeBoschArchive::ParseDBFRecord failed to parse %s %.*s\n",
+                DbfFields[field].name, static_cast<int>(text.size()), text.data());
         }
-        values[field] = value;
     }
     BoschArchiveFrameInfo frame{};
     frame.recordedTime =
@@ -362,11 +360,11 @@ DecoderAction DecodeBoschArchive::MergeTables() {
         lists.push_back(&table->frames);
     }
     std::vector<int32_t> positions(lists.size(), 0);
-    std::vector<std::pair<int32_t, int32_t>> keyFrames; // (local, global) in merge order
+    std::vector<KeyFrame> keyFrames;
     MergeByLowestTime(lists, [&](const BoschArchiveFrameInfo& frame, size_t list) {
         int32_t local = positions[list]++;
         if (frame.iFrame == local) {
-            keyFrames.emplace_back(local, frames.Count());
+            keyFrames.push_back({frame.dbfIndex, local, frame.dbxNumber, frames.Count()});
         }
         frames.Append(frame);
         if (frames.Count() % 1001 == 0) {
@@ -382,20 +380,24 @@ DecoderAction DecodeBoschArchive::MergeTables() {
     return FinishLoad();
 }
 
-void DecodeBoschArchive::MapKeyFrames(const std::vector<std::pair<int32_t, int32_t>>& keyFrames) {
-    using Key = std::tuple<int16_t, int32_t, int16_t, int16_t>; // channel, local index, table, data file
-    std::map<Key, int32_t> global;
-    for (const auto& [local, index] : keyFrames) {
-        const BoschArchiveFrameInfo& frame = *frames.RecordAt(index);
-        global.emplace(Key{frame.channel, local, frame.dbfIndex, frame.dbxNumber}, index);
+// A key frame is found by its table, its place there and its data file.
+void DecodeBoschArchive::MapKeyFrames(const std::vector<KeyFrame>& keyFrames) {
+    std::vector<std::vector<const KeyFrame*>> byTable(tableNames.size());
+    for (const KeyFrame& key : keyFrames) {
+        auto& places = byTable[static_cast<size_t>(key.table)];
+        places.resize(std::max(places.size(), static_cast<size_t>(key.local) + 1), nullptr);
+        places[static_cast<size_t>(key.local)] = &key;
     }
     for (BoschArchiveFrameInfo& frame : frames) {
-        auto found = global.find(Key{frame.channel, frame.iFrame, frame.dbfIndex, frame.dbxNumber});
-        if (found == global.end()) {
+        const auto& places = byTable[static_cast<size_t>(frame.dbfIndex)];
+        const KeyFrame* key = frame.iFrame >= 0 && static_cast<size_t>(frame.iFrame) < places.size()
+                                  ? places[static_cast<size_t>(frame.iFrame)]
+                                  : nullptr;
+        if (key == nullptr || key->dbxNumber != frame.dbxNumber) {
             Log(LogCore, "Failed to map local iframe %d on channel %d\n", frame.iFrame, frame.channel);
             continue;
         }
-        frame.iFrame = found->second;
+        frame.iFrame = key->global;
     }
 }
 

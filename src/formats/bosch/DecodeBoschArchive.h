@@ -74,7 +74,15 @@ private:
     DecoderAction OnTableClosed(int32_t fileId);
     DecoderAction MergeTables();
     DecoderAction FinishLoad();
-    void MapKeyFrames(const std::vector<std::pair<int32_t, int32_t>>& keyFrames);
+    // A key frame as the merge meets it: its table, its place there, its data file and its place in
+    // the merged list.
+    struct KeyFrame {
+        int16_t table;
+        int32_t local;
+        int16_t dbxNumber;
+        int32_t global;
+    };
+    void MapKeyFrames(const std::vector<KeyFrame>& keyFrames);
     void SetUpTimeZone();
 
     DecoderAction WalkOn();

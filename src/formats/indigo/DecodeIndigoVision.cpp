@@ -3,6 +3,7 @@
 #include "codecs/video/IppDecoderH264.h"
 #include "codecs/video/IppDecoderMPEG4.h"
 #include "codecs/video/VideoEngine.h"
+#include "core/binary/DecimalText.h"
 #include "core/time/Ticks.h"
 #include "formats/shared/FrameListQueries.h"
 #include "formats/shared/MergeByTime.h"
@@ -274,11 +275,11 @@ DecoderAction DecodeIndigoVision::OnSites(ByteView xml) {
         if (std::strcmp(element.Name(), "Camera") != 0) {
             return;
         }
-        long number = std::strtol(CameraValue(element, "Number"), nullptr, 10);
-        if (number < 0 || number >= MaxCameras) {
+        int64_t number = -1, useLocal = 0;
+        ParseDecimal(CameraValue(element, "UseLocalName"), &useLocal);
+        if (!ParseDecimal(CameraValue(element, "Number"), &number) || number < 0 || number >= MaxCameras) {
             return;
         }
-        bool useLocal = std::strtol(CameraValue(element, "UseLocalName"), nullptr, 10) == 1;
         CameraTag& camera = cameraTable[number];
         camera.number = static_cast<uint16_t>(number);
         std::snprintf(camera.name, sizeof camera.name, "%s",
