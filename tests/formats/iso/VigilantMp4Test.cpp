@@ -144,43 +144,49 @@ TEST_F(VigilantMp4Test, LoadTextsNameTheVigilantDecoder) {
     EXPECT_TRUE(WasLogged("DecodeVigilantMp4 Box ends after file 1\n"));
 }
 
-TEST_F(VigilantMp4Test, FieldExportOf704By576IsShownAtHalfHeightBehindTheRecordersHeader) {
-    // The recorder stores fields of 704 x 288 coded as its own header has them (MPEG quantisation,
-    // a time resolution of 9000), behind an "esds" header that claims full frames of 704 x 576.
-    ClipSettings fields;
-    fields.width = 704;
-    fields.height = 288;
-    fields.frames = 4;
-    fields.gop = 4;
-    fields.options = {{"mpeg_quant", "1"}};
-    fields.timeResolution = 9000;
-    VideoClip fieldClip;
-    ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
-    ClipSettings frames = fields;
-    frames.height = 576;
-    frames.frames = 1;
-    VideoClip frameClip;
-    ASSERT_TRUE(MakeMpeg4Clip(frames, &frameClip));
-    VideoClip stored = fieldClip;
-    stored.track.height = 576;
-    stored.track.entries = frameClip.track.entries;
-    const std::vector<CodecTest::Picture> expected =
-        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, fieldClip.video, false);
-    ASSERT_EQ(expected.size(), 4u);
+// PAL and NTSC field exports: 704 x 576 and 704 x 480 shown as their fields of 704 x 288 and 704 x 240.
+TEST_F(VigilantMp4Test, FieldExportsAreShownAtHalfHeightBehindTheRecordersHeader) {
+    for (int32_t frameHeight : {576, 480}) {
+        SCOPED_TRACE(frameHeight);
+        LoggedTexts().clear();
+        // The recorder stores fields coded as its own header has them (MPEG quantisation, a time
+        // resolution of 9000), behind an "esds" header that claims full frames.
+        ClipSettings fields;
+        fields.width = 704;
+        fields.height = frameHeight / 2;
+        fields.frames = 4;
+        fields.gop = 4;
+        fields.options = {{"mpeg_quant", "1"}};
+        fields.timeResolution = 9000;
+        VideoClip fieldClip;
+        ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
+        ClipSettings frames = fields;
+        frames.height = frameHeight;
+        frames.frames = 1;
+        VideoClip frameClip;
+        ASSERT_TRUE(MakeMpeg4Clip(frames, &frameClip));
+        VideoClip stored = fieldClip;
+        stored.track.height = static_cast<uint16_t>(frameHeight);
+        stored.track.entries = frameClip.track.entries;
+        const std::vector<CodecTest::Picture> expected =
+            CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, fieldClip.video, false);
+        ASSERT_EQ(expected.size(), 4u);
 
-    AddFile("field.mp4", WriteMovieFile(VigilantMovie(stored, SummerFileTime, {})));
-    ASSERT_EQ(Load(VigilantGuid, "field.mp4"), 0) << LastError();
-    EXPECT_TRUE(WasLogged("DecodeVigilantMp4::SetAspectRatio\n"));
-    const int stream = VideoStream();
-    for (size_t frame = 0; frame < expected.size(); ++frame) {
-        const Delivered delivered = Next(stream);
-        ExpectPicture(delivered, expected[frame], frame);
-        if (frame == 0) {
-            const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-            EXPECT_EQ(description.width, 704);
-            EXPECT_EQ(description.height, 288);
-            EXPECT_EQ(description.aspectNumerator, 352);
-            EXPECT_EQ(description.aspectDenominator, 288);
+        const std::string name = "field" + std::to_string(frameHeight) + ".mp4";
+        AddFile(name, WriteMovieFile(VigilantMovie(stored, SummerFileTime, {})));
+        ASSERT_EQ(Load(VigilantGuid, name), 0) << LastError();
+        EXPECT_TRUE(WasLogged("DecodeVigilantMp4::SetAspectRatio\n"));
+        const int stream = VideoStream();
+        for (size_t frame = 0; frame < expected.size(); ++frame) {
+            const Delivered delivered = Next(stream);
+            ExpectPicture(delivered, expected[frame], frame);
+            if (frame == 0) {
+                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+                EXPECT_EQ(description.width, 704);
+                EXPECT_EQ(description.height, frameHeight / 2);
+                EXPECT_EQ(description.aspectNumerator, 352);
+                EXPECT_EQ(description.aspectDenominator, 288);
+            }
         }
     }
 }
