@@ -43,7 +43,7 @@ extern "C" VC_EXPORT int Decoder_Create(int collection, VcGuid guid, int variant
             return SetLastError(GeneralFailure, SourceFile, __LINE__,
                                 "DecoderInfo Creator function failed to create decoder instance.");
         }
-        created->SetDecoderInfo(entry);
+        created->SetDecoderInfo(entry, object->Handle());
         *decoder = created->Handle();
         return SetSuccess(SourceFile, __LINE__);
     });

@@ -219,7 +219,7 @@ extern "C" VC_EXPORT int DecoderCollection_Autodetect(int collection, int urlLen
                     GeneralFailure, SourceFile, __LINE__,
                     "(Autodetect) DecoderInfo Creator function failed to create decoder instance.");
             }
-            candidate->SetDecoderInfo(entry);
+            candidate->SetDecoderInfo(entry, object->Handle());
             if (QueryAndLoad(candidate, text, progress, message, abort, query, resourceCount)) {
                 *info = PublicPart(entry);
                 *decoder = candidate->Handle();

@@ -129,7 +129,9 @@ int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest
                             "Failed with result = %d    currentFrame=%d    streamType=%d", report.result,
                             currentFrame, StreamVideo);
     }
-    sample->uncompressedSize = picture != nullptr ? static_cast<uint32_t>(size) : 0;
+    // A sample without data still tells the picture's size, so that a host can size its buffers from
+    // a walk of times alone.
+    sample->uncompressedSize = static_cast<uint32_t>(size);
     sample->uncompressedData = picture.release();
     sample->time = report.times;
     currentFrame = frameIndex;

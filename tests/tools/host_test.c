@@ -310,6 +310,48 @@ static void AutodetectFindsNoneOfTheManualDecoders(int collection, const char* u
     CHECK_STATUS(DecoderCollection_Release(ordered), VC_Success);
 }
 
+/* Steps through every frame without pictures: each sample still tells the picture's size. */
+static void WalkTimesOnly(int stream) {
+    VcSampleRequest request;
+    VcSample sample;
+    memset(&request, 0, sizeof request);
+    memset(&sample, 0, sizeof sample);
+    request.abort = NeverAbort;
+    request.wantData = 0;
+    for (int frame = 0; frame < FrameCount; ++frame) {
+        CHECK_STATUS(Stream_GetNextSample(stream, request, &sample), VC_Success);
+        CHECK(sample.uncompressedData == NULL && sample.uncompressedSize == Width * Height * 3);
+        CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    }
+}
+
+static int LoadWith(int collection, const char* decoderName, const char* url) {
+    int decoder = CreateByGuid(collection, decoderName), resources = 0;
+    CHECK_STATUS(Decoder_Load(decoder, (int)strlen(url), url, NULL, NULL, NeverAbort, &resources), VC_Success);
+    return decoder;
+}
+
+/* A decoder lives as long as the collection it was made from, whatever happens to another one; and a
+ * second decoder of its type that only queries and is released leaves its recording loaded. */
+static void DecodersOutliveOtherCollectionsAndDecoders(const char* url) {
+    int first = 0, second = 0, stream = 0;
+    VcQueryResult query;
+    memset(&query, 0, sizeof query);
+    CHECK_STATUS(DecoderCollection_Create(NULL, &first), VC_Success);
+    CHECK_STATUS(DecoderCollection_Create(NULL, &second), VC_Success);
+    int decoder = LoadWith(first, "Generic JPEG", url);
+    CHECK_STATUS(DecoderCollection_Release(second), VC_Success);
+    CHECK_STATUS(Decoder_Query(decoder, (int)strlen(url), url, 1, &query), VC_Success);
+    int sameType = CreateByGuid(first, "Generic JPEG");
+    CHECK_STATUS(Decoder_Query(sameType, (int)strlen(url), url, 1, &query), VC_Success);
+    CHECK_STATUS(Decoder_Release(sameType), VC_Success);
+    stream = FirstVideoStream(decoder);
+    WalkTimesOnly(stream);
+    CHECK_STATUS(Decoder_Close(decoder), VC_Success);
+    CHECK_STATUS(Decoder_Release(decoder), VC_Success);
+    CHECK_STATUS(DecoderCollection_Release(first), VC_Success);
+}
+
 int main(int argc, char** argv) {
     char file[1024], folder[1024], first[1100];
     VcInitRecord record;
@@ -340,6 +382,7 @@ int main(int argc, char** argv) {
     ReadWithDecoder(collection, "Generic JPEG", file, 0);
     CHECK(lastProgress == 1.0);
     ReadWithDecoder(collection, "Generic Folder of Jpegs", first, 1);
+    DecodersOutliveOtherCollectionsAndDecoders(file);
     CHECK_STATUS(DecoderCollection_Release(collection), VC_Success);
     CHECK_STATUS(CloseVorncastDecoders(), VC_Success);
     if (failures > 0) {

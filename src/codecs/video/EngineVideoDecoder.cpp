@@ -54,6 +54,12 @@ void EngineVideoDecoder::Reset() {
     engine.Reset();
 }
 
+void EngineVideoDecoder::Release() {
+    engine.Close();
+    writer.Release();
+    IppDecoder::Release();
+}
+
 bool EngineVideoDecoder::OutputFits(const uint8_t* output, int32_t outputSize) const {
     return output != nullptr && outputSize >= PictureBytes();
 }

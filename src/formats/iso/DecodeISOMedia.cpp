@@ -429,8 +429,15 @@ bool DecodeISOMedia::StartAudio(IppAudioDecoder& adapter) {
 // ---- unloading and failing: close the file that stays open from the load on ----
 
 DecoderAction DecodeISOMedia::UnloadingCore() {
-    activeVideo = nullptr;
+    ReleaseVideo();
     return DDA_CLOSE;
+}
+
+void DecodeISOMedia::ReleaseVideo() {
+    if (activeVideo != nullptr) {
+        activeVideo->Release();
+    }
+    activeVideo = nullptr;
 }
 
 DecoderAction DecodeISOMedia::UnloadingCloseComplete(int32_t) {

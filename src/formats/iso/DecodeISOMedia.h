@@ -121,6 +121,8 @@ protected:
     // chosen, or 0 when the last sound track has none of this family's.
     uint32_t StartPhoneAudio(const CodecTexts& texts);
 
+    // Frees the active video adapter's engine and clears it.
+    void ReleaseVideo();
     // Initialises one video adapter with the current picture size and makes it the active one.
     bool StartVideo(IppDecoder& adapter, const uint8_t* config, int32_t configSize);
     // Initialises one audio adapter and makes it the active one.

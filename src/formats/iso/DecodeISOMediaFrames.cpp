@@ -186,7 +186,7 @@ void DecodeISOMedia::DecompressingGetReadParameters(int32_t* id, uint64_t* offse
     const SampleInfo info =
         nextVideoSample == currentFrame ? currentInfo : videoTrack->GetSampleInfo(nextVideoSample);
     if (info.descriptionIndex != currentDescription) {
-        activeVideo = nullptr;
+        ReleaseVideo();
         currentDescription = info.descriptionIndex;
         SetCodec();
     }

@@ -28,5 +28,4 @@ constexpr int64_t TicksFromMediaUnits(int64_t units, uint32_t timescale) {
     return static_cast<int64_t>(scaled) / static_cast<int64_t>(timescale);
 }
 
-
 } // namespace Vorn::Vorncast::Decoders

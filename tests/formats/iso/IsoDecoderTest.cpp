@@ -321,3 +321,41 @@ TEST_F(IsoDecoderTest, DescriptionChangeMidwayRestartsTheCodec) {
 }
 
 } // namespace
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#include <sanitizer/allocator_interface.h>
+#define VORNCAST_HEAP_STATISTICS 1
+#endif
+#endif
+
+namespace {
+
+// The video codec's engine, reference pictures and converter go with the recording: after
+// Decoder_Close the heap holds what it held before the load.
+TEST_F(IsoDecoderTest, CloseReleasesTheVideoCodec) {
+#ifdef VORNCAST_HEAP_STATISTICS
+    ClipSettings large;
+    large.width = 352;
+    large.height = 288;
+    large.frames = 3;
+    VideoClip big;
+    ASSERT_TRUE(MakeMpeg4Clip(large, &big));
+    AddFile("large.mp4", WriteMovieFile(PhoneMovie(big, Created)));
+    const size_t before = __sanitizer_get_current_allocated_bytes();
+    ASSERT_EQ(Load(PhoneMp4Guid, "large.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    for (int frame = 0; frame < large.frames; ++frame) {
+        ASSERT_EQ(Next(stream).status, 0);
+    }
+    EXPECT_EQ(Decoder_Close(decoder), 0);
+    Decoder_Release(decoder);
+    decoder = 0;
+    const size_t after = __sanitizer_get_current_allocated_bytes();
+    EXPECT_LT(after, before + 16 * 1024) << "bytes left behind: " << after - before;
+#else
+    GTEST_SKIP() << "needs the heap statistics of the sanitizer build";
+#endif
+}
+
+} // namespace
