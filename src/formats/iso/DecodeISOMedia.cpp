@@ -27,7 +27,7 @@ const DecodeISOMedia::LoadTexts IsoMediaTexts = {
 
 } // namespace
 
-const DecodeISOMedia::TopLevelBox DecodeISOMedia::TopLevelBoxes[] = {
+const TypeStep<DecodeISOMedia::BoxStep> DecodeISOMedia::TopLevelBoxes[] = {
     {IsoBox::Moov, &DecodeISOMedia::OnMovie},
     {IsoBox::Ftyp, &DecodeISOMedia::OnFileType},
     {IsoBox::Free, &DecodeISOMedia::OnFree},
@@ -172,16 +172,15 @@ DecoderAction DecodeISOMedia::WalkBox(int32_t fromState) {
         return DecoderFailure();
     }
     boxEnd = position + (boxSize - headerSize);
-    const TopLevelBox* box = std::find_if(std::begin(TopLevelBoxes), std::end(TopLevelBoxes),
-                                          [this](const TopLevelBox& known) { return known.type == boxType; });
-    if (box == std::end(TopLevelBoxes)) {
+    BoxStep step = nullptr;
+    if (!DispatchByType(TopLevelBoxes, boxType, [&step](BoxStep known) { step = known; })) {
         return NextBox();
     }
     ReportPosition();
     if (boxSize - headerSize > ReadBuffer::MaxCapacity) {
         return DecoderFailure();
     }
-    return Read(fileId, position, static_cast<uint32_t>(boxSize - headerSize), box->step, Texts().readFailed);
+    return Read(fileId, position, static_cast<uint32_t>(boxSize - headerSize), step, Texts().readFailed);
 }
 
 DecoderAction DecodeISOMedia::OnMovie(ByteView payload) {

@@ -7,6 +7,7 @@
 #include "codecs/video/IppDecoderMPEG4.h"
 #include "core/decoder/FormatDecoder.h"
 #include "formats/iso/ISOMediaFile.h"
+#include "formats/shared/TypeDispatch.h"
 
 #include <cstdint>
 #include <memory>
@@ -137,11 +138,7 @@ protected:
 
 private:
     using BoxStep = DecoderAction (DecodeISOMedia::*)(ByteView payload);
-    struct TopLevelBox {
-        uint32_t type;
-        BoxStep step;
-    };
-    static const TopLevelBox TopLevelBoxes[];
+    static const TypeStep<BoxStep> TopLevelBoxes[];
 
     DecoderAction OnOpened(int32_t fileId, uint64_t fileSize);
     DecoderAction OnFirstRead(ByteView bytes);

@@ -354,8 +354,7 @@ FrameTimes DecodePelcoEndura::GetFrameTimes() {
     FrameTimes times{};
     times.recordedTime = frame.recordedTime;
     times.streamTime = frame.streamTime;
-    times.zoneBias =
-        static_cast<int64_t>(static_cast<uint64_t>(static_cast<uint32_t>(frame.timeOffset)) << 32);
+    times.zoneBias = static_cast<int64_t>(JoinWords(static_cast<uint32_t>(frame.timeOffset), 0));
     times.zoneFlag = 1;
     return times;
 }

@@ -22,10 +22,10 @@ public:
           count(Fit(table, at, count, rowSize, limit) ? static_cast<uint32_t>(count) : 0),
           fits(Fit(table, at, count, rowSize, limit)) {}
 
-    // Rows that would pass the end of the table or the limit.
+    // False for rows that would pass the end of the table or the limit; no rows always fit.
     static bool Fit(ByteView table, size_t at, uint64_t count, size_t rowSize, uint64_t limit = NoLimit) {
-        return rowSize > 0 && at <= table.Size() && count <= limit &&
-               count <= std::numeric_limits<uint32_t>::max() && count <= (table.Size() - at) / rowSize;
+        const size_t room = rowSize > 0 && at <= table.Size() ? (table.Size() - at) / rowSize : 0;
+        return count <= limit && count <= std::numeric_limits<uint32_t>::max() && count <= room;
     }
 
     bool Fits() const { return fits; }
