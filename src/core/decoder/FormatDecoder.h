@@ -47,6 +47,10 @@ public:
 
     // Forgets the pending action, the open files and the read buffer, then the unit's own state.
     void Reset() final;
+    // The frame at or before `frame`: as a rule the one before the next.
+    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override {
+        return GetPreviousFrame(frame + 1, cameraFilter);
+    }
 
 protected:
     template <class Unit> using OpenStep = DecoderAction (Unit::*)(int32_t fileId, uint64_t fileSize);
@@ -91,6 +95,8 @@ protected:
 
     // The unit's part of Reset: its lists, codecs and counters back to the unloaded condition.
     virtual void ForgetRecording() = 0;
+    // Most formats hold a frame's times and camera in their index: positioning has nothing to do.
+    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
 
     // Closes every open file, then resets; the load ends as unloaded.
     DecoderAction UnloadingCore() override;

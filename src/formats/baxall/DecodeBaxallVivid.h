@@ -17,9 +17,6 @@ public:
     using FormatDecoder::FormatDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t camera) override {
-        return GetPreviousFrame(frame + 1, camera);
-    }
     int32_t GetPreviousFrame(int32_t frame, int32_t camera) override;
     int32_t GetNextFrame(int32_t frame, int32_t camera) override;
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {
@@ -32,7 +29,6 @@ protected:
     void GetFrameCamera(CameraTag* camera) override;
     void ForgetRecording() override;
     DecoderAction LoadingCore() override;
-    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
     DecoderAction DecompressingCore() override;
 
 private:

@@ -25,9 +25,6 @@ public:
     ~DecodeIndigoVision() override;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t camera) override {
-        return GetPreviousFrame(frame + 1, camera);
-    }
     int32_t GetPreviousFrame(int32_t frame, int32_t camera) override;
     int32_t GetNextFrame(int32_t frame, int32_t camera) override;
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {

@@ -28,7 +28,6 @@ public:
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
     int32_t IndexOfAudioFrameAtStreamTime(int64_t streamTime) override;
     // None of the frame walks looks at the camera filter: the file has one camera.
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;
     int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetAudioFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;

@@ -41,10 +41,6 @@ int32_t WalkStart(int32_t target, int32_t syncSample, int32_t lastDecoded) {
 
 // ---- frame indices and times ----
 
-int32_t DecodeISOMedia::GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
-    return GetPreviousFrame(frame + 1, cameraFilter);
-}
-
 int32_t DecodeISOMedia::GetPreviousFrame(int32_t frame, int32_t) {
     return StreamTimes::PreviousIndex(frame, totalFrames);
 }

@@ -12,15 +12,10 @@ class GenericFileDecoder : public FormatDecoder {
 public:
     using FormatDecoder::FormatDecoder;
 
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override {
-        return GetPreviousFrame(frame + 1, cameraFilter);
-    }
     int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
 
 protected:
-    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
-
     // The file the last open gave, which the steps read.
     void TakeFile(int32_t newFileId, uint64_t newFileSize) {
         fileId = newFileId;
