@@ -92,6 +92,24 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
     if (!CheckOutput(input, size, output, outputSize)) {
         return false;
     }
+    EngineStep step;
+    return Feed(input, size, &step) && Deliver(step, output, outputSize);
+}
+
+bool EngineVideoDecoder::DecodeSkippingPicture(const uint8_t* input, int32_t size) {
+    newPicture = false;
+    EngineStep step;
+    if (!Feed(input, size, &step)) {
+        return false;
+    }
+    if (step.status < 0) {
+        LogEngineFailure(step.status);
+        return false;
+    }
+    return true;
+}
+
+bool EngineVideoDecoder::Feed(const uint8_t* input, int32_t size, EngineStep* step) {
     if (input == nullptr) {
         Log(__FILE__, __LINE__, LogCore, "MediaDataEx::SetBufferPointer failed\n");
         return false;
@@ -109,7 +127,8 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
         LogEngineFailure(prepared);
         return false;
     }
-    return Deliver(engine.Decode(), output, outputSize);
+    *step = engine.Decode();
+    return true;
 }
 
 bool EngineVideoDecoder::FlushDelayed(uint8_t* output, int32_t outputSize) {

@@ -44,6 +44,9 @@ public:
     // Decodes one access unit, given in decoding order. True when the frame was accepted; a frame
     // that the engine holds back for reordering leaves `output` as it was (see HasNewPicture).
     virtual bool Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) = 0;
+    // Decodes a frame whose picture nobody looks at, as the frames a walk passes on its way to
+    // another: the decoder's state moves on, and no picture is made. True when the frame was taken.
+    virtual bool DecodeSkippingPicture(const uint8_t* input, int32_t size);
     // The type of the picture the last Decode wrote, VideoFrameNone when it wrote none.
     virtual int32_t GetFrameType() const { return VideoFrameNone; }
     // True when the last Decode wrote a picture into its output.

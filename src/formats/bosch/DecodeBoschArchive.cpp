@@ -516,7 +516,7 @@ DecoderAction DecodeBoschArchive::ReadWalkFrame() {
 }
 
 // A frame that does not decode is no failure: the walk goes on, and only the target's own decode
-// makes its picture valid.
+// makes a picture and makes it valid.
 DecoderAction DecodeBoschArchive::OnWalkFrame(ByteView bytes) {
     Log(LogTrace, "Decompression currentFrame=%d  targetFrame=%d  frameToDecode=%d\n", currentFrame,
         currentFrame, frameToDecode);
@@ -528,9 +528,11 @@ DecoderAction DecodeBoschArchive::OnWalkFrame(ByteView bytes) {
             "decoderListIndex=%d\n",
             frame.channel, currentBackup);
     }
-    bool decoded =
-        backup.decoder.Decode(bytes.Data(), static_cast<int32_t>(bytes.Size()), backup.frameBuffer.data(),
-                              static_cast<int32_t>(backup.frameBuffer.size()));
+    const int32_t size = static_cast<int32_t>(bytes.Size());
+    const bool decoded = frameToDecode == currentFrame
+                             ? backup.decoder.Decode(bytes.Data(), size, backup.frameBuffer.data(),
+                                                     static_cast<int32_t>(backup.frameBuffer.size()))
+                             : backup.decoder.DecodeSkippingPicture(bytes.Data(), size);
     backup.lastDecodedFrame = frameToDecode;
     if (frame.iFrame == frameToDecode) {
         backup.lastDecodedIFrame = frameToDecode;

@@ -555,7 +555,7 @@ DecoderAction DecodeIndigoVision::ReadWalkFrame() {
 }
 
 // A decode that fails zeroes the picture; one that wants more data goes on to the channel's next
-// frame. A failed read leaves the frame without a picture.
+// frame, and only the frame asked for makes a picture. A failed read leaves the frame without one.
 DecoderAction DecodeIndigoVision::OnWalkFrame(bool ok, ByteView frame) {
     Channel& channel = *channels[static_cast<size_t>(currentChannel)];
     channel.frameReady = false;
@@ -563,15 +563,19 @@ DecoderAction DecodeIndigoVision::OnWalkFrame(bool ok, ByteView frame) {
         Log(LogCore, "DecodeIndigoVision::DecompressingReadComplete failed while reading\n");
         return DDA_COMPLETE;
     }
-    auto pictureSize = static_cast<int32_t>(channel.picture.size());
-    if (!channel.decoder->Decode(frame.Data(), static_cast<int32_t>(frame.Size()), channel.picture.data(),
-                                 pictureSize)) {
+    const auto size = static_cast<int32_t>(frame.Size());
+    const bool target = channel.nextFrameToDecode == currentFrame;
+    const bool taken = target ? channel.decoder->Decode(frame.Data(), size, channel.picture.data(),
+                                                        static_cast<int32_t>(channel.picture.size()))
+                              : channel.decoder->DecodeSkippingPicture(frame.Data(), size);
+    if (!taken) {
         std::fill(channel.picture.begin(), channel.picture.end(), 0);
         return DDA_COMPLETE;
     }
-    if (channel.decoder->HasNewPicture()) {
+    // Frames on the way make no picture; the one asked for may be held back for more data.
+    if (!target || channel.decoder->HasNewPicture()) {
         channel.lastDecodedFrame = channel.nextFrameToDecode;
-        if (channel.lastDecodedFrame == currentFrame) {
+        if (target) {
             channel.frameReady = true;
             return DDA_COMPLETE;
         }

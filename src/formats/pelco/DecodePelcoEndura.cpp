@@ -327,13 +327,16 @@ DecoderAction DecodePelcoEndura::ReadWalkFrame() {
                 "DecodePelcoEndura::DecompressingReadComplete failed while positioning\n");
 }
 
-// A frame that does not decode leaves a black picture, and the walk goes on.
+// Only the frame asked for makes a picture; one that does not decode leaves it black. A frame on
+// the way that does not decode is passed, and the walk goes on.
 DecoderAction DecodePelcoEndura::OnWalkFrame(ByteView frame) {
-    if (!mpeg4.Decode(frame.Data(), static_cast<int32_t>(frame.Size()), picture.get(), pictureSize)) {
-        std::memset(picture.get(), 0, static_cast<size_t>(pictureSize));
-    }
     decodedFrame = walkFrame;
-    if (walkFrame >= currentFrame) {
+    if (walkFrame < currentFrame) {
+        mpeg4.DecodeSkippingPicture(frame.Data(), static_cast<int32_t>(frame.Size()));
+    } else {
+        if (!mpeg4.Decode(frame.Data(), static_cast<int32_t>(frame.Size()), picture.get(), pictureSize)) {
+            std::memset(picture.get(), 0, static_cast<size_t>(pictureSize));
+        }
         return DDA_COMPLETE;
     }
     ++walkFrame;
