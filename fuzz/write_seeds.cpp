@@ -12,8 +12,10 @@
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
@@ -460,6 +462,21 @@ void WriteBoschArchiveSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
 }
 
+// Two Cathexis files of two cameras with small JPEG pictures.
+void WriteCathexisSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (uint32_t file = 0; file < 2; ++file) {
+        std::vector<CathexisFrame> frames;
+        for (uint16_t camera = 0; camera < 2; ++camera) {
+            frames.push_back({camera, 1700000000 + file * 2 + camera, 2, 16, 8,
+                              EncodeTestJpeg(MakeQuadrantPicture(16, 8, camera), 50)});
+        }
+        files.push_back({"", Text(WriteCathexis(frames).bytes)});
+    }
+    seeds.Add("fuzz_decoder_cathexis", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -537,6 +554,7 @@ int main(int argc, char** argv) {
     WritePelcoEnduraSeeds(seeds);
     WriteIndigoVisionSeeds(seeds);
     WriteBoschArchiveSeeds(seeds);
+    WriteCathexisSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

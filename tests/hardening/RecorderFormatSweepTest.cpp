@@ -3,8 +3,10 @@
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -69,4 +71,20 @@ TEST(RecorderFormatSweep, BoschArchive) {
         recording.frameStarts.push_back({0});
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeBoschArchive"), recording);
+}
+
+TEST(RecorderFormatSweep, Cathexis) {
+    SweepRecording recording;
+    for (uint32_t file = 0; file < 2; ++file) {
+        std::vector<CathexisFrame> frames;
+        for (uint16_t index = 0; index < 3; ++index) {
+            frames.push_back({static_cast<uint16_t>(index % 2), 1700000000 + file * 3 + index, 0, 32, 16,
+                              EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+        }
+        CathexisFile written = WriteCathexis(frames);
+        recording.files.push_back(
+            {"c" + std::to_string(file) + ".sjpg", std::string(written.bytes.begin(), written.bytes.end())});
+        recording.frameStarts.push_back(written.blockStarts);
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeCathexis"), recording);
 }

@@ -6,6 +6,7 @@
 #include "formats/DecodeGenericJPEG.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
+#include "formats/cathexis/DecodeCathexis.h"
 #include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
@@ -135,7 +136,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeCathexis>},
     {"DecodeParVu",
      "Dedicated Micros Observer",
      "BE387767-631F-4d6a-BAB1-518FE0D0D974",
