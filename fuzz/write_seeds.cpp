@@ -15,6 +15,7 @@
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
+#include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -477,6 +478,18 @@ void WriteCathexisSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_cathexis", "two_files", Vorn::Testing::JoinFileSet(files));
 }
 
+// A Pelco PNS file of a key frame and two tile updates.
+void WritePelcoPnsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const BgrPicture key = MakeQuadrantPicture(32, 32, 0);
+    const BgrPicture update = MakeQuadrantPicture(32, 32, 1);
+    const std::vector<std::pair<uint8_t, uint8_t>> places = {{0, 0}, {1, 1}};
+    std::vector<PnsFrame> frames = {{true, 1000, {}, EncodeTestJpeg(key, 50)},
+                                    {false, 1040, places, EncodeTestJpeg(TileStrip(update, places), 50)},
+                                    {false, 1080, {{1, 0}}, EncodeTestJpeg(TileStrip(update, {{1, 0}}), 50)}};
+    seeds.Add("fuzz_decoder_pelco_pns", "key_and_updates", Text(WritePelcoPns(frames, 32, 32, 2, 0).bytes));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -555,6 +568,7 @@ int main(int argc, char** argv) {
     WriteIndigoVisionSeeds(seeds);
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
+    WritePelcoPnsSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

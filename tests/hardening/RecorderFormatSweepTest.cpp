@@ -6,6 +6,7 @@
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
+#include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "hardening/DamageSweep.h"
 
@@ -87,4 +88,20 @@ TEST(RecorderFormatSweep, Cathexis) {
         recording.frameStarts.push_back(written.blockStarts);
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeCathexis"), recording);
+}
+
+TEST(RecorderFormatSweep, PelcoPns) {
+    const BgrPicture key = MakeQuadrantPicture(32, 32, 0);
+    const BgrPicture update = MakeQuadrantPicture(32, 32, 1);
+    const std::vector<std::pair<uint8_t, uint8_t>> places = {{0, 0}, {1, 1}};
+    PnsFile written = WritePelcoPns({{true, 1000, {}, EncodeTestJpeg(key)},
+                                     {false, 1040, places, EncodeTestJpeg(TileStrip(update, places))},
+                                     {true, 1080, {}, EncodeTestJpeg(update)},
+                                     {false, 1120, {{1, 0}}, EncodeTestJpeg(TileStrip(key, {{1, 0}}))}},
+                                    32, 32, 1, 0);
+    SweepRecording recording;
+    recording.files = {{"cam.pns", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.blockStarts};
+    recording.damagePlaces = {{0, 80}, {0, 88}, {0, 96}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodePelco"), recording);
 }

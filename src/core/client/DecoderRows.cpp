@@ -11,6 +11,7 @@
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
+#include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -159,7 +160,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeVistaSmartPlayer", "Vista Smart Player", "47EB400C-3921-4a1e-8CC4-77469B254CA7", "idx",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelco", "Pelco PNS", "60BEC8E3-18C2-441b-875F-1316554AB394", "pns", NO_PATTERNS, -1, None, 0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodePelco>},
     {"DecodeTeleste", "Teleste MoRIS", "715B4B9B-9898-42a4-A848-E0DDB4255EF3", "rec", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"DecodeMitsubishiV2", "Mitsubishi V2", "88B7CEA5-4EBC-4a2e-ADD8-A1A25B79FA53", "tlx", NO_PATTERNS, -1,
