@@ -17,6 +17,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
@@ -490,6 +491,18 @@ void WritePelcoPnsSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_pelco_pns", "key_and_updates", Text(WritePelcoPns(frames, 32, 32, 2, 0).bytes));
 }
 
+// A Viseum file of two named cameras.
+void WriteViseumSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<ViseumFrame> frames;
+    for (uint16_t index = 0; index < 3; ++index) {
+        frames.push_back(
+            {index, 17000000000000u + index * 4000u, EncodeTestJpeg(MakeQuadrantPicture(16, 16, index), 50)});
+    }
+    seeds.Add("fuzz_decoder_viseum", "two_cameras",
+              Text(WriteViseum({{0, "Door"}, {1, "Till"}}, frames).bytes));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -569,6 +582,7 @@ int main(int argc, char** argv) {
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
     WritePelcoPnsSeeds(seeds);
+    WriteViseumSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

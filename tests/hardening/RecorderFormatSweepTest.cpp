@@ -8,6 +8,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViseumWriter.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -104,4 +105,18 @@ TEST(RecorderFormatSweep, PelcoPns) {
     recording.frameStarts = {written.blockStarts};
     recording.damagePlaces = {{0, 80}, {0, 88}, {0, 96}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodePelco"), recording);
+}
+
+TEST(RecorderFormatSweep, Viseum) {
+    std::vector<ViseumFrame> frames;
+    for (uint16_t index = 0; index < 4; ++index) {
+        frames.push_back({static_cast<uint16_t>(index % 2), 17000000000000u + index * 4000u,
+                          EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+    }
+    ViseumFile written = WriteViseum({{0, "Door"}, {1, "Till"}}, frames);
+    SweepRecording recording;
+    recording.files = {{"case.vis", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.chunkStarts};
+    recording.damagePlaces = {{0, written.bytes.size() - 4}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeViseum"), recording);
 }

@@ -13,6 +13,7 @@
 #include "formats/iso/DecodeVigilantMp4.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/viseum/DecodeViseum.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -304,7 +305,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreatePlaceholderDecoder},
     {"DecodeViseum", "Viseum Evidence Locker", "682B3443-E4A9-4709-9197-8F2AB311DA7C", "vis", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeViseum>},
     {"DecodeGenericADV601", "Generic ADV601", "E2FA1771-9E5B-4349-94E2-018A2939E6EA", "", NO_PATTERNS, -1,
      Manual, 0, CreateFormatDecoder<DecodeGenericADV601>},
     {"DecodeGenericJPEG", "Generic JPEG", "8923E98A-F163-4ae9-815A-FFB2D3FFF934", "", NO_PATTERNS, -1, Manual,
