@@ -13,6 +13,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
@@ -503,6 +504,21 @@ void WriteViseumSeeds(SeedFolder& seeds) {
               Text(WriteViseum({{0, "Door"}, {1, "Till"}}, frames).bytes));
 }
 
+// Two iRecord files of a folder, named after their minutes.
+void WriteIRecordSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (int file = 0; file < 2; ++file) {
+        std::vector<IRecordFrame> frames;
+        for (int index = 0; index < 2; ++index) {
+            frames.push_back({"2024031415" + std::to_string(26 + file) + "1" + std::to_string(index) + "250",
+                              EncodeTestJpeg(MakeQuadrantPicture(16, 16, index), 50)});
+        }
+        files.push_back({"2024031415" + std::to_string(26 + file) + ".mjp", Text(WriteIRecord(frames))});
+    }
+    seeds.Add("fuzz_decoder_irecord", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -583,6 +599,7 @@ int main(int argc, char** argv) {
     WriteCathexisSeeds(seeds);
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
+    WriteIRecordSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

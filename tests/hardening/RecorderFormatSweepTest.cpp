@@ -4,6 +4,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
@@ -119,4 +120,20 @@ TEST(RecorderFormatSweep, Viseum) {
     recording.frameStarts = {written.chunkStarts};
     recording.damagePlaces = {{0, written.bytes.size() - 4}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeViseum"), recording);
+}
+
+TEST(RecorderFormatSweep, IRecord) {
+    SweepRecording recording;
+    for (int file = 0; file < 2; ++file) {
+        std::vector<IRecordFrame> frames;
+        for (int index = 0; index < 3; ++index) {
+            frames.push_back({"2024031415" + std::to_string(26 + file) + "1" + std::to_string(index) + "250",
+                              EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+        }
+        std::vector<uint8_t> bytes = WriteIRecord(frames);
+        recording.files.push_back(
+            {"2024031415" + std::to_string(26 + file) + ".mjp", std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIRecord"), recording);
 }

@@ -8,6 +8,7 @@
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
 #include "formats/indigo/DecodeIndigoVision.h"
+#include "formats/irecord/DecodeIRecord.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
@@ -303,7 +304,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeIRecord>},
     {"DecodeViseum", "Viseum Evidence Locker", "682B3443-E4A9-4709-9197-8F2AB311DA7C", "vis", NO_PATTERNS, -1,
      None, 0, CreateFormatDecoder<DecodeViseum>},
     {"DecodeGenericADV601", "Generic ADV601", "E2FA1771-9E5B-4349-94E2-018A2939E6EA", "", NO_PATTERNS, -1,
