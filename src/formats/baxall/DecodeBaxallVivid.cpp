@@ -4,7 +4,6 @@
 #include "core/framelists/StreamTimes.h"
 #include "core/framelists/TimeComparer.h"
 #include "core/time/Ticks.h"
-#include "formats/shared/FrameListQueries.h"
 
 #include <algorithm>
 #include <cstring>
@@ -34,7 +33,6 @@ DecodeBaxallVivid::BlockHeader DecodeBaxallVivid::ReadBlockHeader(ByteView block
 void DecodeBaxallVivid::ForgetRecording() {
     folderFiles.Clear();
     frames.Clear();
-    std::memset(camerasSeen, 0, sizeof camerasSeen);
     imageWidth = 0;
     imageHeight = 0;
     fileIndex = 0;
@@ -109,7 +107,6 @@ DecoderAction DecodeBaxallVivid::OnBlock(ByteView block) {
     if (header.camera >= MaxCameras) {
         return Fail("DecodeBaxallVivid::LoadingReadComplete failed with bad camera number\n");
     }
-    camerasSeen[header.camera / 8] |= static_cast<uint8_t>(1u << (header.camera % 8));
     MultiFileFrameInfo frame{};
     frame.recordedTime = TicksFromSystemTime(header.time);
     frame.streamTime = frame.recordedTime;
@@ -183,28 +180,6 @@ DecoderAction DecodeBaxallVivid::OnFrame(ByteView frame) {
 bool DecodeBaxallVivid::GetImage(int32_t bufferSize, uint8_t* buffer) {
     return imageValid && bufferSize > 0 &&
            JasperDecode(readBuffer.Data(), imageSize, buffer, static_cast<uint32_t>(bufferSize));
-}
-
-// ---- frames and cameras ----
-
-FrameTimes DecodeBaxallVivid::GetFrameTimes() {
-    return TimesOfFrame(frames.GetAt(currentFrame));
-}
-
-void DecodeBaxallVivid::GetFrameCamera(CameraTag* camera) {
-    *camera = frames.GetAt(currentFrame).camera;
-}
-
-int32_t DecodeBaxallVivid::GetPreviousFrame(int32_t frame, int32_t camera) {
-    return PreviousFrameOfCamera(frames, frame, camera);
-}
-
-int32_t DecodeBaxallVivid::GetNextFrame(int32_t frame, int32_t camera) {
-    return NextFrameOfCamera(frames, frame, camera);
-}
-
-void DecodeBaxallVivid::GetCameras(uint8_t* mask) {
-    std::memcpy(mask, camerasSeen, CameraMaskBytes);
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/decoder/FormatDecoder.h"
 #include "core/framelists/FrameInfoList.h"
 #include "formats/shared/FolderFiles.h"
+#include "formats/shared/FrameListDecoder.h"
 
 #include <cstdint>
 
@@ -12,21 +12,13 @@ namespace Vorn::Vorncast::Decoders {
 // JPEG 2000 frames, each behind a block header with the recorder's calendar time and camera
 // number; there is no index, so the load walks every chain. Frames of all files are merged in time
 // order; the file of the frame being fetched stays open.
-class DecodeBaxallVivid : public FormatDecoder {
+class DecodeBaxallVivid : public FrameListDecoder<MultiFileFrameInfoList> {
 public:
-    using FormatDecoder::FormatDecoder;
+    using FrameListDecoder::FrameListDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t camera) override;
-    int32_t GetNextFrame(int32_t frame, int32_t camera) override;
-    int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {
-        return frames.IndexAtStreamTime(streamTime);
-    }
-    void GetCameras(uint8_t* mask) override;
 
 protected:
-    FrameTimes GetFrameTimes() override;
-    void GetFrameCamera(CameraTag* camera) override;
     void ForgetRecording() override;
     DecoderAction LoadingCore() override;
     DecoderAction DecompressingCore() override;
@@ -62,8 +54,6 @@ private:
     bool BlockFits(uint64_t at) const { return at + BlockHeaderSize <= fileSize; }
 
     FolderFiles folderFiles;
-    MultiFileFrameInfoList frames;
-    uint8_t camerasSeen[CameraMaskBytes] = {};
     int32_t fileIndex = 0;
     int32_t fileId = -1;
     uint64_t fileSize = 0;

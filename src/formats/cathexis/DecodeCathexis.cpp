@@ -3,7 +3,6 @@
 #include "core/framelists/StreamTimes.h"
 #include "core/framelists/TimeComparer.h"
 #include "core/time/Ticks.h"
-#include "formats/shared/FrameListQueries.h"
 
 #include <algorithm>
 #include <cstring>
@@ -56,7 +55,6 @@ void DecodeCathexis::ForgetRecording() {
     folderFiles.Clear();
     frames.Clear();
     std::fill(std::begin(cameraFiles), std::end(cameraFiles), OpenFile{});
-    std::fill(std::begin(camerasSeen), std::end(camerasSeen), false);
     fileCounter = 0;
     fileId = -1;
     fileSize = 0;
@@ -148,7 +146,6 @@ DecoderAction DecodeCathexis::OnBlockHeader(ByteView block) {
     frame.fileIndex = fileCounter - 1;
     frame.zoneHalfHours = header.zoneHalfHours;
     frames.Append(frame);
-    camerasSeen[header.camera % MaxCameras] = true;
     // The next block starts on the grid behind this one, a full step on when it ends on the grid.
     position = (position + header.length + HeaderSize) & GridMask;
     return position + 12 < fileSize ? ReadBlockHeader() : Close(fileId, &DecodeCathexis::OnFileDone);
@@ -230,27 +227,6 @@ DecoderAction DecodeCathexis::OnFrame(ByteView jpeg) {
 bool DecodeCathexis::GetImage(int32_t bufferSize, uint8_t* buffer) {
     return imageSize > 0 && JpegDecodeToBuffer(jpegScratch, readBuffer.Data(),
                                                static_cast<int32_t>(imageSize), buffer, bufferSize);
-}
-
-// ---- times and cameras ----
-
-FrameTimes DecodeCathexis::GetFrameTimes() {
-    return TimesOfFrame(frames.GetAt(currentFrame));
-}
-
-int32_t DecodeCathexis::GetPreviousFrame(int32_t frame, int32_t camera) {
-    return PreviousFrameOfCamera(frames, frame, camera);
-}
-
-int32_t DecodeCathexis::GetNextFrame(int32_t frame, int32_t camera) {
-    return NextFrameOfCamera(frames, frame, camera);
-}
-
-void DecodeCathexis::GetCameras(uint8_t* mask) {
-    std::memset(mask, 0, CameraMaskBytes);
-    for (int32_t number = 0; number < MaxCameras; ++number) {
-        mask[number / 8] |= camerasSeen[number] ? static_cast<uint8_t>(1u << (number % 8)) : 0;
-    }
 }
 
 } // namespace Vorn::Vorncast::Decoders

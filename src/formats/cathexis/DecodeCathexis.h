@@ -1,43 +1,36 @@
 #pragma once
 
 #include "codecs/jpeg/JpegCodec.h"
-#include "core/decoder/FormatDecoder.h"
 #include "core/framelists/TimeList.h"
 #include "formats/shared/FolderFiles.h"
+#include "formats/shared/FrameListDecoder.h"
 
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
 
+// A frame of a Cathexis folder: the standard head, the file that holds it and its zone.
+struct CathexisFrameInfo : FrameInfo {
+    int32_t fileIndex;
+    int8_t zoneHalfHours;
+};
+class CathexisFrameInfoList : public BaseFrameInfoList<CathexisFrameInfo> {};
+
 // A folder of Cathexis recorder files: each holds JPEG images of several cameras in blocks on a
 // 1024-byte grid, with no index. The load walks every file's blocks and sorts all frames by time;
 // fetching keeps one file open for each camera.
-class DecodeCathexis : public FormatDecoder {
+class DecodeCathexis : public FrameListDecoder<CathexisFrameInfoList> {
 public:
-    using FormatDecoder::FormatDecoder;
+    using FrameListDecoder::FrameListDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t camera) override;
-    int32_t GetNextFrame(int32_t frame, int32_t camera) override;
-    int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {
-        return frames.IndexAtStreamTime(streamTime);
-    }
-    void GetCameras(uint8_t* mask) override;
-
-    struct CathexisFrameInfo : FrameInfo {
-        int32_t fileIndex;
-        int8_t zoneHalfHours;
-    };
 
 protected:
-    FrameTimes GetFrameTimes() override;
-    void GetFrameCamera(CameraTag* camera) override { *camera = frames.GetAt(currentFrame).camera; }
     void ForgetRecording() override;
     DecoderAction LoadingCore() override;
     DecoderAction DecompressingCore() override;
 
 private:
-    class CathexisFrameInfoList : public BaseFrameInfoList<CathexisFrameInfo> {};
     // The file a camera's frames were last fetched from.
     struct OpenFile {
         int32_t fileId = -1;
@@ -62,9 +55,7 @@ private:
     DecoderAction OnFrame(ByteView jpeg);
 
     FolderFiles folderFiles;
-    CathexisFrameInfoList frames;
     OpenFile cameraFiles[MaxCameras];
-    bool camerasSeen[MaxCameras] = {};
     int32_t fileCounter = 0;
     int32_t fileId = -1;
     uint64_t fileSize = 0;

@@ -1,7 +1,6 @@
 #include "formats/irecord/DecodeIRecord.h"
 
 #include "core/binary/DecimalText.h"
-#include "core/framelists/StreamTimes.h"
 #include "model/support/Calendar.h"
 #include "model/support/Limits.h"
 
@@ -258,14 +257,6 @@ bool DecodeIRecord::GetImage(int32_t bufferSize, uint8_t* buffer) {
     }
     std::memcpy(buffer, picture.data(), std::min(picture.size(), static_cast<size_t>(bufferSize)));
     return true;
-}
-
-int32_t DecodeIRecord::GetPreviousFrame(int32_t frame, int32_t) {
-    return StreamTimes::PreviousIndex(frame, frames.Count());
-}
-
-int32_t DecodeIRecord::GetNextFrame(int32_t frame, int32_t) {
-    return StreamTimes::NextIndex(frame, frames.Count());
 }
 
 } // namespace Vorn::Vorncast::Decoders

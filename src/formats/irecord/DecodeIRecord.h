@@ -1,10 +1,9 @@
 #pragma once
 
 #include "codecs/jpeg/JpegCodec.h"
-#include "core/decoder/FormatDecoder.h"
 #include "core/framelists/FrameInfoList.h"
 #include "formats/shared/FolderFiles.h"
-#include "formats/shared/FrameListQueries.h"
+#include "formats/shared/FrameListDecoder.h"
 
 #include <cstdint>
 #include <vector>
@@ -13,19 +12,13 @@ namespace Vorn::Vorncast::Decoders {
 
 // A folder of iRecord files, each named after the minute its recording began (yyyyMMddhhmm.mjp),
 // in which every JPEG picture follows a text line with its time and size.
-class DecodeIRecord : public FormatDecoder {
+class DecodeIRecord : public FrameListDecoder<MultiFileFrameInfoList, false> {
 public:
-    using FormatDecoder::FormatDecoder;
+    using FrameListDecoder::FrameListDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t) override;
-    int32_t GetNextFrame(int32_t frame, int32_t) override;
-    int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {
-        return frames.IndexAtStreamTime(streamTime);
-    }
 
 protected:
-    FrameTimes GetFrameTimes() override { return TimesOfFrame(frames.GetAt(currentFrame)); }
     void ForgetRecording() override;
     DecoderAction LoadingCore() override;
     DecoderAction DecompressingCore() override;
@@ -49,7 +42,6 @@ private:
     DecoderAction OnFrame(ByteView jpeg);
 
     FolderFiles folderFiles;
-    MultiFileFrameInfoList frames;
     int32_t fileIndex = 0;
     int32_t fileId = -1;
     uint64_t fileSize = 0;

@@ -2,7 +2,6 @@
 
 #include "core/binary/FourCC.h"
 #include "core/time/Ticks.h"
-#include "formats/shared/FrameListQueries.h"
 #include "formats/shared/IndexRows.h"
 
 #include <cstring>
@@ -223,24 +222,8 @@ bool DecodeViseum::GetImage(int32_t bufferSize, uint8_t* buffer) {
 
 // ---- times and cameras ----
 
-FrameTimes DecodeViseum::GetFrameTimes() {
-    return TimesOfFrame(frames.GetAt(currentFrame));
-}
-
 void DecodeViseum::GetFrameCamera(CameraTag* camera) {
     cameras.GetByNumber(frames.GetAt(currentFrame).camera.number, *camera);
-}
-
-int32_t DecodeViseum::GetPreviousFrame(int32_t frame, int32_t camera) {
-    return PreviousFrameOfCamera(frames, frame, camera);
-}
-
-int32_t DecodeViseum::GetNextFrame(int32_t frame, int32_t camera) {
-    return NextFrameOfCamera(frames, frame, camera);
-}
-
-void DecodeViseum::GetCameras(uint8_t* mask) {
-    MarkFrameCameras(frames, mask);
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "codecs/jpeg/JpegCodec.h"
-#include "core/decoder/FormatDecoder.h"
 #include "core/framelists/CameraInfoList.h"
 #include "core/framelists/FrameInfoList.h"
+#include "formats/shared/FrameListDecoder.h"
 
 #include <cstdint>
 
@@ -12,20 +12,13 @@ namespace Vorn::Vorncast::Decoders {
 // Viseum Evidence Locker files: after "VIS1", a walk of chunks (tag, size) with camera lists in
 // "LIST"/"CAMI" chunks, JPEG pictures in chunks of their own, and an index list ("LIST"/"INDX" of
 // "IDX1" entries) that a "HINT" chunk in the last 12 bytes points at.
-class DecodeViseum : public FormatDecoder {
+class DecodeViseum : public FrameListDecoder<FrameInfoList> {
 public:
-    using FormatDecoder::FormatDecoder;
+    using FrameListDecoder::FrameListDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t camera) override;
-    int32_t GetNextFrame(int32_t frame, int32_t camera) override;
-    int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override {
-        return frames.IndexAtStreamTime(streamTime);
-    }
-    void GetCameras(uint8_t* mask) override;
 
 protected:
-    FrameTimes GetFrameTimes() override;
     void GetFrameCamera(CameraTag* camera) override;
     void ForgetRecording() override;
     DecoderAction QueryingCore() override;
@@ -52,7 +45,6 @@ private:
     DecoderAction OnFirstFrame(ByteView chunk);
     DecoderAction OnFrame(ByteView jpeg);
 
-    FrameInfoList frames;
     CameraInfoList cameras;
     int32_t fileId = -1;
     uint64_t fileSize = 0;
