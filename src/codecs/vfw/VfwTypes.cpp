@@ -1,7 +1,5 @@
 #include "codecs/vfw/VfwTypes.h"
 
-#include "core/binary/ByteOrder.h"
-
 #include <cctype>
 
 namespace Vorn::Vorncast::Decoders {
@@ -65,36 +63,6 @@ const char* VfwResultName(int32_t result) {
 
 bool VfwResultIsGood(int32_t result, VfwMessage message) {
     return result == ICERR_OK || (result == ICERR_DONTDRAW && message == ICM_DECOMPRESS);
-}
-
-BitmapInfoHeader BitmapInfoHeader::Read(ByteView bytes) {
-    BitmapInfoHeader header;
-    header.size = bytes.U32LE(0);
-    header.width = bytes.I32LE(4);
-    header.height = bytes.I32LE(8);
-    header.planes = bytes.U16LE(12);
-    header.bitCount = bytes.U16LE(14);
-    header.compression = bytes.U32LE(16);
-    header.sizeImage = bytes.U32LE(20);
-    header.xPelsPerMeter = bytes.I32LE(24);
-    header.yPelsPerMeter = bytes.I32LE(28);
-    header.clrUsed = bytes.U32LE(32);
-    header.clrImportant = bytes.U32LE(36);
-    return header;
-}
-
-void BitmapInfoHeader::Write(uint8_t* bytes) const {
-    Store<uint32_t, ByteOrder::Little>(bytes, size);
-    Store<int32_t, ByteOrder::Little>(bytes + 4, width);
-    Store<int32_t, ByteOrder::Little>(bytes + 8, height);
-    Store<uint16_t, ByteOrder::Little>(bytes + 12, planes);
-    Store<uint16_t, ByteOrder::Little>(bytes + 14, bitCount);
-    Store<uint32_t, ByteOrder::Little>(bytes + 16, compression);
-    Store<uint32_t, ByteOrder::Little>(bytes + 20, sizeImage);
-    Store<int32_t, ByteOrder::Little>(bytes + 24, xPelsPerMeter);
-    Store<int32_t, ByteOrder::Little>(bytes + 28, yPelsPerMeter);
-    Store<uint32_t, ByteOrder::Little>(bytes + 32, clrUsed);
-    Store<uint32_t, ByteOrder::Little>(bytes + 36, clrImportant);
 }
 
 } // namespace Vorn::Vorncast::Decoders

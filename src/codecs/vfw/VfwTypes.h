@@ -2,6 +2,7 @@
 
 #include "core/binary/ByteView.h"
 #include "core/binary/FourCC.h"
+#include "formats/riff/RiffHeaders.h"
 
 #include <cstdint>
 
@@ -51,29 +52,6 @@ const char* VfwResultName(int32_t result);
 // Whether a driver's answer lets the work go on. ICERR_DONTDRAW is good only as the answer to
 // ICM_DECOMPRESS, where it means the frame gave no new picture.
 bool VfwResultIsGood(int32_t result, VfwMessage message);
-
-constexpr uint32_t BitmapInfoHeaderSize = 40;
-constexpr uint32_t BI_RGB = 0;
-
-// The 40-byte BITMAPINFOHEADER that describes a video stream's pictures.
-struct BitmapInfoHeader {
-    uint32_t size = 0;
-    int32_t width = 0;
-    int32_t height = 0; // positive: rows stored bottom-up
-    uint16_t planes = 0;
-    uint16_t bitCount = 0;
-    uint32_t compression = 0;
-    uint32_t sizeImage = 0;
-    int32_t xPelsPerMeter = 0;
-    int32_t yPelsPerMeter = 0;
-    uint32_t clrUsed = 0;
-    uint32_t clrImportant = 0;
-
-    // Fields beyond the view read as 0.
-    static BitmapInfoHeader Read(ByteView bytes);
-    // Writes all 40 bytes.
-    void Write(uint8_t* bytes) const;
-};
 
 constexpr size_t BitmapCompressionOffset = 16;
 constexpr size_t BitmapSizeImageOffset = 20;
