@@ -38,7 +38,7 @@ extern "C" VC_EXPORT int Decoder_Create(int collection, VcGuid guid, int variant
             return SetLastError(GeneralFailure, SourceFile, __LINE__, "DecoderInfo has no creator function.");
         }
         Log(SourceFile, __LINE__, LogEvent, "Create decoder %s\n", entry.name != nullptr ? entry.name : "");
-        Decoder* created = entry.creator();
+        Decoder* created = object->CreateDecoder(entry);
         if (created == nullptr) {
             return SetLastError(GeneralFailure, SourceFile, __LINE__,
                                 "DecoderInfo Creator function failed to create decoder instance.");

@@ -213,7 +213,7 @@ extern "C" VC_EXPORT int DecoderCollection_Autodetect(int collection, int urlLen
             Log(SourceFile, __LINE__, LogEvent, "Create decoder %s\n",
                 entry.name != nullptr ? entry.name : "");
             callback(PublicPart(entry), index, count);
-            Decoder* candidate = entry.creator();
+            Decoder* candidate = object->CreateDecoder(entry);
             if (candidate == nullptr) {
                 return SetLastError(
                     GeneralFailure, SourceFile, __LINE__,

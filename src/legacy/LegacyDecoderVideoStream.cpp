@@ -129,7 +129,9 @@ int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest
                             "Failed with result = %d    currentFrame=%d    streamType=%d", report.result,
                             currentFrame, StreamVideo);
     }
-    sample->uncompressedSize = picture != nullptr ? static_cast<uint32_t>(size) : 0;
+    // A sample without data still tells the size of its picture, so that a host can size its
+    // buffers from a walk of times.
+    sample->uncompressedSize = static_cast<uint32_t>(size);
     sample->uncompressedData = picture.release();
     sample->time = report.times;
     currentFrame = frameIndex;

@@ -54,6 +54,13 @@ void EngineVideoDecoder::Reset() {
     engine.Reset();
 }
 
+void EngineVideoDecoder::Close() {
+    engine.Close();
+    initialised = false;
+    newPicture = false;
+    frameType = VideoFrameNone;
+}
+
 bool EngineVideoDecoder::OutputFits(const uint8_t* output, int32_t outputSize) const {
     return output != nullptr && outputSize >= PictureBytes();
 }

@@ -21,6 +21,7 @@ public:
     bool Initialise(int32_t width, int32_t height, int32_t channels, bool lineDoubling, const uint8_t* config,
                     int32_t configSize) override;
     void Reset() override;
+    void Close() override;
     bool Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) override;
     int32_t GetFrameType() const override { return frameType; }
     bool HasNewPicture() const override { return newPicture; }

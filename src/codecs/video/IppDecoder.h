@@ -33,6 +33,9 @@ public:
                             const uint8_t* config, int32_t configSize) = 0;
     // Drops decoder state (reference pictures, held-back frames) between non-consecutive frames.
     virtual void Reset() = 0;
+    // Frees the engine with all it holds; Initialise starts a new one. An adapter without an engine
+    // of its own has nothing to free.
+    virtual void Close() {}
     // Decodes from the arrays of the two buffers (their whole size; a buffer without data gives a
     // null pointer and size 0). The buffers are taken by value, so the reference each holds is
     // dropped on return, whatever the result. The offsets are part of the call's shape only: a

@@ -430,6 +430,9 @@ bool DecodeISOMedia::StartAudio(IppAudioDecoder& adapter) {
 // ---- unloading and failing: close the file that stays open from the load on ----
 
 DecoderAction DecodeISOMedia::UnloadingCore() {
+    if (activeVideo != nullptr) {
+        activeVideo->Close();
+    }
     activeVideo = nullptr;
     return DDA_CLOSE;
 }

@@ -186,6 +186,9 @@ void DecodeISOMedia::DecompressingGetReadParameters(int32_t* id, uint64_t* offse
     const SampleInfo info =
         nextVideoSample == currentFrame ? currentInfo : videoTrack->GetSampleInfo(nextVideoSample);
     if (info.descriptionIndex != currentDescription) {
+        if (activeVideo != nullptr) {
+            activeVideo->Close();
+        }
         activeVideo = nullptr;
         currentDescription = info.descriptionIndex;
         SetCodec();

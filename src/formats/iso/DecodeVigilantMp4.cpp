@@ -40,11 +40,12 @@ constexpr int32_t DisplayAspectX = 352;
 constexpr int32_t DisplayAspectY = 288;
 
 // The MPEG-4 stream header (visual object sequence, visual object, video object and video object
-// layer) that fits the field pictures of 704 x 288. The 240-line form differs in two bytes.
+// layer) that fits the field pictures of 704 x 288. The 240-line form differs in the two bytes
+// 84 82 that carry the layer's height field.
 constexpr uint8_t FieldStreamHeader[] = {0x00, 0x00, 0x01, 0xB0, 0x21, 0x00, 0x00, 0x01, 0xB5, 0x0C, 0x8F,
                                          0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x01, 0x20, 0x02, 0x04, 0x48,
                                          0xCA, 0x30, 0x00, 0x62, 0xC0, 0x84, 0x82, 0x92, 0x00};
-constexpr size_t FieldHeightBytes = 28;
+constexpr size_t FieldHeightBytes = 27;
 constexpr uint8_t NtscFieldHeightBytes[] = {0x83, 0xC2};
 
 // Biases are minutes that the zone rules negate; one that has no negation is no zone a recorder

@@ -3,12 +3,48 @@
 #include "fixtures/iso/IsoRecordings.h"
 #include "formats/iso/IsoFormatFixture.h"
 
+#include <array>
 #include <cstring>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VORNCAST_ASAN 1
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define VORNCAST_ASAN 1
+#endif
+#ifdef VORNCAST_ASAN
+#include <sanitizer/allocator_interface.h>
+#endif
 
 using namespace IsoTests;
 using namespace IsoTest;
 
 namespace {
+
+#ifdef VORNCAST_ASAN
+// Blocks of a codec's size (its context, its pictures) that the allocator handed out while
+// watched and that are still held. The hooks run inside the allocator and must not allocate.
+constexpr size_t CodecSizedBlock = 4096;
+bool watching = false;
+std::array<const volatile void*, 1024> held{};
+size_t heldCount = 0;
+
+void OnAllocate(const volatile void* block, size_t size) {
+    if (watching && size >= CodecSizedBlock && heldCount < held.size()) {
+        held[heldCount++] = block;
+    }
+}
+
+void OnFree(const volatile void* block) {
+    for (size_t index = 0; watching && index < heldCount; ++index) {
+        if (held[index] == block) {
+            held[index] = held[--heldCount];
+            return;
+        }
+    }
+}
+#endif
 
 constexpr int64_t Created = 1600000000; // 2020-09-13 12:26:40 UTC
 constexpr double MinimumPsnr = 40.0;
@@ -318,6 +354,30 @@ TEST_F(IsoDecoderTest, DescriptionChangeMidwayRestartsTheCodec) {
     EXPECT_EQ(std::count(LoggedTexts().begin(), LoggedTexts().end(),
                          "DecodeISOMediaMp4::SetCodec Video codec mp4v\n"),
               1);
+}
+
+TEST_F(IsoDecoderTest, CloseLeavesNoBlockOfTheVideoCodecBehind) {
+#ifndef VORNCAST_ASAN
+    GTEST_SKIP() << "watches the sanitizer's allocator";
+#else
+    static const bool hooked = __sanitizer_install_malloc_and_free_hooks(OnAllocate, OnFree) != 0;
+    ASSERT_TRUE(hooked);
+    AddFile("clip.mp4", PhoneFile());
+    heldCount = 0;
+    watching = true;
+    ASSERT_EQ(Load(PhoneMp4Guid, "clip.mp4"), 0) << LastError();
+    const int stream = VideoStream();
+    for (size_t frame = 0; frame < reference.size(); ++frame) {
+        ASSERT_EQ(Next(stream).status, 0);
+    }
+    const size_t heldWhileLoaded = heldCount;
+    EXPECT_EQ(Decoder_Close(decoder), 0);
+    EXPECT_EQ(Decoder_Release(decoder), 0);
+    decoder = 0;
+    watching = false;
+    EXPECT_GT(heldWhileLoaded, 0u);
+    EXPECT_EQ(heldCount, 0u);
+#endif
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // Vigilant exports built here from the recorder's layout: no "ftyp", a FILETIME creation time, the
-// "free" box with camera texts and time zone, and the field exports of 704 x 576.
+// "free" box with camera texts and time zone, and the field exports of 704 x 576 and 704 x 480.
 #include "core/time/TimeZoneInformation.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "formats/iso/IsoFormatFixture.h"
@@ -144,43 +144,47 @@ TEST_F(VigilantMp4Test, LoadTextsNameTheVigilantDecoder) {
     EXPECT_TRUE(WasLogged("DecodeVigilantMp4 Box ends after file 1\n"));
 }
 
-TEST_F(VigilantMp4Test, FieldExportOf704By576IsShownAtHalfHeightBehindTheRecordersHeader) {
-    // The recorder stores fields of 704 x 288 coded as its own header has them (MPEG quantisation,
-    // a time resolution of 9000), behind an "esds" header that claims full frames of 704 x 576.
-    ClipSettings fields;
-    fields.width = 704;
-    fields.height = 288;
-    fields.frames = 4;
-    fields.gop = 4;
-    fields.options = {{"mpeg_quant", "1"}};
-    fields.timeResolution = 9000;
-    VideoClip fieldClip;
-    ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
-    ClipSettings frames = fields;
-    frames.height = 576;
-    frames.frames = 1;
-    VideoClip frameClip;
-    ASSERT_TRUE(MakeMpeg4Clip(frames, &frameClip));
-    VideoClip stored = fieldClip;
-    stored.track.height = 576;
-    stored.track.entries = frameClip.track.entries;
-    const std::vector<CodecTest::Picture> expected =
-        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, fieldClip.video, false);
-    ASSERT_EQ(expected.size(), 4u);
+TEST_F(VigilantMp4Test, FieldExportsOf704By576And480AreShownAtHalfHeightBehindTheRecordersHeader) {
+    // The recorder stores fields coded as its own header has them (MPEG quantisation, a time
+    // resolution of 9000), behind an "esds" header that claims full frames of twice the height.
+    for (int32_t fieldHeight : {288, 240}) {
+        SCOPED_TRACE(fieldHeight);
+        ClipSettings fields;
+        fields.width = 704;
+        fields.height = fieldHeight;
+        fields.frames = 4;
+        fields.gop = 4;
+        fields.options = {{"mpeg_quant", "1"}};
+        fields.timeResolution = 9000;
+        VideoClip fieldClip;
+        ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
+        ClipSettings frames = fields;
+        frames.height = 2 * fieldHeight;
+        frames.frames = 1;
+        VideoClip frameClip;
+        ASSERT_TRUE(MakeMpeg4Clip(frames, &frameClip));
+        VideoClip stored = fieldClip;
+        stored.track.height = static_cast<uint16_t>(frames.height);
+        stored.track.entries = frameClip.track.entries;
+        const std::vector<CodecTest::Picture> expected =
+            CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, fieldClip.video, false);
+        ASSERT_EQ(expected.size(), 4u);
 
-    AddFile("field.mp4", WriteMovieFile(VigilantMovie(stored, SummerFileTime, {})));
-    ASSERT_EQ(Load(VigilantGuid, "field.mp4"), 0) << LastError();
-    EXPECT_TRUE(WasLogged("DecodeVigilantMp4::SetAspectRatio\n"));
-    const int stream = VideoStream();
-    for (size_t frame = 0; frame < expected.size(); ++frame) {
-        const Delivered delivered = Next(stream);
-        ExpectPicture(delivered, expected[frame], frame);
-        if (frame == 0) {
-            const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-            EXPECT_EQ(description.width, 704);
-            EXPECT_EQ(description.height, 288);
-            EXPECT_EQ(description.aspectNumerator, 352);
-            EXPECT_EQ(description.aspectDenominator, 288);
+        const std::string name = "field" + std::to_string(fieldHeight) + ".mp4";
+        AddFile(name, WriteMovieFile(VigilantMovie(stored, SummerFileTime, {})));
+        ASSERT_EQ(Load(VigilantGuid, name), 0) << LastError();
+        EXPECT_TRUE(WasLogged("DecodeVigilantMp4::SetAspectRatio\n"));
+        const int stream = VideoStream();
+        for (size_t frame = 0; frame < expected.size(); ++frame) {
+            const Delivered delivered = Next(stream);
+            ExpectPicture(delivered, expected[frame], frame);
+            if (frame == 0) {
+                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+                EXPECT_EQ(description.width, 704);
+                EXPECT_EQ(description.height, fieldHeight);
+                EXPECT_EQ(description.aspectNumerator, 352);
+                EXPECT_EQ(description.aspectDenominator, 288);
+            }
         }
     }
 }
