@@ -56,7 +56,13 @@ bool BgrPictureWriter::Convert(const AVFrame& picture, uint8_t* output, size_t s
 }
 
 BgrPictureWriter::~BgrPictureWriter() {
+    Release();
+}
+
+void BgrPictureWriter::Release() {
     sws_freeContext(converter);
+    converter = nullptr;
+    narrowScratch = std::vector<uint8_t>();
 }
 
 bool BgrPictureWriter::Write(const AVFrame& picture, uint8_t* output, int32_t width, int32_t height,

@@ -23,6 +23,8 @@ public:
     // output is black. With `lineDoubling` every line is written twice in a row and the output
     // holds 2 x `height` lines.
     bool Write(const AVFrame& picture, uint8_t* output, int32_t width, int32_t height, bool lineDoubling);
+    // Frees the converter and its scratch; the next Write makes them again.
+    void Release();
 
 private:
     bool Convert(const AVFrame& picture, uint8_t* output, size_t step, int32_t copyWidth, int32_t copyHeight);

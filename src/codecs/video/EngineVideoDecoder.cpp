@@ -56,6 +56,7 @@ void EngineVideoDecoder::Reset() {
 
 void EngineVideoDecoder::Close() {
     engine.Close();
+    writer.Release();
     initialised = false;
     newPicture = false;
     frameType = VideoFrameNone;
