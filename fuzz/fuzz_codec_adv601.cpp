@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (bool tallField : {true, false}) {
         // The decoder may turn byte-reversed words round in place, so it gets a copy of its own.
         std::vector<uint8_t> field(data, data + size);
-        decoder.Decode(tallField, size % 2 == 1, field.data(), static_cast<int32_t>(field.size()), picture.data());
+        decoder.Decode(tallField, size % 2 == 1, field.data(), static_cast<int32_t>(field.size()),
+                       picture.data());
     }
     return 0;
 }

@@ -24,10 +24,10 @@ constexpr Codec Codecs[8] = {{"lkz3", "XVID"}, {"lkz0", "H263"}, {"lkz1", "MP43"
                              {"lkz7", "MJPG"}, {"lkz6", "ADV1"}, {"lkz7", "TJPG"}, {"RGB2", "RGB2"}};
 constexpr int32_t Sizes[4][2] = {{176, 144}, {64, 48}, {720, 288}, {98, 66}};
 // Larger pictures get a small DIB, which the bridge must refuse.
-constexpr uint32_t MaxDibBytes = 16 << 20;
+constexpr uint32_t MaxPictureBytes = 16 << 20;
 
 uint32_t FourCCOf(const char (&text)[5]) {
-    return MakeFourCC(text);
+    return FourCCLE(text);
 }
 
 std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const Codec& codec) {
@@ -57,7 +57,7 @@ int32_t Open(VFWDecoder& decoder, const Codec& codec, const std::vector<uint8_t>
 void DecompressFrame(VFWDecoder& decoder, const Vorn::Fuzzing::UnitInput& input, const Unit& frame,
                      uint32_t index) {
     uint32_t dibBytes = decoder.OutputImageSize();
-    if (dibBytes == 0 || dibBytes > MaxDibBytes) {
+    if (dibBytes == 0 || dibBytes > MaxPictureBytes) {
         dibBytes = 64;
     } else if (input.Option(6)) {
         --dibBytes;

@@ -5,18 +5,21 @@
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/FileSetBytes.h"
 #include "model/files/MemoryFileSource.h"
+#include "model/support/Limits.h"
 
 #include <cstring>
 #include <string>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
+using Vorn::Vorncast::MaxPictureBytes;
 namespace Client = MasDigitalCAPI;
 
 namespace {
 
 constexpr int32_t MaxFramesWalked = 300;
-constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
+// Enough for the archives whose recordings are folders: an index, a table and its data, per camera.
+constexpr size_t MaxFiles = 8;
 // Actions one client operation may take: a base and a few for every byte of the file set, since a
 // walk over samples of one byte may read the file a byte at a time. A decoder that goes beyond is
 // taken to loop without end, and the run stops there as a crash.
@@ -77,8 +80,11 @@ void GetAudioFrame(Client::ClientHandle client, int32_t frame, std::vector<uint8
 
 void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t totalFrames, int32_t audioFrames,
                 const AudioInfo& audio) {
-    int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
-    std::vector<uint8_t> picture(pictureBytes > 0 && pictureBytes <= MaxPictureBytes ? pictureBytes : 0);
+    int64_t pictureBytes = 0;
+    bool sized = !__builtin_mul_overflow(int64_t{image.width}, int64_t{image.height}, &pictureBytes) &&
+                 !__builtin_mul_overflow(pictureBytes, int64_t{image.planes}, &pictureBytes);
+    std::vector<uint8_t> picture(sized && pictureBytes > 0 && pictureBytes <= MaxPictureBytes ? pictureBytes
+                                                                                              : 0);
     for (int32_t frame = 0; frame < totalFrames && frame < MaxFramesWalked; ++frame) {
         GetVideoFrame(client, frame, picture);
     }
@@ -104,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Row row = DescribeRow();
     Vorn::MemoryFileSource files;
     std::vector<Vorn::Testing::FileSetFile> set =
-        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension);
+        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles);
     for (const auto& file : set) {
         files.AddFile("/fuzz/" + file.name, file.bytes);
     }

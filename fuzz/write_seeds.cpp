@@ -10,6 +10,15 @@
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
+#include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/IRecordWriter.h"
+#include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/PelcoEnduraWriter.h"
+#include "fixtures/formats/PelcoPnsWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
@@ -393,6 +402,123 @@ void WriteUncompressedSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_vfw", "rgb2", 7 | 1 << 4, {Unit{}, picture});
 }
 
+// ---- recorder formats ----
+
+// Two Baxall Vivid files of two cameras with small JPEG 2000 frames.
+void WriteBaxallVividSeeds(SeedFolder& seeds) {
+    using Vorn::Vorncast::Decoders::Testing::BaxallFrame;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (uint8_t file = 0; file < 2; ++file) {
+        std::vector<BaxallFrame> frames(2);
+        for (uint8_t index = 0; index < 2; ++index) {
+            frames[index].camera = index;
+            frames[index].second = static_cast<uint8_t>(file * 2 + index);
+            frames[index].codestream = Jpeg2000Testing::Encode(planes, 16, 8, {});
+        }
+        files.push_back({"", Text(Vorn::Vorncast::Decoders::Testing::WriteBaxallVivid(frames, 16, 8).bytes)});
+    }
+    seeds.Add("fuzz_decoder_baxall_vivid", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
+// A Pelco Endura export of a small MPEG-4 clip with a key frame every three frames.
+void WritePelcoEnduraSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<EnduraFrame> frames = EncodeEnduraClip(48, 32, 6, 3);
+    if (frames.empty()) {
+        return;
+    }
+    seeds.Add("fuzz_decoder_pelco_endura", "mpeg4", Text(WritePelcoEndura(frames, "Gate", 48, 32).bytes));
+}
+
+// Two IndigoVision footage files of a small MPEG-4 clip, the first with a time zone record.
+void WriteIndigoVisionSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 48, 32, 6, 3, 1700000000000);
+    if (clip.empty()) {
+        return;
+    }
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
+    zone.Bias = 60;
+    seeds.Add(
+        "fuzz_decoder_indigo_vision", "incident",
+        Vorn::Testing::JoinFileSet({{"case.ivi", IndigoIncident("db", "Footage")},
+                                    {"db/sites.vdb", IndigoSites({{1, "Gate"}})},
+                                    {"Footage/Gate.vmf", Text(WriteIndigoFootage(clip, &zone).bytes)}}));
+    seeds.Add("fuzz_decoder_indigo_vision", "two_files",
+              Vorn::Testing::JoinFileSet({{"", Text(WriteIndigoFootage(clip, &zone).bytes)},
+                                          {"", Text(WriteIndigoFootage(clip, nullptr, 0x20).bytes)}}));
+}
+
+// A Bosch archive of one backup whose stream takes the archive's header, with its folders.
+void WriteBoschArchiveSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<BoschFrame> clip = EncodeBoschClip(32, 16, 4, 2, false);
+    if (clip.empty()) {
+        return;
+    }
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] :
+         WriteBoschArchive("", "rec", {{"B", "Cam", "", {{"T", clip}}}}, 32, 16)) {
+        files.push_back({path.substr(1), Text(bytes)});
+    }
+    seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
+}
+
+// Two Cathexis files of two cameras with small JPEG pictures.
+void WriteCathexisSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (uint32_t file = 0; file < 2; ++file) {
+        std::vector<CathexisFrame> frames;
+        for (uint16_t camera = 0; camera < 2; ++camera) {
+            frames.push_back({camera, 1700000000 + file * 2 + camera, 2, 16, 8,
+                              EncodeTestJpeg(MakeQuadrantPicture(16, 8, camera), 50)});
+        }
+        files.push_back({"", Text(WriteCathexis(frames).bytes)});
+    }
+    seeds.Add("fuzz_decoder_cathexis", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
+// A Pelco PNS file of a key frame and two tile updates.
+void WritePelcoPnsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const BgrPicture key = MakeQuadrantPicture(32, 32, 0);
+    const BgrPicture update = MakeQuadrantPicture(32, 32, 1);
+    const std::vector<std::pair<uint8_t, uint8_t>> places = {{0, 0}, {1, 1}};
+    std::vector<PnsFrame> frames = {{true, 1000, {}, EncodeTestJpeg(key, 50)},
+                                    {false, 1040, places, EncodeTestJpeg(TileStrip(update, places), 50)},
+                                    {false, 1080, {{1, 0}}, EncodeTestJpeg(TileStrip(update, {{1, 0}}), 50)}};
+    seeds.Add("fuzz_decoder_pelco_pns", "key_and_updates", Text(WritePelcoPns(frames, 32, 32, 2, 0).bytes));
+}
+
+// A Viseum file of two named cameras.
+void WriteViseumSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<ViseumFrame> frames;
+    for (uint16_t index = 0; index < 3; ++index) {
+        frames.push_back(
+            {index, 17000000000000u + index * 4000u, EncodeTestJpeg(MakeQuadrantPicture(16, 16, index), 50)});
+    }
+    seeds.Add("fuzz_decoder_viseum", "two_cameras",
+              Text(WriteViseum({{0, "Door"}, {1, "Till"}}, frames).bytes));
+}
+
+// Two iRecord files of a folder, named after their minutes.
+void WriteIRecordSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (int file = 0; file < 2; ++file) {
+        std::vector<IRecordFrame> frames;
+        for (int index = 0; index < 2; ++index) {
+            frames.push_back({"2024031415" + std::to_string(26 + file) + "1" + std::to_string(index) + "250",
+                              EncodeTestJpeg(MakeQuadrantPicture(16, 16, index), 50)});
+        }
+        files.push_back({"2024031415" + std::to_string(26 + file) + ".mjp", Text(WriteIRecord(frames))});
+    }
+    seeds.Add("fuzz_decoder_irecord", "two_files", Vorn::Testing::JoinFileSet(files));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -466,6 +592,14 @@ int main(int argc, char** argv) {
     WriteGenericJpegSeeds(seeds);
     WriteUncompressedSeeds(seeds);
     WriteIsoSeeds(seeds);
+    WriteBaxallVividSeeds(seeds);
+    WritePelcoEnduraSeeds(seeds);
+    WriteIndigoVisionSeeds(seeds);
+    WriteBoschArchiveSeeds(seeds);
+    WriteCathexisSeeds(seeds);
+    WritePelcoPnsSeeds(seeds);
+    WriteViseumSeeds(seeds);
+    WriteIRecordSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

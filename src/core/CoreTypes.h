@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/support/LogLevels.h"
+
 #include <vorncast/VorncastDecoders.h>
 
 #include <cstdint>

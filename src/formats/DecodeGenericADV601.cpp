@@ -1,12 +1,8 @@
 #include "formats/DecodeGenericADV601.h"
 
-#include <algorithm>
-
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
-
-constexpr int32_t LogFailure = 0;
 
 // The word after the all-ones word of a field's start: a field type, stored in either word order.
 bool IsFieldTypeWord(uint32_t word) {
@@ -15,16 +11,10 @@ bool IsFieldTypeWord(uint32_t word) {
 
 } // namespace
 
-BaseDecoder* CreateDecodeGenericADV601(const DecoderRow&) {
-    return new DecodeGenericADV601();
-}
-
-void DecodeGenericADV601::Reset() {
+void DecodeGenericADV601::ForgetRecording() {
     ForgetFile();
-    readBuffer.Free();
     frameList.Clear();
-    readOffset = 0;
-    readSize = 0;
+    scanOffset = 0;
     previousWordAllOnes = false;
     fetchedSize = 0;
     imageValid = false;
@@ -32,51 +22,25 @@ void DecodeGenericADV601::Reset() {
 
 // ---- loading ----
 
-DecoderAction DecodeGenericADV601::LoadingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    DecoderAction action =
-        TakeOpenedFile(newFileId, newFileSize,
-                       "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n");
-    if (action != DDA_READ) {
-        return action;
-    }
-    readOffset = 0;
-    previousWordAllOnes = false;
-    readSize = static_cast<uint32_t>(std::min<int64_t>(ScanBlockSize, fileSize));
-    return DDA_READ;
+DecoderAction DecodeGenericADV601::LoadingCore() {
+    return ScanLoadedFile(ScanBlockSize, &DecodeGenericADV601::OnBlock,
+                          "DecodeGenericADV601::LoadingOpenComplete failed with bad fileId or fileSize\n",
+                          "DecodeGenericADV601::LoadingReadComplete failed while loading\n");
 }
 
-void DecodeGenericADV601::LoadingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                                   uint8_t** buffer) {
-    *outFileId = fileId;
-    *offset = static_cast<uint64_t>(readOffset);
-    *size = readSize;
-    readBuffer.Resize(readSize);
-    *buffer = readBuffer.Data();
-    ReportProgress(static_cast<double>(readOffset) / static_cast<double>(fileSize));
+// A tail of fewer than four bytes holds no word and is not read.
+DecoderAction DecodeGenericADV601::OnBlock(ByteView block) {
+    ScanBlock(block);
+    scanOffset += static_cast<int64_t>(block.Size());
+    return fileSize - scanOffset >= 4 ? ReadNextBlock() : FinishScan();
 }
 
-DecoderAction DecodeGenericADV601::LoadingReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(LogFailure, "DecodeGenericADV601::LoadingReadComplete failed while loading\n");
-        return DecoderFailure();
-    }
-    ScanBlock();
-    readOffset += readSize;
-    readSize = static_cast<uint32_t>(std::min<int64_t>(ScanBlockSize, fileSize - readOffset));
-    // A tail of fewer than four bytes holds no word and is not read.
-    if (readSize >= 4) {
-        return DDA_READ;
-    }
-    return FinishScan();
-}
-
-void DecodeGenericADV601::ScanBlock() {
-    ByteView block = readBuffer.View().Sub(0, readSize);
+void DecodeGenericADV601::ScanBlock(ByteView block) {
     for (size_t index = 0; block.Has(index, 4); index += 4) {
         uint32_t word = block.U32LE(index);
         if (previousWordAllOnes && IsFieldTypeWord(word)) {
             FrameInfo frame{};
-            frame.offset = static_cast<uint64_t>(readOffset) + index - 4;
+            frame.offset = static_cast<uint64_t>(scanOffset) + index - 4;
             frameList.Append(frame);
         }
         previousWordAllOnes = word == ADV601Delimiter;
@@ -87,12 +51,10 @@ DecoderAction DecodeGenericADV601::FinishScan() {
     int32_t framesInSequence = frameList.Count();
     totalFrames = framesInSequence;
     if (framesInSequence <= 0) {
-        Log(LogFailure, "DecodeGenericADV601::LoadingReadComplete failed with framesInSequence <= 0\n");
-        return DecoderFailure();
+        return Fail("DecodeGenericADV601::LoadingReadComplete failed with framesInSequence <= 0\n");
     }
     if (SizeFrames() < MinGoodFrames) {
-        Log(LogFailure, "DecodeGenericADV601 Insufficient good frames\n");
-        return DecoderFailure();
+        return Fail("DecodeGenericADV601 Insufficient good frames\n");
     }
     imageWidth = ADV601FieldWidth;
     imageHeight = ADV601TallFieldHeight;
@@ -122,18 +84,15 @@ int32_t DecodeGenericADV601::SizeFrames() {
 
 // ---- fetching a frame ----
 
-void DecodeGenericADV601::DecompressingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                                         uint8_t** buffer) {
-    ReadFrame(currentFrame, outFileId, offset, size, buffer);
-    fetchedSize = *size;
+DecoderAction DecodeGenericADV601::DecompressingCore() {
+    imageValid = false;
+    return ReadFrame(currentFrame, &DecodeGenericADV601::OnFrame,
+                     "DecodeGenericADV601::DecompressingReadComplete failed with bad result\n");
 }
 
-DecoderAction DecodeGenericADV601::DecompressingReadComplete(int32_t, bool ok) {
-    imageValid = ok;
-    if (!ok) {
-        Log(LogFailure, "DecodeGenericADV601::DecompressingReadComplete failed with bad result\n");
-        return DecoderFailure();
-    }
+DecoderAction DecodeGenericADV601::OnFrame(ByteView field) {
+    fetchedSize = static_cast<uint32_t>(field.Size());
+    imageValid = true;
     return DDA_COMPLETE;
 }
 
@@ -145,7 +104,7 @@ bool DecodeGenericADV601::GetImage(int32_t bufferSize, uint8_t* buffer) {
     if (!fits ||
         !fieldDecoder.Decode(true, false, readBuffer.Data(), static_cast<int32_t>(fetchedSize), buffer)) {
         imageValid = false;
-        Log(LogFailure, "Bad image %d\n", currentFrame);
+        Log(LogCore, "Bad image %d\n", currentFrame);
         return false;
     }
     return true;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "codecs/adv601/ADV601Decoder.h"
-#include "core/client/DecoderRows.h"
 #include "formats/shared/GenericFileDecoder.h"
 
 #include <cstdint>
@@ -20,39 +19,31 @@ public:
     // A stream must hold more good frames than this to load.
     static constexpr int32_t MinGoodFrames = 3;
 
+    using ScannedFileDecoder::ScannedFileDecoder;
+
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
     // Steps through the frame list itself.
     int32_t GetPreviousFrame(int32_t frame, int32_t) override { return frameList.PreviousIndex(frame); }
     int32_t GetNextFrame(int32_t frame, int32_t) override { return frameList.NextIndex(frame); }
-    void Reset() override;
-    const char* GetDecoderName() override { return "Generic ADV601"; }
-    void GetDecoderGuid(const char** guid) override { *guid = "E2FA1771-9E5B-4349-94E2-018A2939E6EA"; }
 
 protected:
-    DecoderAction LoadingOpenComplete(int32_t fileId, uint64_t fileSize) override;
-    void LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                  uint8_t** buffer) override;
-    DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override;
-
-    void DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                        uint8_t** buffer) override;
-    DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
+    void ForgetRecording() override;
+    DecoderAction LoadingCore() override;
+    DecoderAction DecompressingCore() override;
 
 private:
-    void ScanBlock();
+    DecoderAction OnBlock(ByteView block);
+    void ScanBlock(ByteView block);
     DecoderAction FinishScan();
     // Sizes every frame up to the next one, clamping oversized gaps; the number of good frames.
     int32_t SizeFrames();
+    DecoderAction OnFrame(ByteView field);
 
-    int64_t readOffset = 0;
-    uint32_t readSize = 0;
     // The last word of the previous block was all ones: a delimiter may span two blocks.
     bool previousWordAllOnes = false;
     uint32_t fetchedSize = 0;
     bool imageValid = false;
     ADV601Decoder fieldDecoder;
 };
-
-BaseDecoder* CreateDecodeGenericADV601(const DecoderRow& row);
 
 } // namespace Vorn::Vorncast::Decoders

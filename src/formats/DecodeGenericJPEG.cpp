@@ -2,102 +2,57 @@
 
 #include "formats/shared/JpegStartScan.h"
 
-#include <algorithm>
-
 namespace Vorn::Vorncast::Decoders {
 
-namespace {
-
-constexpr int32_t LogFailure = 0;
-
-} // namespace
-
-BaseDecoder* CreateDecodeGenericJPEG(const DecoderRow&) {
-    return new DecodeGenericJPEG();
-}
-
-void DecodeGenericJPEG::Reset() {
+void DecodeGenericJPEG::ForgetRecording() {
     ForgetFile();
-    readBuffer.Free();
     frameList.Clear();
-    loadingState = LS_SCANNING;
-    readOffset = 0;
+    scanOffset = 0;
     imageValid = false;
 }
 
 // ---- loading ----
 
-DecoderAction DecodeGenericJPEG::LoadingOpenComplete(int32_t newFileId, uint64_t newFileSize) {
-    return TakeOpenedFile(newFileId, newFileSize,
-                          "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n");
-}
-
-void DecodeGenericJPEG::LoadingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                                 uint8_t** buffer) {
-    if (loadingState != LS_SCANNING) {
-        ReadFrame(0, outFileId, offset, size, buffer);
-        return;
-    }
-    ReportProgress(static_cast<double>(readOffset) / static_cast<double>(fileSize));
-    *outFileId = fileId;
-    *offset = static_cast<uint64_t>(readOffset);
-    *size = static_cast<uint32_t>(std::min<int64_t>(fileSize - readOffset, ScanBlockSize));
-    readBuffer.Resize(*size);
-    *buffer = readBuffer.Data();
-}
-
-DecoderAction DecodeGenericJPEG::LoadingReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(LogFailure, "DecodeGenericJPEG::LoadingReadComplete failed with bad result\n");
-        return DecoderFailure();
-    }
-    switch (loadingState) {
-    case LS_SCANNING:
-        return ScanBlock();
-    case LS_READING_FIRST_FRAME:
-        return ReadFirstFrameHeader();
-    default:
-        Log(LogFailure, "LoadingReadComplete fell through switch\n");
-        return DecoderFailure();
-    }
+DecoderAction DecodeGenericJPEG::LoadingCore() {
+    return ScanLoadedFile(ScanBlockSize, &DecodeGenericJPEG::OnBlock,
+                          "DecodeGenericJPEG::LoadingOpenComplete failed with bad fileId or fileSize\n",
+                          "DecodeGenericJPEG::LoadingReadComplete failed with bad result\n");
 }
 
 // The whole capacity is scanned, also behind a short last read: the bytes there are left over
 // from the block before, and a marker among them gives a frame beyond the end of the file.
-DecoderAction DecodeGenericJPEG::ScanBlock() {
-    ScanJpegStarts(readBuffer.View(), static_cast<uint64_t>(readOffset), [this](uint64_t offset) {
+DecoderAction DecodeGenericJPEG::OnBlock(ByteView) {
+    ScanJpegStarts(readBuffer.View(), static_cast<uint64_t>(scanOffset), [this](uint64_t offset) {
         FrameInfo frame{};
         frame.offset = offset;
         frameList.Append(frame);
     });
     // The capacity stays at a full block once reached: the last read is the one whose offset
     // reaches the last full block of the file.
-    if (readOffset >= fileSize - static_cast<int64_t>(readBuffer.Capacity())) {
+    if (scanOffset >= fileSize - static_cast<int64_t>(readBuffer.Capacity())) {
         return FinishScan();
     }
-    readOffset += ScanBlockSize;
-    return DDA_READ;
+    scanOffset += ScanBlockSize;
+    return ReadNextBlock();
 }
 
 DecoderAction DecodeGenericJPEG::FinishScan() {
     if (frameList.Count() == 0) {
-        Log(LogFailure, "DecodeGenericJPEG::LoadingReadComplete failed with no frames detected\n");
         ReportProgress(1.0);
-        return DecoderFailure();
+        return Fail("DecodeGenericJPEG::LoadingReadComplete failed with no frames detected\n");
     }
     SizeJpegFrames(frameList, fileSize);
     ReportProgress(1.0);
     totalFrames = frameList.Count();
-    loadingState = LS_READING_FIRST_FRAME;
-    return DDA_READ;
+    return ReadFrame(0, &DecodeGenericJPEG::OnFirstFrame,
+                     "DecodeGenericJPEG::LoadingReadComplete failed with bad result\n");
 }
 
-DecoderAction DecodeGenericJPEG::ReadFirstFrameHeader() {
+DecoderAction DecodeGenericJPEG::OnFirstFrame(ByteView) {
     int32_t width = 0, height = 0, planes = 0;
     if (!JpegReadHeader(readBuffer.Data(), static_cast<int32_t>(readBuffer.Capacity()), &width, &height,
                         &planes)) {
-        Log(LogFailure, "DecompressGenericJPEG failed to decode first frame header.\n");
-        return DecoderFailure();
+        return Fail("DecompressGenericJPEG failed to decode first frame header.\n");
     }
     imageWidth = width;
     imageHeight = height;
@@ -109,16 +64,12 @@ DecoderAction DecodeGenericJPEG::ReadFirstFrameHeader() {
 
 // ---- fetching a frame ----
 
-void DecodeGenericJPEG::DecompressingGetReadParameters(int32_t* outFileId, uint64_t* offset, uint32_t* size,
-                                                       uint8_t** buffer) {
-    ReadFrame(currentFrame, outFileId, offset, size, buffer);
+DecoderAction DecodeGenericJPEG::DecompressingCore() {
+    return ReadFrame(currentFrame, &DecodeGenericJPEG::OnFrame,
+                     "DecodeGenericJPEG::DecompressingReadComplete failed with bad result\n");
 }
 
-DecoderAction DecodeGenericJPEG::DecompressingReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(LogFailure, "DecodeGenericJPEG::DecompressingReadComplete failed with bad result\n");
-        return DecoderFailure();
-    }
+DecoderAction DecodeGenericJPEG::OnFrame(ByteView) {
     imageValid = true;
     return DDA_COMPLETE;
 }
@@ -131,7 +82,7 @@ bool DecodeGenericJPEG::GetImage(int32_t bufferSize, uint8_t* buffer) {
     if (!JpegDecodeToBuffer(jpegScratch, readBuffer.Data(), static_cast<int32_t>(readBuffer.Capacity()),
                             buffer, bufferSize)) {
         imageValid = false;
-        Log(LogFailure, "Bad image %d\n", currentFrame);
+        Log(LogCore, "Bad image %d\n", currentFrame);
         return false;
     }
     return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/support/Buffer.h"
+#include "model/support/LogLevels.h"
 
 #include <vorncast/VorncastDecoders.h>
 
@@ -18,16 +19,6 @@ enum Status : int {
     CatastrophicFailure = VC_CatastrophicFailure,
     InvalidHandle = VC_InvalidHandle,
     UnhandledException = VC_UnhandledException,
-};
-
-// Log levels the host interprets.
-enum LogLevel : int {
-    LogCoreFailure = 0,
-    LogEvent = 1,
-    LogStartUp = 10,
-    LogTrace = 11,
-    LogTraceDetail = 12,
-    LogTraceFine = 13,
 };
 
 constexpr uint32_t NoThread = 0xFFFFFFFFu;

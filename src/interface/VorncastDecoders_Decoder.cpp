@@ -38,12 +38,12 @@ extern "C" VC_EXPORT int Decoder_Create(int collection, VcGuid guid, int variant
             return SetLastError(GeneralFailure, SourceFile, __LINE__, "DecoderInfo has no creator function.");
         }
         Log(SourceFile, __LINE__, LogEvent, "Create decoder %s\n", entry.name != nullptr ? entry.name : "");
-        Decoder* created = object->CreateDecoder(entry);
+        Decoder* created = entry.creator();
         if (created == nullptr) {
             return SetLastError(GeneralFailure, SourceFile, __LINE__,
                                 "DecoderInfo Creator function failed to create decoder instance.");
         }
-        created->SetDecoderInfo(entry);
+        created->SetDecoderInfo(entry, object->Handle());
         *decoder = created->Handle();
         return SetSuccess(SourceFile, __LINE__);
     });

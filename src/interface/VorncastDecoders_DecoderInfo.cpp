@@ -213,13 +213,13 @@ extern "C" VC_EXPORT int DecoderCollection_Autodetect(int collection, int urlLen
             Log(SourceFile, __LINE__, LogEvent, "Create decoder %s\n",
                 entry.name != nullptr ? entry.name : "");
             callback(PublicPart(entry), index, count);
-            Decoder* candidate = object->CreateDecoder(entry);
+            Decoder* candidate = entry.creator();
             if (candidate == nullptr) {
                 return SetLastError(
                     GeneralFailure, SourceFile, __LINE__,
                     "(Autodetect) DecoderInfo Creator function failed to create decoder instance.");
             }
-            candidate->SetDecoderInfo(entry);
+            candidate->SetDecoderInfo(entry, object->Handle());
             if (QueryAndLoad(candidate, text, progress, message, abort, query, resourceCount)) {
                 *info = PublicPart(entry);
                 *decoder = candidate->Handle();

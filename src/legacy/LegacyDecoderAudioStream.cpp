@@ -57,7 +57,7 @@ int LegacyDecoderAudioStream::ChannelOfFrame(int32_t index, int32_t* channel) {
 
 int LegacyDecoderAudioStream::DecompressSample(int32_t frameIndex, SampleRequest, Sample* sample) {
     int32_t size = description.maxSampleBytes;
-    if (size < 0 || size > MaxLegacyImageBytes) {
+    if (size < 0 || size > MaxPictureBytes) {
         return SetLastError(GeneralFailure, SourceFile, __LINE__,
                             "Uncompressed image size was out of sensible range %d", size);
     }

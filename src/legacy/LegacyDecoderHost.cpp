@@ -66,6 +66,7 @@ bool ChannelIsSet(const uint8_t* mask, int32_t channel) {
 
 LegacyDecoderHost* LegacyDecoderHost::currentHost = nullptr;
 
+// A host made without its collection's handle takes the collection made last.
 LegacyDecoderHost::LegacyDecoderHost() {
     DecoderCollection* current = DecoderCollection::Current();
     collection = current != nullptr ? current->Handle() : 0;

@@ -76,9 +76,6 @@ private:
     uint8_t loaded = 0;
     // Whether the core holds a load of this host's that Close has not ended.
     bool clientLoaded = false;
-    // The collection current at creation, by handle, so that a collection released too early is
-    // found missing instead of being read after its deletion.
-    int collection = 0;
     AbortOperation abort = nullptr;
 };
 

@@ -92,7 +92,7 @@ void LegacyDecoderVideoStream::LearnDamagedFrame(int32_t index, FrameReport* rep
 int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest request, Sample* sample) {
     Log(SourceFile, __LINE__, LogTraceDetail, "LegacyDecoderVideoStream > DecompressSample %d\n", frameIndex);
     int64_t size = int64_t{description.bytesPerPixel} * description.height * description.width;
-    if (size < 0 || size > MaxLegacyImageBytes) {
+    if (size < 0 || size > MaxPictureBytes) {
         return SetLastError(GeneralFailure, SourceFile, __LINE__,
                             "Uncompressed image size was out of sensible range %d",
                             static_cast<int32_t>(size));
@@ -129,8 +129,8 @@ int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest
                             "Failed with result = %d    currentFrame=%d    streamType=%d", report.result,
                             currentFrame, StreamVideo);
     }
-    // A sample without data still tells the size of its picture, so that a host can size its
-    // buffers from a walk of times.
+    // A sample without data still tells the picture's size, so that a host can size its buffers from
+    // a walk of times alone.
     sample->uncompressedSize = static_cast<uint32_t>(size);
     sample->uncompressedData = picture.release();
     sample->time = report.times;

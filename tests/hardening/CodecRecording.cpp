@@ -187,7 +187,7 @@ DecoderAction CodecRecordingDecoder::ReadHeader() {
     const int32_t height = header.U16LE(8);
     const uint32_t configSize = header.U32LE(16);
     if (!header.Matches(0, "VCR1") || !IsKnownCodec(codecValue) || width == 0 || height == 0 ||
-        int64_t{width} * height * 3 > Vorn::Vorncast::MaxLegacyImageBytes ||
+        int64_t{width} * height * 3 > Vorn::Vorncast::MaxPictureBytes ||
         configSize > fileSize - CodecRecordingHeaderBytes) {
         Log(0, "CodecRecordingDecoder::LoadingReadComplete failed with bad header\n");
         return DecoderFailure();

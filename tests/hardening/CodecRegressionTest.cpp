@@ -20,7 +20,7 @@ using Bytes = std::vector<uint8_t>;
 // Width x height x 3 is one byte above the library's bound on a picture.
 constexpr int32_t OversizeWidth = 12288;
 constexpr int32_t OversizeHeight = 4096;
-static_assert(int64_t{OversizeWidth} * OversizeHeight * 3 == BlockJpegDecoder::MaxPictureBytes + 1);
+static_assert(int64_t{OversizeWidth} * OversizeHeight * 3 == Vorn::Vorncast::MaxPictureBytes + 1);
 
 Bytes Written(void (*write)(JpegHeaderWriter&)) {
     Bytes out(1024);
@@ -86,7 +86,7 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
         header.height = side;
         header.planes = 1;
         header.bitCount = 24;
-        header.compression = MakeFourCC("XVID");
+        header.compression = FourCCLE("XVID");
         uint8_t format[BitmapInfoHeaderSize];
         header.Write(format);
         uint8_t answer[BitmapInfoHeaderSize] = {};
@@ -94,13 +94,13 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
 
         VFWDecoder decoder;
         uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-        decoder.Initialise(MakeFourCC("lkz3"), format, sizeof format, outFormat);
+        decoder.Initialise(FourCCLE("lkz3"), format, sizeof format, outFormat);
         EXPECT_FALSE(decoder.IsBegun()) << side;
     }
     // The largest picture within the bound still gets an answer.
     BitmapInfoHeader header;
     header.width = 4096;
-    header.height = static_cast<int32_t>(MaxDibBytes / 3 / 4096);
+    header.height = static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096);
     uint8_t format[BitmapInfoHeaderSize];
     header.Write(format);
     uint8_t answer[BitmapInfoHeaderSize] = {};

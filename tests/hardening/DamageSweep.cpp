@@ -189,7 +189,7 @@ private:
     // Each frame into a picture of exactly the size the load announced, as the streams allocate it.
     int32_t DecodeFrames(int32_t frames) {
         int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
-        if (pictureBytes <= 0 || pictureBytes > Vorn::Vorncast::MaxLegacyImageBytes) {
+        if (pictureBytes <= 0 || pictureBytes > Vorn::Vorncast::MaxPictureBytes) {
             return 0;
         }
         int32_t decoded = 0;

@@ -2,6 +2,7 @@
 
 #include "codecs/jpeg/JpegHuffman.h"
 #include "codecs/jpeg/JpegTables.h"
+#include "model/support/Limits.h"
 
 #include <cstdint>
 #include <memory>
@@ -17,9 +18,6 @@ public:
     static constexpr int32_t BlockDataOffset = 33;
     static constexpr int32_t BlockWidth = 16;
     static constexpr int32_t BlockHeight = 8;
-    // Pictures of more bytes than the library's bound are refused, so that a damaged size field
-    // cannot ask for gigabytes.
-    static constexpr int64_t MaxPictureBytes = 0x8FFFFFF;
 
     BlockJpegDecoder() = default;
     BlockJpegDecoder(const BlockJpegDecoder&) = delete;

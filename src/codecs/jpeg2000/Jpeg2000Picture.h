@@ -1,15 +1,13 @@
 #pragma once
 
 #include "codecs/jpeg2000/Jpeg2000Decoder.h"
+#include "model/support/Limits.h"
 
 #include <openjpeg.h>
 
 #include <cstddef>
 
 namespace Vorn::Vorncast::Decoders {
-
-// The largest picture the library hands out, in bytes.
-inline constexpr size_t MaxPictureBytes = 0x8FFFFFF;
 
 // Fills `info` from a read header. False for an empty picture or one above MaxPictureBytes.
 bool DescribePicture(const opj_image_t& image, Jpeg2000PictureInfo* info);

@@ -74,7 +74,7 @@ ByteView IppDecoderMPEG2PS::Extract(ByteView frame, uint8_t streamId, bool* ok) 
 
 bool IppDecoderMPEG2PS::Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) {
     if (output == nullptr || outputSize < PictureBytes()) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "IppDecoderMPEG2PS::Decode output buffer too small\n");
+        Log(__FILE__, __LINE__, LogCore, "IppDecoderMPEG2PS::Decode output buffer too small\n");
         return false;
     }
     const ByteView frame(input, size > 0 ? static_cast<size_t>(size) : 0);
@@ -97,7 +97,7 @@ bool IppDecoderMPEG2PS::Decode(const uint8_t* input, int32_t size, uint8_t* outp
 
 bool IppDecoderMPEG2PS::DecodeAudio(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) {
     if (output == nullptr || outputSize < AudioFrameBytes) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "IppDecoderMPEG2PS::Decode audio output buffer too small\n");
+        Log(__FILE__, __LINE__, LogCore, "IppDecoderMPEG2PS::Decode audio output buffer too small\n");
         return false;
     }
     const ByteView frame(input, size > 0 ? static_cast<size_t>(size) : 0);

@@ -49,7 +49,7 @@ bool Packet::Fail(const char* reason) {
     constexpr size_t TextCapacity = 1024;
     char text[TextCapacity];
     std::snprintf(text, sizeof text, "Packet::Decode failing because %s", reason);
-    Log(__FILE__, __LINE__, LogCoreFailure, "%s", text);
+    Log(__FILE__, __LINE__, LogCore, "%s", text);
     return false;
 }
 

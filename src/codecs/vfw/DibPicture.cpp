@@ -18,7 +18,7 @@ bool MakeRgb24Format(const uint8_t* inputFormat, size_t inputFormatSize, uint8_t
     int64_t width = std::llabs(input.width);
     int64_t height = std::llabs(input.height);
     // Each side is at most 2^31, so the pixel count fits; the byte count might not.
-    if (width == 0 || height == 0 || width * height > static_cast<int64_t>(MaxDibBytes / 3)) {
+    if (width == 0 || height == 0 || width * height > static_cast<int64_t>(MaxPictureBytes / 3)) {
         return false;
     }
     BitmapInfoHeader answer;

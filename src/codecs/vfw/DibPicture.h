@@ -1,18 +1,16 @@
 #pragma once
 
+#include "model/support/Limits.h"
 #include <cstddef>
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
 
-// The largest picture the library hands out, in bytes.
-inline constexpr uint64_t MaxDibBytes = 0x8FFFFFF;
-
 // Bytes of one DIB row: rows are padded to four bytes.
 uint32_t DibStride(int32_t width, int32_t bitCount);
 
 // The answer of a decompressor: a 24-bit blue-first DIB, rows bottom-up, of the input's size.
-// False (with `output` untouched) for a picture that is empty or above MaxDibBytes.
+// False (with `output` untouched) for a picture that is empty or above MaxPictureBytes.
 bool MakeRgb24Format(const uint8_t* inputFormat, size_t inputFormatSize, uint8_t* output);
 
 // Writes a dense top-down blue-first picture as a bottom-up 24-bit DIB.

@@ -17,7 +17,6 @@ namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
-constexpr int LogFailure = LogCoreFailure;
 constexpr int LogInfo = LogEvent;
 
 // The drivers lay beside the program.
@@ -43,10 +42,10 @@ std::unique_ptr<uint8_t[]> ZeroedBytes(size_t size) {
 } // namespace
 
 const VFWDecoder::PrivateCodec VFWDecoder::PrivateCodecs[PrivateCodecCount] = {
-    {MakeFourCC("lkz0"), "LK_SN4Codec.dll"}, {MakeFourCC("lkz1"), "LK_MPG4C32.dll"},
-    {MakeFourCC("lkz2"), "LK_ir50_32.dll"},  {MakeFourCC("lkz3"), "LK_GeoCodec.dll"},
-    {MakeFourCC("lkz4"), "LK_GX264.dll"},    {MakeFourCC("lkz5"), "LK_GXAMP4.dll"},
-    {MakeFourCC("lkz6"), "LK_Wavlor.dll"},   {MakeFourCC("lkz7"), "LK_tjpegcodec.dll"},
+    {FourCCLE("lkz0"), "LK_SN4Codec.dll"}, {FourCCLE("lkz1"), "LK_MPG4C32.dll"},
+    {FourCCLE("lkz2"), "LK_ir50_32.dll"},  {FourCCLE("lkz3"), "LK_GeoCodec.dll"},
+    {FourCCLE("lkz4"), "LK_GX264.dll"},    {FourCCLE("lkz5"), "LK_GXAMP4.dll"},
+    {FourCCLE("lkz6"), "LK_Wavlor.dll"},   {FourCCLE("lkz7"), "LK_tjpegcodec.dll"},
 };
 
 VFWDecoder::VFWDecoder(BaseDecoder* owner, VfwDriverOpener openDriver)
@@ -86,7 +85,7 @@ int32_t VFWDecoder::Initialise(uint32_t stream, const uint8_t* format, uint32_t 
             return 0;
         }
     }
-    Log(LogFailure, "Unable to locate suitable coded for FourCC: %s\n", FourCCText(fourCC).Text());
+    Log(LogCore, "Unable to locate suitable coded for FourCC: %s\n", FourCCText(fourCC).Text());
     return -1;
 }
 
@@ -102,7 +101,7 @@ bool VFWDecoder::TryPrivateCodec(const PrivateCodec& codec) {
     CheckResult(driver->GetFormat(inputFormat.get(), formatSize, outputFormat.get()),
                 ICM_DECOMPRESS_GET_FORMAT);
     if (FormatField(outputFormat.get(), BitmapCompressionOffset) != BI_RGB) {
-        Log(LogFailure, "VFW decoder doesn't support RGB output\n");
+        Log(LogCore, "VFW decoder doesn't support RGB output\n");
         return true;
     }
     if (!BeginDecompression()) {
@@ -118,7 +117,7 @@ bool VFWDecoder::OpenDriver(const PrivateCodec& codec) {
     driverPath = ProgramFolder() + "/" + codec.driverFile;
     driver = openDriver(driverPath.c_str(), open);
     if (driver == nullptr) {
-        Log(LogFailure, "Failed to open driver: %s\n", driverPath.c_str());
+        Log(LogCore, "Failed to open driver: %s\n", driverPath.c_str());
         return false;
     }
     Log(LogInfo, "Driver opened: %s\n", driverPath.c_str());
@@ -128,7 +127,7 @@ bool VFWDecoder::OpenDriver(const PrivateCodec& codec) {
 bool VFWDecoder::BeginDecompression() {
     int32_t result = driver->Begin(inputFormat.get(), outputFormat.get(), formatSize);
     if (result != ICERR_OK) {
-        Log(LogFailure, "Decompress Begin returned : %d\n", result);
+        Log(LogCore, "Decompress Begin returned : %d\n", result);
     }
     uint32_t imageSize = FormatField(outputFormat.get(), BitmapSizeImageOffset);
     if (CheckResult(result, ICM_DECOMPRESS_BEGIN)) {
@@ -138,9 +137,9 @@ bool VFWDecoder::BeginDecompression() {
             return true;
         }
     }
-    Log(LogFailure, "Error in DECOMPRESS_BEGIN\n");
+    Log(LogCore, "Error in DECOMPRESS_BEGIN\n");
     if (!driver->Close()) {
-        Log(LogFailure, "Error closing driver %s.\n", driverPath.c_str());
+        Log(LogCore, "Error closing driver %s.\n", driverPath.c_str());
     }
     driver.reset();
     return false;
@@ -166,7 +165,7 @@ int32_t VFWDecoder::Decompress(const uint8_t* data, uint32_t size, uint8_t* outF
     decompress = IcDecompress{flags, inputFormat.get(), data, outputFormat.get(), outputBuffer.get(), frame};
     int32_t result = driver->Decompress(decompress);
     if (result != ICERR_OK) {
-        Log(LogFailure, "Decompress returned : %d\n", result);
+        Log(LogCore, "Decompress returned : %d\n", result);
     }
     uint32_t imageSize = OutputImageSize();
     if (CheckResult(result, ICM_DECOMPRESS) && imageSize <= outBufferSize) {
@@ -182,14 +181,14 @@ void VFWDecoder::Close() {
     if (begun) {
         int32_t result = driver->End();
         if (result != ICERR_OK) {
-            Log(LogFailure, "Decompress End returned : %d\n", result);
+            Log(LogCore, "Decompress End returned : %d\n", result);
         }
         if (!CheckResult(result, ICM_DECOMPRESS_END)) {
-            Log(LogFailure, "Error in DECOMPRESS_END\n");
+            Log(LogCore, "Error in DECOMPRESS_END\n");
         }
     }
     if (driver != nullptr && !driver->Close()) {
-        Log(LogFailure, "Error closing driver.\n");
+        Log(LogCore, "Error closing driver.\n");
     }
     driver.reset();
     FreeBuffers();
@@ -213,7 +212,7 @@ void VFWDecoder::CopyFormatOut(uint8_t* outFormat) const {
 bool VFWDecoder::CheckResult(int32_t result, VfwMessage message) {
     const char* name = result != ICERR_OK ? VfwResultName(result) : nullptr;
     if (name != nullptr) {
-        Log(result == ICERR_DONTDRAW ? LogInfo : LogFailure, "%s\n", name);
+        Log(result == ICERR_DONTDRAW ? LogInfo : LogCore, "%s\n", name);
     }
     return VfwResultIsGood(result, message);
 }

@@ -55,7 +55,7 @@ public:
     void Close();
 
     // FourCCs whose frames are uncompressed pictures, copied as they are.
-    static bool IsUncompressedFourCC(uint32_t code) { return code == 0 || code == MakeFourCC("RGB2"); }
+    static bool IsUncompressedFourCC(uint32_t code) { return code == 0 || code == FourCCLE("RGB2"); }
     bool IsUncompressed() const { return initialised && IsUncompressedFourCC(fourCC); }
     bool IsBegun() const { return begun; }
     // Bytes of the picture Decompress delivers (biSizeImage of the output format).

@@ -15,8 +15,8 @@ struct BuiltinDecoder {
 constexpr int MaxBuiltinDecoders = 8;
 
 BuiltinDecoder builtinDecoders[MaxBuiltinDecoders] = {
-    {MakeFourCC("ADV1"), DecodeAdv601Picture},
-    {MakeFourCC("TJPG"), DecodeJpegPicture},
+    {FourCCLE("ADV1"), DecodeAdv601Picture},
+    {FourCCLE("TJPG"), DecodeJpegPicture},
 };
 
 BuiltinDecoder* Find(uint32_t fourCC) {

@@ -6,7 +6,7 @@
 namespace Vorn::Vorncast::Decoders {
 
 std::unique_ptr<VfwDriver> OpenCodecDriver(const char*, const IcOpen& open) {
-    if (open.fccType != MakeFourCC("vidc") || (open.flags & ICMODE_DECOMPRESS) == 0) {
+    if (open.fccType != FourCCLE("vidc") || (open.flags & ICMODE_DECOMPRESS) == 0) {
         return nullptr;
     }
     VfwBuiltinDecodeFunction builtin = nullptr;

@@ -1,18 +1,11 @@
 #pragma once
 
 #include "core/binary/ByteView.h"
+#include "core/binary/FourCC.h"
 
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
-
-// A four-character code as it lies in a RIFF file: the first character in the lowest byte.
-constexpr uint32_t MakeFourCC(const char (&text)[5]) {
-    return static_cast<uint32_t>(static_cast<uint8_t>(text[0])) |
-           static_cast<uint32_t>(static_cast<uint8_t>(text[1])) << 8 |
-           static_cast<uint32_t>(static_cast<uint8_t>(text[2])) << 16 |
-           static_cast<uint32_t>(static_cast<uint8_t>(text[3])) << 24;
-}
 
 // The code as text, ending at its first NUL byte.
 struct FourCCText {
@@ -90,7 +83,7 @@ constexpr uint32_t ICMODE_DECOMPRESS = 2;
 // The parameter of a driver open.
 struct IcOpen {
     uint32_t size = 36;
-    uint32_t fccType = MakeFourCC("vidc");
+    uint32_t fccType = FourCCLE("vidc");
     uint32_t fccHandler = 0;
     uint32_t version = 0;
     uint32_t flags = ICMODE_DECOMPRESS;

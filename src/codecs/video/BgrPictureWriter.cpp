@@ -62,7 +62,7 @@ BgrPictureWriter::~BgrPictureWriter() {
 void BgrPictureWriter::Release() {
     sws_freeContext(converter);
     converter = nullptr;
-    narrowScratch = std::vector<uint8_t>();
+    std::vector<uint8_t>().swap(narrowScratch);
 }
 
 bool BgrPictureWriter::Write(const AVFrame& picture, uint8_t* output, int32_t width, int32_t height,

@@ -23,7 +23,7 @@ public:
     // output is black. With `lineDoubling` every line is written twice in a row and the output
     // holds 2 x `height` lines.
     bool Write(const AVFrame& picture, uint8_t* output, int32_t width, int32_t height, bool lineDoubling);
-    // Frees the converter and its scratch; the next Write makes them again.
+    // Frees the converter and the scratch picture; the next Write makes them again.
     void Release();
 
 private:

@@ -54,12 +54,10 @@ void EngineVideoDecoder::Reset() {
     engine.Reset();
 }
 
-void EngineVideoDecoder::Close() {
+void EngineVideoDecoder::Release() {
     engine.Close();
     writer.Release();
-    initialised = false;
-    newPicture = false;
-    frameType = VideoFrameNone;
+    IppDecoder::Release();
 }
 
 bool EngineVideoDecoder::OutputFits(const uint8_t* output, int32_t outputSize) const {
@@ -68,7 +66,7 @@ bool EngineVideoDecoder::OutputFits(const uint8_t* output, int32_t outputSize) c
 
 void EngineVideoDecoder::LogBadOutput() const {
     if (logsBadOutput) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "%s::Decode bad output buffer\n", adapterName);
+        Log(__FILE__, __LINE__, LogCore, "%s::Decode bad output buffer\n", adapterName);
     }
 }
 
@@ -94,12 +92,30 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
     if (!CheckOutput(input, size, output, outputSize)) {
         return false;
     }
+    EngineStep step;
+    return Feed(input, size, &step) && Deliver(step, output, outputSize);
+}
+
+bool EngineVideoDecoder::DecodeSkippingPicture(const uint8_t* input, int32_t size) {
+    newPicture = false;
+    EngineStep step;
+    if (!Feed(input, size, &step)) {
+        return false;
+    }
+    if (step.status < 0) {
+        LogEngineFailure(step.status);
+        return false;
+    }
+    return true;
+}
+
+bool EngineVideoDecoder::Feed(const uint8_t* input, int32_t size, EngineStep* step) {
     if (input == nullptr) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "MediaDataEx::SetBufferPointer failed\n");
+        Log(__FILE__, __LINE__, LogCore, "MediaDataEx::SetBufferPointer failed\n");
         return false;
     }
     if (size <= 0) {
-        Log(__FILE__, __LINE__, LogCoreFailure, "MediaDataEx::SetDataSize failed\n");
+        Log(__FILE__, __LINE__, LogCore, "MediaDataEx::SetDataSize failed\n");
         return false;
     }
     if (!engine.IsOpen()) {
@@ -111,7 +127,8 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
         LogEngineFailure(prepared);
         return false;
     }
-    return Deliver(engine.Decode(), output, outputSize);
+    *step = engine.Decode();
+    return true;
 }
 
 bool EngineVideoDecoder::FlushDelayed(uint8_t* output, int32_t outputSize) {

@@ -21,8 +21,9 @@ public:
     bool Initialise(int32_t width, int32_t height, int32_t channels, bool lineDoubling, const uint8_t* config,
                     int32_t configSize) override;
     void Reset() override;
-    void Close() override;
+    void Release() override;
     bool Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) override;
+    bool DecodeSkippingPicture(const uint8_t* input, int32_t size) override;
     int32_t GetFrameType() const override { return frameType; }
     bool HasNewPicture() const override { return newPicture; }
 
@@ -54,6 +55,8 @@ protected:
     VideoEngine engine;
 
 private:
+    // Gives the access unit to the engine; false, after logging why, when it cannot be taken.
+    bool Feed(const uint8_t* input, int32_t size, EngineStep* step);
     bool Deliver(EngineStep step, uint8_t* output, int32_t outputSize);
 
     BgrPictureWriter writer;

@@ -33,9 +33,9 @@ public:
                             const uint8_t* config, int32_t configSize) = 0;
     // Drops decoder state (reference pictures, held-back frames) between non-consecutive frames.
     virtual void Reset() = 0;
-    // Frees the engine with all it holds; Initialise starts a new one. An adapter without an engine
-    // of its own has nothing to free.
-    virtual void Close() {}
+    // Frees what the decoder holds (the engine, its pictures and buffers); a later Initialise
+    // starts it again.
+    virtual void Release() { initialised = false; }
     // Decodes from the arrays of the two buffers (their whole size; a buffer without data gives a
     // null pointer and size 0). The buffers are taken by value, so the reference each holds is
     // dropped on return, whatever the result. The offsets are part of the call's shape only: a
@@ -44,6 +44,9 @@ public:
     // Decodes one access unit, given in decoding order. True when the frame was accepted; a frame
     // that the engine holds back for reordering leaves `output` as it was (see HasNewPicture).
     virtual bool Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) = 0;
+    // Decodes a frame whose picture nobody looks at, as the frames a walk passes on its way to
+    // another: the decoder's state moves on, and no picture is made. True when the frame was taken.
+    virtual bool DecodeSkippingPicture(const uint8_t* input, int32_t size);
     // The type of the picture the last Decode wrote, VideoFrameNone when it wrote none.
     virtual int32_t GetFrameType() const { return VideoFrameNone; }
     // True when the last Decode wrote a picture into its output.

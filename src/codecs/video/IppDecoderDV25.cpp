@@ -27,7 +27,7 @@ bool IppDecoderDV25::Initialise(int32_t, int32_t height, int32_t channels, bool 
 }
 
 void IppDecoderDV25::LogEngineFailure(int32_t) const {
-    Log(__FILE__, __LINE__, LogCoreFailure, "DVVideoDecoder::GetFrame failed\n");
+    Log(__FILE__, __LINE__, LogCore, "DVVideoDecoder::GetFrame failed\n");
 }
 
 bool IppDecoderDV25::CheckOutput(const uint8_t* input, int32_t size, const uint8_t* output,

@@ -5,7 +5,7 @@
 namespace Vorn::Vorncast::Decoders {
 
 void IppDecoderH263::LogEngineFailure(int32_t) const {
-    Log(__FILE__, __LINE__, LogCoreFailure, "H263VideoDecoder::GetFrame failed\n");
+    Log(__FILE__, __LINE__, LogCore, "H263VideoDecoder::GetFrame failed\n");
 }
 
 } // namespace Vorn::Vorncast::Decoders

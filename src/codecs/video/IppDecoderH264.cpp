@@ -12,7 +12,7 @@ extern "C" {
 namespace Vorn::Vorncast::Decoders {
 
 void IppDecoderH264::LogEngineFailure(int32_t) const {
-    Log(__FILE__, __LINE__, LogCoreFailure, "H264VideoDecoder::GetFrame failed\n");
+    Log(__FILE__, __LINE__, LogCore, "H264VideoDecoder::GetFrame failed\n");
 }
 
 bool IppDecoderH264::OpenEngine(ByteView config) {

@@ -57,7 +57,7 @@ bool IppDecoderMPEG2::Decode(const uint8_t* input, int32_t size, uint8_t* output
 }
 
 void IppDecoderMPEG2::LogEngineFailure(int32_t) const {
-    Log(__FILE__, __LINE__, LogCoreFailure, "MPEG2VideoDecoder::GetFrame failed\n");
+    Log(__FILE__, __LINE__, LogCore, "MPEG2VideoDecoder::GetFrame failed\n");
 }
 
 void IppDecoderMPEG2::AdoptPictureSize(int32_t pictureWidth, int32_t pictureHeight) {

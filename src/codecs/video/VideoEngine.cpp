@@ -152,4 +152,26 @@ bool VideoEngine::PictureIsDamaged() const {
     return picture->decode_error_flags != 0 || (picture->flags & AV_FRAME_FLAG_CORRUPT) != 0;
 }
 
+int32_t VideoEngine::CodedWidth() const {
+    return context != nullptr ? context->width : 0;
+}
+
+int32_t VideoEngine::CodedHeight() const {
+    return context != nullptr ? context->height : 0;
+}
+
+bool ProbePictureSize(VideoCodec codec, ByteView firstUnit, int32_t* width, int32_t* height) {
+    VideoEngine engine;
+    uint8_t* input = nullptr;
+    if (!engine.Open(codec, 0, 0, ByteView(), true) ||
+        (input = engine.InputBuffer(static_cast<int32_t>(firstUnit.Size()))) == nullptr) {
+        return false;
+    }
+    std::copy(firstUnit.begin(), firstUnit.end(), input);
+    engine.Decode();
+    *width = engine.CodedWidth();
+    *height = engine.CodedHeight();
+    return *width > 0 && *height > 0;
+}
+
 } // namespace Vorn::Vorncast::Decoders

@@ -47,6 +47,9 @@ public:
     void Reset();
 
     const AVFrame* Picture() const { return picture; }
+    // The picture size the stream's headers have given so far; 0 before any.
+    int32_t CodedWidth() const;
+    int32_t CodedHeight() const;
 
 private:
     // Receives every picture the decoder has ready; the last one stays in `picture`.
@@ -60,5 +63,10 @@ private:
     int32_t heldBack = 0;
     bool draining = false;
 };
+
+// The picture size that the headers at the start of a stream give (an MPEG-4 video object layer, an
+// H.264 sequence parameter set), for formats that store no size of their own. The unit need not be
+// complete: what follows the headers is not decoded. False when no size shows.
+bool ProbePictureSize(VideoCodec codec, ByteView firstUnit, int32_t* width, int32_t* height);
 
 } // namespace Vorn::Vorncast::Decoders

@@ -49,4 +49,10 @@ template <class T, ByteOrder order> inline void Store(uint8_t* bytes, T value) {
     std::memcpy(bytes, &value, sizeof(T));
 }
 
+// A 64-bit value from its two 32-bit halves, for records that store the halves apart or in the
+// other order than the bytes.
+constexpr uint64_t JoinWords(uint32_t high, uint32_t low) {
+    return uint64_t{high} << 32 | low;
+}
+
 } // namespace Vorn::Vorncast::Decoders

@@ -4,9 +4,17 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/baxall/DecodeBaxallVivid.h"
+#include "formats/bosch/DecodeBoschArchive.h"
+#include "formats/cathexis/DecodeCathexis.h"
+#include "formats/indigo/DecodeIndigoVision.h"
+#include "formats/irecord/DecodeIRecord.h"
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
+#include "formats/pelco/DecodePelco.h"
+#include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/viseum/DecodeViseum.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -43,7 +51,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeVigilantMpeg2", "Vigilant Export Viewer MPEG2", "616F9C4E-4A26-4bf7-A728-027B16FD954D", "mpg",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeVigilantMp4", "Vigilant Export Viewer MP4", "ACEA0A02-8FE5-4770-BBBD-6D6745371F80", "mp4",
-     NO_PATTERNS, -1, None, 0, CreateDecodeVigilantMp4},
+     NO_PATTERNS, -1, None, 0, CreateFormatDecoder<DecodeVigilantMp4>},
     {"DecodeGE", "GE", "4043617F-C146-4e4c-A4B2-EC1C8F0911FA", "20d;60d", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeLjdLeviathan",
@@ -62,9 +70,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeMitsubishi", "Mitsubishi", "B6A80624-7132-41a3-8EB6-29A9B5918877", "tlx", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"Decode3gp", "Mobile phone 3GP", "CEABCACD-5446-41f9-94A2-3391B2C9F578", "3gp;mp4", NO_PATTERNS, -1,
-     None, 0, CreateDecode3gp},
+     None, 0, CreateFormatDecoder<Decode3gp>},
     {"DecodeISOMediaMp4", "Mobile phone MP4", "4A53EA3D-0A11-4dec-B9BD-E0EAF808EB31", "3gp;mp4", NO_PATTERNS,
-     -1, None, 0, CreateDecodeISOMediaMp4},
+     -1, None, 0, CreateFormatDecoder<DecodeISOMediaMp4>},
     {"DecodeNewWavestore",
      "New Wavestore",
      "516B281A-ACBD-4a40-BB1F-25A2D6D89E4B",
@@ -131,7 +139,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeCathexis>},
     {"DecodeParVu",
      "Dedicated Micros Observer",
      "BE387767-631F-4d6a-BAB1-518FE0D0D974",
@@ -154,7 +162,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeVistaSmartPlayer", "Vista Smart Player", "47EB400C-3921-4a1e-8CC4-77469B254CA7", "idx",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelco", "Pelco PNS", "60BEC8E3-18C2-441b-875F-1316554AB394", "pns", NO_PATTERNS, -1, None, 0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodePelco>},
     {"DecodeTeleste", "Teleste MoRIS", "715B4B9B-9898-42a4-A848-E0DDB4255EF3", "rec", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"DecodeMitsubishiV2", "Mitsubishi V2", "88B7CEA5-4EBC-4a2e-ADD8-A1A25B79FA53", "tlx", NO_PATTERNS, -1,
@@ -162,7 +170,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDallmeierMpeg2", "Dallmeier MPEG2", "4BC9C610-9ADC-4893-A147-8A1A2A7D274E", "mpg", NO_PATTERNS,
      -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelcoEndura", "Pelco Endura", "F1532EFF-6CF0-4897-922B-AC284D95F38D", "pef", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodePelcoEndura>},
     {"DecodeCryptoVision", "Petards CryptoVision", "72D3E0C2-CDAC-4cbf-8FAE-719F3617696E", "jlvz",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeASL",
@@ -198,7 +206,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeIndigoVision>},
     {"DecodeDV25AVI", "DV25 AVI", "099A772C-0749-4c16-8230-F98F0F10E5AD", "avi", NO_PATTERNS, 0, AviContainer,
      0, CreatePlaceholderDecoder},
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,
@@ -217,7 +225,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeBaxallVivid>},
     {"DecodeAVerMediaUSBPlayback", "AverMedia USBPlayback", "11BB9C9E-0073-4cd3-92FE-57EE56F49387", "avf",
      NO_PATTERNS, 0, MultiFile, 0, CreatePlaceholderDecoder},
     {"DecodeVseMpeg4", "VSE MPEG4", "4304C727-5155-4a10-AAAE-C9305AB8A6BD", "vse", NO_PATTERNS, -1, None, 0,
@@ -262,7 +270,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      MultiFile,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeBoschArchive>},
     {"DecodeSanyo",
      "Sanyo",
      "142538A9-0A35-4b82-972E-82A744F380ED",
@@ -296,13 +304,13 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeIRecord>},
     {"DecodeViseum", "Viseum Evidence Locker", "682B3443-E4A9-4709-9197-8F2AB311DA7C", "vis", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeViseum>},
     {"DecodeGenericADV601", "Generic ADV601", "E2FA1771-9E5B-4349-94E2-018A2939E6EA", "", NO_PATTERNS, -1,
-     Manual, 0, CreateDecodeGenericADV601},
+     Manual, 0, CreateFormatDecoder<DecodeGenericADV601>},
     {"DecodeGenericJPEG", "Generic JPEG", "8923E98A-F163-4ae9-815A-FFB2D3FFF934", "", NO_PATTERNS, -1, Manual,
-     0, CreateDecodeGenericJPEG},
+     0, CreateFormatDecoder<DecodeGenericJPEG>},
     {"DecodeGenericFolderOfJpegs",
      "Generic Folder of Jpegs",
      "4568BFE6-5117-490c-961C-2A7A91579834",
@@ -311,7 +319,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      Manual | Container,
      0,
-     CreateDecodeGenericFolderOfJpegs},
+     CreateFormatDecoder<DecodeGenericFolderOfJpegs>},
 };
 
 #undef NO_PATTERNS

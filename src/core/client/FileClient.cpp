@@ -17,9 +17,6 @@ namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
-constexpr int32_t LogFailure = 0;
-constexpr int32_t LogEvent = 1;
-constexpr int32_t LogTrace = 11;
 constexpr int32_t LogBufferSize = 4096;
 
 template <class T> void Store(T* target, T value) {
@@ -101,12 +98,12 @@ DecoderAction FileClient::ExecuteOpen() {
     }
     if (fileId == MaxOpenFiles) {
         // The decoder hears nothing of this: the operation ends as a normal failure.
-        Log(LogFailure, "Too many files open\n");
+        Log(LogCore, "Too many files open\n");
         delete handler;
         return DDA_NO_ACTION;
     }
     if (!handler->Open()) {
-        Log(LogFailure, "Error during fileHandler->Open()\n");
+        Log(LogCore, "Error during fileHandler->Open()\n");
         delete handler;
         catastrophic = true;
         return OpenComplete(-1, 0);
@@ -124,7 +121,7 @@ DecoderAction FileClient::ExecuteClose() {
         file->Close();
         delete file;
     } else {
-        Log(LogFailure, "ExecuteClose() got bad file id from decoder %d\n", fileId);
+        Log(LogCore, "ExecuteClose() got bad file id from decoder %d\n", fileId);
     }
     if (fileId >= 0 && fileId < MaxOpenFiles) {
         files[fileId] = nullptr;
@@ -142,7 +139,7 @@ DecoderAction FileClient::ExecuteRead() {
     // Every range test is made here, so that a truncated file shows as a read that fails normally.
     FileHandler* file = GetFile(fileId);
     if (file == nullptr) {
-        Log(LogFailure, "ExecuteRead() got bad file id from decoder %d\n", fileId);
+        Log(LogCore, "ExecuteRead() got bad file id from decoder %d\n", fileId);
         catastrophic = false;
         return ReadComplete(fileId, false);
     }
@@ -162,26 +159,25 @@ DecoderAction FileClient::ExecuteRead() {
         refusal = "ExecuteRead() decoder tried to read past the end of the file\n";
     }
     if (refusal != nullptr) {
-        Log(LogFailure, "%s", refusal);
+        Log(LogCore, "%s", refusal);
         catastrophic = false;
         return ReadComplete(fileId, false);
     }
 
     if (file->Seek(start, SeekFromStart) != start) {
-        Log(LogFailure, "ExecuteRead() FileHandler::Seel failed with return value != offset %" PRId64 "\n",
+        Log(LogCore, "ExecuteRead() FileHandler::Seel failed with return value != offset %" PRId64 "\n",
             start);
         catastrophic = true;
         return ReadComplete(fileId, false);
     }
     int64_t got = file->Read(size, buffer);
     if (got != static_cast<int64_t>(size)) {
-        Log(LogFailure,
-            "ExecuteRead() FileHandler::Read failed with fileId %d for %d bytes (%d bytes read)\n", fileId,
-            static_cast<int32_t>(size), static_cast<int32_t>(got));
-        Log(LogFailure,
+        Log(LogCore, "ExecuteRead() FileHandler::Read failed with fileId %d for %d bytes (%d bytes read)\n",
+            fileId, static_cast<int32_t>(size), static_cast<int32_t>(got));
+        Log(LogCore,
             "                                read position was %" PRId64 ", file size was %" PRId64 "\n",
             start, fileSize);
-        Log(LogFailure, "                                filename was %s\n", file->GetName());
+        Log(LogCore, "                                filename was %s\n", file->GetName());
         catastrophic = true;
         return ReadComplete(fileId, false);
     }
@@ -213,7 +209,7 @@ DecoderAction FileClient::ExecuteEvent() {
         if (index >= 0 && index < waitObjectCount) {
             return EventComplete(waitObjects[index]);
         }
-        Log(LogFailure, "FileClient::ExecuteEvent WAIT_FAILED %d\n", errno);
+        Log(LogCore, "FileClient::ExecuteEvent WAIT_FAILED %d\n", errno);
     }
     return EventComplete(nullptr);
 }
@@ -228,7 +224,7 @@ bool FileClient::CountAction() {
 // Past the action limit the decoder's phase is failed, so that it closes its files and can start
 // again; a decoder that does not wind down within a second allowance is left where it stands.
 DecoderAction FileClient::GiveUp() {
-    Log(LogFailure, "FileClient gave up after %" PRId64 " actions\n", actionLimit);
+    Log(LogCore, "FileClient gave up after %" PRId64 " actions\n", actionLimit);
     actionLimitReached = true;
     actionCount = 0;
     return decoder != nullptr ? decoder->DecoderFailure() : DDA_FAILED;
@@ -249,10 +245,10 @@ FileClientResult FileClient::RunLoop(DecoderAction action, FollowUp followUp, co
         }
         switch (action) {
         case DDA_NO_ACTION:
-            Log(LogFailure, "Unexpected DDA_NO_ACTION\n");
+            Log(LogCore, "Unexpected DDA_NO_ACTION\n");
             return actionLimitReached ? FCR_CATASTROPHIC : FCR_FAILURE;
         case DDA_NO_DECODER:
-            Log(LogFailure, "Unexpected DDA_NO_DECODER\n");
+            Log(LogCore, "Unexpected DDA_NO_DECODER\n");
             return FCR_CATASTROPHIC;
         case DDA_OPEN:
             action = ExecuteOpen();
@@ -278,11 +274,11 @@ FileClientResult FileClient::RunLoop(DecoderAction action, FollowUp followUp, co
             break;
         case DDA_FAILED:
             if (failureText != nullptr) {
-                Log(LogFailure, "%s", failureText);
+                Log(LogCore, "%s", failureText);
             }
             return catastrophic || actionLimitReached ? FCR_CATASTROPHIC : FCR_FAILURE;
         default:
-            Log(LogFailure, "Unexpected DecoderAction %d\n", static_cast<int32_t>(action));
+            Log(LogCore, "Unexpected DecoderAction %d\n", static_cast<int32_t>(action));
             return FCR_CATASTROPHIC;
         }
     }
@@ -408,9 +404,9 @@ void FileClient::CopyFrameReport(const FrameTimes& reported, const CameraTag& ca
 void FileClient::LogFrameFailure(FileClientResult result, const char* normalText,
                                  const char* catastrophicText) {
     if (result == FCR_FAILURE) {
-        Log(LogFailure, "%s", normalText);
+        Log(LogCore, "%s", normalText);
     } else if (result == FCR_CATASTROPHIC) {
-        Log(LogFailure, "%s", catastrophicText);
+        Log(LogCore, "%s", catastrophicText);
     }
 }
 
@@ -418,7 +414,7 @@ FileClientResult FileClient::GetFrame(int32_t frame, FrameTimes* times, int32_t 
                                       int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod,
                                       int32_t* camera, char* name) {
     if (frame < 0 || frame >= GetTotalFrames()) {
-        Log(LogFailure, "FileClient::GetFrame failed (normally) due to range error\n");
+        Log(LogCore, "FileClient::GetFrame failed (normally) due to range error\n");
         return FCR_FAILURE;
     }
     bool withPicture = bufferSize != 0 && buffer != nullptr;
@@ -466,7 +462,7 @@ FileClientResult FileClient::GetAudioFrame(int32_t frame, FrameTimes* times, int
                                            uint8_t* buffer, int32_t* frameBytes, int32_t* totalAudioFrames,
                                            int32_t* camera, char* name) {
     if (frame < 0 || frame >= GetTotalAudioFrames()) {
-        Log(LogFailure, "FileClient::GetAudioFrame failed (normally) due to range error\n");
+        Log(LogCore, "FileClient::GetAudioFrame failed (normally) due to range error\n");
         return FCR_FAILURE;
     }
     bool withSamples = bufferSize != 0 && buffer != nullptr;
@@ -521,14 +517,14 @@ void FileClient::SweepFiles() {
         if (file == nullptr) {
             continue;
         }
-        Log(LogFailure, "Dangling file handle %d (%s)\n", fileId, file->GetName());
+        Log(LogCore, "Dangling file handle %d (%s)\n", fileId, file->GetName());
         file->Close();
         delete file;
         files[fileId] = nullptr;
         ++dangling;
     }
     if (dangling > 0) {
-        Log(LogFailure, "After unloading the decoder, there were %d files left open!\n", dangling);
+        Log(LogCore, "After unloading the decoder, there were %d files left open!\n", dangling);
     }
 }
 

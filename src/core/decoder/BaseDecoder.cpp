@@ -13,8 +13,6 @@ namespace {
 char sharedPathPattern[50];
 constexpr int32_t PathPatternItemLimit = 42;
 
-constexpr int32_t SeverityFailure = 0;
-
 void ZeroName(char* name) {
     std::memset(name, 0, MaxPathLength);
 }
@@ -111,12 +109,12 @@ void BaseDecoder::GetAudioFrameInfo(FrameTimes* times, CameraTag* camera, int32_
 }
 
 int32_t BaseDecoder::IndexOfFrameAtStreamTime(int64_t) {
-    Log(SeverityFailure, "%s Call to BaseDecoder::IndexOfFrameAtStreamTime\n", GetDecoderName());
+    Log(LogCore, "%s Call to BaseDecoder::IndexOfFrameAtStreamTime\n", GetDecoderName());
     return 0;
 }
 
 int32_t BaseDecoder::IndexOfAudioFrameAtStreamTime(int64_t) {
-    Log(SeverityFailure, "%s Call to BaseDecoder::IndexOfAudioFrameAtStreamTime\n", GetDecoderName());
+    Log(LogCore, "%s Call to BaseDecoder::IndexOfAudioFrameAtStreamTime\n", GetDecoderName());
     return 0;
 }
 
@@ -206,7 +204,7 @@ DecoderAction BaseDecoder::StartPhase(const char* path, int32_t flags, DecoderSt
                                       const char* operation) {
     bool startable = state == DDS_IDLE || state == DDS_QUERIED;
     if (!startable || path == nullptr || path[0] == '\0') {
-        Log(SeverityFailure, "BaseDecoder::%s BAD STATE %d\n", operation, static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::%s BAD STATE %d\n", operation, static_cast<int>(state));
         return DDA_FAILED;
     }
     std::snprintf(loadName, sizeof loadName, "%s", path);
@@ -228,7 +226,7 @@ DecoderAction BaseDecoder::Unload() {
         return DDA_COMPLETE;
     }
     if (state != DDS_LOADED) {
-        Log(SeverityFailure, "BaseDecoder::Unload BAD STATE %d\n", static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::Unload BAD STATE %d\n", static_cast<int>(state));
         return DDA_FAILED;
     }
     state = DDS_UNLOADING;
@@ -242,11 +240,11 @@ DecoderAction BaseDecoder::Unload() {
 
 DecoderAction BaseDecoder::GoToFrame(int32_t frame) {
     if (IsAborted()) {
-        Log(SeverityFailure, "BaseDecoder::GoToFrame Aborting\n");
+        Log(LogCore, "BaseDecoder::GoToFrame Aborting\n");
         return DDA_FAILED;
     }
     if (state != DDS_LOADED) {
-        Log(SeverityFailure, "BaseDecoder::GoToFrame BAD STATE %d\n", static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::GoToFrame BAD STATE %d\n", static_cast<int>(state));
         return DDA_FAILED;
     }
     // The decoder is already there: a repeated seek costs nothing.
@@ -259,11 +257,11 @@ DecoderAction BaseDecoder::GoToFrame(int32_t frame) {
 
 DecoderAction BaseDecoder::GoToAudioFrame(int32_t frame) {
     if (IsAborted()) {
-        Log(SeverityFailure, "BaseDecoder::GoToAudioFrame Aborting\n");
+        Log(LogCore, "BaseDecoder::GoToAudioFrame Aborting\n");
         return DDA_FAILED;
     }
     if (state != DDS_LOADED) {
-        Log(SeverityFailure, "BaseDecoder::GoToAudioFrame BAD STATE %d\n", static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::GoToAudioFrame BAD STATE %d\n", static_cast<int>(state));
         return DDA_FAILED;
     }
     if (frame == currentAudioFrame) {
@@ -275,11 +273,11 @@ DecoderAction BaseDecoder::GoToAudioFrame(int32_t frame) {
 
 DecoderAction BaseDecoder::Decompress() {
     if (IsAborted()) {
-        Log(SeverityFailure, "BaseDecoder::Decompress Aborting\n");
+        Log(LogCore, "BaseDecoder::Decompress Aborting\n");
         return DDA_FAILED;
     }
     if (state != DDS_LOADED) {
-        Log(SeverityFailure, "BaseDecoder::Decompress BAD STATE %d\n", static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::Decompress BAD STATE %d\n", static_cast<int>(state));
         return DDA_FAILED;
     }
     return RunFramePhase(DDS_DECOMPRESSING);
@@ -287,11 +285,11 @@ DecoderAction BaseDecoder::Decompress() {
 
 DecoderAction BaseDecoder::DecompressAudio() {
     if (IsAborted()) {
-        Log(SeverityFailure, "BaseDecoder::DecompressAudio Aborting\n");
+        Log(LogCore, "BaseDecoder::DecompressAudio Aborting\n");
         return DDA_FAILED;
     }
     if (state != DDS_LOADED) {
-        Log(SeverityFailure, "BaseDecoder::DecompressAudio BAD STATE %d\n", static_cast<int>(state));
+        Log(LogCore, "BaseDecoder::DecompressAudio BAD STATE %d\n", static_cast<int>(state));
         return DDA_FAILED;
     }
     return RunFramePhase(DDS_DECOMPRESSING_AUDIO);
@@ -370,7 +368,7 @@ void BaseDecoder::GetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t*
     case DDS_QUERYING:
         return QueryingGetReadParameters(fileId, offset, size, buffer);
     default:
-        Log(SeverityFailure, "%s GetReadParameters while not loading, positioning, or decompressing\n",
+        Log(LogCore, "%s GetReadParameters while not loading, positioning, or decompressing\n",
             GetDecoderName());
         return ZeroReadParameters(fileId, offset, size, buffer);
     }
@@ -395,7 +393,7 @@ void BaseDecoder::GetFileToClose(int32_t* fileId) {
     case DDS_FAILING:
         return FailingGetFileToClose(fileId);
     default:
-        Log(SeverityFailure, "%s GetFileToClose while in wrong state\n", GetDecoderName());
+        Log(LogCore, "%s GetFileToClose while in wrong state\n", GetDecoderName());
         *fileId = -1;
         return;
     }
@@ -408,7 +406,7 @@ void BaseDecoder::GetListPath(char* directory, char* pattern, int32_t* depth) {
     case DDS_QUERYING:
         return QueryingGetListPath(directory, pattern, depth);
     default:
-        Log(SeverityFailure, "%s GetListPath while in wrong state\n", GetDecoderName());
+        Log(LogCore, "%s GetListPath while in wrong state\n", GetDecoderName());
         ZeroName(directory);
         ZeroName(pattern);
         *depth = 0;
@@ -428,7 +426,7 @@ DecoderAction BaseDecoder::AfterQueryingStep(DecoderAction action) {
 DecoderAction BaseDecoder::AfterLoadingStep(DecoderAction action, const char* abortText) {
     if (IsAborted()) {
         if (abortText != nullptr) {
-            Log(SeverityFailure, "%s", abortText);
+            Log(LogCore, "%s", abortText);
         }
         return DecoderFailure();
     }
@@ -469,13 +467,13 @@ DecoderAction BaseDecoder::CompletionInOtherState(const char* operation) {
     const char* name = GetDecoderName();
     switch (state) {
     case DDS_IDLE:
-        Log(SeverityFailure, "%s %s with state DDS_IDLE\n", name, operation);
+        Log(LogCore, "%s %s with state DDS_IDLE\n", name, operation);
         return DDA_NO_ACTION;
     case DDS_LOADED:
-        Log(SeverityFailure, "%s %s with state DSS_LOADED\n", name, operation);
+        Log(LogCore, "%s %s with state DSS_LOADED\n", name, operation);
         return DecoderFailure();
     default:
-        Log(SeverityFailure, "%s %s with bad state\n", name, operation);
+        Log(LogCore, "%s %s with bad state\n", name, operation);
         return DecoderFailure();
     }
 }
@@ -496,10 +494,10 @@ DecoderAction BaseDecoder::OpenComplete(int32_t fileId, uint64_t fileSize) {
     case DDS_DECOMPRESSING_AUDIO:
         return AfterFrameStep(DecompressingAudioOpenComplete(fileId, fileSize), false);
     case DDS_UNLOADING:
-        Log(SeverityFailure, "%s OpenComplete with state DDS_UNLOADING\n", GetDecoderName());
+        Log(LogCore, "%s OpenComplete with state DDS_UNLOADING\n", GetDecoderName());
         return DecoderFailure();
     case DDS_FAILING:
-        Log(SeverityFailure, "%s OpenComplete while failing\n", GetDecoderName());
+        Log(LogCore, "%s OpenComplete while failing\n", GetDecoderName());
         return DecoderFailure();
     default:
         return CompletionInOtherState("OpenComplete");
@@ -554,7 +552,7 @@ DecoderAction BaseDecoder::EventComplete(WaitObject signalled) {
 
 DecoderAction BaseDecoder::ReadComplete(int32_t fileId, bool ok) {
     if (IsAborted()) {
-        Log(SeverityFailure, "BaseDecoder::OpenComplete Aborting\n");
+        Log(LogCore, "BaseDecoder::OpenComplete Aborting\n");
         return DecoderFailure();
     }
     switch (state) {
@@ -571,10 +569,10 @@ DecoderAction BaseDecoder::ReadComplete(int32_t fileId, bool ok) {
     case DDS_DECOMPRESSING_AUDIO:
         return AfterFrameStep(DecompressingAudioReadComplete(fileId, ok), true);
     case DDS_FAILING:
-        Log(SeverityFailure, "%s ReadComplete with state DDS_FAILING\n", GetDecoderName());
+        Log(LogCore, "%s ReadComplete with state DDS_FAILING\n", GetDecoderName());
         return DecoderFailure();
     case DDS_UNLOADING:
-        Log(SeverityFailure, "%s ReadComplete with state DDS_UNLOADING\n", GetDecoderName());
+        Log(LogCore, "%s ReadComplete with state DDS_UNLOADING\n", GetDecoderName());
         return DecoderFailure();
     default:
         return CompletionInOtherState("ReadComplete");
@@ -594,14 +592,14 @@ DecoderAction BaseDecoder::FileListComplete(bool ok, int32_t length, const char*
         return action;
     }
     if (phase == DDS_FAILING) {
-        Log(SeverityFailure, "%s FileListComplete while failing\n", GetDecoderName());
+        Log(LogCore, "%s FileListComplete while failing\n", GetDecoderName());
         return DecoderFailure();
     }
     const char* stateName = DecoderStateName(phase);
     if (stateName != nullptr) {
-        Log(SeverityFailure, "%s FileListComplete with state %s\n", GetDecoderName(), stateName);
+        Log(LogCore, "%s FileListComplete with state %s\n", GetDecoderName(), stateName);
     } else {
-        Log(SeverityFailure, "%s FileListComplete with bad state\n", GetDecoderName());
+        Log(LogCore, "%s FileListComplete with bad state\n", GetDecoderName());
     }
     return DecoderFailure();
 }
@@ -612,7 +610,7 @@ DecoderAction BaseDecoder::DecoderFailure() {
     const char* name = GetDecoderName();
     if (IsFramePhase(state)) {
         // A damaged frame does not end the work on the file set.
-        Log(SeverityFailure, "%s DecoderFailure - %s\n", name, DecoderStateName(state));
+        Log(LogCore, "%s DecoderFailure - %s\n", name, DecoderStateName(state));
         return DDA_FAILED;
     }
     aborted = false;
@@ -629,15 +627,15 @@ DecoderAction BaseDecoder::DecoderFailure() {
     switch (stateBeforeFailure) {
     case DDS_IDLE:
     case DDS_LOADED:
-        Log(SeverityFailure, "%s DecoderFailure with state %s\n", name, DecoderStateName(stateBeforeFailure));
+        Log(LogCore, "%s DecoderFailure with state %s\n", name, DecoderStateName(stateBeforeFailure));
         return DDA_NO_ACTION;
     case DDS_LOADING:
     case DDS_UNLOADING:
     case DDS_QUERYING:
-        Log(SeverityFailure, "%s DecoderFailure - %s\n", name, DecoderStateName(stateBeforeFailure));
+        Log(LogCore, "%s DecoderFailure - %s\n", name, DecoderStateName(stateBeforeFailure));
         return DDA_FAILED;
     default:
-        Log(SeverityFailure, "%s DecoderFailure with bad state\n", name);
+        Log(LogCore, "%s DecoderFailure with bad state\n", name);
         return DDA_NO_ACTION;
     }
 }
@@ -688,14 +686,18 @@ void BaseDecoder::ReportProgress(double fraction) {
 }
 
 void BaseDecoder::Log(int32_t severity, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    LogV(severity, format, arguments);
+    va_end(arguments);
+}
+
+void BaseDecoder::LogV(int32_t severity, const char* format, va_list arguments) {
     if (logCallback == nullptr) {
         return;
     }
     char text[LogBufferSize];
-    va_list arguments;
-    va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
     logCallback(severity, text);
 }
 

@@ -6,6 +6,7 @@
 #include "core/time/Ticks.h"
 
 #include <atomic>
+#include <cstdarg>
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
@@ -121,6 +122,7 @@ public:
     void ReportProgress(double fraction);
     // Formats into a 4096-character buffer and hands the text to the log callback, if any.
     void Log(int32_t severity, const char* format, ...) __attribute__((format(printf, 3, 4)));
+    void LogV(int32_t severity, const char* format, va_list arguments) __attribute__((format(printf, 3, 0)));
     // ComputeFrameTime and the tick conversions (TicksFromSystemTime, TicksFromUnixSeconds,
     // TicksFromUnixMilliseconds, SystemTimeFromTicks) are the free functions of core/time/Ticks.h.
 

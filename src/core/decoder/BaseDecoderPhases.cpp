@@ -11,12 +11,10 @@
 
 namespace Vorn::Vorncast::Decoders {
 
-namespace {
-constexpr int32_t SeverityFailure = 0;
-} // namespace
+namespace {} // namespace
 
 void BaseDecoder::LogRefusal(const char* operation) {
-    Log(SeverityFailure, "BaseDecoder %s not implemented\n", operation);
+    Log(LogCore, "BaseDecoder %s not implemented\n", operation);
 }
 
 DecoderAction BaseDecoder::Refuse(const char* operation) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/time/Ticks.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -9,7 +11,6 @@
 // same code, each walking its own storage in one pass.
 namespace Vorn::Vorncast::Decoders::StreamTimes {
 
-constexpr int64_t OneSecond = 10000000;
 // Step between the frames of a recording whose stamps are all alike: 40 ms, 25 frames a second.
 constexpr int64_t DefaultFrameStep = 400000;
 
@@ -24,7 +25,7 @@ inline int64_t Subtract(int64_t a, int64_t b) {
 // How far a later stamp lies after an earlier one, at most one second.
 inline int64_t GapUpToOneSecond(int64_t later, int64_t earlier) {
     uint64_t gap = static_cast<uint64_t>(later) - static_cast<uint64_t>(earlier);
-    return static_cast<int64_t>(std::min<uint64_t>(gap, OneSecond));
+    return static_cast<int64_t>(std::min<uint64_t>(gap, TicksPerSecond));
 }
 
 // Frame counts and tick sums of stamp intervals, sorted into classes by the rounded milliseconds
@@ -160,7 +161,7 @@ template <class Iterator> void AssignSpreading(Iterator first, Iterator end) {
             SpaceEvenly(begin, groupEnd, Add(groupTime, step / 2), step);
         });
     if (last) {
-        int64_t step = OneSecond / last->count;
+        int64_t step = TicksPerSecond / last->count;
         SpaceEvenly(last->begin, end, Add(last->time, step / 2), step);
     }
 }
@@ -177,13 +178,13 @@ template <class Iterator> void AssignMonotonic(Iterator first, Iterator end) {
     auto last = WalkStampGroups(
         first, end, [](int64_t time, int64_t groupTime) { return time == 0 || time == groupTime; },
         [&position](Iterator begin, Iterator groupEnd, int64_t groupTime, int64_t count, int64_t nextTime) {
-            int64_t interval = nextTime > groupTime ? GapUpToOneSecond(nextTime, groupTime) : OneSecond;
+            int64_t interval = nextTime > groupTime ? GapUpToOneSecond(nextTime, groupTime) : TicksPerSecond;
             int64_t start = std::max(position, groupTime);
             SpaceEvenly(begin, groupEnd, start, interval / count);
             position = Add(start, interval);
         });
     if (last) {
-        SpaceEvenly(last->begin, end, std::max(position, last->time), OneSecond / last->count);
+        SpaceEvenly(last->begin, end, std::max(position, last->time), TicksPerSecond / last->count);
     }
 }
 

@@ -19,6 +19,23 @@ constexpr int64_t TicksPerMinute = 60 * TicksPerSecond;
 constexpr int64_t TicksPerHour = 60 * TicksPerMinute;
 constexpr int64_t TicksPerDay = 24 * TicksPerHour;
 
+// Adds without leaving the 64-bit range: the result stops at either end.
+constexpr int64_t SaturatingAdd(int64_t a, int64_t b) {
+    int64_t sum = 0;
+    if (__builtin_add_overflow(a, b, &sum)) {
+        return b > 0 ? INT64_MAX : INT64_MIN;
+    }
+    return sum;
+}
+
+constexpr int64_t SaturatingSubtract(int64_t a, int64_t b) {
+    int64_t difference = 0;
+    if (__builtin_sub_overflow(a, b, &difference)) {
+        return b < 0 ? INT64_MAX : INT64_MIN;
+    }
+    return difference;
+}
+
 // A calendar time in ticks. A time no calendar holds (see SystemTimeToFileTime) gives
 // FileTimeEpochTicks, the tick value of file time 0.
 int64_t TicksFromSystemTime(const SystemTime& time);

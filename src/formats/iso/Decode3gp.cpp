@@ -1,13 +1,10 @@
 #include "formats/iso/Decode3gp.h"
 
-#include "core/client/PlaceholderDecoder.h"
 #include "formats/iso/IsoBoxTypes.h"
 
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
-
-constexpr const char* PhoneExtensions = "3gp;mp4";
 
 const DecodeISOMedia::CodecTexts ThreeGpTexts = {
     "Decode3gp::SetCodec Video codec mp4v\n",
@@ -20,18 +17,7 @@ const DecodeISOMedia::CodecTexts ThreeGpTexts = {
 
 } // namespace
 
-Decode3gp::Decode3gp() : DecodeISOMedia(new ISOMediaFile) {}
-
-const char* Decode3gp::GetExtensions(int32_t* count) {
-    if (count != nullptr) {
-        *count = CountExtensions(PhoneExtensions);
-    }
-    return PhoneExtensions;
-}
-
-bool Decode3gp::IsExtension(const char* extension) {
-    return ExtensionListHas(PhoneExtensions, extension);
-}
+Decode3gp::Decode3gp(const DecoderRow& row) : DecodeISOMedia(row, new ISOMediaFile) {}
 
 DecoderAction Decode3gp::SetCodec() {
     const ISOMediaTrack* video = nullptr;
@@ -47,10 +33,6 @@ DecoderAction Decode3gp::SetCodec() {
         totalAudioFrames = 0;
     }
     return DDA_COMPLETE;
-}
-
-BaseDecoder* CreateDecode3gp(const DecoderRow&) {
-    return new Decode3gp;
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/client/DecoderRows.h"
 #include "formats/iso/DecodeISOMedia.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -10,17 +9,10 @@ namespace Vorn::Vorncast::Decoders {
 // not load.
 class Decode3gp : public DecodeISOMedia {
 public:
-    Decode3gp();
-
-    const char* GetDecoderName() override { return "Mobile phone 3GP"; }
-    void GetDecoderGuid(const char** guid) override { *guid = "CEABCACD-5446-41f9-94A2-3391B2C9F578"; }
-    const char* GetExtensions(int32_t* count) override;
-    bool IsExtension(const char* extension) override;
+    explicit Decode3gp(const DecoderRow& row);
 
 protected:
     DecoderAction SetCodec() override;
 };
-
-BaseDecoder* CreateDecode3gp(const DecoderRow& row);
 
 } // namespace Vorn::Vorncast::Decoders

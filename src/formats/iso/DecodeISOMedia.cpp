@@ -1,4 +1,5 @@
 #include "formats/iso/DecodeISOMedia.h"
+#include "model/support/Limits.h"
 
 #include "formats/iso/IsoBoxTypes.h"
 #include "formats/iso/IsoTimes.h"
@@ -15,8 +16,6 @@ constexpr uint32_t LargeSizeMarker = 1;
 constexpr uint32_t ToEndOfFile = 0;
 constexpr uint32_t LargeHeaderSize = 16;
 constexpr int32_t BytesPerPixel = 3;
-// Pictures above this many bytes are refused everywhere in the library.
-constexpr int64_t LargestPicture = 0x8FFFFFF;
 constexpr int32_t AmrFrameOutputBytes = 320;
 
 const DecodeISOMedia::LoadTexts IsoMediaTexts = {
@@ -24,12 +23,18 @@ const DecodeISOMedia::LoadTexts IsoMediaTexts = {
     {"DecodeISOMedia Box ends after file 1\n", "DecodeISOMedia Box ends after file 2\n"},
     "DecodeISOMedia Bad movie box\n",
     "DecodeISOMedia bad file type box\n",
-    "DecodeISOMedia LoadingReadComplete with bad loading state\n",
 };
 
 } // namespace
 
-DecodeISOMedia::DecodeISOMedia(ISOMediaFile* movie) : movie(movie) {
+const TypeStep<DecodeISOMedia::BoxStep> DecodeISOMedia::TopLevelBoxes[] = {
+    {IsoBox::Moov, &DecodeISOMedia::OnMovie},
+    {IsoBox::Ftyp, &DecodeISOMedia::OnFileType},
+    {IsoBox::Free, &DecodeISOMedia::OnFree},
+};
+
+DecodeISOMedia::DecodeISOMedia(const DecoderRow& row, ISOMediaFile* movie)
+    : FormatDecoder(row), movie(movie) {
     randomAccessFlag = 1;
     frameAccurateFlag = 1;
     hasAudio = false;
@@ -45,22 +50,14 @@ void DecodeISOMedia::LogFromParser(void* context, int32_t severity, const char* 
     static_cast<DecodeISOMedia*>(context)->Log(severity, "%s", text);
 }
 
-const char* DecodeISOMedia::GetExtensions(int32_t* count) {
-    if (count != nullptr) {
-        *count = 0;
-    }
-    return "";
-}
-
 const DecodeISOMedia::LoadTexts& DecodeISOMedia::Texts() const {
     return IsoMediaTexts;
 }
 
-void DecodeISOMedia::Reset() {
+void DecodeISOMedia::ForgetRecording() {
     movie->Clear();
     fileId = -1;
     fileSize = 0;
-    readBuffer.Free();
     picture.reset();
     pictureSize = 0;
     audioBuffer.reset();
@@ -117,155 +114,93 @@ bool DecodeISOMedia::IsValidHeader(const uint8_t* bytes, uint32_t size) {
 DecoderAction DecodeISOMedia::LoadingCore() {
     // One decoder object serves every load of the process: nothing of an earlier file stays.
     Reset();
-    return DDA_OPEN;
+    return Open(loadName, &DecodeISOMedia::OnOpened, nullptr);
 }
 
-void DecodeISOMedia::LoadingGetOpenName(char* name) {
-    std::memcpy(name, loadName, MaxPathLength);
-}
-
-DecoderAction DecodeISOMedia::LoadingOpenComplete(int32_t id, uint64_t size) {
+DecoderAction DecodeISOMedia::OnOpened(int32_t id, uint64_t size) {
     if (id == -1) {
-        Log(0, "DecodeISOMedia File open failed\n");
-        return DecoderFailure();
+        return Fail("DecodeISOMedia File open failed\n");
     }
     fileId = id;
     fileSize = size;
     if (size < BoxHeaderSize) {
-        Log(0, "DecodeISOMedia File too small for even one box\n");
-        return DecoderFailure();
+        return Fail("DecodeISOMedia File too small for even one box\n");
     }
-    firstReadSize = static_cast<uint32_t>(std::min<uint64_t>(FirstReadSize, size));
-    if (!readBuffer.Grow(FirstReadSize)) {
-        return DecoderFailure();
-    }
-    loadingState = LS_FIRST_READ;
-    return DDA_READ;
+    return Read(fileId, 0, static_cast<uint32_t>(std::min<uint64_t>(FirstReadSize, size)),
+                &DecodeISOMedia::OnFirstRead, Texts().readFailed);
 }
 
-void DecodeISOMedia::LoadingGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                              uint8_t** buffer) {
-    *id = fileId;
-    *buffer = readBuffer.Data();
-    switch (loadingState) {
-    case LS_FIRST_READ:
-        *offset = 0;
-        *size = firstReadSize;
-        return;
-    case LS_BOX_HEADER:
-    case LS_LARGE_SIZE:
-        *offset = position;
-        *size = BoxHeaderSize;
-        return;
-    case LS_MOVIE:
-    case LS_FILE_TYPE:
-    case LS_FREE:
-        *offset = position;
-        *size = static_cast<uint32_t>(boxSize - headerSize);
-        return;
-    default:
-        Log(0, "DecodeISOMedia GetReadParameters with bad loading state\n");
-        *id = -1;
-        *offset = 0;
-        *size = 0;
-        *buffer = nullptr;
-        return;
-    }
-}
-
-DecoderAction DecodeISOMedia::LoadingReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(0, "%s", Texts().readFailed);
+DecoderAction DecodeISOMedia::OnFirstRead(ByteView bytes) {
+    if (!IsValidHeader(bytes.Data(), static_cast<uint32_t>(bytes.Size()))) {
         return DecoderFailure();
     }
-    switch (loadingState) {
-    case LS_FIRST_READ:
-        if (!IsValidHeader(readBuffer.Data(), firstReadSize)) {
-            return DecoderFailure();
-        }
-        position = 0;
-        loadingState = LS_BOX_HEADER;
-        return DDA_READ;
-    case LS_BOX_HEADER:
-        return ReadBoxHeader();
-    case LS_LARGE_SIZE:
-        boxSize = ByteView(readBuffer.Data(), BoxHeaderSize).U64BE(0);
-        headerSize = LargeHeaderSize;
-        return WalkBox(LS_LARGE_SIZE);
-    case LS_MOVIE:
-    case LS_FILE_TYPE:
-    case LS_FREE:
-        return ParseBoxPayload();
-    default:
-        Log(0, "%s", Texts().badState);
-        return DecoderFailure();
-    }
+    position = 0;
+    return ReadBoxHeader();
 }
 
 DecoderAction DecodeISOMedia::ReadBoxHeader() {
-    ByteView header(readBuffer.Data(), BoxHeaderSize);
-    const uint32_t size = header.U32BE(0);
-    boxType = header.U32BE(4);
+    return Read(fileId, position, BoxHeaderSize, &DecodeISOMedia::OnBoxHeader, Texts().readFailed);
+}
+
+DecoderAction DecodeISOMedia::OnBoxHeader(ByteView header) {
+    ByteReader r(header);
+    const uint32_t size = r.U32BE();
+    boxType = r.U32BE();
     position += BoxHeaderSize;
     headerSize = BoxHeaderSize;
     if (size == LargeSizeMarker) {
         // The 64-bit size is read from where the payload would begin, and the position stays there:
         // the box is then taken to start 8 bytes later than it does.
-        loadingState = LS_LARGE_SIZE;
-        return DDA_READ;
+        return Read(fileId, position, BoxHeaderSize, &DecodeISOMedia::OnLargeSize, Texts().readFailed);
     }
     boxSize = size == ToEndOfFile ? fileSize - (position - BoxHeaderSize) : size;
-    return WalkBox(LS_BOX_HEADER);
+    return WalkBox(1);
 }
 
+DecoderAction DecodeISOMedia::OnLargeSize(ByteView size) {
+    boxSize = size.U64BE(0);
+    headerSize = LargeHeaderSize;
+    return WalkBox(2);
+}
+
+// The boxes the family reads are read whole; all others are passed over.
 DecoderAction DecodeISOMedia::WalkBox(int32_t fromState) {
     if (boxSize < headerSize || boxSize - headerSize > fileSize - position) {
-        Log(0, "%s", Texts().endsAfterFile[fromState - 1]);
-        return DecoderFailure();
+        return Fail("%s", Texts().endsAfterFile[fromState - 1]);
     }
     if (RefusesBox(boxType, fromState)) {
         return DecoderFailure();
     }
     boxEnd = position + (boxSize - headerSize);
-    switch (boxType) {
-    case IsoBox::Moov:
-        return ReadBoxPayload(LS_MOVIE);
-    case IsoBox::Ftyp:
-        return ReadBoxPayload(LS_FILE_TYPE);
-    case IsoBox::Free:
-        return ReadBoxPayload(LS_FREE);
-    default:
+    BoxStep step = nullptr;
+    if (!DispatchByType(TopLevelBoxes, boxType, [&step](BoxStep known) { step = known; })) {
         return NextBox();
     }
-}
-
-DecoderAction DecodeISOMedia::ReadBoxPayload(int32_t payloadState) {
     ReportPosition();
-    if (!readBuffer.Grow(static_cast<size_t>(boxSize - headerSize))) {
+    if (boxSize - headerSize > ReadBuffer::MaxCapacity) {
         return DecoderFailure();
     }
-    loadingState = payloadState;
-    return DDA_READ;
+    return Read(fileId, position, static_cast<uint32_t>(boxSize - headerSize), step, Texts().readFailed);
 }
 
-DecoderAction DecodeISOMedia::ParseBoxPayload() {
-    const uint8_t* payload = readBuffer.Data();
-    const size_t length = static_cast<size_t>(boxSize - headerSize);
-    if (loadingState == LS_MOVIE) {
-        BeforeMovieBox();
-        if (!movie->ParseMovieBox(payload, length)) {
-            Log(0, "%s", Texts().badMovie);
-            return DecoderFailure();
-        }
-        videoTrack = movie->GetTrack(0);
-    } else if (loadingState == LS_FILE_TYPE) {
-        if (!movie->ParseFileTypeBox(payload, length)) {
-            Log(0, "%s", Texts().badFileType);
-            return DecoderFailure();
-        }
-    } else {
-        ParseFreeBox(ByteView(payload, length));
+DecoderAction DecodeISOMedia::OnMovie(ByteView payload) {
+    BeforeMovieBox();
+    if (!movie->ParseMovieBox(payload.Data(), payload.Size())) {
+        return Fail("%s", Texts().badMovie);
     }
+    videoTrack = movie->GetTrack(0);
+    return NextBox();
+}
+
+DecoderAction DecodeISOMedia::OnFileType(ByteView payload) {
+    if (!movie->ParseFileTypeBox(payload.Data(), payload.Size())) {
+        return Fail("%s", Texts().badFileType);
+    }
+    return NextBox();
+}
+
+DecoderAction DecodeISOMedia::OnFree(ByteView payload) {
+    ParseFreeBox(payload);
     return NextBox();
 }
 
@@ -275,8 +210,7 @@ DecoderAction DecodeISOMedia::NextBox() {
         return FinishLoading();
     }
     ReportPosition();
-    loadingState = LS_BOX_HEADER;
-    return DDA_READ;
+    return ReadBoxHeader();
 }
 
 void DecodeISOMedia::ReportPosition() {
@@ -285,28 +219,25 @@ void DecodeISOMedia::ReportPosition() {
 
 DecoderAction DecodeISOMedia::FinishLoading() {
     if (movie->GetTrackCount() == 0) {
-        Log(0, "DecodeISOMedia No track present\n");
-        return DecoderFailure();
+        return Fail("DecodeISOMedia No track present\n");
     }
     FindTracks();
     totalFrames = static_cast<int32_t>(videoTrack->GetSampleCount());
     totalAudioFrames = audioTrack != nullptr ? static_cast<int32_t>(audioTrack->GetSampleCount()) : 0;
     if (totalFrames < 1) {
-        Log(0, "DecodeISOMedia No images int file\n");
-        return DecoderFailure();
+        return Fail("DecodeISOMedia No images int file\n");
     }
     imageWidth = videoTrack->GetVisualWidth(0);
     imageHeight = videoTrack->GetVisualHeight(0);
     SetAspectRatio();
     SetTimeSpan(GetFirstTimes(), GetLastTimes());
     if (!MakePictureBuffer()) {
-        Log(0, "DecodeISOMedia Picture size out of range\n");
-        return DecoderFailure();
+        return Fail("DecodeISOMedia Picture size out of range\n");
     }
     colour = true;
     // A sample larger than the file cannot be read whole, so the buffer need not hold it.
-    if (!readBuffer.Grow(
-            static_cast<size_t>(std::min<uint64_t>(videoTrack->GetLargestSampleSize(), fileSize)))) {
+    if (!readBuffer.Resize(
+            static_cast<uint32_t>(std::min<uint64_t>(videoTrack->GetLargestSampleSize(), fileSize)))) {
         return DecoderFailure();
     }
     currentInfo = videoTrack->GetSampleInfo(currentFrame);
@@ -335,7 +266,7 @@ void DecodeISOMedia::FindTracks() {
 
 bool DecodeISOMedia::MakePictureBuffer() {
     const int64_t bytes = int64_t{imageWidth} * imageHeight * BytesPerPixel;
-    if (bytes > LargestPicture) {
+    if (bytes > MaxPictureBytes) {
         return false;
     }
     pictureSize = static_cast<int32_t>(bytes);
@@ -372,21 +303,21 @@ DecoderAction DecodeISOMedia::StartPhoneVideo(const ISOMediaTrack* track, const 
     bool started = false;
     const uint32_t format = track->GetSampleFormat(currentDescription);
     if (format == IsoBox::Mp4v && texts.mp4v != nullptr) {
-        Log(1, "%s", texts.mp4v);
+        Log(LogEvent, "%s", texts.mp4v);
         started = StartVideo(mpeg4Adapter, config, configSize);
     } else if (format == IsoBox::H263 && texts.h263 != nullptr) {
-        Log(1, "%s", texts.h263);
+        Log(LogEvent, "%s", texts.h263);
         started = StartVideo(h263Adapter, nullptr, 0);
     } else if (format == IsoBox::Avc1 && texts.h264 != nullptr) {
         // An "avc1" entry has a configuration only from an "esds", which it hardly ever has: the
         // parameter sets then come in-band.
-        Log(1, "%s", texts.h264);
+        Log(LogEvent, "%s", texts.h264);
         started = StartVideo(h264Adapter, config, configSize);
     } else {
         return DDA_FAILED;
     }
     if (!started) {
-        Log(0, "%s", texts.failed);
+        Log(LogCore, "%s", texts.failed);
         return DDA_FAILED;
     }
     return DDA_COMPLETE;
@@ -402,10 +333,10 @@ uint32_t DecodeISOMedia::StartPhoneAudio(const CodecTexts& texts) {
         activeAudio = nullptr;
         chosen = track->GetSampleFormat(currentDescription);
         if (chosen == IsoBox::Samr) {
-            Log(1, "%s", texts.samr);
+            Log(LogEvent, "%s", texts.samr);
             StartAudio(amrAdapter);
         } else if (chosen == IsoBox::Mp4a) {
-            Log(1, "%s", texts.mp4a);
+            Log(LogEvent, "%s", texts.mp4a);
             StartAudio(aacAdapter);
         } else {
             chosen = 0;
@@ -427,28 +358,18 @@ bool DecodeISOMedia::StartAudio(IppAudioDecoder& adapter) {
     return true;
 }
 
-// ---- unloading and failing: close the file that stays open from the load on ----
+// ---- unloading: the video codec goes with the recording ----
 
 DecoderAction DecodeISOMedia::UnloadingCore() {
+    ReleaseVideo();
+    return FormatDecoder::UnloadingCore();
+}
+
+void DecodeISOMedia::ReleaseVideo() {
     if (activeVideo != nullptr) {
-        activeVideo->Close();
+        activeVideo->Release();
     }
     activeVideo = nullptr;
-    return DDA_CLOSE;
-}
-
-DecoderAction DecodeISOMedia::UnloadingCloseComplete(int32_t) {
-    Reset();
-    return DDA_COMPLETE;
-}
-
-DecoderAction DecodeISOMedia::FailingCore() {
-    return fileId != -1 ? DDA_CLOSE : DDA_NO_ACTION;
-}
-
-DecoderAction DecodeISOMedia::FailingCloseComplete(int32_t) {
-    fileId = -1;
-    return DecoderFailure();
 }
 
 } // namespace Vorn::Vorncast::Decoders

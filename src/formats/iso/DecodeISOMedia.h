@@ -5,9 +5,9 @@
 #include "codecs/video/IppDecoderH263.h"
 #include "codecs/video/IppDecoderH264.h"
 #include "codecs/video/IppDecoderMPEG4.h"
-#include "core/decoder/BaseDecoder.h"
+#include "core/decoder/FormatDecoder.h"
 #include "formats/iso/ISOMediaFile.h"
-#include "formats/iso/IsoReadBuffer.h"
+#include "formats/shared/TypeDispatch.h"
 
 #include <cstdint>
 #include <memory>
@@ -19,7 +19,7 @@ namespace Vorn::Vorncast::Decoders {
 // is decoded by walking forward from its sync sample, and the walk goes on from the last decoded
 // sample when that lies on the way, so that stepping forward decodes one sample a frame. Derived
 // classes choose the codecs. The file stays open from load to unload.
-class DecodeISOMedia : public BaseDecoder {
+class DecodeISOMedia : public FormatDecoder {
 public:
     ~DecodeISOMedia() override;
 
@@ -28,18 +28,12 @@ public:
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
     int32_t IndexOfAudioFrameAtStreamTime(int64_t streamTime) override;
     // None of the frame walks looks at the camera filter: the file has one camera.
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;
     int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetAudioFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override;
     int32_t GetPreviousAudioFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetNextAudioFrame(int32_t frame, int32_t cameraFilter) override;
     uint64_t GetFramePeriod() override;
-    void Reset() override;
-    const char* GetDecoderName() override { return "ISO base media file"; }
-    void GetDecoderGuid(const char** guid) override { *guid = "47843126-809F-46f7-AEA8-CEDBF555174B"; }
-    const char* GetExtensions(int32_t* count) override;
-    bool IsExtension(const char*) override { return false; }
 
     // The texts of the box walk, which the Vigilant variant words with its own name.
     struct LoadTexts {
@@ -47,7 +41,6 @@ public:
         const char* endsAfterFile[2];
         const char* badMovie;
         const char* badFileType;
-        const char* badState;
     };
     // The log texts of the phone formats' codec choice, worded with the class's name. A null text
     // leaves that codec out.
@@ -66,7 +59,9 @@ public:
 
 protected:
     // Takes the movie object, which the variant chooses.
-    explicit DecodeISOMedia(ISOMediaFile* movie);
+    DecodeISOMedia(const DecoderRow& row, ISOMediaFile* movie);
+
+    void ForgetRecording() override;
 
     virtual FrameTimes GetFirstTimes();
     virtual FrameTimes GetLastTimes();
@@ -87,32 +82,11 @@ protected:
     FrameTimes GetAudioFrameTimes() override;
 
     DecoderAction LoadingCore() override;
-    void LoadingGetOpenName(char* name) override;
-    DecoderAction LoadingOpenComplete(int32_t fileId, uint64_t fileSize) override;
-    void LoadingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                  uint8_t** buffer) override;
-    DecoderAction LoadingReadComplete(int32_t fileId, bool ok) override;
-
     DecoderAction PositioningCore() override;
     DecoderAction PositioningAudioCore() override;
-
     DecoderAction DecompressingCore() override;
-    void DecompressingGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                        uint8_t** buffer) override;
-    DecoderAction DecompressingReadComplete(int32_t fileId, bool ok) override;
-
     DecoderAction DecompressingAudioCore() override;
-    void DecompressingAudioGetReadParameters(int32_t* fileId, uint64_t* offset, uint32_t* size,
-                                             uint8_t** buffer) override;
-    DecoderAction DecompressingAudioReadComplete(int32_t fileId, bool ok) override;
-
     DecoderAction UnloadingCore() override;
-    void UnloadingGetFileToClose(int32_t* id) override { *id = fileId; }
-    DecoderAction UnloadingCloseComplete(int32_t fileId) override;
-
-    DecoderAction FailingCore() override;
-    void FailingGetFileToClose(int32_t* id) override { *id = fileId; }
-    DecoderAction FailingCloseComplete(int32_t fileId) override;
 
     // Starts the video adapter for the format of `track` at the current description index, with
     // the entry's configuration. DDA_FAILED for a format without a text, or when it cannot start.
@@ -121,6 +95,8 @@ protected:
     // chosen, or 0 when the last sound track has none of this family's.
     uint32_t StartPhoneAudio(const CodecTexts& texts);
 
+    // Frees the active video adapter's engine and clears it.
+    void ReleaseVideo();
     // Initialises one video adapter with the current picture size and makes it the active one.
     bool StartVideo(IppDecoder& adapter, const uint8_t* config, int32_t configSize);
     // Initialises one audio adapter and makes it the active one.
@@ -130,8 +106,6 @@ protected:
 
     int32_t fileId = -1;
     uint64_t fileSize = 0;
-    IsoReadBuffer readBuffer;
-    int32_t loadingState = 0;
     uint64_t position = 0;
     uint32_t headerSize = 0;
     uint64_t boxSize = 0;
@@ -158,26 +132,23 @@ protected:
     int32_t pictureSize = 0;
     std::unique_ptr<uint8_t[]> audioBuffer;
     int32_t audioBufferSize = 0;
-    uint32_t firstReadSize = 0;
-    // Bytes of the sample the last decompressing read brought in.
-    uint32_t sampleReadSize = 0;
     // Bytes the walk to the current frame has read so far.
     uint64_t walkedBytes = 0;
 
 private:
-    enum LoadingState : int32_t {
-        LS_FIRST_READ = 0,
-        LS_BOX_HEADER = 1,
-        LS_LARGE_SIZE = 2,
-        LS_MOVIE = 3,
-        LS_FILE_TYPE = 4,
-        LS_FREE = 5,
-    };
+    using BoxStep = DecoderAction (DecodeISOMedia::*)(ByteView payload);
+    static const TypeStep<BoxStep> TopLevelBoxes[];
 
+    DecoderAction OnOpened(int32_t fileId, uint64_t fileSize);
+    DecoderAction OnFirstRead(ByteView bytes);
     DecoderAction ReadBoxHeader();
+    DecoderAction OnBoxHeader(ByteView header);
+    DecoderAction OnLargeSize(ByteView size);
+    // `fromState` 1 for a box with a 32-bit size, 2 for one with a 64-bit size.
     DecoderAction WalkBox(int32_t fromState);
-    DecoderAction ReadBoxPayload(int32_t payloadState);
-    DecoderAction ParseBoxPayload();
+    DecoderAction OnMovie(ByteView payload);
+    DecoderAction OnFileType(ByteView payload);
+    DecoderAction OnFree(ByteView payload);
     DecoderAction NextBox();
     DecoderAction FinishLoading();
     void FindTracks();
@@ -186,9 +157,13 @@ private:
     int32_t ComputeAudioFrameBytes() const;
     void ReportPosition();
 
-    // The read parameters of one sample, with the buffer grown to hold it.
-    void SampleReadParameters(const SampleInfo& info, int32_t* id, uint64_t* offset, uint32_t* size,
-                              uint8_t** buffer);
+    DecoderAction ReadVideoSample();
+    DecoderAction OnVideoSample(ByteView sample);
+    DecoderAction ReadAudioSample();
+    DecoderAction OnAudioSample(ByteView sample);
+    // Reads one sample of a walk for `step`. A walk that has read more bytes than the file holds
+    // reads no further.
+    DecoderAction ReadSample(const SampleInfo& info, ReadStep<DecodeISOMedia> step, const char* failure);
     static int32_t IndexAtTime(const ISOMediaTrack* track, int32_t count, int64_t streamTime);
     static void LogFromParser(void* context, int32_t severity, const char* text);
 };

@@ -1,5 +1,6 @@
 #include "formats/iso/DecodeISOMedia.h"
 
+#include "core/framelists/StreamTimes.h"
 #include "formats/iso/IsoTimes.h"
 
 #include <algorithm>
@@ -36,34 +37,16 @@ int32_t WalkStart(int32_t target, int32_t syncSample, int32_t lastDecoded) {
     return syncSample;
 }
 
-int32_t PreviousIndex(int32_t frame, int32_t count) {
-    if (frame < 1) {
-        return -1;
-    }
-    return frame <= count ? frame - 1 : count - 1;
-}
-
-int32_t NextIndex(int32_t frame, int32_t count) {
-    if (frame < 0) {
-        return 0;
-    }
-    return frame < count - 1 ? frame + 1 : -1;
-}
-
 } // namespace
 
 // ---- frame indices and times ----
 
-int32_t DecodeISOMedia::GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
-    return GetPreviousFrame(frame + 1, cameraFilter);
-}
-
 int32_t DecodeISOMedia::GetPreviousFrame(int32_t frame, int32_t) {
-    return PreviousIndex(frame, totalFrames);
+    return StreamTimes::PreviousIndex(frame, totalFrames);
 }
 
 int32_t DecodeISOMedia::GetNextFrame(int32_t frame, int32_t) {
-    return NextIndex(frame, totalFrames);
+    return StreamTimes::NextIndex(frame, totalFrames);
 }
 
 int32_t DecodeISOMedia::GetAudioFrameAtOrBefore(int32_t frame, int32_t cameraFilter) {
@@ -71,18 +54,18 @@ int32_t DecodeISOMedia::GetAudioFrameAtOrBefore(int32_t frame, int32_t cameraFil
 }
 
 int32_t DecodeISOMedia::GetPreviousAudioFrame(int32_t frame, int32_t) {
-    return audioTrack != nullptr ? PreviousIndex(frame, totalAudioFrames) : -1;
+    return audioTrack != nullptr ? StreamTimes::PreviousIndex(frame, totalAudioFrames) : -1;
 }
 
 int32_t DecodeISOMedia::GetNextAudioFrame(int32_t frame, int32_t) {
-    return audioTrack != nullptr ? NextIndex(frame, totalAudioFrames) : -1;
+    return audioTrack != nullptr ? StreamTimes::NextIndex(frame, totalAudioFrames) : -1;
 }
 
 uint64_t DecodeISOMedia::GetFramePeriod() {
     if (videoTrack == nullptr || totalFrames < 1) {
         return DefaultFramePeriod;
     }
-    const double movieTicks = movie->GetDurationSeconds() * IsoTicksPerSecond;
+    const double movieTicks = movie->GetDurationSeconds() * TicksPerSecond;
     // A duration of more ticks than a signed 64-bit count holds is no time a recorder wrote, and
     // the period times the frames must give the load's duration back in such a count.
     if (!(movieTicks < TickCountLimit)) {
@@ -113,40 +96,16 @@ int32_t DecodeISOMedia::IndexOfAudioFrameAtStreamTime(int64_t streamTime) {
     return IndexAtTime(audioTrack, totalAudioFrames, streamTime);
 }
 
-// The sample at or before a stream time, by a binary search over the track's sample times; -1
-// before the first sample and the last sample at or behind the last.
+// The sample at or before a stream time: -1 before the first sample and the last sample at or
+// behind the last.
 int32_t DecodeISOMedia::IndexAtTime(const ISOMediaTrack* track, int32_t count, int64_t streamTime) {
-    if (track == nullptr || count < 1) {
+    if (track == nullptr) {
         return -1;
     }
     const int64_t creation = track->creationTime;
     const int64_t time = streamTime < creation ? INT64_MIN : SaturatingSubtract(streamTime, creation);
-    const int32_t last = count - 1;
-    if (time >= track->GetSampleInfo(last).time) {
-        return last;
-    }
-    const int64_t first = track->GetSampleInfo(0).time;
-    if (time == first) {
-        return 0;
-    }
-    if (time < first) {
-        return -1;
-    }
-    int32_t low = 0;
-    int32_t high = last;
-    while (high - low > 1) {
-        const int32_t middle = low + (high - low) / 2;
-        const int64_t middleTime = track->GetSampleInfo(middle).time;
-        if (middleTime == time) {
-            return middle;
-        }
-        if (middleTime < time) {
-            low = middle;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
+    return StreamTimes::SearchStreamTime(count, time,
+                                         [track](int32_t index) { return track->GetSampleInfo(index).time; });
 }
 
 // ---- positioning: the sample tables hold everything a frame's times need ----
@@ -178,58 +137,38 @@ DecoderAction DecodeISOMedia::DecompressingCore() {
     }
     nextVideoSample = WalkStart(currentFrame, currentInfo.syncSample, lastVideoSample);
     walkedBytes = 0;
-    return DDA_READ;
+    return ReadVideoSample();
 }
 
-void DecodeISOMedia::DecompressingGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                                    uint8_t** buffer) {
+DecoderAction DecodeISOMedia::ReadVideoSample() {
     const SampleInfo info =
         nextVideoSample == currentFrame ? currentInfo : videoTrack->GetSampleInfo(nextVideoSample);
     if (info.descriptionIndex != currentDescription) {
-        if (activeVideo != nullptr) {
-            activeVideo->Close();
-        }
-        activeVideo = nullptr;
+        ReleaseVideo();
         currentDescription = info.descriptionIndex;
         SetCodec();
     }
-    SampleReadParameters(info, id, offset, size, buffer);
+    return ReadSample(info, &DecodeISOMedia::OnVideoSample,
+                      "DecodeISOMedia::DecompressingReadComplete failed while positioning\n");
 }
 
-void DecodeISOMedia::SampleReadParameters(const SampleInfo& info, int32_t* id, uint64_t* offset,
-                                          uint32_t* size, uint8_t** buffer) {
-    *id = fileId;
-    *offset = info.offset;
-    *size = info.size;
-    *buffer = readBuffer.Data();
-    sampleReadSize = info.size;
-    // Samples do not overlap, so a walk never needs more bytes than the file holds. One that does
-    // reads the same bytes over again, as when the tables promise far more samples than the file
-    // has and a late frame lies far from its sync sample: it would not end in any useful time.
+// Samples do not overlap, so a walk never needs more bytes than the file holds. One that does
+// reads the same bytes over again, as when the tables promise far more samples than the file has
+// and a late frame lies far from its sync sample: it would not end in any useful time. A sample
+// larger than the file fails its read anyway, and is not given a buffer first.
+DecoderAction DecodeISOMedia::ReadSample(const SampleInfo& info, ReadStep<DecodeISOMedia> step,
+                                         const char* failure) {
     walkedBytes += info.size;
-    if (walkedBytes > fileSize) {
-        *id = -1;
-        return;
-    }
-    // A sample larger than the file fails its read anyway; one the buffer cannot take must not be
-    // read into it.
-    if (!readBuffer.Grow(static_cast<size_t>(std::min<uint64_t>(info.size, fileSize)))) {
-        *id = -1;
-        return;
-    }
-    *buffer = readBuffer.Data();
+    const bool readable = walkedBytes <= fileSize && info.size <= fileSize;
+    return Read(readable ? fileId : -1, info.offset, info.size, step, failure);
 }
 
-DecoderAction DecodeISOMedia::DecompressingReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(0, "DecodeISOMedia::DecompressingReadComplete failed while positioning\n");
-        return DecoderFailure();
-    }
+DecoderAction DecodeISOMedia::OnVideoSample(ByteView bytes) {
     uint8_t* sample = readBuffer.Data();
-    SetGroupOfVopMarker(sample, sampleReadSize);
-    const bool decoded =
-        activeVideo != nullptr &&
-        activeVideo->Decode(sample, static_cast<int32_t>(sampleReadSize), picture.get(), pictureSize);
+    const auto size = static_cast<uint32_t>(bytes.Size());
+    SetGroupOfVopMarker(sample, size);
+    const bool decoded = activeVideo != nullptr &&
+                         activeVideo->Decode(sample, static_cast<int32_t>(size), picture.get(), pictureSize);
     if (!decoded && picture != nullptr) {
         // A frame the codec refuses shows black, and the walk goes on.
         std::memset(picture.get(), 0, static_cast<size_t>(pictureSize));
@@ -239,7 +178,7 @@ DecoderAction DecodeISOMedia::DecompressingReadComplete(int32_t, bool ok) {
         return DDA_COMPLETE;
     }
     ++nextVideoSample;
-    return DDA_READ;
+    return ReadVideoSample();
 }
 
 bool DecodeISOMedia::GetImage(int32_t bufferSize, uint8_t* buffer) {
@@ -261,11 +200,10 @@ DecoderAction DecodeISOMedia::DecompressingAudioCore() {
     }
     nextAudioSample = WalkStart(currentAudioFrame, currentAudioInfo.syncSample, lastAudioSample);
     walkedBytes = 0;
-    return DDA_READ;
+    return ReadAudioSample();
 }
 
-void DecodeISOMedia::DecompressingAudioGetReadParameters(int32_t* id, uint64_t* offset, uint32_t* size,
-                                                         uint8_t** buffer) {
+DecoderAction DecodeISOMedia::ReadAudioSample() {
     const SampleInfo info =
         nextAudioSample == currentAudioFrame ? currentAudioInfo : audioTrack->GetSampleInfo(nextAudioSample);
     if (info.descriptionIndex != currentDescription) {
@@ -278,26 +216,23 @@ void DecodeISOMedia::DecompressingAudioGetReadParameters(int32_t* id, uint64_t* 
         currentDescription = info.descriptionIndex;
         SetCodec();
     }
-    SampleReadParameters(info, id, offset, size, buffer);
+    return ReadSample(info, &DecodeISOMedia::OnAudioSample,
+                      "DecodeISOMedia::DecompressingAudioReadComplete failed while positioning\n");
 }
 
-DecoderAction DecodeISOMedia::DecompressingAudioReadComplete(int32_t, bool ok) {
-    if (!ok) {
-        Log(0, "DecodeISOMedia::DecompressingAudioReadComplete failed while positioning\n");
-        return DecoderFailure();
-    }
+DecoderAction DecodeISOMedia::OnAudioSample(ByteView sample) {
     if (activeAudio == nullptr) {
         return DecoderFailure();
     }
     // A frame the codec refuses leaves the buffer as it was.
-    activeAudio->Decode(readBuffer.Data(), static_cast<int32_t>(sampleReadSize), audioBuffer.get(),
+    activeAudio->Decode(sample.Data(), static_cast<int32_t>(sample.Size()), audioBuffer.get(),
                         audioBufferSize);
     lastAudioSample = nextAudioSample;
     if (lastAudioSample == currentAudioFrame) {
         return DDA_COMPLETE;
     }
     ++nextAudioSample;
-    return DDA_READ;
+    return ReadAudioSample();
 }
 
 bool DecodeISOMedia::GetAudio(int32_t size, uint8_t* buffer) {

@@ -1,12 +1,8 @@
 #include "formats/iso/DecodeISOMediaMp4.h"
 
-#include "core/client/PlaceholderDecoder.h"
-
 namespace Vorn::Vorncast::Decoders {
 
 namespace {
-
-constexpr const char* PhoneExtensions = "3gp;mp4";
 
 const DecodeISOMedia::CodecTexts Mp4Texts = {
     "DecodeISOMediaMp4::SetCodec Video codec mp4v\n",
@@ -19,18 +15,7 @@ const DecodeISOMedia::CodecTexts Mp4Texts = {
 
 } // namespace
 
-DecodeISOMediaMp4::DecodeISOMediaMp4() : DecodeISOMedia(new ISOMediaFile) {}
-
-const char* DecodeISOMediaMp4::GetExtensions(int32_t* count) {
-    if (count != nullptr) {
-        *count = CountExtensions(PhoneExtensions);
-    }
-    return PhoneExtensions;
-}
-
-bool DecodeISOMediaMp4::IsExtension(const char* extension) {
-    return ExtensionListHas(PhoneExtensions, extension);
-}
+DecodeISOMediaMp4::DecodeISOMediaMp4(const DecoderRow& row) : DecodeISOMedia(row, new ISOMediaFile) {}
 
 DecoderAction DecodeISOMediaMp4::SetCodec() {
     if (StartPhoneVideo(videoTrack, Mp4Texts) == DDA_FAILED) {
@@ -38,10 +23,6 @@ DecoderAction DecodeISOMediaMp4::SetCodec() {
     }
     StartPhoneAudio(Mp4Texts);
     return DDA_COMPLETE;
-}
-
-BaseDecoder* CreateDecodeISOMediaMp4(const DecoderRow&) {
-    return new DecodeISOMediaMp4;
 }
 
 } // namespace Vorn::Vorncast::Decoders

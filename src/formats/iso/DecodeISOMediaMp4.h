@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/client/DecoderRows.h"
 #include "formats/iso/DecodeISOMedia.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -10,17 +9,10 @@ namespace Vorn::Vorncast::Decoders {
 // configuration. A file whose audio is AAC does not load.
 class DecodeISOMediaMp4 : public DecodeISOMedia {
 public:
-    DecodeISOMediaMp4();
-
-    const char* GetDecoderName() override { return "Mobile phone MP4"; }
-    void GetDecoderGuid(const char** guid) override { *guid = "4A53EA3D-0A11-4dec-B9BD-E0EAF808EB31"; }
-    const char* GetExtensions(int32_t* count) override;
-    bool IsExtension(const char* extension) override;
+    explicit DecodeISOMediaMp4(const DecoderRow& row);
 
 protected:
     DecoderAction SetCodec() override;
 };
-
-BaseDecoder* CreateDecodeISOMediaMp4(const DecoderRow& row);
 
 } // namespace Vorn::Vorncast::Decoders

@@ -1,6 +1,5 @@
 #include "formats/iso/DecodeVigilantMp4.h"
 
-#include "core/client/PlaceholderDecoder.h"
 #include "core/time/TimeZoneInformation.h"
 #include "formats/iso/IsoBoxTypes.h"
 #include "formats/iso/IsoTimes.h"
@@ -14,14 +13,11 @@ namespace Vorn::Vorncast::Decoders {
 
 namespace {
 
-constexpr const char* VigilantExtensions = "mp4";
-
 const DecodeISOMedia::LoadTexts VigilantTexts = {
     "DecodeVigilantMp4 LoadingReadComplete failed while loading\n",
     {"DecodeVigilantMp4 Box ends after file 1\n", "DecodeVigilantMp4 Box ends after file 2\n"},
     "DecodeVigilantMp4 Bad movie box\n",
     "DecodeVigilantMp4 Bad file type box\n",
-    "DecodeVigilantMp4 LoadingReadComplete with bad loading state\n",
 };
 
 // Where the recorder's "free" payload keeps its texts and its zone.
@@ -41,7 +37,7 @@ constexpr int32_t DisplayAspectY = 288;
 
 // The MPEG-4 stream header (visual object sequence, visual object, video object and video object
 // layer) that fits the field pictures of 704 x 288. The 240-line form differs in the two bytes
-// 84 82 that carry the layer's height field.
+// that hold the layer's height, 0x84 0x82.
 constexpr uint8_t FieldStreamHeader[] = {0x00, 0x00, 0x01, 0xB0, 0x21, 0x00, 0x00, 0x01, 0xB5, 0x0C, 0x8F,
                                          0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x01, 0x20, 0x02, 0x04, 0x48,
                                          0xCA, 0x30, 0x00, 0x62, 0xC0, 0x84, 0x82, 0x92, 0x00};
@@ -75,25 +71,14 @@ size_t ReadLowBytes(ByteView payload, size_t at, size_t units, char* out) {
 
 } // namespace
 
-DecodeVigilantMp4::DecodeVigilantMp4() : DecodeISOMedia(new VigilantFile) {}
-
-const char* DecodeVigilantMp4::GetExtensions(int32_t* count) {
-    if (count != nullptr) {
-        *count = CountExtensions(VigilantExtensions);
-    }
-    return VigilantExtensions;
-}
-
-bool DecodeVigilantMp4::IsExtension(const char* extension) {
-    return ExtensionListHas(VigilantExtensions, extension);
-}
+DecodeVigilantMp4::DecodeVigilantMp4(const DecoderRow& row) : DecodeISOMedia(row, new VigilantFile) {}
 
 const DecodeISOMedia::LoadTexts& DecodeVigilantMp4::Texts() const {
     return VigilantTexts;
 }
 
-void DecodeVigilantMp4::Reset() {
-    DecodeISOMedia::Reset();
+void DecodeVigilantMp4::ForgetRecording() {
+    DecodeISOMedia::ForgetRecording();
     zoneRules = TimeZoneRules();
     offsetTicks = 0;
     cameraName[0] = '\0';
@@ -103,7 +88,7 @@ bool DecodeVigilantMp4::RefusesBox(uint32_t type, int32_t fromState) {
     if (type != IsoBox::Ftyp) {
         return false;
     }
-    Log(0, "DecodeVigilantMp4 File type box should not be present %d\n", fromState);
+    Log(LogCore, "DecodeVigilantMp4 File type box should not be present %d\n", fromState);
     return true;
 }
 
@@ -165,7 +150,7 @@ void DecodeVigilantMp4::GetFrameCamera(CameraTag* camera) {
 }
 
 void DecodeVigilantMp4::SetAspectRatio() {
-    Log(1, "DecodeVigilantMp4::SetAspectRatio\n");
+    Log(LogEvent, "DecodeVigilantMp4::SetAspectRatio\n");
     aspectX = DisplayAspectX;
     aspectY = DisplayAspectY;
 }
@@ -189,10 +174,6 @@ DecoderAction DecodeVigilantMp4::SetCodec() {
         configSize = sizeof fieldHeader;
     }
     return StartVideo(recorderAdapter, config, configSize) ? DDA_COMPLETE : DDA_FAILED;
-}
-
-BaseDecoder* CreateDecodeVigilantMp4(const DecoderRow&) {
-    return new DecodeVigilantMp4;
 }
 
 } // namespace Vorn::Vorncast::Decoders

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/client/DecoderRows.h"
 #include "core/time/TimeZoneRules.h"
 #include "formats/iso/DecodeISOMedia.h"
 #include "formats/iso/VigilantMpeg4Decoder.h"
@@ -17,16 +16,12 @@ public:
     static constexpr uint32_t ShortFreeSize = 819;
     static constexpr uint32_t LongFreeSize = 1741;
 
-    DecodeVigilantMp4();
+    explicit DecodeVigilantMp4(const DecoderRow& row);
 
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
-    void Reset() override;
-    const char* GetDecoderName() override { return "Vigilant Export Viewer MP4"; }
-    void GetDecoderGuid(const char** guid) override { *guid = "ACEA0A02-8FE5-4770-BBBD-6D6745371F80"; }
-    const char* GetExtensions(int32_t* count) override;
-    bool IsExtension(const char* extension) override;
 
 protected:
+    void ForgetRecording() override;
     FrameTimes GetFirstTimes() override;
     FrameTimes GetLastTimes() override;
     DecoderAction SetCodec() override;
@@ -49,7 +44,5 @@ private:
     int64_t offsetTicks = 0;
     char cameraName[CameraNameLength] = {};
 };
-
-BaseDecoder* CreateDecodeVigilantMp4(const DecoderRow& row);
 
 } // namespace Vorn::Vorncast::Decoders

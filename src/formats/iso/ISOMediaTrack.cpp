@@ -2,6 +2,7 @@
 
 #include "formats/iso/IsoBoxTypes.h"
 #include "formats/iso/IsoTimes.h"
+#include "formats/shared/IndexRows.h"
 
 #include <algorithm>
 #include <cstring>
@@ -62,10 +63,9 @@ uint64_t ReadTime(ByteView view, size_t at, bool wide) {
 
 // Whether `length` bytes from `rowsAt` on hold `count` rows of `rowBytes`, counted in signed
 // arithmetic as the tables' own tests do.
-bool HoldsRows(size_t length, size_t rowsAt, size_t rowBytes, uint32_t count) {
-    const int64_t rows =
-        (static_cast<int64_t>(length) - static_cast<int64_t>(rowsAt)) / static_cast<int64_t>(rowBytes);
-    return rows >= static_cast<int64_t>(count);
+// The rows of a sample table: a count at TableCountOffset, rows of `rowSize` bytes behind it.
+IndexRows TableRows(ByteView payload, size_t rowSize) {
+    return IndexRows(payload, TableRowsOffset, payload.U32BE(TableCountOffset), rowSize);
 }
 
 VisualSampleEntry* NewVisualEntry(uint32_t format) {
@@ -246,38 +246,22 @@ bool ISOMediaTrack::ParseSampleTableBox(const uint8_t* bytes, size_t length) {
     return walked;
 }
 
+// The boxes of a sample table and the step that reads each; the two chunk offset tables share one.
+const TypeStep<ISOMediaTrack::TableStep> ISOMediaTrack::SampleTableSteps[] = {
+    {IsoBox::Stsd, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseSampleDescriptions>},
+    {IsoBox::Stts, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseTimeToSample>},
+    {IsoBox::Stsc, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseSampleToChunk>},
+    {IsoBox::Stsz, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseSampleSizes>},
+    {IsoBox::Stz2, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseCompactSampleSizes>},
+    {IsoBox::Stco, &ISOMediaTrack::ParseChunkOffsetTable},
+    {IsoBox::Co64, &ISOMediaTrack::ParseChunkOffsetTable},
+    {IsoBox::Stss, &ISOMediaTrack::ParseTable<&ISOMediaTrack::ParseSyncSamples>},
+};
+
 // A bad table stays empty or partial and the parse goes on, so the results are not looked at.
 void ISOMediaTrack::ParseSampleTableChild(uint32_t type, ByteView payload) {
-    const uint8_t* bytes = payload.Data();
-    const size_t length = payload.Size();
-    switch (type) {
-    case IsoBox::Stsd:
-        ParseSampleDescriptions(bytes, length);
-        break;
-    case IsoBox::Stts:
-        ParseTimeToSample(bytes, length);
-        break;
-    case IsoBox::Stsc:
-        ParseSampleToChunk(bytes, length);
-        break;
-    case IsoBox::Stsz:
-        ParseSampleSizes(bytes, length);
-        break;
-    case IsoBox::Stz2:
-        ParseCompactSampleSizes(bytes, length);
-        break;
-    case IsoBox::Stco:
-        ParseChunkOffsets(bytes, length);
-        break;
-    case IsoBox::Co64:
-        ParseChunkOffsets64(bytes, length);
-        break;
-    case IsoBox::Stss:
-        ParseSyncSamples(bytes, length);
-        break;
-    default:
+    if (!DispatchByType(SampleTableSteps, type, [&](auto step) { (this->*step)(type, payload); })) {
         log.Write(1, "Not handled: %4x\n", type);
-        break;
     }
 }
 
@@ -331,33 +315,19 @@ void ISOMediaTrack::ParseAudioEntry(uint32_t format, ByteView entry) {
 }
 
 bool ISOMediaTrack::ParseTimeToSample(const uint8_t* bytes, size_t length) {
-    ByteView payload(bytes, length);
     timeToSample.Clear();
-    const uint32_t count = payload.U32BE(TableCountOffset);
-    if (!HoldsRows(length, TableRowsOffset, 8, count)) {
-        return false;
-    }
-    timeToSample.Reserve(count);
-    for (uint32_t row = 0; row < count; ++row) {
-        const size_t at = TableRowsOffset + size_t{row} * 8;
-        timeToSample.Add({payload.U32BE(at), payload.U32BE(at + 4)});
-    }
-    return true;
+    const IndexRows rows = TableRows(ByteView(bytes, length), 8);
+    timeToSample.Reserve(rows.Count());
+    rows.ForEach([this](ByteReader& row) { timeToSample.Add({row.U32BE(), row.U32BE()}); });
+    return rows.Fits();
 }
 
 bool ISOMediaTrack::ParseSampleToChunk(const uint8_t* bytes, size_t length) {
-    ByteView payload(bytes, length);
     sampleToChunk.Clear();
-    const uint32_t count = payload.U32BE(TableCountOffset);
-    if (!HoldsRows(length, TableRowsOffset, 12, count)) {
-        return false;
-    }
-    sampleToChunk.Reserve(count);
-    for (uint32_t row = 0; row < count; ++row) {
-        const size_t at = TableRowsOffset + size_t{row} * 12;
-        sampleToChunk.Add({payload.U32BE(at), payload.U32BE(at + 4), payload.U32BE(at + 8)});
-    }
-    return true;
+    const IndexRows rows = TableRows(ByteView(bytes, length), 12);
+    sampleToChunk.Reserve(rows.Count());
+    rows.ForEach([this](ByteReader& row) { sampleToChunk.Add({row.U32BE(), row.U32BE(), row.U32BE()}); });
+    return rows.Fits();
 }
 
 void ISOMediaTrack::SetSizeRows(uint32_t count) {
@@ -385,7 +355,7 @@ bool ISOMediaTrack::ParseSampleSizes(const uint8_t* bytes, size_t length) {
         sampleCount = count;
         return true;
     }
-    if (!HoldsRows(length, SizeTableRowsOffset, 4, count)) {
+    if (!IndexRows::Fit(ByteView(bytes, length), SizeTableRowsOffset, count, 4)) {
         return false;
     }
     SetSizeRows(count);
@@ -435,50 +405,36 @@ bool ISOMediaTrack::ParseCompactSampleSizes(const uint8_t* bytes, size_t length)
 }
 
 bool ISOMediaTrack::ParseChunkOffsets(const uint8_t* bytes, size_t length) {
-    ByteView payload(bytes, length);
-    chunkOffsets.Clear();
-    const uint32_t count = payload.U32BE(TableCountOffset);
-    if (!HoldsRows(length, TableRowsOffset, 4, count)) {
-        return false;
-    }
-    chunkOffsets.Reserve(count);
-    for (uint32_t row = 0; row < count; ++row) {
-        chunkOffsets.Add(payload.U32BE(TableRowsOffset + size_t{row} * 4));
-    }
-    return true;
+    return ParseChunkOffsetTable(IsoBox::Stco, ByteView(bytes, length));
 }
 
 bool ISOMediaTrack::ParseChunkOffsets64(const uint8_t* bytes, size_t length) {
-    ByteView payload(bytes, length);
+    return ParseChunkOffsetTable(IsoBox::Co64, ByteView(bytes, length));
+}
+
+// "stco" holds 32-bit offsets, "co64" 64-bit ones.
+bool ISOMediaTrack::ParseChunkOffsetTable(uint32_t type, ByteView payload) {
     chunkOffsets.Clear();
-    const uint32_t count = payload.U32BE(TableCountOffset);
-    if (!HoldsRows(length, TableRowsOffset, 8, count)) {
-        return false;
-    }
-    chunkOffsets.Reserve(count);
-    for (uint32_t row = 0; row < count; ++row) {
-        chunkOffsets.Add(payload.U64BE(TableRowsOffset + size_t{row} * 8));
-    }
-    return true;
+    const bool wide = type == IsoBox::Co64;
+    const IndexRows rows = TableRows(payload, wide ? 8 : 4);
+    chunkOffsets.Reserve(rows.Count());
+    rows.ForEach([this, wide](ByteReader& row) { chunkOffsets.Add(wide ? row.U64BE() : row.U32BE()); });
+    return rows.Fits();
 }
 
 bool ISOMediaTrack::ParseSyncSamples(const uint8_t* bytes, size_t length) {
-    ByteView payload(bytes, length);
     syncSamples.Clear();
     syncSamplesAscending = true;
-    const uint32_t count = payload.U32BE(TableCountOffset);
-    if (!HoldsRows(length, TableRowsOffset, 4, count)) {
-        return false;
-    }
-    syncSamples.Reserve(count);
-    for (uint32_t row = 0; row < count; ++row) {
-        const uint32_t number = payload.U32BE(TableRowsOffset + size_t{row} * 4);
+    const IndexRows rows = TableRows(ByteView(bytes, length), 4);
+    syncSamples.Reserve(rows.Count());
+    rows.ForEach([this](ByteReader& row) {
+        const uint32_t number = row.U32BE();
         if (!syncSamples.Empty() && number < syncSamples.Last()) {
             syncSamplesAscending = false;
         }
         syncSamples.Add(number);
-    }
-    return true;
+    });
+    return rows.Fits();
 }
 
 uint32_t ISOMediaTrack::GetSampleFormat(uint32_t descriptionIndex) const {

@@ -4,6 +4,7 @@
 #include "formats/iso/IsoParsing.h"
 #include "formats/iso/IsoSampleEntries.h"
 #include "formats/iso/IsoTable.h"
+#include "formats/shared/TypeDispatch.h"
 
 #include <cstdint>
 #include <memory>
@@ -64,6 +65,7 @@ public:
     bool ParseChunkOffsets(const uint8_t* bytes, size_t length);
     bool ParseChunkOffsets64(const uint8_t* bytes, size_t length);
     bool ParseSyncSamples(const uint8_t* bytes, size_t length);
+    bool ParseChunkOffsetTable(uint32_t type, ByteView payload);
 
     // "vmhd", "smhd", "hmhd", or 0 before a media header was seen.
     uint32_t GetMediaKind() const { return mediaKind; }
@@ -122,6 +124,13 @@ private:
     ChildStep ParseMediaChild(uint32_t type, ByteView payload);
     ChildStep ParseMediaInfoChild(uint32_t type, ByteView payload);
     void ParseSampleTableChild(uint32_t type, ByteView payload);
+    using TableStep = bool (ISOMediaTrack::*)(uint32_t type, ByteView payload);
+    // A table parser of bytes and length as a step of the dispatch table.
+    template <bool (ISOMediaTrack::*Parse)(const uint8_t*, size_t)>
+    bool ParseTable(uint32_t, ByteView payload) {
+        return (this->*Parse)(payload.Data(), payload.Size());
+    }
+    static const TypeStep<TableStep> SampleTableSteps[];
     void ParseVisualEntry(uint32_t format, ByteView entry);
     void ParseAudioEntry(uint32_t format, ByteView entry);
     void SetSizeRows(uint32_t count);

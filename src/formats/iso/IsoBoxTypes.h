@@ -1,17 +1,13 @@
 #pragma once
 
+#include "core/binary/FourCC.h"
+
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
 
-// A box type or a sample format as its four stored bytes read big-endian, so that codes compare
-// as raw bytes.
-constexpr uint32_t FourCC(const char (&code)[5]) {
-    return static_cast<uint32_t>(static_cast<uint8_t>(code[0])) << 24 |
-           static_cast<uint32_t>(static_cast<uint8_t>(code[1])) << 16 |
-           static_cast<uint32_t>(static_cast<uint8_t>(code[2])) << 8 |
-           static_cast<uint32_t>(static_cast<uint8_t>(code[3]));
-}
+// Box types and sample formats compare as their four stored bytes read big-endian.
+constexpr auto FourCC = FourCCBE;
 
 // The box names and sample formats this family knows.
 namespace IsoBox {

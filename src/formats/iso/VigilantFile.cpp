@@ -24,7 +24,7 @@ bool VigilantTrack::ParseTrackHeader(const uint8_t* bytes, size_t length) {
     if (!ReadTrackHeaderFields(header)) {
         return false;
     }
-    const uint64_t fileTime = uint64_t{header.U32BE(CreationHighWord)} << 32 | header.U32BE(CreationLowWord);
+    const uint64_t fileTime = JoinWords(header.U32BE(CreationHighWord), header.U32BE(CreationLowWord));
     creationTime = static_cast<int64_t>(fileTime + static_cast<uint64_t>(FileTimeEpochTicks));
     return true;
 }

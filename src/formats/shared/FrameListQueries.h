@@ -30,4 +30,47 @@ template <class Record> FrameTimes TimesOfFrame(const Record& record) {
     return times;
 }
 
+// The frame of camera `camera` nearest after `frame`, or -1. From -1 it gives the camera's first
+// frame.
+template <class FrameList> int32_t NextFrameOfCamera(FrameList& frames, int32_t frame, int32_t camera) {
+    for (int32_t index = frame < 0 ? 0 : frame + 1; index < frames.Count(); ++index) {
+        if (frames.GetCamera(index) == camera) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+// The frame of camera `camera` nearest before `frame`, or -1. From the frame count on it gives the
+// camera's last frame.
+template <class FrameList> int32_t PreviousFrameOfCamera(FrameList& frames, int32_t frame, int32_t camera) {
+    for (int32_t index = frame > frames.Count() ? frames.Count() - 1 : frame - 1; index >= 0; --index) {
+        if (frames.GetCamera(index) == camera) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+// The frame after `frame` whose record belongs to channel `channel`, or -1: the walk of a decoder
+// that keeps one codec for each channel of a merged list.
+template <class FrameList> int32_t NextFrameOfChannel(FrameList& frames, int32_t frame, int32_t channel) {
+    for (int32_t index = frame + 1; index < frames.Count(); ++index) {
+        if (frames.GetAt(index).channel == channel) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+// The frame before `frame` of channel `channel`, or -1; from the frame count on, the channel's last.
+template <class FrameList> int32_t PreviousFrameOfChannel(FrameList& frames, int32_t frame, int32_t channel) {
+    for (int32_t index = frame > frames.Count() ? frames.Count() - 1 : frame - 1; index >= 0; --index) {
+        if (frames.GetAt(index).channel == channel) {
+            return index;
+        }
+    }
+    return -1;
+}
+
 } // namespace Vorn::Vorncast::Decoders

@@ -1,45 +1,30 @@
 #pragma once
 
-#include "core/decoder/BaseDecoder.h"
+#include "core/decoder/FormatDecoder.h"
 #include "core/framelists/FrameInfoList.h"
-#include "formats/shared/ReadBuffer.h"
 
 #include <cstdint>
 
 namespace Vorn::Vorncast::Decoders {
 
-// What the generic decoders share: one file open at a time, a grow-only read buffer, frames
-// stepped by index, and the file closed when the decoder unloads or fails. Each subclass's Reset
-// forgets the file along with its own state.
-class GenericFileDecoder : public BaseDecoder {
+// What the generic decoders share: one file open at a time and frames stepped by index.
+class GenericFileDecoder : public FormatDecoder {
 public:
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t cameraFilter) override {
-        return GetPreviousFrame(frame + 1, cameraFilter);
-    }
+    using FormatDecoder::FormatDecoder;
+
     int32_t GetPreviousFrame(int32_t frame, int32_t cameraFilter) override;
     int32_t GetNextFrame(int32_t frame, int32_t cameraFilter) override;
 
 protected:
-    DecoderAction PositioningCore() override { return DDA_COMPLETE; }
-
-    DecoderAction UnloadingCore() override;
-    void UnloadingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction UnloadingCloseComplete(int32_t fileId) override;
-
-    DecoderAction FailingCore() override;
-    void FailingGetFileToClose(int32_t* fileId) override { *fileId = this->fileId; }
-    DecoderAction FailingCloseComplete(int32_t fileId) override;
-
-    // Keeps the file the client opened, also when its size is refused, so that failing closes
-    // it. An open that failed (identifier -1) or an empty file logs `failure` and fails.
-    DecoderAction TakeOpenedFile(int32_t newFileId, uint64_t newFileSize, const char* failure);
-    void ForgetFile();
-    // The whole open file as one read into the buffer.
-    void ReadWholeFile(int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer);
+    // The file the last open gave, which the steps read.
+    void TakeFile(int32_t newFileId, uint64_t newFileSize) {
+        fileId = newFileId;
+        fileSize = static_cast<int64_t>(newFileSize);
+    }
+    void ForgetFile() { TakeFile(-1, 0); }
 
     int32_t fileId = -1;
     int64_t fileSize = 0;
-    ReadBuffer readBuffer;
 };
 
 // A generic decoder of any file, whose frames it finds by scanning the file and keeps in a frame
@@ -47,28 +32,48 @@ protected:
 // own, every file passes its query.
 class ScannedFileDecoder : public GenericFileDecoder {
 public:
-    ScannedFileDecoder();
+    using GenericFileDecoder::GenericFileDecoder;
 
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
     void GetCameras(uint8_t* mask) override;
-    const char* GetExtensions(int32_t* count) override;
     bool IsExtension(const char*) override { return true; }
 
 protected:
     FrameTimes GetFrameTimes() override;
     void GetFrameCamera(CameraTag* camera) override;
 
-    // Resets, reports no progress yet and opens the loaded path.
-    DecoderAction LoadingCore() override;
-    void LoadingGetOpenName(char* name) override;
-
-    DecoderAction DecompressingCore() override { return DDA_READ; }
-
-    // The file range of `frame` as the next read, with the buffer grown to hold it; an empty read
-    // for a frame outside the list.
-    void ReadFrame(int32_t frame, int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer);
+    // Resets, reports no progress yet, opens the loaded path and reads it from the start in blocks
+    // of `blockSize` bytes (the last one shorter), each for `onBlock`, which asks for the next
+    // with ReadNextBlock once it has advanced `scanOffset`.
+    template <class Unit>
+    DecoderAction ScanLoadedFile(uint32_t blockSize, ReadStep<Unit> onBlock, const char* openFailure,
+                                 const char* readFailure) {
+        Reset();
+        ReportProgress(0.0);
+        scan = {blockSize, static_cast<ReadStep<FormatDecoder>>(onBlock), readFailure};
+        return Open(loadName, &ScannedFileDecoder::OnScanOpened, openFailure);
+    }
+    DecoderAction ReadNextBlock();
+    // Reads the file range of `frame` for `step`; an empty read for a frame outside the list.
+    template <class Unit> DecoderAction ReadFrame(int32_t frame, ReadStep<Unit> step, const char* failure) {
+        const FrameInfo* record = frameList.RecordAt(frame);
+        return Read(fileId, record != nullptr ? record->offset : 0, record != nullptr ? record->size : 0,
+                    step, failure);
+    }
 
     FrameInfoList frameList;
+    int64_t scanOffset = 0;
+
+private:
+    struct Scan {
+        uint32_t blockSize = 0;
+        ReadStep<FormatDecoder> onBlock = nullptr;
+        const char* readFailure = nullptr;
+    };
+
+    DecoderAction OnScanOpened(int32_t fileId, uint64_t fileSize);
+
+    Scan scan;
 };
 
 } // namespace Vorn::Vorncast::Decoders

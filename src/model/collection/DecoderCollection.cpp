@@ -85,14 +85,6 @@ DecoderCollection* DecoderCollection::Current() {
     return currentCollection;
 }
 
-Decoder* DecoderCollection::CreateDecoder(const DecoderInfo& entry) {
-    DecoderCollection* before = currentCollection;
-    currentCollection = this;
-    Decoder* created = entry.creator();
-    currentCollection = before;
-    return created;
-}
-
 DecoderCollection::DecoderCollection(int32_t pluginsEnabled, const char* pluginRoot)
     : importPluginsEnabled(pluginsEnabled) {
     BuildDigitalEntries();

@@ -32,12 +32,7 @@ public:
     // then general containers that fit, then the rest; manual-only decoders are left out.
     DecoderCollection* BuildAutodetectCollection(std::string_view url);
 
-    // Makes the decoder of `entry`, one of this collection's. While it is made this collection is
-    // the current one, so that a digital decoder keeps the collection it comes from.
-    Decoder* CreateDecoder(const DecoderInfo& entry);
-
-    // The collection most recently built, or the one making a decoder; digital decoders reach
-    // the table through it.
+    // The collection most recently built; digital decoders reach the table through it.
     static DecoderCollection* Current();
 
 private:

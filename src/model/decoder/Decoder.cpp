@@ -93,8 +93,11 @@ int32_t Decoder::GetResourceCount() {
     return resources.Count();
 }
 
-int Decoder::SetDecoderInfo(const DecoderInfo& entry) {
+int Decoder::SetDecoderInfo(const DecoderInfo& entry, int32_t collectionHandle) {
     *info = entry;
+    if (collectionHandle != 0) {
+        collection = collectionHandle;
+    }
     return Initialise();
 }
 

@@ -36,8 +36,9 @@ public:
     virtual int ClearResources();
     virtual int32_t GetResourceCount();
 
-    // Stores the collection entry this decoder was made from, then initialises the decoder.
-    int SetDecoderInfo(const DecoderInfo& entry);
+    // Stores the collection entry this decoder was made from and, when given, the handle of that
+    // collection, then initialises the decoder.
+    int SetDecoderInfo(const DecoderInfo& entry, int32_t collectionHandle = 0);
     const DecoderInfo& Info() const { return *info; }
 
 protected:
@@ -46,6 +47,9 @@ protected:
     void DeleteTracks();
 
     DecoderInfo* info;
+    // The collection the decoder was made from, by handle, so that one released too early is seen
+    // as invalid instead of being used; 0 when it is not known.
+    int32_t collection = 0;
     struct Resource {
         Buffer url;
         int32_t kind;

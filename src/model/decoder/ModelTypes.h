@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/support/Limits.h"
 #include <vorncast/VorncastDecoders.h>
 
 namespace Vorn::Vorncast {
@@ -21,8 +22,6 @@ enum StreamType : int32_t {
     StreamAudio = VC_StreamAudio,
 };
 
-// Largest picture a stream allocates, in bytes.
-constexpr int32_t MaxLegacyImageBytes = 0x8FFFFFF;
 constexpr int32_t MaxNativeImageBytes = 0x9000000;
 
 } // namespace Vorn::Vorncast

@@ -47,7 +47,7 @@ int CompositeFile::Seek(int64_t position, uint64_t* newPosition) {
     Locate(position, &index, &offset);
     File* file = files.GetItemPointer(index);
     if (file == nullptr) {
-        Log(SourceName, __LINE__, LogCoreFailure,
+        Log(SourceName, __LINE__, LogCore,
             "CompositeFile fileList.GetItemPointer returned NULL, expect crash. offset=%" PRId64
             "  cpos=%" PRId64 ",  cind=%d\n",
             offset, position, index);

@@ -160,7 +160,7 @@ TEST_F(VfwProtocol, CompressedAnswerLeavesDecodingOff) {
     LogCapture log;
     VFWDecoder decoder(nullptr, OpenScripted);
     EXPECT_EQ(Initialise(decoder), 0);
-    EXPECT_TRUE(log.Contains("VFW decoder doesn't support RGB output\n", Vorn::Vorncast::LogCoreFailure));
+    EXPECT_TRUE(log.Contains("VFW decoder doesn't support RGB output\n", Vorn::Vorncast::LogCore));
     EXPECT_EQ(script.begins, 0);
     EXPECT_FALSE(decoder.IsBegun());
     EXPECT_EQ(Decompress(decoder), VFWDecoder::NotBegun);
@@ -203,7 +203,7 @@ TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
         VFWDecoder decoder(nullptr, OpenScripted);
         EXPECT_EQ(Initialise(decoder), -1) << value;
         EXPECT_EQ(log.Find("ICERR_"), nullptr) << value;
-        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCoreFailure));
+        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCore));
     }
 }
 
@@ -213,7 +213,7 @@ TEST_F(VfwProtocol, DriverThatWillNotCloseIsReported) {
     LogCapture log;
     VFWDecoder decoder(nullptr, OpenScripted);
     EXPECT_EQ(Initialise(decoder), -1);
-    EXPECT_TRUE(log.Contains("Error closing driver " + script.path + ".\n", Vorn::Vorncast::LogCoreFailure));
+    EXPECT_TRUE(log.Contains("Error closing driver " + script.path + ".\n", Vorn::Vorncast::LogCore));
 }
 
 TEST_F(VfwProtocol, DecompressHandsTheFrameOverAndThePictureBack) {

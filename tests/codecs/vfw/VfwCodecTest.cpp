@@ -169,9 +169,9 @@ TEST(VfwCodecStreams, UnknownCodesFindNoDecoder) {
         EXPECT_EQ(decoder.Initialise(FourCC("lkz2"), format.data(), static_cast<uint32_t>(format.size()),
                                      outFormat),
                   -1);
-        EXPECT_TRUE(log.Contains("Decompress Begin returned : -2\n", Vorn::Vorncast::LogCoreFailure));
-        EXPECT_TRUE(log.Contains("ICERR_BADFORMAT\n", Vorn::Vorncast::LogCoreFailure));
-        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCoreFailure));
+        EXPECT_TRUE(log.Contains("Decompress Begin returned : -2\n", Vorn::Vorncast::LogCore));
+        EXPECT_TRUE(log.Contains("ICERR_BADFORMAT\n", Vorn::Vorncast::LogCore));
+        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCore));
         EXPECT_EQ(log.Messages().back(), "Unable to locate suitable coded for FourCC: lkz2\n");
         EXPECT_FALSE(decoder.IsBegun());
     }

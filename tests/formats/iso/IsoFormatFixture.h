@@ -1,104 +1,20 @@
 #pragma once
 
 #include "fixtures/iso/IsoBoxWriter.h"
-#include "model/files/MemoryFileSource.h"
-#include "model/support/Guid.h"
-
-#include <vorncast/VorncastDecoders.h>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
+#include "formats/RecordingFixture.h"
 
 namespace IsoTests {
 
+using FormatTests::CollectLog;
+using FormatTests::CountingFileSource;
+using FormatTests::Delivered;
+using FormatTests::LoggedTexts;
+using FormatTests::NeverAbort;
+using IsoFormatTest = FormatTests::RecordingTest;
 using IsoTest::Bytes;
 
 constexpr const char* PhoneMp4Guid = "4A53EA3D-0A11-4dec-B9BD-E0EAF808EB31";
 constexpr const char* Phone3gpGuid = "CEABCACD-5446-41f9-94A2-3391B2C9F578";
 constexpr const char* VigilantGuid = "ACEA0A02-8FE5-4770-BBBD-6D6745371F80";
-
-inline std::vector<std::string>& LoggedTexts() {
-    static std::vector<std::string> texts;
-    return texts;
-}
-
-inline void CollectLog(const char*, int, int, const char* message) {
-    LoggedTexts().emplace_back(message);
-}
-
-inline int NeverAbort() {
-    return 0;
-}
-
-// One sample as a stream handed it out, its data copied before the sample was released.
-struct Delivered {
-    int status = -1;
-    Bytes data;
-    VcFrameTimes time = {};
-    int descriptionHandle = 0;
-};
-
-// A file source that counts the reads of the files it serves, so that a test can see how much a
-// decoder reads for a frame.
-class CountingFileSource : public Vorn::FileSource {
-public:
-    explicit CountingFileSource(Vorn::MemoryFileSource& inner) : inner(inner) {}
-
-    std::unique_ptr<Vorn::SourceFile> Open(std::string_view path) override;
-    bool Exists(std::string_view path) override { return inner.Exists(path); }
-    bool IsDirectory(std::string_view path) override { return inner.IsDirectory(path); }
-    bool List(std::string_view directory, std::vector<Vorn::DirectoryEntry>* entries) override {
-        return inner.List(directory, entries);
-    }
-
-    int reads = 0;
-
-private:
-    Vorn::MemoryFileSource& inner;
-};
-
-// The library initialised with its log collected, a file set in memory and a collection; loads a
-// file with one decoder of the ISO family and steps its streams through the exported functions.
-class IsoFormatTest : public ::testing::Test {
-protected:
-    void SetUp() override;
-    void TearDown() override;
-
-    void AddFile(const std::string& path, const Bytes& bytes) {
-        files.AddFile(path, bytes.data(), bytes.size());
-    }
-    // Creates the decoder of `guid` and loads `path` with it: the load's status.
-    int Load(const char* guid, const std::string& path);
-    // The first stream of a type in the first track, or 0.
-    int StreamOfType(int type);
-    int VideoStream() { return StreamOfType(VC_StreamVideo); }
-    int AudioStream() { return StreamOfType(VC_StreamAudio); }
-    int StreamCount();
-
-    Delivered Next(int stream);
-    Delivered Previous(int stream);
-    Delivered GoTo(int stream, int64_t time);
-    VcPublicVideoDescription VideoDescription(int stream, const Delivered& sample);
-    VcPublicAudioDescription AudioDescription(int stream, const Delivered& sample);
-    std::string StreamName(int stream);
-
-    static bool WasLogged(const std::string& text) {
-        const auto& texts = LoggedTexts();
-        return std::find(texts.begin(), texts.end(), text) != texts.end();
-    }
-    static std::string LastError();
-
-    Vorn::MemoryFileSource files;
-    CountingFileSource countingFiles{files};
-    int collection = 0;
-    int decoder = 0;
-    int track = 0;
-
-private:
-    Delivered Take(int stream, int status, VcSample& sample);
-};
 
 } // namespace IsoTests

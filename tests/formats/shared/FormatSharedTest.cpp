@@ -1,7 +1,7 @@
+#include "core/decoder/ReadBuffer.h"
 #include "core/framelists/FrameInfoList.h"
 #include "formats/shared/FrameListQueries.h"
 #include "formats/shared/JpegStartScan.h"
-#include "formats/shared/ReadBuffer.h"
 
 #include <gtest/gtest.h>
 

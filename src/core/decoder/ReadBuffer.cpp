@@ -1,4 +1,4 @@
-#include "formats/shared/ReadBuffer.h"
+#include "core/decoder/ReadBuffer.h"
 
 #include <new>
 

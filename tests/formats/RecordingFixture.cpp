@@ -1,8 +1,8 @@
-#include "formats/iso/IsoFormatFixture.h"
+#include "formats/RecordingFixture.h"
 
 #include <cstring>
 
-namespace IsoTests {
+namespace FormatTests {
 
 namespace {
 
@@ -39,7 +39,7 @@ std::unique_ptr<Vorn::SourceFile> CountingFileSource::Open(std::string_view path
     return std::make_unique<CountingFile>(std::move(file), &reads);
 }
 
-void IsoFormatTest::SetUp() {
+void RecordingTest::SetUp() {
     LoggedTexts().clear();
     VcInitRecord record{};
     record.logCallback = CollectLog;
@@ -48,7 +48,7 @@ void IsoFormatTest::SetUp() {
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
 }
 
-void IsoFormatTest::TearDown() {
+void RecordingTest::TearDown() {
     if (decoder != 0) {
         Decoder_Close(decoder);
         Decoder_Release(decoder);
@@ -57,7 +57,7 @@ void IsoFormatTest::TearDown() {
     Vorn::FileSource::SetCurrent(nullptr);
 }
 
-int IsoFormatTest::Load(const char* guid, const std::string& path) {
+int RecordingTest::Load(const char* guid, const std::string& path) {
     VcGuid parsed{};
     EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
     if (decoder != 0) {
@@ -78,13 +78,13 @@ int IsoFormatTest::Load(const char* guid, const std::string& path) {
     return status;
 }
 
-int IsoFormatTest::StreamCount() {
+int RecordingTest::StreamCount() {
     VcTrackInfo info{};
     EXPECT_EQ(Track_GetInfo(track, &info), 0);
     return info.streamCount;
 }
 
-int IsoFormatTest::StreamOfType(int type) {
+int RecordingTest::StreamOfType(int type) {
     for (int index = 0; index < StreamCount(); ++index) {
         int stream = 0;
         VcStreamInfo info{};
@@ -96,7 +96,7 @@ int IsoFormatTest::StreamOfType(int type) {
     return 0;
 }
 
-Delivered IsoFormatTest::Take(int stream, int status, VcSample& sample) {
+Delivered RecordingTest::Take(int stream, int status, VcSample& sample) {
     Delivered delivered;
     delivered.status = status;
     if (status == 0) {
@@ -108,19 +108,19 @@ Delivered IsoFormatTest::Take(int stream, int status, VcSample& sample) {
     return delivered;
 }
 
-Delivered IsoFormatTest::Next(int stream) {
+Delivered RecordingTest::Next(int stream) {
     VcSample sample{};
     const int status = Stream_GetNextSample(stream, Request(), &sample);
     return Take(stream, status, sample);
 }
 
-Delivered IsoFormatTest::Previous(int stream) {
+Delivered RecordingTest::Previous(int stream) {
     VcSample sample{};
     const int status = Stream_GetPreviousSample(stream, Request(), &sample);
     return Take(stream, status, sample);
 }
 
-Delivered IsoFormatTest::GoTo(int stream, int64_t time) {
+Delivered RecordingTest::GoTo(int stream, int64_t time) {
     VcSeekRequest request{};
     request.abort = NeverAbort;
     request.wantData = 1;
@@ -130,19 +130,49 @@ Delivered IsoFormatTest::GoTo(int stream, int64_t time) {
     return Take(stream, status, sample);
 }
 
-VcPublicVideoDescription IsoFormatTest::VideoDescription(int stream, const Delivered& sample) {
+VcPublicVideoDescription RecordingTest::VideoDescription(int stream, const Delivered& sample) {
     VcPublicVideoDescription description{};
     EXPECT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &description), 0);
     return description;
 }
 
-VcPublicAudioDescription IsoFormatTest::AudioDescription(int stream, const Delivered& sample) {
+VcPublicAudioDescription RecordingTest::AudioDescription(int stream, const Delivered& sample) {
     VcPublicAudioDescription description{};
     EXPECT_EQ(Stream_GetAudioSampleDescription(stream, sample.descriptionHandle, &description), 0);
     return description;
 }
 
-std::string IsoFormatTest::StreamName(int stream) {
+std::vector<int> RecordingTest::VideoStreams() {
+    std::vector<int> streams;
+    int tracks = 0;
+    Decoder_GetTrackCount(decoder, &tracks);
+    for (int trackIndex = 0; trackIndex < tracks; ++trackIndex) {
+        int handle = 0;
+        VcTrackInfo info{};
+        if (Decoder_GetTrack(decoder, trackIndex, &handle) != 0 || Track_GetInfo(handle, &info) != 0) {
+            continue;
+        }
+        for (int index = 0; index < info.streamCount; ++index) {
+            int stream = 0;
+            VcStreamInfo streamInfo{};
+            if (Track_GetStream(handle, index, &stream) == 0 && Stream_GetInfo(stream, &streamInfo) == 0 &&
+                streamInfo.type == VC_StreamVideo) {
+                streams.push_back(stream);
+            }
+        }
+    }
+    return streams;
+}
+
+std::vector<Delivered> RecordingTest::WalkForward(int stream) {
+    std::vector<Delivered> samples;
+    for (Delivered sample = Next(stream); sample.status == 0; sample = Next(stream)) {
+        samples.push_back(std::move(sample));
+    }
+    return samples;
+}
+
+std::string RecordingTest::StreamName(int stream) {
     int size = 0;
     Stream_GetName(stream, &size, nullptr);
     std::string name(static_cast<size_t>(size), '\0');
@@ -151,7 +181,7 @@ std::string IsoFormatTest::StreamName(int stream) {
     return name;
 }
 
-std::string IsoFormatTest::LastError() {
+std::string RecordingTest::LastError() {
     uint32_t size = 0;
     GetVcLastError(&size, nullptr);
     std::string text(size, '\0');
@@ -160,4 +190,4 @@ std::string IsoFormatTest::LastError() {
     return text;
 }
 
-} // namespace IsoTests
+} // namespace FormatTests

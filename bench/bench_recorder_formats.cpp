@@ -1,0 +1,251 @@
+// Recorder formats through the exported functions.
+//
+// LoadBoschArchive and LoadIndigoVision load (Query + Load) an export of 100 000 frames over 16
+// cameras from memory; the items per second are frames indexed per second (aim: at least a million
+// with the files in memory). Both formats read each record with a read of its own, as their layouts
+// leave no other way: 100 000 reads a load.
+//
+// GoToTimeEndura seeks to random times in a 25 fps MPEG-4 recording with a key frame every 50
+// frames; Mpeg4RunAlone decodes the same runs of frames, from the key frame to the target, with
+// libavcodec and converts the last picture to blue-first pixels. The line printed at the end divides
+// the two processor times (aim: at most 1.10).
+#include "CpuTimeRatio.h"
+#include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/PelcoEnduraWriter.h"
+#include "model/files/MemoryFileSource.h"
+#include "model/support/Guid.h"
+
+#include <vorncast/VorncastDecoders.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libswscale/swscale.h>
+}
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+namespace {
+
+constexpr int32_t Cameras = 16;
+constexpr int32_t FramesPerCamera = 6250;
+constexpr int32_t EnduraFrames = 250;
+constexpr int32_t EnduraGop = 50;
+constexpr int32_t EnduraWidth = 320;
+constexpr int32_t EnduraHeight = 240;
+constexpr int32_t Seeks = 16;
+
+int NeverAbort() {
+    return 0;
+}
+
+VcGuid GuidOf(const char* text) {
+    VcGuid guid{};
+    Vorn::ParseGuid(text, &guid);
+    return guid;
+}
+
+Vorn::MemoryFileSource& Files() {
+    static Vorn::MemoryFileSource files;
+    return files;
+}
+
+void AddBoschArchive() {
+    std::vector<BoschFrame> clip = EncodeBoschClip(32, 16, 2, 1, false);
+    std::vector<BoschBackup> backups;
+    for (int32_t camera = 0; camera < Cameras; ++camera) {
+        std::vector<BoschFrame> frames;
+        for (int32_t index = 0; index < FramesPerCamera; ++index) {
+            BoschFrame frame = clip[static_cast<size_t>(index % 2)];
+            int32_t milliseconds = index * 40 + camera;
+            frame.hour = milliseconds / 3600000;
+            frame.minute = milliseconds / 60000 % 60;
+            frame.second = milliseconds / 1000 % 60;
+            frame.milliseconds = milliseconds % 1000;
+            frames.push_back(frame);
+        }
+        backups.push_back(
+            {"B" + std::to_string(camera), "Camera " + std::to_string(camera), "", {{"T", frames}}});
+    }
+    for (auto& [path, bytes] : WriteBoschArchive("/bosch", "Export", backups, 32, 16)) {
+        Files().AddFile(path, bytes.data(), bytes.size());
+    }
+}
+
+void AddIndigoExport() {
+    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 32, 16, 2, 1, 0);
+    std::string incident = IndigoIncident("db", "Footage");
+    Files().AddFile("/indigo/case.ivi", incident.data(), incident.size());
+    std::vector<std::pair<int, std::string>> cameras;
+    for (int32_t camera = 0; camera < Cameras; ++camera) {
+        std::vector<IndigoFrame> frames;
+        for (int32_t index = 0; index < FramesPerCamera; ++index) {
+            frames.push_back(clip[static_cast<size_t>(index % 2)]);
+            frames.back().milliseconds = 1700000000000 + static_cast<uint64_t>(index * 40 + camera);
+        }
+        std::string name = "Cam" + std::to_string(camera + 100);
+        cameras.emplace_back(camera, name);
+        IndigoFootage footage = WriteIndigoFootage(frames, nullptr);
+        Files().AddFile("/indigo/Footage/" + name + ".vmf", footage.bytes.data(), footage.bytes.size());
+    }
+    std::string sites = IndigoSites(cameras);
+    Files().AddFile("/indigo/db/sites.vdb", sites.data(), sites.size());
+}
+
+std::vector<EnduraFrame>& EnduraClip() {
+    static std::vector<EnduraFrame> clip =
+        EncodeEnduraClip(EnduraWidth, EnduraHeight, EnduraFrames, EnduraGop);
+    return clip;
+}
+
+void AddEnduraRecording() {
+    std::vector<uint8_t> bytes = WritePelcoEndura(EnduraClip(), "Bench", EnduraWidth, EnduraHeight).bytes;
+    Files().AddFile("/endura/cam.pef", bytes.data(), bytes.size());
+}
+
+// A loaded decoder of the library, released at the end of its scope.
+struct Loaded {
+    Loaded(const char* guid, const std::string& path) {
+        DecoderCollection_Create(nullptr, &collection);
+        int resources = 0;
+        if (Decoder_Create(collection, GuidOf(guid), -1, -1, &decoder) == 0 &&
+            Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr, nullptr, NeverAbort,
+                         &resources) == 0) {
+            loaded = true;
+        }
+    }
+    ~Loaded() {
+        Decoder_Close(decoder);
+        Decoder_Release(decoder);
+        DecoderCollection_Release(collection);
+    }
+    Loaded(const Loaded&) = delete;
+    Loaded& operator=(const Loaded&) = delete;
+
+    int collection = 0;
+    int decoder = 0;
+    bool loaded = false;
+};
+
+void Load(benchmark::State& state, const char* guid, const char* path) {
+    for (auto _ : state) {
+        Loaded decoder(guid, path);
+        if (!decoder.loaded) {
+            state.SkipWithError("the export did not load");
+            return;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * Cameras * FramesPerCamera);
+}
+
+void LoadBoschArchive(benchmark::State& state) {
+    Load(state, "{E1211BCF-C494-4b02-8C21-48F131069DF3}", "/bosch/Export.info");
+}
+
+void LoadIndigoVision(benchmark::State& state) {
+    Load(state, "{CF20DCA0-3A9A-497f-8CB0-8A765E4CD802}", "/indigo/case.ivi");
+}
+
+// The targets of the seeks: spread over the recording, never on a key frame.
+std::vector<int32_t> SeekTargets() {
+    std::vector<int32_t> targets;
+    for (int32_t seek = 0; seek < Seeks; ++seek) {
+        targets.push_back((seek * 97 + 13) % EnduraFrames | 1);
+    }
+    return targets;
+}
+
+int64_t EnduraTime(int32_t frame) {
+    const EnduraFrame& record = EnduraClip()[static_cast<size_t>(frame)];
+    return ((int64_t{record.seconds} + 62135596800) * 1000000 + record.microseconds) * 10;
+}
+
+void GoToTimeEndura(benchmark::State& state) {
+    Loaded decoder("{F1532EFF-6CF0-4897-922B-AC284D95F38D}", "/endura/cam.pef");
+    int track = 0, stream = 0;
+    if (!decoder.loaded || Decoder_GetTrack(decoder.decoder, 0, &track) != 0 ||
+        Track_GetStream(track, 0, &stream) != 0) {
+        state.SkipWithError("the recording did not load");
+        return;
+    }
+    std::vector<int32_t> targets = SeekTargets();
+    for (auto _ : state) {
+        for (int32_t target : targets) {
+            VcSeekRequest seek{};
+            seek.abort = NeverAbort;
+            seek.wantData = 1;
+            seek.targetTime = EnduraTime(target);
+            VcSample sample{};
+            if (Stream_GoToTime(stream, seek, &sample) != 0) {
+                state.SkipWithError("a seek failed");
+                return;
+            }
+            Stream_ReleaseSample(stream, sample);
+        }
+    }
+}
+
+// libavcodec alone: each run from its key frame to the target, the last picture in blue-first
+// pixels.
+void Mpeg4RunAlone(benchmark::State& state) {
+    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MPEG4);
+    AVCodecContext* context = avcodec_alloc_context3(codec);
+    context->thread_count = 1;
+    avcodec_open2(context, codec, nullptr);
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    SwsContext* scaler = sws_getContext(EnduraWidth, EnduraHeight, AV_PIX_FMT_YUV420P, EnduraWidth,
+                                        EnduraHeight, AV_PIX_FMT_BGR24, SWS_POINT, nullptr, nullptr, nullptr);
+    std::vector<uint8_t> picture(EnduraWidth * EnduraHeight * 3);
+    uint8_t* planes[1] = {picture.data()};
+    int strides[1] = {EnduraWidth * 3};
+    std::vector<int32_t> targets = SeekTargets();
+    for (auto _ : state) {
+        for (int32_t target : targets) {
+            avcodec_flush_buffers(context);
+            for (int32_t index = target / EnduraGop * EnduraGop; index <= target; ++index) {
+                const std::vector<uint8_t>& data = EnduraClip()[static_cast<size_t>(index)].data;
+                av_new_packet(packet, static_cast<int>(data.size()));
+                std::copy(data.begin(), data.end(), packet->data);
+                avcodec_send_packet(context, packet);
+                av_packet_unref(packet);
+                while (avcodec_receive_frame(context, frame) == 0) {
+                }
+            }
+            sws_scale(scaler, frame->data, frame->linesize, 0, EnduraHeight, planes, strides);
+            benchmark::DoNotOptimize(picture.data());
+        }
+    }
+    sws_freeContext(scaler);
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&context);
+}
+
+} // namespace
+
+BENCHMARK(LoadBoschArchive)->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadIndigoVision)->Unit(benchmark::kMillisecond);
+BENCHMARK(GoToTimeEndura)->Unit(benchmark::kMillisecond);
+BENCHMARK(Mpeg4RunAlone)->Unit(benchmark::kMillisecond);
+
+int main(int argc, char** argv) {
+    VcInitRecord record{};
+    InitVorncastDecoders(record);
+    AddBoschArchive();
+    AddIndigoExport();
+    AddEnduraRecording();
+    Vorn::FileSource::SetCurrent(&Files());
+    CpuTimeRatioReporter reporter;
+    if (!RunBenchmarks(argc, argv, reporter)) {
+        return 1;
+    }
+    reporter.PrintRatio("GoToTimeEndura", "Mpeg4RunAlone", "GoToTime against libavcodec alone", 1.10);
+    return 0;
+}

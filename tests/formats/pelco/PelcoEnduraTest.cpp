@@ -1,0 +1,113 @@
+#include "core/time/Ticks.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/PelcoEnduraWriter.h"
+#include "formats/RecordingFixture.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+using namespace FormatTests;
+using Vorn::Vorncast::Decoders::Testing::EnduraFrame;
+using Vorn::Vorncast::Decoders::Testing::WritePelcoEndura;
+
+constexpr const char* EnduraGuid = "F1532EFF-6CF0-4897-922B-AC284D95F38D";
+constexpr uint32_t Width = 96;
+constexpr uint32_t Height = 64;
+constexpr uint32_t FirstSecond = 1700000000;
+
+class PelcoEnduraTest : public RecordingTest {
+protected:
+    void SetUp() override {
+        RecordingTest::SetUp();
+        frames = Vorn::Vorncast::Decoders::Testing::EncodeEnduraClip(Width, Height, 12, 5);
+        ASSERT_FALSE(frames.empty());
+        CodecTest::EncodedVideo video;
+        for (size_t index = 0; index < frames.size(); ++index) {
+            video.frames.push_back({frames[index].data, frames[index].key, static_cast<int64_t>(index)});
+            frames[index].seconds = FirstSecond + static_cast<uint32_t>(index / 4);
+            frames[index].microseconds = static_cast<uint32_t>(index % 4) * 250000 + 17;
+            frames[index].timeOffset = index < 6 ? -5 : 3600;
+        }
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, video, false);
+    }
+
+    static int64_t TimeOf(const EnduraFrame& frame) {
+        return ((int64_t{frame.seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 1000000 +
+                frame.microseconds) *
+               10;
+    }
+
+    void ExpectFrame(const Delivered& delivered, size_t index) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << index;
+        EXPECT_EQ(delivered.time.recordedTime, TimeOf(frames[index])) << "frame " << index;
+        EXPECT_EQ(delivered.time.zoneBias >> 32, frames[index].timeOffset) << "frame " << index;
+        ASSERT_EQ(delivered.data.size(), reference[index].Bytes());
+        EXPECT_GE(CodecTest::Psnr(reference[index], delivered.data.data()), 40.0) << "frame " << index;
+    }
+
+    std::vector<CodecTest::Picture> reference;
+    std::vector<EnduraFrame> frames;
+};
+
+// Every frame in order with the recorder's stamp to the microsecond and its time offset, the
+// picture as libavcodec decodes it, the camera named by the export; then back again, and a seek
+// into the middle of a group of pictures.
+TEST_F(PelcoEnduraTest, FramesWalkBothWaysAndSeekIntoAGroup) {
+    AddFile("/export/cam.pef", WritePelcoEndura(frames, "Loading Bay", Width, Height).bytes);
+    ASSERT_EQ(Load(EnduraGuid, "/export/cam.pef"), 0) << LastError();
+    int stream = VideoStream();
+    EXPECT_EQ(StreamName(stream), "Loading Bay");
+    std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(walked.size(), frames.size());
+    for (size_t index = 0; index < walked.size(); ++index) {
+        ExpectFrame(walked[index], index);
+    }
+    for (size_t index = frames.size(); index-- > 0;) {
+        ExpectFrame(Previous(stream), index);
+    }
+    ExpectFrame(GoTo(stream, TimeOf(frames[8]) + 1), 8);
+    ExpectFrame(Next(stream), 9);
+}
+
+TEST_F(PelcoEnduraTest, DamagedExportsEndTheLoadWithTheirText) {
+    const std::vector<uint8_t> good = WritePelcoEndura(frames, "Gate", Width, Height).bytes;
+    auto withByte = [&](size_t at, uint8_t value) {
+        std::vector<uint8_t> bytes = good;
+        bytes[at] = value;
+        return bytes;
+    };
+    auto find = [&](std::string_view text) {
+        return static_cast<size_t>(std::search(good.begin(), good.end(), text.begin(), text.end()) -
+                                   good.begin());
+    };
+    struct Case {
+        const char* name;
+        std::vector<uint8_t> bytes;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"no vdat", withByte(0, 'w'),
+         "DecodePelcoEndura::LoadingReadComplete failed No vdat found at start\n"},
+        {"cut in a frame", std::vector<uint8_t>(good.begin(), good.begin() + 300),
+         "DecodePelcoEndura::LoadingReadComplete failed File too short\n"},
+        {"no PLCO", withByte(find("PLCO"), 'X'),
+         "DecodePelcoEndura::LoadingReadComplete failed No PLCO user data found\n"},
+        {"stamp too long", withByte(find("PLCO") + 7, 250),
+         "DecodePelcoEndura::LoadingReadComplete failed Bad PLCO user data length\n"},
+        {"not MPEG-4", withByte(find("Mpeg-4"), 'J'),
+         "DecodePelcoEndura::DecompressingReadComplete failed Not MPEG4 compression\n"},
+        {"no siof", withByte(find("siof"), 'x'),
+         "DecodePelcoEndura::LoadingReadComplete failed No siof file section found\n"},
+    };
+    for (const Case& damaged : cases) {
+        LoggedTexts().clear();
+        const std::string path = std::string("/") + damaged.name + ".pef";
+        AddFile(path, damaged.bytes);
+        EXPECT_NE(Load(EnduraGuid, path), 0) << damaged.name;
+        EXPECT_TRUE(WasLogged(damaged.text)) << damaged.name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,103 @@
+#include "fixtures/formats/PelcoPnsWriter.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* PnsGuid = "60BEC8E3-18C2-441b-875F-1316554AB394";
+constexpr uint16_t Width = 96;
+constexpr uint16_t Height = 64;
+constexpr int64_t TimeBase = 1000;
+
+using Places = std::vector<std::pair<uint8_t, uint8_t>>;
+
+class PelcoPnsTest : public RecordingTest {
+protected:
+    // Key frames of pictures A and C, updates of tiles of B between them; `expected` is what each
+    // frame shows.
+    void SetUp() override {
+        RecordingTest::SetUp();
+        const BgrPicture a = MakeQuadrantPicture(Width, Height, 0);
+        const BgrPicture b = MakeQuadrantPicture(Width, Height, 2);
+        const BgrPicture c = MakeQuadrantPicture(Width, Height, 1);
+        const Places first = {{0, 0}, {5, 3}};
+        const Places second = {{1, 0}};
+        frames = {{true, 2000, {}, EncodeTestJpeg(a, 95)},
+                  {false, 2040, first, EncodeTestJpeg(TileStrip(b, first), 95)},
+                  {false, 2080, second, EncodeTestJpeg(TileStrip(b, second), 95)},
+                  {true, 2120, {}, EncodeTestJpeg(c, 95)},
+                  {false, 2160, second, EncodeTestJpeg(TileStrip(b, second), 95)}};
+        expected = {a, WithTiles(a, b, first), WithTiles(WithTiles(a, b, first), b, second), c,
+                    WithTiles(c, b, second)};
+    }
+
+    void ExpectFrame(const Delivered& delivered, size_t index) {
+        ASSERT_EQ(delivered.status, 0) << index;
+        EXPECT_EQ(delivered.time.recordedTime, (frames[index].milliseconds - TimeBase) * 10000) << index;
+        ASSERT_EQ(delivered.data.size(), expected[index].bgr.size());
+        EXPECT_LT(CompareBgr(expected[index], delivered.data.data(), Width * 3).meanAbsolute, 3.0) << index;
+    }
+
+    std::vector<PnsFrame> frames;
+    std::vector<BgrPicture> expected;
+};
+
+// Updates put their tiles into the picture of the key frame before them, stepping forward, back
+// and by seeking into the middle of a run of updates.
+TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReached) {
+    AddFile("/cam.pns", WritePelcoPns(frames, Width, Height, 0x20, TimeBase).bytes);
+    ASSERT_EQ(Load(PnsGuid, "/cam.pns"), 0) << LastError();
+    const int stream = VideoStream();
+    std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(walked.size(), frames.size());
+    for (size_t index = 0; index < walked.size(); ++index) {
+        ExpectFrame(walked[index], index);
+    }
+    for (size_t index = frames.size(); index-- > 0;) {
+        ExpectFrame(Previous(stream), index);
+    }
+    ExpectFrame(GoTo(stream, walked[2].time.streamTime), 2);
+}
+
+// A seek to an update with no key frame before it has no picture to go on: it shows black.
+TEST_F(PelcoPnsTest, AnUpdateWithoutAKeyFrameBeforeItIsBlack) {
+    frames.erase(frames.begin());
+    AddFile("/cut.pns", WritePelcoPns(frames, Width, Height, 0, TimeBase).bytes);
+    ASSERT_EQ(Load(PnsGuid, "/cut.pns"), 0) << LastError();
+    const int stream = VideoStream();
+    const std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(walked.size(), frames.size());
+    const Delivered second = GoTo(stream, walked[1].time.streamTime);
+    ASSERT_EQ(second.status, 0);
+    EXPECT_TRUE(std::all_of(second.data.begin(), second.data.end(), [](uint8_t byte) { return byte == 0; }));
+}
+
+TEST_F(PelcoPnsTest, DamagedFilesEndTheLoadWithTheirText) {
+    PnsFile good = WritePelcoPns(frames, Width, Height, 1, TimeBase);
+    auto changed = [&](size_t at, uint8_t value) {
+        std::vector<uint8_t> bytes = good.bytes;
+        bytes[at] = value;
+        return bytes;
+    };
+    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+        {changed(0, 0), "DecodePelco::LoadingReadComplete not a pelco file\n"},
+        {changed(80, 0), "DecodePelco::LoadingReadComplete silly image count\n"},
+        {changed(99, 0x7F), "DecodePelco::LoadingReadComplete bad first image position\n"},
+        {changed(91, 0x7F), "DecodePelco::LoadingReadComplete bad index position\n"},
+        {changed(good.blockStarts[1] + 32, 17), "DecodePelco::LoadingReadComplete bad image sizes\n"},
+        {std::vector<uint8_t>(good.bytes.begin(), good.bytes.begin() + 200),
+         "DecodePelco::LoadingOpenComplete file too small\n"},
+    };
+    int file = 0;
+    for (const auto& [bytes, text] : cases) {
+        LoggedTexts().clear();
+        const std::string path = "/bad" + std::to_string(file++) + ".pns";
+        AddFile(path, bytes);
+        EXPECT_NE(Load(PnsGuid, path), 0) << text;
+        EXPECT_TRUE(WasLogged(text)) << text;
+    }
+}
+
+} // namespace

@@ -1,0 +1,44 @@
+#include "fixtures/formats/BoschArchiveWriter.h"
+#include "tools/ToolTestSupport.h"
+
+#include <fstream>
+
+namespace ToolTests {
+namespace {
+
+using json = nlohmann::json;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+// A recorder's archive of two cameras is found by its extension alone, and probe and frames show
+// each camera with its name, frames and recorder times.
+TEST_F(ToolTest, RecorderArchiveIsFoundAndShownByCamera) {
+    std::vector<BoschFrame> clip = EncodeBoschClip(64, 48, 6, 3, true);
+    ASSERT_FALSE(clip.empty());
+    for (const auto& [path, bytes] :
+         WriteBoschArchive(Work("recording").string(), "Export",
+                           {{"B1", "Gate", "", {{"T", clip}}}, {"B2", "Yard", "", {{"T", clip}}}}, 64, 48)) {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+    }
+    const std::string archive = Work("recording/Export.info").string();
+    const ToolRun probe = RunTool({"probe", archive, "--json"});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    const json report = json::parse(probe.out);
+    EXPECT_EQ(report["decoder"]["name"], "Bosch Archive");
+    const json& streams = report["tracks"][0]["streams"];
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0]["camera"], "Gate");
+    EXPECT_EQ(streams[1]["camera"], "Yard");
+    EXPECT_EQ(streams[1]["frames"], clip.size());
+    const ToolRun frames = RunTool({"frames", archive, "--stream", "1", "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json listed = json::parse(frames.out);
+    ASSERT_EQ(listed.size(), clip.size());
+    for (const json& frame : listed) {
+        EXPECT_EQ(frame["camera"], "Yard");
+    }
+}
+
+} // namespace
+} // namespace ToolTests
