@@ -58,6 +58,11 @@ public:
     size_t Find(std::string_view pattern, size_t from = 0) const;
 
     uint8_t U8(size_t at) const { return Get<uint8_t, ByteOrder::Little>(at); }
+    // 4-bit field `index` of a run of them, two a byte, the high half first; 0 past the end.
+    uint8_t U4(size_t index) const {
+        const uint8_t pair = U8(index / 2);
+        return index % 2 == 0 ? pair >> 4 : pair & 0x0F;
+    }
     int8_t I8(size_t at) const { return Get<int8_t, ByteOrder::Little>(at); }
     uint16_t U16LE(size_t at) const { return Get<uint16_t, ByteOrder::Little>(at); }
     uint16_t U16BE(size_t at) const { return Get<uint16_t, ByteOrder::Big>(at); }

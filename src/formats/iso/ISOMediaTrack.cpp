@@ -392,8 +392,7 @@ bool ISOMediaTrack::ParseCompactSampleSizes(const uint8_t* bytes, size_t length)
     for (uint32_t row = 0; row < count; ++row) {
         uint32_t size = 0;
         if (fieldSize == 4) {
-            const uint8_t pair = payload.U8(SizeTableRowsOffset + row / 2);
-            size = (row % 2 == 0) ? pair >> 4 : pair & 0x0F;
+            size = payload.From(SizeTableRowsOffset).U4(row);
         } else if (fieldSize == 8) {
             size = payload.U8(SizeTableRowsOffset + row);
         } else {
