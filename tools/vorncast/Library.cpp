@@ -135,7 +135,7 @@ Library::Library(bool verbose) {
     verboseLog = verbose;
     VcInitRecord record;
     std::memset(&record, 0, sizeof(record));
-    record.importPluginsEnabled = 0;
+    record.importPluginsEnabled = 1; // installed plug-ins offer their decoders behind the built-in ones
     record.logCallback = PrintLog;
     InitVorncastDecoders(record);
 }
