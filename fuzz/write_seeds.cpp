@@ -13,6 +13,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/DhavWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
@@ -246,6 +247,22 @@ void WriteH264Seeds(SeedFolder& seeds) {
         seeds.Add("fuzz_codec_h264", "startcode_config", Size64x48 | ConfigurationFirst,
                   WithFirst(video.extradata, Frames(video, 4)));
     }
+}
+
+// The FFmpeg plug-in's input: an extension byte (0 "dav", 2 "h264") and the file.
+void WriteFfmpegPluginSeeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (!Encode("libx264", 64, 48, 8, 0, false, &video)) {
+        return;
+    }
+    const std::vector<Unit> frames = Frames(video, 8);
+    seeds.Add("fuzz_plugin_ffmpeg", "dhav",
+              std::string(1, '\0') + Text(WriteDhav(frames, 64, 48, 25, 1700000000)));
+    std::string stream(1, '\2');
+    for (const Unit& frame : frames) {
+        stream += Text(frame);
+    }
+    seeds.Add("fuzz_plugin_ffmpeg", "h264", stream);
 }
 
 void WriteMpeg2AndDvSeeds(SeedFolder& seeds) {
@@ -585,6 +602,7 @@ int main(int argc, char** argv) {
     WriteLosslessSeeds(seeds);
     WriteMpeg4AndH263Seeds(seeds);
     WriteH264Seeds(seeds);
+    WriteFfmpegPluginSeeds(seeds);
     WriteMpeg2AndDvSeeds(seeds);
     WriteAudioSeeds(seeds);
     WriteJpeg2000Seeds(seeds);

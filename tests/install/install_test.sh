@@ -67,8 +67,9 @@ grep -q '^decoder: Test card$' "$work/card.txt" || fail "autodetection did not r
 [ "$(grep -c '^    frame ' "$work/card.txt")" -eq 5 ] || fail "the plug-in's stream has not 5 frames"
 grep -q 'frame 0  recorded 2023/11/14 22:13:20.000  stream 0.000 s' "$work/card.txt" || fail "first frame: $(cat "$work/card.txt")"
 grep -q 'frame 4  recorded 2023/11/14 22:13:20.400  stream 0.400 s' "$work/card.txt" || fail "last frame: $(cat "$work/card.txt")"
-# Behind the 75 built-in decoders.
+# Behind the 75 built-in decoders, beside the plug-in installed with the library.
+[ -e "$libdir/plugins/import/PluginDecoderFFmpeg.so" ] || fail "the FFmpeg plug-in is not installed"
 "$prefix/bin/vorncast" decoders --json >"$work/decoders.json"
-python3 -c 'import json,sys; d=json.load(open(sys.argv[1])); sys.exit(0 if len(d)==76 and d[75]["name"]=="Test card" else 1)' \
-    "$work/decoders.json" || fail "the plug-in's decoder is not entry 75 of 76"
+python3 -c 'import json,sys; names=[d["name"] for d in json.load(open(sys.argv[1]))]; sys.exit(0 if len(names)==77 and sorted(names[75:])==["FFmpeg container","Test card"] else 1)' \
+    "$work/decoders.json" || fail "the plug-ins' decoders are not entries 75 and 76 of 77"
 echo "installed tree, examples and plug-in: ok"

@@ -1,0 +1,215 @@
+// The "FFmpeg container" import plug-in, found by the library in its plug-in folder: containers that
+// the ffmpeg program writes at test time, autodetected behind every built-in decoder and read through
+// the exported functions; every picture compared with ffmpeg's own decoding of the same file.
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/DhavWriter.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "formats/RecordingFixture.h"
+
+#include <cmath>
+#include <cstring>
+
+using namespace IsoTest;
+using Vorn::Vorncast::Decoders::Testing::SplitAccessUnits;
+using Vorn::Vorncast::Decoders::Testing::WriteDhav;
+
+namespace {
+
+constexpr int32_t Width = 96;
+constexpr int32_t Height = 64;
+constexpr int64_t TicksPerSecond = 10000000;
+constexpr int64_t UnixEpochTicks = 621355968000000000;
+constexpr int64_t OneMillisecond = 10000;
+constexpr double MinimumPsnr = 40.0;
+
+int AnyCandidate(VcPublicDecoderInfo, int, int) {
+    return 0;
+}
+
+std::string Pictures(int frames) {
+    return "-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" + std::to_string(Height) +
+           ":rate=25:duration=" + std::to_string(frames * 0.04) + " ";
+}
+
+class FfmpegPluginTest : public FormatTests::RecordingTest {
+protected:
+    void SetUp() override {
+        RecordingTest::SetUp();
+        if (!HaveFfmpegTools()) {
+            GTEST_SKIP() << "the ffmpeg program is not installed";
+        }
+        // Real files, read by the built-in decoders and by FFmpeg alike, and a collection that holds
+        // the plug-ins of the library's build.
+        Vorn::FileSource::SetCurrent(nullptr);
+        DecoderCollection_Release(collection);
+        VcInitRecord record{};
+        record.importPluginsEnabled = 1;
+        InitVorncastDecoders(record);
+        ASSERT_EQ(DecoderCollection_Create(FFMPEG_PLUGIN_ROOT, &collection), 0);
+    }
+
+    std::string Record(const std::string& name, const std::string& arguments) {
+        const std::string path = folder.Path(name);
+        EXPECT_TRUE(RunFfmpeg(arguments + " '" + path + "'")) << arguments;
+        return path;
+    }
+
+    // Autodetects `path` and keeps the decoder and its track; the name of the decoder that took it.
+    std::string Autodetect(const std::string& path) {
+        int candidates = 0, resources = 0;
+        VcDecoderInfoValue info{};
+        VcQueryResult query{};
+        EXPECT_EQ(DecoderCollection_GetAutodetectCollection(collection, path.c_str(), &candidates), 0);
+        const int status = DecoderCollection_Autodetect(
+            candidates, static_cast<int>(path.size()), path.c_str(), AnyCandidate, nullptr, nullptr,
+            FormatTests::NeverAbort, &decoder, &info, &query, &resources);
+        DecoderCollection_Release(candidates);
+        if (status != 0) {
+            return "(none: " + LastError() + ")";
+        }
+        EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
+        return info.name;
+    }
+
+    // Every frame of the video stream against ffmpeg's decoding: count, order, picture.
+    std::vector<FormatTests::Delivered> ExpectPicturesOfFfmpeg(const std::string& path) {
+        EXPECT_EQ(Autodetect(path), "FFmpeg container");
+        reference = FfmpegVideoFrames(path, Width, Height);
+        std::vector<FormatTests::Delivered> walked = WalkForward(VideoStream());
+        EXPECT_EQ(walked.size(), reference.size());
+        for (size_t frame = 0; frame < std::min(walked.size(), reference.size()); ++frame) {
+            EXPECT_GE(
+                CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(), reference[frame].size()),
+                MinimumPsnr)
+                << "frame " << frame;
+        }
+        return walked;
+    }
+
+    // Seeks to the times of frames in an order that jumps both ways, across key frames.
+    void ExpectSeeksLandOnFrames(const std::vector<FormatTests::Delivered>& walked) {
+        const int stream = VideoStream();
+        for (size_t frame :
+             {walked.size() - 1, size_t{3}, walked.size() / 2, size_t{1}, size_t{0}, size_t{7}}) {
+            const FormatTests::Delivered landed = GoTo(stream, walked[frame].time.streamTime);
+            ASSERT_EQ(landed.status, 0) << "frame " << frame;
+            EXPECT_EQ(landed.time.recordedTime, walked[frame].time.recordedTime) << "frame " << frame;
+            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), landed.data.data(), reference[frame].size()),
+                      MinimumPsnr)
+                << "frame " << frame;
+        }
+        EXPECT_EQ(GoTo(stream, walked[0].time.streamTime - 1).status, VC_EndOfStreamBeforeStart);
+        EXPECT_EQ(Next(stream).time.streamTime, walked[0].time.streamTime);
+    }
+
+    TempFolder folder;
+    std::vector<Bytes> reference;
+};
+
+TEST_F(FfmpegPluginTest, TransportStreamWithBFramesPlaysAndSeeksFrameExactly) {
+    const std::string path =
+        Record("clip.ts", Pictures(30) + "-c:v libx264 -bf 2 -g 12 -pix_fmt yuv420p -qp 10");
+    const auto walked = ExpectPicturesOfFfmpeg(path);
+    ASSERT_EQ(walked.size(), 30u);
+    // Without a wall clock in the container, the recorder's time is the stream time.
+    EXPECT_EQ(walked[5].time.recordedTime, walked[5].time.streamTime);
+    EXPECT_EQ(walked[5].time.streamTime - walked[4].time.streamTime, TicksPerSecond / 25);
+    ExpectSeeksLandOnFrames(walked);
+    // Stepping back from the end crosses key frames and B-frames in display order.
+    const int stream = VideoStream();
+    ASSERT_EQ(GoTo(stream, walked.back().time.streamTime).status, 0);
+    for (size_t frame = walked.size() - 2; frame + 8 > walked.size(); --frame) {
+        const FormatTests::Delivered back = Previous(stream);
+        ASSERT_EQ(back.status, 0);
+        EXPECT_EQ(back.time.streamTime, walked[frame].time.streamTime);
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), back.data.data(), reference[frame].size()),
+                  MinimumPsnr);
+    }
+}
+
+TEST_F(FfmpegPluginTest, ElementaryStreamsWithoutStampsAreTimedByTheirRate) {
+    const std::string h264 = Record("clip.h264", Pictures(20) + "-c:v libx264 -bf 2 -g 8 -qp 10");
+    const auto walked = ExpectPicturesOfFfmpeg(h264);
+    ASSERT_EQ(walked.size(), 20u);
+    EXPECT_EQ(walked[19].time.streamTime, 19 * TicksPerSecond / 25);
+    ExpectSeeksLandOnFrames(walked);
+}
+
+TEST_F(FfmpegPluginTest, MatroskaWithHevc) {
+    if (!RunFfmpeg("-f lavfi -i nullsrc=size=64x64:duration=0.04 -c:v libx265 -f null -")) {
+        GTEST_SKIP() << "ffmpeg has no HEVC encoder";
+    }
+    const std::string path =
+        Record("clip.mkv", Pictures(16) + "-c:v libx265 -x265-params log-level=none:keyint=8 -crf 4");
+    ExpectSeeksLandOnFrames(ExpectPicturesOfFfmpeg(path));
+}
+
+// MP4 and MOV keep the creation time: the recorder's time is it plus the frame's stamp.
+TEST_F(FfmpegPluginTest, CreationTimeGivesTheRecordersClockAndAudioPlays) {
+    const std::string path =
+        Record("clip.mp4", Pictures(25) + "-f lavfi -i sine=frequency=440:duration=1 "
+                                          "-c:v libx264 -bf 2 -g 10 -qp 10 -c:a aac "
+                                          "-metadata creation_time=2019-05-06T07:08:09Z");
+    const auto walked = ExpectPicturesOfFfmpeg(path);
+    const int64_t creation = UnixEpochTicks + int64_t{1557126489} * TicksPerSecond;
+    const std::vector<double> stamps = FfmpegPacketTimes(path, "v");
+    ASSERT_EQ(stamps.size(), walked.size());
+    std::vector<double> shown = stamps;
+    std::sort(shown.begin(), shown.end());
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_NEAR(static_cast<double>(walked[frame].time.recordedTime),
+                    static_cast<double>(creation) + shown[frame] * TicksPerSecond, OneMillisecond);
+    }
+    // The tone comes through as 16-bit PCM: a sample near the middle is loud.
+    const int audio = AudioStream();
+    ASSERT_NE(audio, 0);
+    const FormatTests::Delivered sound = GoTo(audio, walked[12].time.streamTime);
+    ASSERT_EQ(sound.status, 0);
+    const VcPublicAudioDescription format = AudioDescription(audio, sound);
+    EXPECT_EQ(format.bitsPerSample, 16);
+    int16_t peak = 0;
+    for (size_t at = 0; at + 1 < sound.data.size(); at += 2) {
+        int16_t value;
+        std::memcpy(&value, sound.data.data() + at, 2);
+        peak = std::max<int16_t>(peak, static_cast<int16_t>(std::abs(value)));
+    }
+    EXPECT_GT(peak, 4000);
+}
+
+// A DHAV file written here around ffmpeg's H.264: FFmpeg reads its dates, and so the plug-in gives
+// the recorder's clock of every frame.
+TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
+    const std::string h264 =
+        Record("source.h264", Pictures(30) + "-c:v libx264 -bf 0 -g 10 -qp 10 -x264-params aud=1");
+    const int64_t start = 1700000000;
+    const auto units = SplitAccessUnits(ReadWholeFile(h264));
+    ASSERT_EQ(units.size(), 30u);
+    const std::string path = folder.Path("camera.dav");
+    ASSERT_TRUE(WriteWholeFile(path, WriteDhav(units, Width, Height, 25, start)));
+    const auto walked = ExpectPicturesOfFfmpeg(path);
+    ASSERT_EQ(walked.size(), 30u);
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime,
+                  UnixEpochTicks + start * TicksPerSecond + static_cast<int64_t>(frame) * 40 * OneMillisecond)
+            << "frame " << frame;
+    }
+    ExpectSeeksLandOnFrames(walked);
+}
+
+// Files that a built-in decoder loads never reach the plug-in; files FFmpeg cannot read, or of
+// another extension, are refused and autodetection fails as before.
+TEST_F(FfmpegPluginTest, BuiltInDecodersComeFirstAndRefusalsChangeNothing) {
+    EXPECT_EQ(Autodetect(Record("phone.3gp", Pictures(5) + "-c:v mpeg4")), "Mobile phone 3GP");
+    Decoder_Release(decoder);
+    decoder = 0;
+    const std::string noise = folder.Path("noise.ts");
+    ASSERT_TRUE(WriteWholeFile(noise, Bytes(4096, 0x5A)));
+    EXPECT_EQ(Autodetect(noise).rfind("(none: Failed to load", 0), 0u);
+    const std::string other = Record("clip.bin", Pictures(5) + "-c:v libx264 -f mpegts");
+    EXPECT_EQ(Autodetect(other).rfind("(none: Failed to load", 0), 0u);
+    int count = 0;
+    DecoderCollection_DecoderCount(collection, &count);
+    EXPECT_EQ(count, 76);
+}
+
+} // namespace
