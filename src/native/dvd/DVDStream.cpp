@@ -178,11 +178,12 @@ int DVDStream::OpenCodec() {
 
 int DVDStream::GoToVOBU(int32_t index) {
     int status = vobuIndex->Ensure(index);
-    if (status != Success) {
-        return status;
-    }
-    if (av_seek_frame(file.Format(), -1, vobuIndex->Entry(index).byteOffset,
-                      AVSEEK_FLAG_BYTE | AVSEEK_FLAG_BACKWARD) < 0) {
+    return status == Success ? SeekToVOBU(index) : status;
+}
+
+int DVDStream::SeekToVOBU(int32_t index) {
+    if (av_seek_frame(file.Format(), -1, vobuIndex->Entry(index).byteOffset, AVSEEK_FLAG_BYTE | AVSEEK_FLAG_BACKWARD) <
+        0) {
         return DvdFail(SourceFile, __LINE__, GeneralFailure, "DVDStream > av_seek_frame failed\n");
     }
     avcodec_flush_buffers(codecContext);
@@ -306,6 +307,9 @@ int DVDStream::DecodeNext(Decoded* out) {
 int DVDStream::SampleAtOrBefore(int64_t target, int32_t firstVOBU, bool strictlyBefore, Decoded* found) {
     auto fits = [&](int64_t time) { return strictlyBefore ? time < target : time <= target; };
     for (int32_t start = firstVOBU; start >= 0; --start) {
+        if (vobuIndex->Ensure(start) != Success) {
+            continue; // a VOBU without its NAV pack has no known times: the one ahead decodes through it
+        }
         int status = GoToVOBU(start);
         Decoded held;
         if (status == Success) {
@@ -354,7 +358,9 @@ int DVDStream::GoToTime(SeekRequest request, Sample* sample) {
         return DvdFail(SourceFile, __LINE__, GeneralFailure, "DVDStream > GoToTime failed\n");
     }
     const int64_t target = request.targetTime;
-    if (target > vobuIndex->Entry(vobuIndex->LastLoaded()).cumulativeEnd) {
+    // Where the last VOBU has no times, the end is where its decoding ends.
+    const int32_t last = vobuIndex->LastLoaded();
+    if (last == vobuIndex->Count() - 1 && target > vobuIndex->Entry(last).cumulativeEnd) {
         position = AfterEnd;
         return EndOfStreamAfterEnd;
     }
@@ -388,8 +394,9 @@ int DVDStream::GoToTime(SeekRequest request, Sample* sample) {
 
 // ---- stepping ----
 
+// The first VOBU is read from its start whether or not its NAV pack could be read.
 int DVDStream::StepFromStart(const SampleRequest& request, Sample* sample) {
-    int status = GoToVOBU(0);
+    int status = SeekToVOBU(0);
     Decoded first;
     if (status == Success) {
         status = DecodeNext(&first);

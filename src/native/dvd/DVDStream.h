@@ -58,6 +58,7 @@ private:
     int OpenCodec();
 
     int GoToVOBU(int32_t index);
+    int SeekToVOBU(int32_t index);
     int DecodeNext(Decoded* out);
     int ReceiveFrame(AVFrame* frame);
     bool ReadOwnPacket();
