@@ -1,5 +1,6 @@
 #include "native/dvd/DVDDecoder.h"
 
+#include "codecs/video/FfmpegSetup.h"
 #include "interface/LibraryFrame.h"
 #include "model/files/FileSource.h"
 #include "model/support/Path.h"
@@ -22,7 +23,7 @@ constexpr const char* ManagerName = "VIDEO_TS.IFO";
 constexpr size_t QueryDescriptionBytes = 512;
 
 // FFmpeg's messages go to the library's log while a DVD decoder queries or loads; otherwise FFmpeg
-// keeps its own handling.
+// keeps its own handling, which the library keeps quiet.
 void ForwardFfmpegLog(void* context, int level, const char* format, va_list arguments) {
     if (DVDDecoder::Current() == nullptr) {
         av_log_default_callback(context, level, format, arguments);
@@ -38,7 +39,10 @@ void ForwardFfmpegLog(void* context, int level, const char* format, va_list argu
 
 void InstallFfmpegLog() {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_callback(ForwardFfmpegLog); });
+    std::call_once(once, [] {
+        Decoders::QuietFfmpegLog();
+        av_log_set_callback(ForwardFfmpegLog);
+    });
 }
 
 } // namespace
