@@ -29,6 +29,10 @@ constexpr int32_t MaxAudioSampleBytes = 192000;
 // Audio bits a sample by FFmpeg's packed sample formats: unsigned 8, signed 16, signed 32, float, double.
 constexpr int32_t BitsOfSampleFormat[] = {8, 16, 32, 32, 64};
 
+bool LiesBefore(int64_t time, int64_t target, bool strictly) {
+    return strictly ? time < target : time <= target;
+}
+
 bool Aborted(AbortOperation abort) {
     return abort != nullptr && abort() != 0;
 }
@@ -182,8 +186,8 @@ int DVDStream::GoToVOBU(int32_t index) {
 }
 
 int DVDStream::SeekToVOBU(int32_t index) {
-    if (av_seek_frame(file.Format(), -1, vobuIndex->Entry(index).byteOffset, AVSEEK_FLAG_BYTE | AVSEEK_FLAG_BACKWARD) <
-        0) {
+    if (av_seek_frame(file.Format(), -1, vobuIndex->Entry(index).byteOffset,
+                      AVSEEK_FLAG_BYTE | AVSEEK_FLAG_BACKWARD) < 0) {
         return DvdFail(SourceFile, __LINE__, GeneralFailure, "DVDStream > av_seek_frame failed\n");
     }
     avcodec_flush_buffers(codecContext);
@@ -300,52 +304,61 @@ int DVDStream::DecodeNext(Decoded* out) {
 
 // ---- positioning ----
 
+// Steps on from `held` while the next sample still lies at or before the target (before it, when
+// `strictlyBefore`); the first one past it stays pending.
+int DVDStream::StepWhileBefore(int64_t target, bool strictlyBefore, Decoded* held) {
+    for (;;) {
+        if (!strictlyBefore && target < held->time + held->length) {
+            return Success; // the target lies inside this sample
+        }
+        Decoded next;
+        int status = DecodeNext(&next);
+        if (status != Success) {
+            return status == EndOfStreamAfterEnd ? Success : status;
+        }
+        if (!LiesBefore(next.time, target, strictlyBefore)) {
+            pending = std::move(next);
+            return Success;
+        }
+        if (!strictlyBefore) {
+            Log(SourceFile, __LINE__, LogTraceDetail,
+                "DVDStream > GoToTime targetTime=%s (%" PRId64 ")   smpTime=%s (%" PRId64 ")\n",
+                TimeToText(target).text, target, TimeToText(held->time).text, held->time);
+        }
+        *held = std::move(next);
+    }
+}
+
 // Finds the last sample at or before `target` (before it, when `strictlyBefore`), decoding from
 // the VOBU `firstVOBU` on. Where the first sample decoded there already lies past the target, the
 // VOBU did not reach back far enough (pictures before a VOBU's first key frame need the VOBU ahead),
 // and the search starts again one VOBU earlier. A sample decoded past the found one stays pending.
 int DVDStream::SampleAtOrBefore(int64_t target, int32_t firstVOBU, bool strictlyBefore, Decoded* found) {
-    auto fits = [&](int64_t time) { return strictlyBefore ? time < target : time <= target; };
     for (int32_t start = firstVOBU; start >= 0; --start) {
         if (vobuIndex->Ensure(start) != Success) {
             continue; // a VOBU without its NAV pack has no known times: the one ahead decodes through it
         }
-        int status = GoToVOBU(start);
         Decoded held;
+        int status = GoToVOBU(start);
         if (status == Success) {
             status = DecodeNext(&held);
         }
-        if (status == EndOfStreamAfterEnd || (status == Success && !fits(held.time))) {
+        if (status == EndOfStreamAfterEnd ||
+            (status == Success && !LiesBefore(held.time, target, strictlyBefore))) {
             continue; // nothing of this stream at or before the target from here: one VOBU back
+        }
+        if (status == Success) {
+            status = StepWhileBefore(target, strictlyBefore, &held);
         }
         if (status != Success) {
             return status;
         }
-        for (;;) {
-            if (!strictlyBefore && target < held.time + held.length) {
-                break; // the target lies inside this sample
-            }
-            Decoded next;
-            status = DecodeNext(&next);
-            if (status == EndOfStreamAfterEnd) {
-                break;
-            }
-            if (status != Success) {
-                return status;
-            }
-            if (!fits(next.time)) {
-                pending = std::move(next);
-                break;
-            }
-            held = std::move(next);
-        }
         if (start != firstVOBU) {
             const TimeText original = TimeToText(target);
-            const TimeText reached = TimeToText(held.time);
             Log(SourceFile, __LINE__, LogTrace,
                 "DVDStream > GoToTime originalTargetTime=%s (%" PRId64 ")   adjustedTime=%s (%" PRId64
                 ")   smpTime=%s (%" PRId64 ") ***BREAK 2***\n",
-                original.text, target, original.text, target, reached.text, held.time);
+                original.text, target, original.text, target, TimeToText(held.time).text, held.time);
         }
         *found = std::move(held);
         return Success;

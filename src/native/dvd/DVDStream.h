@@ -64,6 +64,7 @@ private:
     bool ReadOwnPacket();
     void RebasePacket();
     int64_t SampleLength(const AVFrame& frame) const;
+    int StepWhileBefore(int64_t target, bool strictlyBefore, Decoded* held);
     int SampleAtOrBefore(int64_t target, int32_t firstVOBU, bool strictlyBefore, Decoded* found);
     int Deliver(Decoded& decoded, bool wantData, Sample* sample);
     int DeliverVideo(const AVFrame& frame, bool wantData, Sample* sample);

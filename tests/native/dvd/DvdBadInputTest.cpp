@@ -2,6 +2,7 @@
 // and a folder whose damage leaves something readable still plays.
 #include "native/dvd/DvdFixture.h"
 
+#include <algorithm>
 #include <cstdint>
 
 using namespace DvdTests;
@@ -170,6 +171,47 @@ TEST_F(DvdQueryTest, QueryLooksForTheManagerBesideTheFile) {
     EXPECT_EQ(resources, 1);
     int trackHandle = 0;
     EXPECT_EQ(Decoder_GetTrack(decoder, 1, &trackHandle), VC_InvalidArgument);
+}
+
+std::vector<double>& Reported() {
+    static std::vector<double> fractions;
+    return fractions;
+}
+
+void Report(double fraction) {
+    Reported().push_back(fraction);
+}
+
+int AbortAtOnce() {
+    return 1;
+}
+
+// A load reports its progress over both title sets, rising to the whole; an abort ends it.
+TEST_F(DvdQueryTest, LoadReportsProgressAndEndsOnAbort) {
+    ASSERT_TRUE(Serve(TwoSets));
+    VcGuid guid{};
+    ASSERT_TRUE(Vorn::ParseGuid(std::string("{") + DvdGuid + "}", &guid));
+    const std::string url = Folder() + "VIDEO_TS.IFO";
+    for (VcAbortOperation abort : {FormatTests::NeverAbort, AbortAtOnce}) {
+        int loading = 0;
+        int resources = 0;
+        Reported().clear();
+        ASSERT_EQ(Decoder_Create(collection, guid, -1, -1, &loading), 0);
+        const int status = Decoder_Load(loading, static_cast<int>(url.size()), url.c_str(), Report, nullptr,
+                                        abort, &resources);
+        Decoder_Release(loading);
+        if (abort == AbortAtOnce) {
+            EXPECT_EQ(status, VC_UserAborted);
+            EXPECT_TRUE(Logged("VOBUIndex::Load > User abort during load\n"));
+            continue;
+        }
+        ASSERT_EQ(status, 0);
+        ASSERT_FALSE(Reported().empty());
+        EXPECT_TRUE(std::is_sorted(Reported().begin(), Reported().end()));
+        // The first title set's share ends half way.
+        EXPECT_NE(std::find(Reported().begin(), Reported().end(), 0.5), Reported().end());
+        EXPECT_DOUBLE_EQ(Reported().back(), 1.0);
+    }
 }
 
 } // namespace
