@@ -91,7 +91,7 @@ BENCHMARK(VobuIndexOfAnHour)->Unit(benchmark::kMillisecond);
 
 const Vorn::Testing::DvdFolder* Disc() {
     static const Vorn::Testing::DvdFolder* folder = [] {
-        const Vorn::Testing::DvdFolder& made = Vorn::Testing::AuthorDvd({false, {{12.0}}, 1, false, true});
+        const Vorn::Testing::DvdFolder& made = Vorn::Testing::AuthorDvd({false, {{12.0}}, 1, true});
         return made.error.empty() ? &made : nullptr;
     }();
     return folder;

@@ -23,7 +23,7 @@ TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
     if (!Vorn::Testing::HaveDvdTools()) {
         GTEST_SKIP() << "ffmpeg or dvdauthor is not installed";
     }
-    const Vorn::Testing::DvdFolder& dvd = Vorn::Testing::AuthorDvd({false, {{0.6}, {0.4, 0.4}}, 1, false});
+    const Vorn::Testing::DvdFolder& dvd = Vorn::Testing::AuthorDvd({false, {{0.6}, {0.4, 0.4}}, 1});
     ASSERT_EQ(dvd.error, "");
     const std::string disc = fs::path(dvd.directory).parent_path().string();
     const std::vector<IsoTest::Bytes> reference =

@@ -141,7 +141,9 @@ int DVDDecoder::Load(const Buffer& loaded, ProgressCallback progress, MessageCal
     if (!Path::ExtensionIs(text, "ifo")) {
         return DvdFail(SourceFile, __LINE__, GeneralFailure, "DVDDecoder > File doesn't have IFO extension");
     }
-    const std::string directory = UrlText(Path::GetDirectory(loaded));
+    // A bare file name lies in the present folder, which an empty path would not list.
+    std::string directory = UrlText(Path::GetDirectory(loaded));
+    directory = directory.empty() ? "./" : directory;
     const std::string manager = Path::Join(directory, ManagerName).Text();
     if (videoTS.Load(manager.c_str()) != Success) {
         return DvdFail(SourceFile, __LINE__, GeneralFailure,

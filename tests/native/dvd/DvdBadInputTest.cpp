@@ -11,8 +11,8 @@ using Vorn::Testing::DvdShape;
 
 namespace {
 
-const DvdShape OneSet = {false, {{1.2}}, 1, false};
-const DvdShape TwoSets = {false, {{0.5}, {0.5}}, 1, false};
+const DvdShape OneSet = {false, {{1.2}}, 1};
+const DvdShape TwoSets = {false, {{0.5}, {0.5}}, 1};
 
 uint32_t BigEndianAt(const std::string& bytes, size_t at) {
     uint32_t value = 0;
@@ -126,7 +126,7 @@ TEST_P(DvdBadInputTest, LoadEndsWithItsStatusAndTexts) {
         EXPECT_EQ(LastError().rfind(damage.lastError, 0), 0u) << LastError();
     }
     if (*damage.logged != '\0') {
-        EXPECT_TRUE(Logged(damage.logged)) << damage.logged;
+        EXPECT_TRUE(WasLogged(damage.logged)) << damage.logged;
     }
     if (status == VC_Success) {
         // What is left plays from start to end and seeks to its end without a fault.
@@ -202,7 +202,7 @@ TEST_F(DvdQueryTest, LoadReportsProgressAndEndsOnAbort) {
         Decoder_Release(loading);
         if (abort == AbortAtOnce) {
             EXPECT_EQ(status, VC_UserAborted);
-            EXPECT_TRUE(Logged("VOBUIndex::Load > User abort during load\n"));
+            EXPECT_TRUE(WasLogged("VOBUIndex::Load > User abort during load\n"));
             continue;
         }
         ASSERT_EQ(status, 0);
