@@ -175,15 +175,15 @@ int DVDDecoder::LoadTitleSets(const std::string& directory, ProgressCallback pro
                            "DVDDecoder::Load > Failed to get fileset for track %d", index);
         }
         auto* track = new DVDTrack;
-        AddTrack(track);
         const IndexProgress share{progress, index, videoTS.TitleSetCount()};
         int status = track->Load(this, files->second, share, abort);
-        if (status == UserAborted) {
-            return status;
-        }
         if (status != Success) {
-            return DvdFail(SourceFile, __LINE__, GeneralFailure, "DVDDecoder::Load > Track failed to load");
+            delete track;
+            return status == UserAborted ? status
+                                         : DvdFail(SourceFile, __LINE__, GeneralFailure,
+                                                   "DVDDecoder::Load > Track failed to load");
         }
+        AddTrack(track);
         ++trackCount;
         for (const std::string& path : files->second) {
             AddResource(Buffer(path.c_str()), 0);

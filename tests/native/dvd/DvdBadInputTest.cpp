@@ -124,6 +124,9 @@ TEST_P(DvdBadInputTest, LoadEndsWithItsStatusAndTexts) {
     ASSERT_EQ(status, damage.status) << LastError();
     if (status != VC_Success) {
         EXPECT_EQ(LastError().rfind(damage.lastError, 0), 0u) << LastError();
+        int tracks = -1;
+        EXPECT_EQ(Decoder_GetTrackCount(decoder, &tracks), 0);
+        EXPECT_EQ(tracks, 0) << "a failed load keeps no track";
     }
     if (*damage.logged != '\0') {
         EXPECT_TRUE(WasLogged(damage.logged)) << damage.logged;
