@@ -133,6 +133,32 @@ TEST_P(DvdRecordingTest, GoToTimeOfEveryFrameGivesThatFrame) {
     }
 }
 
+// Sound that begins before the first picture lies before the title's start and cannot be sought.
+// A seek gives the sample whose span holds the time, decoded as a walk decodes it; only at the end
+// of a cell, where the decoder carries the sound of one cell into the next, may the two differ.
+TEST_P(DvdRecordingTest, GoToTimeOfAnAudioSampleGivesThatSample) {
+    const int stream = StreamOfTrack(0, VC_StreamAudio);
+    const std::vector<Delivered> walked = WalkForward(stream);
+    VcTrackInfo info{};
+    ASSERT_EQ(Track_GetInfo(track, &info), 0);
+    ASSERT_LT(walked.front().time.streamTime, info.startTime.streamTime);
+    EXPECT_EQ(GoTo(stream, walked.front().time.streamTime).status, VC_EndOfStreamBeforeStart);
+    const int64_t length = 320000; // 1536 samples at 48 kHz
+    size_t differing = 0;
+    for (size_t index = 1; index < walked.size(); ++index) {
+        const int64_t target = walked[index].time.streamTime;
+        if (target < info.startTime.streamTime) {
+            continue;
+        }
+        const Delivered found = GoTo(stream, target);
+        ASSERT_EQ(found.status, 0) << "sample " << index;
+        EXPECT_LE(found.time.streamTime, target) << "sample " << index;
+        EXPECT_LT(target, found.time.streamTime + length) << "sample " << index;
+        differing += found.time.streamTime == target && found.data != walked[index].data ? 1 : 0;
+    }
+    EXPECT_LE(differing, GetParam().shape.titleSets[0].size());
+}
+
 // A time between two frames gives the earlier one; times outside the title give the ends.
 TEST_P(DvdRecordingTest, TimesBetweenAndOutsideFrames) {
     const int stream = StreamOfTrack(0, VC_StreamVideo);
