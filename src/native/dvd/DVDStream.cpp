@@ -332,9 +332,13 @@ int DVDStream::StepWhileBefore(int64_t target, bool strictlyBefore, Decoded* hel
 // Finds the last sample at or before `target` (before it, when `strictlyBefore`), decoding from
 // the VOBU `firstVOBU` on. Where the first sample decoded there already lies past the target, the
 // VOBU did not reach back far enough (pictures before a VOBU's first key frame need the VOBU ahead),
-// and the search starts again one VOBU earlier. A sample decoded past the found one stays pending.
+// and the search starts again further back. A sample decoded past the found one stays pending.
 int DVDStream::SampleAtOrBefore(int64_t target, int32_t firstVOBU, bool strictlyBefore, Decoded* found) {
-    for (int32_t start = firstVOBU; start >= 0; --start) {
+    // Each retry reaches back twice as far as the one before, so that a stream without samples in
+    // a long stretch costs a few walks to the end rather than one for every VOBU.
+    int64_t back = 1;
+    for (int32_t start = firstVOBU; start >= 0;
+         start = start > 0 ? static_cast<int32_t>(std::max<int64_t>(0, start - back)) : -1, back *= 2) {
         if (vobuIndex->Ensure(start) != Success) {
             continue; // a VOBU without its NAV pack has no known times: the one ahead decodes through it
         }
