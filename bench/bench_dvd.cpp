@@ -87,6 +87,79 @@ void VobuIndexOfAnHour(benchmark::State& state) {
 }
 BENCHMARK(VobuIndexOfAnHour)->Unit(benchmark::kMillisecond);
 
+// A real disc's title set followed by NAV packs alone up to an hour: what a load reads of an hour's
+// title set, the streams found in the real part, without an hour of pictures in memory.
+Vorn::MemoryFileSource& SparseHour(const Vorn::Testing::DvdFolder& disc) {
+    static Vorn::MemoryFileSource files;
+    static bool made = false;
+    if (made) {
+        return files;
+    }
+    auto bytesOf = [&](const std::string& name) {
+        for (const auto& file : disc.files) {
+            if (file.name == name) {
+                return file.bytes;
+            }
+        }
+        return std::string();
+    };
+    std::string ifo = bytesOf("VTS_01_0.IFO");
+    std::string vob = bytesOf("VTS_01_1.VOB");
+    const size_t map = (static_cast<uint8_t>(ifo[0xE6]) << 8 | static_cast<uint8_t>(ifo[0xE7])) * Sector;
+    const uint32_t real = (static_cast<uint8_t>(ifo[map + 2]) << 8 | static_cast<uint8_t>(ifo[map + 3])) / 4;
+    const auto realSectors = static_cast<uint32_t>(vob.size() / Sector);
+    ifo.resize(map + 4 + 4 * size_t{HourOfVobus});
+    PutBigEndian(ifo, map, 4 * HourOfVobus + 3);
+    vob.resize(vob.size() + Sector * (HourOfVobus - real), '\0');
+    for (uint32_t index = real; index < HourOfVobus; ++index) {
+        const uint32_t sector = realSectors + index - real;
+        PutBigEndian(ifo, map + 4 + 4 * size_t{index}, sector);
+        PutBigEndian(vob, sector * Sector + 38, 0x000001BF);
+        vob[sector * Sector + 42] = 0x03;
+        vob[sector * Sector + 43] = static_cast<char>(0xD4);
+        PutBigEndian(vob, sector * Sector + 57, (index + 100) * 45000);
+        PutBigEndian(vob, sector * Sector + 61, (index + 101) * 45000);
+    }
+    files.AddFile("/hour/VIDEO_TS/VIDEO_TS.IFO", bytesOf("VIDEO_TS.IFO"));
+    files.AddFile("/hour/VIDEO_TS/VTS_01_0.IFO", ifo);
+    files.AddFile("/hour/VIDEO_TS/VTS_01_1.VOB", vob);
+    made = true;
+    return files;
+}
+
+const Vorn::Testing::DvdFolder* Disc();
+int NeverAbort();
+
+void QueryAndLoadOfAnHour(benchmark::State& state) {
+    if (Disc() == nullptr) {
+        state.SkipWithError("no disc: ffmpeg or dvdauthor is missing");
+        return;
+    }
+    Vorn::FileSource::SetCurrent(&SparseHour(*Disc()));
+    VcInitRecord record{};
+    InitVorncastDecoders(record);
+    int collection = 0;
+    DecoderCollection_Create(nullptr, &collection);
+    const VcGuid dvd = {0x508C3FE8, 0x0034, 0x4216, {0x8E, 0x06, 0x00, 0x20, 0xB1, 0x61, 0x93, 0x31}};
+    const std::string url = "/hour/VIDEO_TS/VIDEO_TS.IFO";
+    for (auto _ : state) {
+        int decoder = 0, resources = 0;
+        VcQueryResult query{};
+        Decoder_Create(collection, dvd, -1, -1, &decoder);
+        Decoder_Query(decoder, static_cast<int>(url.size()), url.c_str(), 1, &query);
+        if (Decoder_Load(decoder, static_cast<int>(url.size()), url.c_str(), nullptr, nullptr, NeverAbort,
+                         &resources) != 0) {
+            state.SkipWithError("the hour did not load");
+        }
+        Decoder_Release(decoder);
+    }
+    DecoderCollection_Release(collection);
+    Vorn::FileSource::SetCurrent(nullptr);
+    state.counters["NAVPacks/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * HourOfVobus,
+                                                      benchmark::Counter::kIsRate);
+}
+BENCHMARK(QueryAndLoadOfAnHour)->Unit(benchmark::kMillisecond);
+
 // ---- a disc decoded ----
 
 const Vorn::Testing::DvdFolder* Disc() {

@@ -115,7 +115,7 @@ int IFOFile::ReadAddressMap(File& file, const std::vector<uint8_t>& header) {
         return Success;
     }
     // A count that the file cannot hold is refused before anything is allocated for it.
-    if (map + 4 + count * 4 > file.PhysicalSize() ||
+    if (map + 4 + count * 4 > file.PhysicalSize() || count > INT32_MAX / 4 ||
         !ReadExactly(file, map + 4, static_cast<int32_t>(count * 4), &bytes)) {
         return Fail(__LINE__, "VOBUIndex::Load > Read getting vobu_sector_start");
     }
