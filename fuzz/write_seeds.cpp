@@ -583,8 +583,7 @@ void WriteDvdSeeds(SeedFolder& seeds) {
     if (!Vorn::Testing::HaveDvdTools()) {
         return;
     }
-    const Vorn::Testing::DvdShape shapes[] = {{false, {{0.6}}, 1},
-                                              {false, {{0.4}, {0.3, 0.3}}, 2}};
+    const Vorn::Testing::DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
     for (const auto& shape : shapes) {
         const Vorn::Testing::DvdFolder& folder = Vorn::Testing::AuthorDvd(shape);
         if (folder.error.empty()) {
