@@ -10,6 +10,7 @@
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
+#include "fixtures/dvd/DvdAuthor.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -593,6 +594,22 @@ void WriteIsoSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_vigilant_mp4", "mpeg4_zone", Text(IsoTest::WriteMovieFile(vigilant)));
 }
 
+// DVD-Video folders of one title set and of two, the second of two cells, each file named in
+// its piece; made only where ffmpeg and dvdauthor are installed.
+void WriteDvdSeeds(SeedFolder& seeds) {
+    if (!Vorn::Testing::HaveDvdTools()) {
+        return;
+    }
+    const Vorn::Testing::DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
+    for (const auto& shape : shapes) {
+        const Vorn::Testing::DvdFolder& folder = Vorn::Testing::AuthorDvd(shape);
+        if (folder.error.empty()) {
+            seeds.Add("fuzz_dvd_decoder", "dvd" + std::to_string(shape.titleSets.size()),
+                      Vorn::Testing::JoinFileSet(folder.files));
+        }
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -618,6 +635,7 @@ int main(int argc, char** argv) {
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
+    WriteDvdSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -267,10 +267,7 @@ private:
 
 // ---- the damage ----
 
-struct Damage {
-    std::string description;
-    std::vector<FileSetFile> files;
-};
+using Damage = DamagedCopy;
 
 // At most `limit` of the points, evenly spread, in order and without repeats.
 std::vector<uint64_t> Thinned(std::set<uint64_t> points, size_t limit) {
@@ -362,16 +359,6 @@ void AddMissingFiles(const SweepRecording& recording, std::vector<Damage>* out) 
     }
 }
 
-std::vector<Damage> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
-    std::vector<Damage> damaged;
-    for (size_t file = 0; file < recording.files.size(); ++file) {
-        AddCuts(recording, file, options, &damaged);
-        AddOverwrites(recording, file, options, &damaged);
-    }
-    AddMissingFiles(recording, &damaged);
-    return damaged;
-}
-
 int64_t ActionLimit(const SweepRecording& recording, const SweepOptions& options) {
     int64_t bytes = 0;
     for (const FileSetFile& file : recording.files) {
@@ -405,6 +392,16 @@ RunOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4], 
 }
 
 } // namespace
+
+std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
+    std::vector<Damage> damaged;
+    for (size_t file = 0; file < recording.files.size(); ++file) {
+        AddCuts(recording, file, options, &damaged);
+        AddOverwrites(recording, file, options, &damaged);
+    }
+    AddMissingFiles(recording, &damaged);
+    return damaged;
+}
 
 SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const SweepOptions& options,
                         BaseDecoder* decoder) {

@@ -62,6 +62,16 @@ struct SweepReport {
     std::vector<std::string> faults;
 };
 
+// One damaged copy of a recording and what was done to it.
+struct DamagedCopy {
+    std::string description;
+    std::vector<Vorn::Testing::FileSetFile> files;
+};
+
+// The copies a sweep runs on: each file cut short and overwritten at many places, and each file
+// but the first missing. Decoders outside the digital core run them with a player of their own.
+std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options);
+
 // Sweeps the decoder of `row` of the decoder table. With `decoder` given, that object stands in
 // the row for the sweep (a decoder of the tests' own) and is found by its own GUID.
 SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const SweepOptions& options = {},

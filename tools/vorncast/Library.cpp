@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <unistd.h>
 
 namespace VorncastTool {
@@ -64,6 +65,32 @@ void RequireReadablePath(const std::string& path) {
     if (access(path.c_str(), R_OK) != 0) {
         throw std::runtime_error("cannot open " + path + ": " + std::strerror(errno));
     }
+}
+
+// The entry of `folder` named `name` whatever its case, or an empty path.
+std::filesystem::path EntryNamed(const std::filesystem::path& folder, const std::string& name) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        if (Lower(entry.path().filename().string()) == Lower(name)) {
+            return entry.path();
+        }
+    }
+    return {};
+}
+
+// A DVD-Video folder, or the disc's folder above it, is read through its VIDEO_TS.IFO; any other
+// path is read as it is.
+std::string RecordingEntry(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+        return path;
+    }
+    std::filesystem::path manager = EntryNamed(path, "VIDEO_TS.IFO");
+    if (manager.empty()) {
+        const std::filesystem::path videoFolder = EntryNamed(path, "VIDEO_TS");
+        manager = videoFolder.empty() ? videoFolder : EntryNamed(videoFolder, "VIDEO_TS.IFO");
+    }
+    return manager.empty() ? path : manager.string();
 }
 
 } // namespace
@@ -323,8 +350,9 @@ int LoadWith(const Collection& collection, const DecoderEntry& entry, const std:
 
 } // namespace
 
-std::unique_ptr<Recording> Recording::Open(const Collection& collection, const std::string& path,
+std::unique_ptr<Recording> Recording::Open(const Collection& collection, const std::string& given,
                                            const std::optional<std::string>& decoderSpec) {
+    const std::string path = RecordingEntry(given);
     RequireReadablePath(path);
     ProgressBar bar("loading");
     SetLoadProgressBar(&bar);
