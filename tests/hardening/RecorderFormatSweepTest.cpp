@@ -9,6 +9,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "hardening/DamageSweep.h"
 
@@ -136,4 +137,29 @@ TEST(RecorderFormatSweep, IRecord) {
         recording.frameStarts.push_back({0});
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIRecord"), recording);
+}
+
+// Two cameras in two slices, each a key frame, a delta frame and a key frame.
+TEST(RecorderFormatSweep, ViconNet) {
+    const BlockJpegWriter writer(32, 16, 50);
+    const std::vector<bool> present = {true, false, true, false};
+    ViconNetArchive archive;
+    archive.parent = "";
+    archive.cameras = {{1, "Gate"}};
+    for (uint32_t slice = 1; slice <= 2; ++slice) {
+        const int64_t time = 133500000000000000 + slice * 1000000;
+        archive.slices.push_back(
+            {slice,
+             {{"cam_0" + std::to_string(slice),
+               {ViconNetKeyFrame(writer, MakeGradient(32, 16, 3), time),
+                ViconNetDeltaFrame(writer, MakeColourBars(32, 16), present, time + 4000000),
+                ViconNetKeyFrame(writer, MakeColourBars(32, 16), time + 8000000)}}}});
+    }
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteViconNet(archive)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    recording.damagePlaces = {{0, 12}, {0, 20}, {1, 8}, {1, 12}, {2, 24}, {2, 28}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeViconNet"), recording);
 }

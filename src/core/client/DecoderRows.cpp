@@ -14,6 +14,7 @@
 #include "formats/iso/DecodeVigilantMp4.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/vicon/DecodeViconNet.h"
 #include "formats/viseum/DecodeViseum.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -293,7 +294,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeViconNet>},
     {"DecodeFaiveley", "Faiveley X Track", "04E98296-F0E7-4a49-9044-9FACC53E9FF3", "arc", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeIRecord",
