@@ -17,6 +17,7 @@
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
@@ -543,6 +544,25 @@ void WriteViconNetSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_vicon_net", "two_slices", Vorn::Testing::JoinFileSet(files));
 }
 
+// Sanyo trees of two cameras, with JPEG and with JPEG 2000 images.
+void WriteSanyoSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    for (bool jpeg2000 : {false, true}) {
+        std::vector<SanyoFrame> frames;
+        for (uint32_t index = 0; index < 3; ++index) {
+            frames.push_back({765000000 + index, static_cast<int32_t>(index % 2), index + 1,
+                              jpeg2000 ? Jpeg2000Testing::Encode(planes, 16, 8, {})
+                                       : EncodeTestJpeg(MakeQuadrantPicture(16, 8, index), 50)});
+        }
+        std::vector<Vorn::Testing::FileSetFile> files;
+        for (const auto& [path, bytes] : WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, jpeg2000)) {
+            files.push_back({path, Text(bytes)});
+        }
+        seeds.Add("fuzz_decoder_sanyo", jpeg2000 ? "jpeg2000" : "jpeg", Vorn::Testing::JoinFileSet(files));
+    }
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -625,6 +645,7 @@ int main(int argc, char** argv) {
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
     WriteViconNetSeeds(seeds);
+    WriteSanyoSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -8,6 +8,7 @@
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
@@ -162,4 +163,19 @@ TEST(RecorderFormatSweep, ViconNet) {
     }
     recording.damagePlaces = {{0, 12}, {0, 20}, {1, 8}, {1, 12}, {2, 24}, {2, 28}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeViconNet"), recording);
+}
+
+TEST(RecorderFormatSweep, Sanyo) {
+    std::vector<SanyoFrame> frames;
+    for (uint32_t index = 0; index < 4; ++index) {
+        frames.push_back({765000000 + index, static_cast<int32_t>(index % 2), index + 1,
+                          EncodeTestJpeg(MakeQuadrantPicture(32, 16, static_cast<int32_t>(index)))});
+    }
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, false)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    recording.frameStarts[0] = {1024, 1040, 1056, 1072};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSanyo"), recording);
 }

@@ -14,6 +14,7 @@
 #include "formats/iso/DecodeVigilantMp4.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/sanyo/DecodeSanyo.h"
 #include "formats/vicon/DecodeViconNet.h"
 #include "formats/viseum/DecodeViseum.h"
 
@@ -281,7 +282,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeSanyo>},
     {"DecodeGeutebruck", "Geutebruck", "A65BFAEF-6CE3-416c-B528-010339FEAD10", "mbf", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"DecodeViconNet",
