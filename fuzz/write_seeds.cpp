@@ -13,6 +13,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
@@ -563,6 +564,21 @@ void WriteSanyoSeeds(SeedFolder& seeds) {
     }
 }
 
+// A Geutebruck file of two named cameras; its scans are those of small pictures, which the fixed
+// header's picture size leaves short.
+void WriteGeutebruckSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<GeutebruckFrame> frames;
+    for (uint32_t index = 0; index < 3; ++index) {
+        Unit jpeg = EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 25});
+        frames.push_back({index % 2, 738000, 0x00E30000 + index * 40,
+                          static_cast<uint8_t>(index == 1 ? 128 : 0), 100,
+                          Unit(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end())});
+    }
+    seeds.Add("fuzz_decoder_geutebruck", "two_cameras",
+              Text(WriteGeutebruck({{0, "Door"}, {1, "Till"}}, frames).bytes));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -646,6 +662,7 @@ int main(int argc, char** argv) {
     WriteIRecordSeeds(seeds);
     WriteViconNetSeeds(seeds);
     WriteSanyoSeeds(seeds);
+    WriteGeutebruckSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
@@ -12,6 +13,7 @@
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -178,4 +180,21 @@ TEST(RecorderFormatSweep, Sanyo) {
     }
     recording.frameStarts[0] = {1024, 1040, 1056, 1072};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSanyo"), recording);
+}
+
+TEST(RecorderFormatSweep, Geutebruck) {
+    std::vector<GeutebruckFrame> frames;
+    for (uint32_t index = 0; index < 3; ++index) {
+        std::vector<uint8_t> jpeg =
+            EncodeJpeg(MakeColourBars(704, 288), {.sampling = Sampling::S422, .recorderQuality = 25});
+        frames.push_back(
+            {index % 2, 738000, 0x00E30000 + index * 40, static_cast<uint8_t>(index == 1 ? 128 : 0), 100,
+             std::vector<uint8_t>(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end())});
+    }
+    GeutebruckFile written = WriteGeutebruck({{0, "Door"}, {1, "Till"}}, frames);
+    SweepRecording recording;
+    recording.files = {{"rec.mbf", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.entryStarts};
+    recording.damagePlaces = {{0, 28800 + 28}, {0, written.entryStarts[0] - 128 + 24}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeGeutebruck"), recording);
 }

@@ -7,6 +7,7 @@
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
+#include "formats/geutebruck/DecodeGeutebruck.h"
 #include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/irecord/DecodeIRecord.h"
 #include "formats/iso/Decode3gp.h"
@@ -284,7 +285,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeSanyo>},
     {"DecodeGeutebruck", "Geutebruck", "A65BFAEF-6CE3-416c-B528-010339FEAD10", "mbf", NO_PATTERNS, -1, None,
-     0, CreatePlaceholderDecoder},
+     0, CreateFormatDecoder<DecodeGeutebruck>},
     {"DecodeViconNet",
      "ViconNet",
      "0CA09FC6-4112-4318-9DEE-46BC96B37612",
