@@ -13,6 +13,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/FaiveleyWriter.h"
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
@@ -579,6 +580,21 @@ void WriteGeutebruckSeeds(SeedFolder& seeds) {
               Text(WriteGeutebruck({{0, "Door"}, {1, "Till"}}, frames).bytes));
 }
 
+// Faiveley disk images of two cameras, plain and swapped.
+void WriteFaiveleySeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    Unit jpeg = EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 24});
+    const Unit scan(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    std::vector<FaiveleyFrame> frames;
+    for (int32_t index = 0; index < 3; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), 2024, 3, 14, 15, 26, index, 0, 0, 1, scan});
+    }
+    for (bool swapped : {false, true}) {
+        seeds.Add("fuzz_decoder_faiveley", swapped ? "swapped" : "plain",
+                  Text(WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, swapped).bytes));
+    }
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -663,6 +679,7 @@ int main(int argc, char** argv) {
     WriteViconNetSeeds(seeds);
     WriteSanyoSeeds(seeds);
     WriteGeutebruckSeeds(seeds);
+    WriteFaiveleySeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/FaiveleyWriter.h"
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
@@ -197,4 +198,20 @@ TEST(RecorderFormatSweep, Geutebruck) {
     recording.frameStarts = {written.entryStarts};
     recording.damagePlaces = {{0, 28800 + 28}, {0, written.entryStarts[0] - 128 + 24}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeGeutebruck"), recording);
+}
+
+TEST(RecorderFormatSweep, Faiveley) {
+    std::vector<uint8_t> jpeg =
+        EncodeJpeg(MakeColourBars(352, 288), {.sampling = Sampling::S422, .recorderQuality = 24});
+    const std::vector<uint8_t> scan(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    std::vector<FaiveleyFrame> frames;
+    for (int32_t index = 0; index < 3; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), 2024, 3, 14, 15, 26, index, 0, 'P', 1, scan});
+    }
+    FaiveleyFile written = WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, true);
+    SweepRecording recording;
+    recording.files = {{"train.arc", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.frameStarts};
+    recording.damagePlaces = {{0, 196 + 8}, {0, 288 + 8}, {0, 472 + 8}, {0, written.bytes.size() - 512 + 70}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeFaiveley"), recording);
 }

@@ -7,6 +7,7 @@
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
+#include "formats/faiveley/DecodeFaiveley.h"
 #include "formats/geutebruck/DecodeGeutebruck.h"
 #include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/irecord/DecodeIRecord.h"
@@ -298,7 +299,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeViconNet>},
     {"DecodeFaiveley", "Faiveley X Track", "04E98296-F0E7-4a49-9044-9FACC53E9FF3", "arc", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeFaiveley>},
     {"DecodeIRecord",
      "iRecord",
      "DE9516BB-A5F9-48EA-A5A6-0AA591418975",
