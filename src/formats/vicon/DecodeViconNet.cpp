@@ -265,7 +265,9 @@ DecoderAction DecodeViconNet::OnCameraTable(ByteView bytes) {
     const size_t at = version == 2 ? 8 : 4;
     const uint32_t stride = bytes.U32LE(at);
     const uint32_t count = bytes.U32LE(at + 4);
-    for (uint32_t record = 0; record < count && bytes.Has(uint64_t{record} * stride + 64, 64); ++record) {
+    // A stride of 0 would name one record without end: such a table names no camera.
+    for (uint32_t record = 0; stride > 0 && record < count && bytes.Has(uint64_t{record} * stride + 64, 64);
+         ++record) {
         const size_t start = size_t{record} * stride;
         CameraName camera{bytes.U32LE(start + 36), {}};
         bytes.Text(start + 64, 64, camera.name);
@@ -283,7 +285,7 @@ void DecodeViconNet::ReadDbfCameraTable(ByteView bytes) {
     const uint32_t count = bytes.U32LE(4);
     const int64_t first = bytes.I16LE(8);
     const int64_t stride = bytes.I16LE(10);
-    for (uint32_t record = 0; record < count; ++record) {
+    for (uint32_t record = 0; stride > 0 && record < count; ++record) {
         const int64_t start = first + int64_t{record} * stride;
         if (start < 0 || !bytes.Has(static_cast<size_t>(start) + 55, 64)) {
             return;

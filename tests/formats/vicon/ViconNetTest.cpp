@@ -195,6 +195,16 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirText) {
             EXPECT_EQ(VideoStreams().size(), 2u);
         }
     }
+    // A camera table with a stride of 0 and a count of billions names no camera.
+    for (const auto& [name, bytes] : changed("GDEVIDEN.vbt", 8, 0)) {
+        AddFile("/zero" + std::string(Folder) + name, bytes);
+    }
+    Bytes zeroStride(128, 0);
+    zeroStride[0] = 2;
+    zeroStride[15] = 0x7F;
+    AddFile("/zero" + std::string(Folder) + "GDEVIDEN.vbt", zeroStride);
+    ASSERT_EQ(Load(ViconGuid, "/zero" + std::string(Folder) + "storecfg.vsb"), 0) << LastError();
+    EXPECT_EQ(StreamName(VideoStreams()[0]), "Channel 01");
     AddFile("/elsewhere/storecfg.vsb", good["storecfg.vsb"]);
     EXPECT_TRUE(LoadFailsWith(ViconGuid, "/elsewhere/storecfg.vsb",
                               "DecodeViconNet::LoadingCore failed - Archive not found\n"));
