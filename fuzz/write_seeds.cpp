@@ -15,11 +15,15 @@
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/DhavWriter.h"
+#include "fixtures/formats/FaiveleyWriter.h"
+#include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -537,6 +541,78 @@ void WriteIRecordSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_irecord", "two_files", Vorn::Testing::JoinFileSet(files));
 }
 
+// A ViconNet archive of two cameras in two slices, each a key frame and a delta frame.
+void WriteViconNetSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const BlockJpegWriter writer(32, 16, 50);
+    const std::vector<bool> present = {true, false, true, false};
+    ViconNetArchive archive;
+    archive.parent = "";
+    archive.cameras = {{1, "Gate"}};
+    for (uint32_t slice = 1; slice <= 2; ++slice) {
+        const int64_t time = 133500000000000000 + slice * 1000000;
+        archive.slices.push_back(
+            {slice,
+             {{"cam_0" + std::to_string(slice),
+               {ViconNetKeyFrame(writer, MakeGradient(32, 16, 3), time),
+                ViconNetDeltaFrame(writer, MakeColourBars(32, 16), present, time + 4000000)}}}});
+    }
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] : WriteViconNet(archive)) {
+        files.push_back({path, Text(bytes)});
+    }
+    seeds.Add("fuzz_decoder_vicon_net", "two_slices", Vorn::Testing::JoinFileSet(files));
+}
+
+// Sanyo trees of two cameras, with JPEG and with JPEG 2000 images.
+void WriteSanyoSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    for (bool jpeg2000 : {false, true}) {
+        std::vector<SanyoFrame> frames;
+        for (uint32_t index = 0; index < 3; ++index) {
+            frames.push_back({765000000 + index, static_cast<int32_t>(index % 2), index + 1,
+                              jpeg2000 ? Jpeg2000Testing::Encode(planes, 16, 8, {})
+                                       : EncodeTestJpeg(MakeQuadrantPicture(16, 8, index), 50)});
+        }
+        std::vector<Vorn::Testing::FileSetFile> files;
+        for (const auto& [path, bytes] : WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, jpeg2000)) {
+            files.push_back({path, Text(bytes)});
+        }
+        seeds.Add("fuzz_decoder_sanyo", jpeg2000 ? "jpeg2000" : "jpeg", Vorn::Testing::JoinFileSet(files));
+    }
+}
+
+// A Geutebruck file of two named cameras; its scans are those of small pictures, which the fixed
+// header's picture size leaves short.
+void WriteGeutebruckSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<GeutebruckFrame> frames;
+    for (uint32_t index = 0; index < 3; ++index) {
+        Unit jpeg = EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 25});
+        frames.push_back({index % 2, 738000, 0x00E30000 + index * 40,
+                          static_cast<uint8_t>(index == 1 ? 128 : 0), 100,
+                          Unit(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end())});
+    }
+    seeds.Add("fuzz_decoder_geutebruck", "two_cameras",
+              Text(WriteGeutebruck({{0, "Door"}, {1, "Till"}}, frames).bytes));
+}
+
+// Faiveley disk images of two cameras, plain and swapped.
+void WriteFaiveleySeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    Unit jpeg = EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 24});
+    const Unit scan(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    std::vector<FaiveleyFrame> frames;
+    for (int32_t index = 0; index < 3; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), 2024, 3, 14, 15, 26, index, 0, 0, 1, scan});
+    }
+    for (bool swapped : {false, true}) {
+        seeds.Add("fuzz_decoder_faiveley", swapped ? "swapped" : "plain",
+                  Text(WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, swapped).bytes));
+    }
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -636,6 +712,10 @@ int main(int argc, char** argv) {
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
     WriteDvdSeeds(seeds);
+    WriteViconNetSeeds(seeds);
+    WriteSanyoSeeds(seeds);
+    WriteGeutebruckSeeds(seeds);
+    WriteFaiveleySeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -84,6 +84,18 @@ int RecordingTest::StreamCount() {
     return info.streamCount;
 }
 
+testing::AssertionResult RecordingTest::LoadFailsWith(const char* guid, const std::string& path,
+                                                      const std::string& text) {
+    LoggedTexts().clear();
+    if (Load(guid, path) == 0) {
+        return testing::AssertionFailure() << path << " loaded, expected: " << text;
+    }
+    if (!WasLogged(text)) {
+        return testing::AssertionFailure() << path << " did not log: " << text;
+    }
+    return testing::AssertionSuccess();
+}
+
 int RecordingTest::StreamOfType(int type) {
     for (int index = 0; index < StreamCount(); ++index) {
         int stream = 0;

@@ -4,12 +4,17 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/FaiveleyWriter.h"
+#include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -136,4 +141,77 @@ TEST(RecorderFormatSweep, IRecord) {
         recording.frameStarts.push_back({0});
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIRecord"), recording);
+}
+
+// Two cameras in two slices, each a key frame, a delta frame and a key frame.
+TEST(RecorderFormatSweep, ViconNet) {
+    const BlockJpegWriter writer(32, 16, 50);
+    const std::vector<bool> present = {true, false, true, false};
+    ViconNetArchive archive;
+    archive.parent = "";
+    archive.cameras = {{1, "Gate"}};
+    for (uint32_t slice = 1; slice <= 2; ++slice) {
+        const int64_t time = 133500000000000000 + slice * 1000000;
+        archive.slices.push_back(
+            {slice,
+             {{"cam_0" + std::to_string(slice),
+               {ViconNetKeyFrame(writer, MakeGradient(32, 16, 3), time),
+                ViconNetDeltaFrame(writer, MakeColourBars(32, 16), present, time + 4000000),
+                ViconNetKeyFrame(writer, MakeColourBars(32, 16), time + 8000000)}}}});
+    }
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteViconNet(archive)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    recording.damagePlaces = {{0, 12}, {0, 20}, {1, 8}, {1, 12}, {2, 24}, {2, 28}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeViconNet"), recording);
+}
+
+TEST(RecorderFormatSweep, Sanyo) {
+    std::vector<SanyoFrame> frames;
+    for (uint32_t index = 0; index < 4; ++index) {
+        frames.push_back({765000000 + index, static_cast<int32_t>(index % 2), index + 1,
+                          EncodeTestJpeg(MakeQuadrantPicture(32, 16, static_cast<int32_t>(index)))});
+    }
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, false)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0});
+    }
+    recording.frameStarts[0] = {1024, 1040, 1056, 1072};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSanyo"), recording);
+}
+
+TEST(RecorderFormatSweep, Geutebruck) {
+    std::vector<GeutebruckFrame> frames;
+    for (uint32_t index = 0; index < 3; ++index) {
+        std::vector<uint8_t> jpeg =
+            EncodeJpeg(MakeColourBars(704, 288), {.sampling = Sampling::S422, .recorderQuality = 25});
+        frames.push_back(
+            {index % 2, 738000, 0x00E30000 + index * 40, static_cast<uint8_t>(index == 1 ? 128 : 0), 100,
+             std::vector<uint8_t>(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end())});
+    }
+    GeutebruckFile written = WriteGeutebruck({{0, "Door"}, {1, "Till"}}, frames);
+    SweepRecording recording;
+    recording.files = {{"rec.mbf", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.entryStarts};
+    recording.damagePlaces = {{0, 28800 + 28}, {0, written.entryStarts[0] - 128 + 24}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeGeutebruck"), recording);
+}
+
+TEST(RecorderFormatSweep, Faiveley) {
+    std::vector<uint8_t> jpeg =
+        EncodeJpeg(MakeColourBars(352, 288), {.sampling = Sampling::S422, .recorderQuality = 24});
+    const std::vector<uint8_t> scan(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    std::vector<FaiveleyFrame> frames;
+    for (int32_t index = 0; index < 3; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), 2024, 3, 14, 15, 26, index, 0, 'P', 1, scan});
+    }
+    FaiveleyFile written = WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, true);
+    SweepRecording recording;
+    recording.files = {{"train.arc", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.frameStarts};
+    recording.damagePlaces = {{0, 196 + 8}, {0, 288 + 8}, {0, 472 + 8}, {0, written.bytes.size() - 512 + 70}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeFaiveley"), recording);
 }

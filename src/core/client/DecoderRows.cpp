@@ -7,6 +7,8 @@
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
+#include "formats/faiveley/DecodeFaiveley.h"
+#include "formats/geutebruck/DecodeGeutebruck.h"
 #include "formats/indigo/DecodeIndigoVision.h"
 #include "formats/irecord/DecodeIRecord.h"
 #include "formats/iso/Decode3gp.h"
@@ -14,6 +16,8 @@
 #include "formats/iso/DecodeVigilantMp4.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/sanyo/DecodeSanyo.h"
+#include "formats/vicon/DecodeViconNet.h"
 #include "formats/viseum/DecodeViseum.h"
 
 namespace Vorn::Vorncast::Decoders {
@@ -280,9 +284,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeSanyo>},
     {"DecodeGeutebruck", "Geutebruck", "A65BFAEF-6CE3-416c-B528-010339FEAD10", "mbf", NO_PATTERNS, -1, None,
-     0, CreatePlaceholderDecoder},
+     0, CreateFormatDecoder<DecodeGeutebruck>},
     {"DecodeViconNet",
      "ViconNet",
      "0CA09FC6-4112-4318-9DEE-46BC96B37612",
@@ -293,9 +297,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeViconNet>},
     {"DecodeFaiveley", "Faiveley X Track", "04E98296-F0E7-4a49-9044-9FACC53E9FF3", "arc", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeFaiveley>},
     {"DecodeIRecord",
      "iRecord",
      "DE9516BB-A5F9-48EA-A5A6-0AA591418975",

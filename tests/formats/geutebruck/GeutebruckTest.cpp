@@ -1,0 +1,85 @@
+#include "fixtures/formats/GeutebruckWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* GeutebruckGuid = "A65BFAEF-6CE3-416c-B528-010339FEAD10";
+constexpr int32_t Width = 704;
+constexpr int32_t Height = 288;
+// Milliseconds whose bytes hold 0xE3, which the packed directory must escape.
+constexpr uint32_t Morning = 0x00E30010;
+
+// The scan of a 4:2:2 JPEG whose tables are the Annex K ones scaled as a recorder does it.
+std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
+    std::vector<uint8_t> jpeg = EncodeJpeg(picture, {.sampling = Sampling::S422, .recorderQuality = quality});
+    return {jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end()};
+}
+
+int64_t TicksOf(uint32_t day, uint32_t milliseconds) {
+    return ((int64_t{day} - 1) * 86400000 + milliseconds) * 10000;
+}
+
+class GeutebruckTest : public RecordingTest {};
+
+// Two named cameras take turns; frames of mode 0 take the header's own tables, frames of mode
+// 128 the base tables scaled by it, and one entry is longer than the first directory read.
+TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
+    std::vector<TestPicture> pictures = {MakeGradient(Width, Height, 3), MakeColourBars(Width, Height)};
+    std::vector<GeutebruckFrame> frames;
+    for (uint32_t index = 0; index < 4; ++index) {
+        const bool scaled = index % 3 == 1;
+        frames.push_back({index % 2 == 0 ? 3u : 7u, 738000, Morning + index * 40,
+                          static_cast<uint8_t>(scaled ? 128 : 0), index == 2 ? 6000u : 100u,
+                          Scan(pictures[index / 2], scaled ? 50 : 25)});
+    }
+    AddFile("/g/rec.MBF", WriteGeutebruck({{7, "Till"}, {3, "Entrance"}}, frames).bytes);
+    ASSERT_EQ(Load(GeutebruckGuid, "/g/rec.MBF"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(StreamName(streams[0]), "Entrance");
+    EXPECT_EQ(StreamName(streams[1]), "Till");
+    for (size_t camera = 0; camera < 2; ++camera) {
+        std::vector<Delivered> walked = WalkForward(streams[camera]);
+        ASSERT_EQ(walked.size(), 2u);
+        for (size_t at = 0; at < 2; ++at) {
+            const size_t index = at * 2 + camera;
+            EXPECT_EQ(walked[at].time.recordedTime, TicksOf(738000, frames[index].milliseconds));
+            ASSERT_EQ(walked[at].data.size(), size_t{Width * Height * 3});
+            EXPECT_GE(ComparePicture(pictures[at], walked[at].data.data(), Width * 3).psnr, 30) << index;
+        }
+    }
+}
+
+TEST_F(GeutebruckTest, DamagedFilesEndTheLoadWithTheirText) {
+    const GeutebruckFile good =
+        WriteGeutebruck({}, {{1, 738000, 0, 0, 100, Scan(MakeGradient(Width, Height, 3), 25)}});
+    auto changed = [&](size_t at, uint8_t value) {
+        std::vector<uint8_t> bytes = good.bytes;
+        bytes[at] = value;
+        return bytes;
+    };
+    const size_t clusterHead = good.entryStarts[0] - 128;
+    std::vector<uint8_t> noEntries = changed(clusterHead + 24, 0);
+    noEntries[clusterHead + 25] = 0;
+    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+        {changed(16, 'X'), "DecodeGeutebruck::LoadingReadComplete failed to find MHD0 header\n"},
+        {changed(clusterHead + 36, 0x55),
+         "DecodeGeutebruck::LoadingReadComplete Dir0/Clu0 header offset mismatch\n"},
+        {noEntries, "DecodeGeutebruck::LoadingReadComplete failed with framesInSequence <= 0\n"},
+        {std::vector<uint8_t>(28000, 0),
+         "DecodeGeutebruck::LoadingOpenComplete failed because the file was too short\n"},
+    };
+    int file = 0;
+    for (const auto& [bytes, text] : cases) {
+        const std::string path = "/bad" + std::to_string(file++) + ".mbf";
+        AddFile(path, bytes);
+        EXPECT_TRUE(LoadFailsWith(GeutebruckGuid, path, text));
+    }
+}
+
+} // namespace

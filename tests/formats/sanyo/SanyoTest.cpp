@@ -1,0 +1,126 @@
+#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "core/time/Ticks.h"
+#include "fixtures/formats/SanyoWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "formats/RecordingFixture.h"
+
+#include <cctype>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* SanyoGuid = "142538A9-0A35-4b82-972E-82A744F380ED";
+constexpr int32_t Width = 64;
+constexpr int32_t Height = 48;
+constexpr uint32_t Start = 765000000; // seconds since 2000
+
+int64_t TicksOf(uint32_t seconds) {
+    return (int64_t{seconds} + 946684800 + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
+}
+
+class SanyoTest : public RecordingTest {
+protected:
+    void Add(const SanyoFiles& files, bool lowerCase = false) {
+        for (auto [path, bytes] : files) {
+            if (lowerCase) {
+                for (char& c : path) {
+                    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                }
+            }
+            AddFile(path, bytes);
+        }
+    }
+};
+
+// Two cameras take turns over two image folders: each stream holds its camera's frames with
+// their times, names and pictures.
+TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
+    std::vector<BgrPicture> pictures;
+    std::vector<SanyoFrame> frames;
+    const uint32_t numbers[] = {1, 2, 199, 200, 201, 202};
+    for (uint32_t index = 0; index < 6; ++index) {
+        pictures.push_back(MakeQuadrantPicture(Width, Height, static_cast<int32_t>(index)));
+        frames.push_back({Start + index / 2, static_cast<int32_t>(index % 2), numbers[index],
+                          EncodeTestJpeg(pictures.back())});
+    }
+    Add(WriteSanyo("/disk/SANYO", "00003", {"Front", "Back"}, frames, false));
+    ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00003/INFO/00003.inf"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(StreamName(streams[0]), "Front");
+    EXPECT_EQ(StreamName(streams[1]), "Back");
+    for (size_t camera = 0; camera < 2; ++camera) {
+        std::vector<Delivered> walked = WalkForward(streams[camera]);
+        ASSERT_EQ(walked.size(), 3u);
+        for (size_t at = 0; at < walked.size(); ++at) {
+            const size_t index = at * 2 + camera;
+            EXPECT_EQ(walked[at].time.recordedTime, TicksOf(frames[index].seconds));
+            ASSERT_EQ(walked[at].data.size(), pictures[index].bgr.size());
+            EXPECT_LT(CompareBgr(pictures[index], walked[at].data.data(), Width * 3).meanAbsolute, 3.0)
+                << index;
+        }
+    }
+}
+
+// JPEG 2000 images behind the recorder's header, in a tree whose names are all in lower case.
+TEST_F(SanyoTest, Jpeg2000ImagesInATreeOfAnyCase) {
+    const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
+    std::vector<SanyoFrame> frames;
+    for (uint32_t index = 0; index < 3; ++index) {
+        frames.push_back({Start + index, 0, index + 1,
+                          Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, Width, Height), Width,
+                                                  Height, {.jp2 = index == 1})});
+    }
+    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), true);
+    ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
+    std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), 3u);
+    for (size_t at = 0; at < walked.size(); ++at) {
+        EXPECT_EQ(walked[at].time.recordedTime, TicksOf(Start + static_cast<uint32_t>(at)));
+        EXPECT_EQ(walked[at].data, Jpeg2000Testing::ToBgr(rgb)) << at;
+    }
+}
+
+TEST_F(SanyoTest, DamagedTreesEndTheLoadWithTheirText) {
+    const std::vector<SanyoFrame> frames = {
+        {Start, 0, 1, EncodeTestJpeg(MakeQuadrantPicture(Width, Height))}};
+    const SanyoFiles good = WriteSanyo("/SANYO", "00001", {}, frames, false);
+    SanyoFiles noFrames = good;
+    noFrames[0].second.assign(592, 0);
+    SanyoFiles brokenImage = good;
+    brokenImage[1].second.resize(2);
+    SanyoFiles noImages = {good[0]};
+    // The index may name more records than it holds: those it holds load.
+    SanyoFiles shortIndex = good;
+    shortIndex[0].second[0] = 9;
+    const std::tuple<SanyoFiles, const char*, const char*> cases[] = {
+        {noFrames, "00001/INFO/00001.inf", "DecodeSanyo::LoadingReadComplete no frames found\n"},
+        {brokenImage, "00001/INFO/00001.inf",
+         "DecodeSanyo::LoadReadComplete failed to decode first image header\n"},
+        {noImages, "00001/INFO/00001.inf",
+         "DecodeSanyo::LoadingFileListComplete failed because fileList had no entries\n"},
+        {good, "00001/INFO/00001.txt", "DecodeSanyo::LoadingCore: extension not recognised\n"},
+        {good, "IMG00001/00000001.jpg", "DecodeSanyo::LoadingCore directory not valid\n"},
+        {shortIndex, "00001/INFO/00001.inf", nullptr},
+    };
+    int tree = 0;
+    for (const auto& [files, name, text] : cases) {
+        const std::string top = "/t" + std::to_string(tree++);
+        for (const auto& [path, bytes] : files) {
+            AddFile(top + path, bytes);
+        }
+        AddFile(top + "/SANYO/IMG00001/00000001.jpg", files.size() > 1 ? files[1].second : Bytes{});
+        if (text != nullptr) {
+            EXPECT_TRUE(LoadFailsWith(SanyoGuid, top + "/SANYO/" + name, text));
+        } else {
+            ASSERT_EQ(Load(SanyoGuid, top + "/SANYO/" + name), 0) << LastError();
+            EXPECT_EQ(WalkForward(VideoStream()).size(), 1u);
+        }
+    }
+    EXPECT_TRUE(LoadFailsWith(SanyoGuid, "/t0/sanyo/00001/INFO/00001.inf",
+                              "DecodeSanyo::LoadingCore() Not a valid Sanyo file structure\n"));
+}
+
+} // namespace

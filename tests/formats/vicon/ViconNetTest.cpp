@@ -1,0 +1,230 @@
+#include "core/time/Ticks.h"
+#include "fixtures/formats/ViconNetWriter.h"
+#include "formats/RecordingFixture.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* ViconGuid = "0CA09FC6-4112-4318-9DEE-46BC96B37612";
+constexpr int32_t Width = 64;
+constexpr int32_t Height = 32;
+constexpr int64_t Start = 133500000000000000; // a FILETIME in 2024
+constexpr const char* Folder = "/site/Archive 24-03-14 15.26.00/";
+
+// The picture a camera shows after a frame: the blocks the frame carries, over what it showed.
+void Paint(TestPicture& shown, const TestPicture& source, const std::vector<bool>& present) {
+    for (int32_t block = 0; block < static_cast<int32_t>(present.size()); ++block) {
+        if (!present[static_cast<size_t>(block)]) {
+            continue;
+        }
+        const int32_t x0 = block % (Width / 16) * 16, y0 = block / (Width / 16) * 8;
+        for (int32_t y = y0; y < y0 + 8; ++y) {
+            std::copy(source.Pixel(x0, y), source.Pixel(x0 + 16, y), shown.Pixel(x0, y));
+        }
+    }
+}
+
+// One camera's video file: what each of its frames shows, and when.
+struct CameraClip {
+    ViconNetVideoFile file;
+    std::vector<TestPicture> shown;
+    std::vector<int64_t> times;
+};
+
+// Key, delta, delta, a frame passed over, delta: the pictures turn by a block pattern each time.
+CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
+    BlockJpegWriter writer(Width, Height, 60);
+    CameraClip clip{{name, {}}, {}, {}};
+    TestPicture shown = MakeGradient(Width, Height, 3);
+    const std::vector<uint32_t> types = {ViconNetKeyType, ViconNetDeltaType, ViconNetDeltaType,
+                                         ViconNetPassOverType, ViconNetDeltaType};
+    for (size_t index = 0; index < types.size(); ++index) {
+        const int64_t time = first + static_cast<int64_t>(index) * 4000000;
+        TestPicture source =
+            (index + seed) % 2 == 0 ? MakeColourBars(Width, Height) : MakeGradient(Width, Height, 3);
+        std::vector<bool> present(static_cast<size_t>(writer.Columns() * writer.Rows()), index == 0);
+        for (size_t block = index % 3; block < present.size(); block += 3) {
+            present[block] = true;
+        }
+        if (types[index] == ViconNetKeyType) {
+            clip.file.frames.push_back(ViconNetKeyFrame(writer, source, time));
+            shown = source;
+        } else {
+            clip.file.frames.push_back(ViconNetDeltaFrame(writer, source, present, time));
+            clip.file.frames.back().frameType = types[index];
+            if (types[index] != ViconNetPassOverType) {
+                Paint(shown, source, present);
+            }
+        }
+        clip.shown.push_back(shown);
+        clip.times.push_back(time + Vorn::Vorncast::Decoders::FileTimeEpochTicks);
+    }
+    return clip;
+}
+
+class ViconNetTest : public RecordingTest {
+protected:
+    void AddArchive(const ViconNetArchive& archive) {
+        for (const auto& [path, bytes] : WriteViconNet(archive)) {
+            AddFile(path, bytes);
+        }
+    }
+    ViconNetArchive TwoSlices() {
+        ViconNetArchive archive;
+        archive.cameras = {{1, "Gate"}, {2, "Yard"}};
+        archive.slices = {{1, {gate.file}}, {2, {yard.file, unnamed.file}}};
+        return archive;
+    }
+    void ExpectWalk(const CameraClip& clip, const std::vector<Delivered>& walked) {
+        ASSERT_EQ(walked.size(), clip.shown.size());
+        for (size_t at = 0; at < walked.size(); ++at) {
+            EXPECT_EQ(walked[at].time.recordedTime, clip.times[at]) << at;
+            ASSERT_EQ(walked[at].data.size(), size_t{Width * Height * 3}) << at;
+            EXPECT_GE(ComparePicture(clip.shown[at], walked[at].data.data(), Width * 3).psnr, 28) << at;
+        }
+    }
+
+    CameraClip gate = MakeClip("cam_01", Start, 0);
+    CameraClip yard = MakeClip("cam_02", Start + 1000000, 1);
+    CameraClip unnamed = MakeClip("cam_03", Start + 2000000, 0);
+};
+
+// Three cameras over two slices, merged by time: each stream gives its camera's frames with their
+// times and the pictures their keys and deltas build, forward and back; a frame passed over shows
+// the one before it.
+TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBack) {
+    AddArchive(TwoSlices());
+    ASSERT_EQ(Load(ViconGuid, std::string(Folder) + "storecfg.vsb"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 3u);
+    const CameraClip* clips[] = {&gate, &yard, &unnamed};
+    const char* names[] = {"Gate", "Yard", "Channel 03"};
+    for (size_t camera = 0; camera < 3; ++camera) {
+        EXPECT_EQ(StreamName(streams[camera]), names[camera]);
+        std::vector<Delivered> walked = WalkForward(streams[camera]);
+        ExpectWalk(*clips[camera], walked);
+        std::vector<Delivered> back;
+        for (size_t index = walked.size(); index-- > 0;) {
+            back.insert(back.begin(), Previous(streams[camera]));
+        }
+        ExpectWalk(*clips[camera], back);
+        for (size_t index : {4u, 2u}) {
+            Delivered reached = GoTo(streams[camera], walked[index].time.streamTime);
+            EXPECT_EQ(reached.time.recordedTime, clips[camera]->times[index]);
+            EXPECT_GE(ComparePicture(clips[camera]->shown[index], reached.data.data(), Width * 3).psnr, 28);
+        }
+    }
+}
+
+// Every version of the configuration and both camera tables, with names in other cases than asked
+// for, and the load started from an index file inside the archive.
+TEST_F(ViconNetTest, ConfigurationVersionsTablesAndNamesInAnyCase) {
+    for (uint32_t version : {1u, 3u, 4u}) {
+        for (bool dbf : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "version " << version << (dbf ? " dbf" : " vbt"));
+            ViconNetArchive archive = TwoSlices();
+            archive.parent = "/v" + std::to_string(version) + (dbf ? "d/" : "b/");
+            archive.configVersion = version;
+            archive.dbfCameraTable = dbf;
+            for (auto [path, bytes] : WriteViconNet(archive)) {
+                std::transform(path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
+                               path.end(),
+                               path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
+                               [](char c) { return static_cast<char>(std::toupper(c)); });
+                AddFile(path, bytes);
+            }
+            ASSERT_EQ(Load(ViconGuid, archive.parent + archive.name + "/VIDEO2/CAM_02.1"), 0) << LastError();
+            std::vector<int> streams = VideoStreams();
+            ASSERT_EQ(streams.size(), 3u);
+            EXPECT_EQ(StreamName(streams[1]), "Yard");
+            ExpectWalk(yard, WalkForward(streams[1]));
+        }
+    }
+}
+
+TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirText) {
+    using Files = std::map<std::string, std::vector<uint8_t>>;
+    Files good;
+    for (const auto& [path, bytes] : WriteViconNet(TwoSlices())) {
+        good[path.substr(std::string(Folder).size())] = bytes;
+    }
+    auto changed = [&](const std::string& name, size_t at, uint8_t value) {
+        Files files = good;
+        files[name][at] = value;
+        return files;
+    };
+    auto without = [&](const std::string& name) {
+        Files files = good;
+        files.erase(name);
+        return files;
+    };
+    Files shortImages = good;
+    shortImages["Video1/cam_01.2"].resize(20);
+    const std::pair<Files, const char*> cases[] = {
+        {changed("storecfg.vsb", 30, 0x7F), "DecodeViconNet LoadingFileListComplete failed due to an invalid "
+                                            "sliceList index reading camera names\n"},
+        {without("storecfg.vsb"),
+         "DecodeViconNet LoadingFileListComplete failing due to storeCfg.vsb file not found\n"},
+        {without("GDEVIDEN.vbt"),
+         "DecodeViconNet LoadingFileListComplete failing due to missing vbt or dbf file\n"},
+        {changed("GDEVIDEN.vbt", 0, 7),
+         "DecodeViconNet LoadingReadComplete failed GDEVIDEN file header is wrong version\n"},
+        {changed("Video1/cam_01.2", 17, 0xD8),
+         "DecodeViconNet::LoadingReadComplete failed as image file does not start with jpeg SOS marker\n"},
+        {shortImages,
+         "DecodeViconNet LoadingOpenComplete failed because fileSize was too small to contain the "
+         "image image size\n"},
+        {without("Video1/cam_01.0"), nullptr},
+    };
+    int archive = 0;
+    for (const auto& [files, text] : cases) {
+        const std::string root = "/bad" + std::to_string(archive++) + Folder;
+        for (const auto& [name, bytes] : files) {
+            AddFile(root + name, bytes);
+        }
+        if (text != nullptr) {
+            EXPECT_TRUE(LoadFailsWith(ViconGuid, root + "storecfg.vsb", text));
+        } else {
+            // A video file without its header is left out; the others load.
+            ASSERT_EQ(Load(ViconGuid, root + "storecfg.vsb"), 0) << LastError();
+            EXPECT_EQ(VideoStreams().size(), 2u);
+        }
+    }
+    // A camera table with a stride of 0 and a count of billions names no camera.
+    for (const auto& [name, bytes] : changed("GDEVIDEN.vbt", 8, 0)) {
+        AddFile("/zero" + std::string(Folder) + name, bytes);
+    }
+    Bytes zeroStride(128, 0);
+    zeroStride[0] = 2;
+    zeroStride[15] = 0x7F;
+    AddFile("/zero" + std::string(Folder) + "GDEVIDEN.vbt", zeroStride);
+    ASSERT_EQ(Load(ViconGuid, "/zero" + std::string(Folder) + "storecfg.vsb"), 0) << LastError();
+    EXPECT_EQ(StreamName(VideoStreams()[0]), "Channel 01");
+    AddFile("/elsewhere/storecfg.vsb", good["storecfg.vsb"]);
+    EXPECT_TRUE(LoadFailsWith(ViconGuid, "/elsewhere/storecfg.vsb",
+                              "DecodeViconNet::LoadingCore failed - Archive not found\n"));
+}
+
+// A delta frame whose blocks run past its end comes black at its own time; the camera's next key
+// frame decodes again.
+TEST_F(ViconNetTest, DamagedFrameComesBlackAtItsTime) {
+    ViconNetArchive archive;
+    BlockJpegWriter writer(Width, Height, 60);
+    gate.file.frames[1].imageSize = 40;
+    gate.file.frames.push_back(ViconNetKeyFrame(writer, gate.shown[0], Start + 90000000));
+    archive.slices = {{1, {gate.file}}};
+    AddArchive(archive);
+    ASSERT_EQ(Load(ViconGuid, std::string(Folder) + "storecfg.vsb"), 0) << LastError();
+    std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), 6u);
+    EXPECT_EQ(walked[1].time.recordedTime, gate.times[1]);
+    EXPECT_TRUE(std::all_of(walked[1].data.begin(), walked[1].data.end(), [](uint8_t b) { return b == 0; }));
+    EXPECT_GE(ComparePicture(gate.shown[0], walked[5].data.data(), Width * 3).psnr, 28);
+}
+
+} // namespace
