@@ -15,6 +15,7 @@
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
@@ -519,6 +520,49 @@ void WriteIRecordSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_irecord", "two_files", Vorn::Testing::JoinFileSet(files));
 }
 
+// A vix index with its companion text and data files, JPEG and JPEG 2000 frames; ix and mix indexes
+// of lossless JPEG frames.
+void WriteLorikanSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    for (uint32_t formatType : {0u, 1u}) {
+        VixLayout layout;
+        layout.formatType = formatType;
+        layout.width = 16;
+        layout.height = 16;
+        layout.cameras = {{1, "Gate"}, {2, "Yard"}};
+        layout.dataFileCapacity = 400;
+        std::vector<VixPicture> pictures;
+        for (uint16_t index = 0; index < 3; ++index) {
+            const BgrPicture picture = MakeQuadrantPicture(16, 16, index);
+            pictures.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(1 + index % 2),
+                                formatType == 1
+                                    ? EncodeTestJpeg(picture, 50)
+                                    : Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(picture.bgr, 16, 16),
+                                                              16, 16, {.jp2 = true})});
+        }
+        const VixRecording vix = WriteVix(layout, pictures);
+        std::vector<Vorn::Testing::FileSetFile> files = {{"rec.vix", Text(vix.index)},
+                                                         {"rec.txt", Text(VixCompanionText("/fuzz/data"))}};
+        for (size_t file = 0; file < vix.dataFiles.size(); ++file) {
+            files.push_back({"data/" + vix.dataNames[file], Text(vix.dataFiles[file])});
+        }
+        seeds.Add("fuzz_decoder_lorikan_vix", formatType == 1 ? "jpeg" : "jpeg2000",
+                  Vorn::Testing::JoinFileSet(files));
+    }
+    for (bool master : {false, true}) {
+        std::vector<LorikanIndexFrame> frames;
+        for (uint16_t index = 0; index < 3; ++index) {
+            frames.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(index % 2), "Gate",
+                              EncodeLosslessJpeg(MakeGradient(16, 8, 3))});
+        }
+        const LorikanIndexRecording written =
+            WriteLorikanIndex({master, !master, "clip.dat", 16, 8, true}, frames);
+        seeds.Add(master ? "fuzz_decoder_lorikan_master" : "fuzz_decoder_lorikan", "three_frames",
+                  Vorn::Testing::JoinFileSet({{master ? "rec.mix" : "rec.ix", Text(written.index)},
+                                              {"clip.dat", Text(written.data)}}));
+    }
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -600,6 +644,7 @@ int main(int argc, char** argv) {
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
+    WriteLorikanSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -6,10 +6,12 @@
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViseumWriter.h"
+#include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
@@ -136,4 +138,51 @@ TEST(RecorderFormatSweep, IRecord) {
         recording.frameStarts.push_back({0});
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIRecord"), recording);
+}
+
+// A vix index with its companion text and data files, frames running on from one file into the next.
+TEST(RecorderFormatSweep, LorikanVix) {
+    VixLayout layout;
+    layout.width = 32;
+    layout.height = 16;
+    layout.cameras = {{1, "Gate"}, {2, "Yard"}};
+    layout.dataFileCapacity = 600;
+    std::vector<VixPicture> pictures;
+    for (uint16_t index = 0; index < 4; ++index) {
+        pictures.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(1 + index % 2),
+                            EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+    }
+    const VixRecording vix = WriteVix(layout, pictures);
+    const std::vector<uint8_t> text = VixCompanionText("/sweep/data");
+    SweepRecording recording;
+    recording.files = {{"clip.vix", std::string(vix.index.begin(), vix.index.end())},
+                       {"clip.txt", std::string(text.begin(), text.end())}};
+    recording.frameStarts = {vix.recordStarts};
+    recording.damagePlaces = {{0, 12}, {0, vix.headerBoxAt}, {0, vix.headerBoxAt + 8}, {0, vix.frameIndexAt}};
+    for (size_t file = 0; file < vix.dataFiles.size(); ++file) {
+        recording.files.push_back({"data/" + vix.dataNames[file],
+                                   std::string(vix.dataFiles[file].begin(), vix.dataFiles[file].end())});
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeLorikanVix"), recording);
+}
+
+// The ix and mix indexes over one data file of lossless JPEG frames.
+TEST(RecorderFormatSweep, LorikanIndexes) {
+    for (bool master : {false, true}) {
+        std::vector<LorikanIndexFrame> frames;
+        for (uint16_t index = 0; index < 4; ++index) {
+            frames.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(index % 2), "Gate",
+                              EncodeLosslessJpeg(MakeGradient(32, 16, 3))});
+        }
+        const LorikanIndexRecording written =
+            WriteLorikanIndex({master, false, "clip.dat", 32, 16, true}, frames);
+        SweepRecording recording;
+        recording.files = {
+            {master ? "clip.mix" : "clip.ix", std::string(written.index.begin(), written.index.end())},
+            {"clip.dat", std::string(written.data.begin(), written.data.end())}};
+        recording.frameStarts = {written.recordStarts, written.frameOffsets};
+        recording.damagePlaces = {{0, 132}, {0, 136}, {0, 140}};
+        ExpectDecoderSurvivesDamage(DecoderRowIndex(master ? "DecodeLorikanMaster" : "DecodeLorikan"),
+                                    recording);
+    }
 }
