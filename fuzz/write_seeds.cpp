@@ -16,6 +16,7 @@
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
+#include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
@@ -563,6 +564,20 @@ void WriteLorikanSeeds(SeedFolder& seeds) {
     }
 }
 
+// A Wavestore export of two cameras, a file each in a tree below the loaded path.
+void WriteNewWavestoreSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 1024;
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601ColourBars(true).bgr.data(), coarse);
+    seeds.Add("fuzz_decoder_new_wavestore", "two_cameras",
+              Vorn::Testing::JoinFileSet(
+                  {{"rec.dat", "x"},
+                   {"a/b/1.v",
+                    Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
+                   {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -645,6 +660,7 @@ int main(int argc, char** argv) {
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
     WriteLorikanSeeds(seeds);
+    WriteNewWavestoreSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

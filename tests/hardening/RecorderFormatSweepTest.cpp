@@ -1,12 +1,15 @@
 // The damage sweep over recordings of the recorder formats, read by their rows of the decoder
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
+#include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
@@ -185,4 +188,24 @@ TEST(RecorderFormatSweep, LorikanIndexes) {
         ExpectDecoderSurvivesDamage(DecoderRowIndex(master ? "DecodeLorikanMaster" : "DecodeLorikan"),
                                     recording);
     }
+}
+
+// A Wavestore export of two cameras in two files of a tree.
+TEST(RecorderFormatSweep, NewWavestore) {
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 512;
+    const std::vector<uint8_t> bars = EncodeAdv601(Adv601ColourBars(true).bgr.data(), coarse);
+    const std::vector<uint8_t> edges = EncodeAdv601(Adv601Edges(true).bgr.data(), coarse);
+    const WavestoreFile front = WriteWavestoreFile({{1, "Front", 900, bars}});
+    const WavestoreFile back = WriteWavestoreFile({{2, "Back", 930, edges}}, false);
+    SweepRecording recording;
+    recording.files = {{"export.dat", "x"},
+                       {"a/b/1.v", std::string(front.bytes.begin(), front.bytes.end())},
+                       {"a/c/2.v", std::string(back.bytes.begin(), back.bytes.end())}};
+    recording.frameStarts = {{}, front.frameStarts, back.frameStarts};
+    recording.damagePlaces = {{1, 36}, {1, 40}, {2, 36}};
+    SweepOptions options;
+    options.maxCutsPerFile = 8;
+    options.maxDamagePerFile = 8;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeNewWavestore"), recording, options);
 }

@@ -18,6 +18,7 @@
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/viseum/DecodeViseum.h"
+#include "formats/wavestore/DecodeNewWavestore.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -85,7 +86,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeNewWavestore>},
     {"DecodeDarlex",
      "__LEGACY__ Tecton Darlex (Tracked frames only)",
      "B672C4BD-2E7F-4b58-A943-929EAA3AA28E",

@@ -41,7 +41,8 @@ LorikanIndexHeader ReadLorikanIndexHeader(ByteView bytes) {
         header.height = r.I32LE();
         header.components = r.I16LE();
         // Fields of two interlaced halves: the picture is twice as high as a field.
-        header.aspectY = r.I16LE() != 0 ? header.height * 2 : header.height;
+        header.aspectY =
+            r.I16LE() != 0 ? static_cast<int32_t>(static_cast<uint32_t>(header.height) * 2u) : header.height;
         header.size = 144;
     }
     return header;
