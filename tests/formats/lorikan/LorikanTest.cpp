@@ -169,10 +169,19 @@ struct IndexCase {
     bool colour;
 };
 
-class LorikanIndexTest : public RecordingTest, public ::testing::WithParamInterface<IndexCase> {
+constexpr IndexCase IndexCases[] = {{false, true}, {false, false}, {true, true}, {true, false}};
+
+// The cases run one after the other in one test rather than as parameters of a suite: decoder types
+// exist once in a process, and a suite of parameters would run after the damage sweeps, which may
+// leave them refusing every call.
+class LorikanIndexTest : public RecordingTest {
 protected:
+    void Take(const IndexCase& next) {
+        format = next;
+        pictures.clear();
+        folder = "/" + std::to_string(++folderNumber) + "/";
+    }
     LorikanIndexRecording Write(bool newHeader) {
-        const IndexCase& format = GetParam();
         LorikanIndexLayout layout{format.master, newHeader, "clip.dat", 32, 16, format.colour};
         std::vector<LorikanIndexFrame> frames;
         // Out of time order: the master index is sorted, the single-camera one kept as it stands.
@@ -190,69 +199,79 @@ protected:
         }
         return WriteLorikanIndex(layout, frames);
     }
-    const char* Guid() const { return GetParam().master ? MasterGuid : IndexGuid; }
-    std::string Extension() const { return GetParam().master ? ".mix" : ".ix"; }
+    const char* Guid() const { return format.master ? MasterGuid : IndexGuid; }
+    std::string Index() const { return folder + (format.master ? "clip.mix" : "clip.ix"); }
+    IndexCase format{};
+    std::string folder;
+    int folderNumber = 0;
     std::vector<TestPicture> pictures;
 };
 
 // Each frame decodes exactly; the master index gives cameras their names and puts the frames in
 // time order, the single-camera index keeps its own order.
-TEST_P(LorikanIndexTest, EveryFrameDecodesExactlyWithItsTimeAndCamera) {
-    const LorikanIndexRecording recording = Write(!GetParam().master);
-    AddFile("/i/clip" + Extension(), recording.index);
-    AddFile("/i/clip.dat", recording.data);
-    ASSERT_EQ(Load(Guid(), "/i/clip" + Extension()), 0) << LastError();
-    const std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), GetParam().master ? 2u : 1u);
-    const std::vector<std::vector<size_t>> order = GetParam().master
-                                                       ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
-                                                       : std::vector<std::vector<size_t>>{{0, 1, 2, 3}};
-    const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
-    for (size_t stream = 0; stream < streams.size(); ++stream) {
-        if (GetParam().master) {
-            EXPECT_EQ(StreamName(streams[stream]), stream == 0 ? "North" : "South");
-        }
-        const std::vector<Delivered> walked = WalkForward(streams[stream]);
-        ASSERT_EQ(walked.size(), order[stream].size());
-        for (size_t at = 0; at < walked.size(); ++at) {
-            const size_t index = order[stream][at];
-            EXPECT_EQ(walked[at].time.recordedTime, Start + offsets[index]) << index;
-            EXPECT_EQ(walked[at].data, pictures[index].pixels) << index;
+TEST_F(LorikanIndexTest, EveryFrameDecodesExactlyWithItsTimeAndCamera) {
+    for (const IndexCase& next : IndexCases) {
+        Take(next);
+        SCOPED_TRACE(Index() + (format.colour ? " colour" : " grey"));
+        const LorikanIndexRecording recording = Write(!format.master);
+        AddFile(Index(), recording.index);
+        AddFile(folder + "clip.dat", recording.data);
+        ASSERT_EQ(Load(Guid(), Index()), 0) << LastError();
+        const std::vector<int> streams = VideoStreams();
+        ASSERT_EQ(streams.size(), format.master ? 2u : 1u);
+        const std::vector<std::vector<size_t>> order = format.master
+                                                           ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
+                                                           : std::vector<std::vector<size_t>>{{0, 1, 2, 3}};
+        const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
+        for (size_t stream = 0; stream < streams.size(); ++stream) {
+            if (format.master) {
+                EXPECT_EQ(StreamName(streams[stream]), stream == 0 ? "North" : "South");
+            }
+            const std::vector<Delivered> walked = WalkForward(streams[stream]);
+            ASSERT_EQ(walked.size(), order[stream].size());
+            for (size_t at = 0; at < walked.size(); ++at) {
+                const size_t index = order[stream][at];
+                EXPECT_EQ(walked[at].time.recordedTime, Start + offsets[index]) << index;
+                EXPECT_EQ(walked[at].data, pictures[index].pixels) << index;
+            }
         }
     }
 }
 
-TEST_P(LorikanIndexTest, DamagedIndexesAndMissingDataFiles) {
-    const std::string name = GetParam().master ? "DecodeLorikanMaster" : "DecodeLorikan";
-    LorikanIndexRecording recording = Write(false);
-    recording.index[0] = 'X';
-    AddFile("/m/clip" + Extension(), recording.index);
-    EXPECT_NE(Load(Guid(), "/m/clip" + Extension()), 0);
-    EXPECT_TRUE(WasLogged(name + "::LoadingReadComplete failed because file has invalid header\n"));
+TEST_F(LorikanIndexTest, DamagedIndexesAndMissingDataFiles) {
+    for (const IndexCase& next : IndexCases) {
+        Take(next);
+        SCOPED_TRACE(Index());
+        const std::string name = format.master ? "DecodeLorikanMaster" : "DecodeLorikan";
+        LorikanIndexRecording recording = Write(false);
+        recording.index[0] = 'X';
+        AddFile(Index(), recording.index);
+        EXPECT_NE(Load(Guid(), Index()), 0);
+        EXPECT_TRUE(WasLogged(name + "::LoadingReadComplete failed because file has invalid header\n"));
 
-    AddFile("/s/clip" + Extension(), std::vector<uint8_t>(155, 0));
-    EXPECT_NE(Load(Guid(), "/s/clip" + Extension()), 0);
-    EXPECT_TRUE(WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
-
-    // No data file: the master index fails its load, the other its first frame.
-    LoggedTexts().clear();
-    AddFile("/n/clip" + Extension(), Write(false).index);
-    if (GetParam().master) {
-        EXPECT_NE(Load(Guid(), "/n/clip" + Extension()), 0);
+        Take(next);
+        AddFile(Index(), std::vector<uint8_t>(155, 0));
+        EXPECT_NE(Load(Guid(), Index()), 0);
         EXPECT_TRUE(
             WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
-    } else {
-        ExpectInChildProcess([&] {
-            return Load(Guid(), "/n/clip" + Extension()) == 0 && Next(VideoStream()).status != 0 &&
-                   WasLogged(
-                       "DecodeLorikan::PositioningOpenComplete failed with invalid fileId or fileSize\n");
-        });
+
+        // No data file: the master index fails its load, the other its first frame.
+        LoggedTexts().clear();
+        Take(next);
+        AddFile(Index(), Write(false).index);
+        if (format.master) {
+            EXPECT_NE(Load(Guid(), Index()), 0);
+            EXPECT_TRUE(
+                WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
+        } else {
+            ExpectInChildProcess([&] {
+                return Load(Guid(), Index()) == 0 && Next(VideoStream()).status != 0 &&
+                       WasLogged(
+                           "DecodeLorikan::PositioningOpenComplete failed with invalid fileId or fileSize\n");
+            });
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(IndexFormats, LorikanIndexTest,
-                         ::testing::Values(IndexCase{false, true}, IndexCase{false, false},
-                                           IndexCase{true, true}, IndexCase{true, false}));
 
 // The master index's version test lets no digits pass: the layout with a version text fails
 // without a word, where the single-camera index loads it.
