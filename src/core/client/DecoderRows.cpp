@@ -17,6 +17,7 @@
 #include "formats/lorikan/DecodeLorikanVix.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
+#include "formats/timespace/DecodeTimeSpaceX100.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -106,7 +107,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      CreatePlaceholderDecoder},
     {"DecodeTimeSpaceX100", "TimeSpace X100", "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D", "oba", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeTimeSpaceX100>},
     {"DecodeTimeSpaceX200", "TimeSpace X200", "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8", "xba", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeTomohawkMJP", "TomohawkMJPG", "D1D843A9-B2A0-4761-A658-8B3023AFA096", "mjp", NO_PATTERNS, -1,
