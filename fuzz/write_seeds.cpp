@@ -20,6 +20,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -578,6 +579,21 @@ void WriteNewWavestoreSeeds(SeedFolder& seeds) {
                    {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
 }
 
+// A TimeSpace X100 file of two cameras with its directory behind the frames, and one with it in front.
+void WriteTimeSpaceSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<X100Frame> frames;
+    for (uint16_t index = 0; index < 5; ++index) {
+        frames.push_back({static_cast<uint16_t>(index % 2),
+                          index < 2 || index == 4,
+                          {{0, 0, 624, 468, 9, 9, 9}},
+                          (2024 - 1980) << 9 | 3 << 5 | 14,
+                          static_cast<uint16_t>(10 << 11 | index)});
+    }
+    seeds.Add("fuzz_decoder_timespace_x100", "behind", Text(WriteTimeSpaceX100(frames, false).bytes));
+    seeds.Add("fuzz_decoder_timespace_x100", "in_front", Text(WriteTimeSpaceX100(frames, true).bytes));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -661,6 +677,7 @@ int main(int argc, char** argv) {
     WriteIRecordSeeds(seeds);
     WriteLorikanSeeds(seeds);
     WriteNewWavestoreSeeds(seeds);
+    WriteTimeSpaceSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

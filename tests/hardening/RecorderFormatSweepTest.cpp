@@ -1,6 +1,7 @@
 // The damage sweep over recordings of the recorder formats, read by their rows of the decoder
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/formats/BaxallVividWriter.h"
@@ -13,6 +14,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "hardening/DamageSweep.h"
@@ -208,4 +210,27 @@ TEST(RecorderFormatSweep, NewWavestore) {
     options.maxCutsPerFile = 8;
     options.maxDamagePerFile = 8;
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeNewWavestore"), recording, options);
+}
+
+// A TimeSpace X100 file of two cameras, pictures painted by the tests' stand-in codec.
+TEST(RecorderFormatSweep, TimeSpaceX100) {
+    const uint16_t date = (2024 - 1980) << 9 | 3 << 5 | 14;
+    std::vector<X100Frame> frames;
+    for (uint16_t index = 0; index < 6; ++index) {
+        const bool key = index < 2 || index == 4;
+        frames.push_back(
+            {static_cast<uint16_t>(index % 2),
+             key,
+             {{static_cast<uint16_t>(index * 20), 10, key ? uint16_t{624} : uint16_t{30}, 40, 1, 2, 3}},
+             date,
+             static_cast<uint16_t>(10 << 11 | index)});
+    }
+    const X100File written = WriteTimeSpaceX100(frames, false);
+    SweepRecording recording;
+    recording.files = {{"rec.oba", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.frameStarts};
+    recording.damagePlaces = {{0, 0}, {0, 4}, {0, written.directoryAt}, {0, written.directoryAt + 4}};
+    Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX100"), recording);
+    Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(nullptr);
 }
