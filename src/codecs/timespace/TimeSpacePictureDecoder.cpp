@@ -7,6 +7,7 @@ namespace Vorn::Vorncast::Decoders {
 namespace {
 
 std::atomic<TimeSpacePictureDecoder> installed = nullptr;
+std::atomic<TimeSpaceFrameDecoder> installedFrameDecoder = nullptr;
 
 } // namespace
 
@@ -16,6 +17,14 @@ void SetTimeSpacePictureDecoder(TimeSpacePictureDecoder decoder) {
 
 TimeSpacePictureDecoder GetTimeSpacePictureDecoder() {
     return installed;
+}
+
+void SetTimeSpaceFrameDecoder(TimeSpaceFrameDecoder decoder) {
+    installedFrameDecoder = decoder;
+}
+
+TimeSpaceFrameDecoder GetTimeSpaceFrameDecoder() {
+    return installedFrameDecoder;
 }
 
 } // namespace Vorn::Vorncast::Decoders

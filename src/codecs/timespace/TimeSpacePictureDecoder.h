@@ -17,4 +17,14 @@ using TimeSpacePictureDecoder = bool (*)(const uint8_t* frame, uint32_t size, ui
 void SetTimeSpacePictureDecoder(TimeSpacePictureDecoder decoder);
 TimeSpacePictureDecoder GetTimeSpacePictureDecoder();
 
+// The frame decoder of the TimeSpace X200 recorder: it decodes one frame of `kind` (0 key, 1 later)
+// with the frame's second header word against the camera's 640,000-byte `reference`, which it
+// updates, into `picture` (720 x 288 pixels of three bytes). 0 means a good picture. As for X100, the
+// maker's codec is installed by a host that has one.
+using TimeSpaceFrameDecoder = int32_t (*)(int32_t kind, uint32_t secondWord, const uint8_t* data,
+                                          uint32_t size, uint8_t* reference, uint8_t* picture);
+
+void SetTimeSpaceFrameDecoder(TimeSpaceFrameDecoder decoder);
+TimeSpaceFrameDecoder GetTimeSpaceFrameDecoder();
+
 } // namespace Vorn::Vorncast::Decoders

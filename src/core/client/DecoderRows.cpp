@@ -18,6 +18,7 @@
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/timespace/DecodeTimeSpaceX100.h"
+#include "formats/timespace/DecodeTimeSpaceX200.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -109,7 +110,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeTimeSpaceX100", "TimeSpace X100", "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D", "oba", NO_PATTERNS, -1,
      None, 0, CreateFormatDecoder<DecodeTimeSpaceX100>},
     {"DecodeTimeSpaceX200", "TimeSpace X200", "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8", "xba", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeTimeSpaceX200>},
     {"DecodeTomohawkMJP", "TomohawkMJPG", "D1D843A9-B2A0-4761-A658-8B3023AFA096", "mjp", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeSvm", "V4 Player", "A7DF6C98-F64A-46f0-B9FE-12202D98202A", "svm", NO_PATTERNS, -1, None, 0,

@@ -12,6 +12,7 @@ using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* X100Guid = "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D";
+constexpr const char* X200Guid = "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8";
 constexpr int32_t Width = 624;
 constexpr int32_t Height = 468;
 constexpr uint16_t Date = (2024 - 1980) << 9 | 3 << 5 | 14;
@@ -33,14 +34,16 @@ std::vector<X100Frame> TwoCameras() {
             {0, false, {{600, 0, 100, 100, 7, 7, 7}}}};
 }
 
-class TimeSpaceX100Test : public RecordingTest {
+class TimeSpaceTest : public RecordingTest {
 protected:
     void SetUp() override {
         RecordingTest::SetUp();
         SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
+        SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
     }
     void TearDown() override {
         SetTimeSpacePictureDecoder(nullptr);
+        SetTimeSpaceFrameDecoder(nullptr);
         RecordingTest::TearDown();
     }
     // The picture of frame `index`: its camera's key frame and every later frame up to it, lines
@@ -69,7 +72,7 @@ protected:
 
 // Each camera's frames come out built on their key frame, timed between the key frames around them
 // (31 in the seconds field is 31 seconds); the directory may lie in front of the frames or behind.
-TEST_F(TimeSpaceX100Test, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
+TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
     const std::vector<X100Frame> frames = TwoCameras();
     const int64_t base = TicksFromSystemTime(2024, 3, 14, 10, 0, 0, 0);
     const int64_t second = TicksPerSecond;
@@ -104,7 +107,7 @@ TEST_F(TimeSpaceX100Test, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
 
 // Going back within one key frame's run starts again from the kept key picture: one read, for
 // the frame itself.
-TEST_F(TimeSpaceX100Test, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
+TEST_F(TimeSpaceTest, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
     const std::vector<X100Frame> frames = TwoCameras();
     const X100File file = WriteTimeSpaceX100(frames, false);
     AddFile("/r/rec.oba", file.bytes);
@@ -121,7 +124,7 @@ TEST_F(TimeSpaceX100Test, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
     EXPECT_TRUE(back.data == Expected(file, frames, 2));
 }
 
-TEST_F(TimeSpaceX100Test, DamagedFilesEndTheLoadWithTheirText) {
+TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
     const X100File good = WriteTimeSpaceX100(TwoCameras(), false);
     auto changed = [&](uint64_t at, uint32_t value) {
         std::vector<uint8_t> bytes = good.bytes;
@@ -152,6 +155,99 @@ TEST_F(TimeSpaceX100Test, DamagedFilesEndTheLoadWithTheirText) {
     AddFile("/rec.obx", good.bytes);
     EXPECT_NE(Load(X100Guid, "/rec.obx"), 0);
     EXPECT_TRUE(WasLogged("DecodeTimeSpaceX100::LoadingCore failed with unsupported file extension\n"));
+}
+
+// ---- X200 ----
+
+// Two files of two cameras, with a block to pass over and a record of another type among the
+// frames; camera 0's second key frame lies in the second file.
+std::vector<std::vector<X200Record>> TwoFiles() {
+    auto frame = [](uint32_t kind, uint32_t camera, PaintedRectangle paint, uint8_t second) {
+        X200Record record;
+        record.type = kind;
+        record.camera = camera;
+        record.update = {paint};
+        record.second = second;
+        record.minute = 30;
+        record.hour = 9;
+        record.day = 14;
+        record.month = 3;
+        return record;
+    };
+    X200Record passed, other;
+    passed.type = 254;
+    other.type = 7;
+    other.update = {{1, 2, 3, 4, 5, 6, 7}};
+    return {{frame(0, 0, {0, 0, 720, 288, 200, 0, 0}, 0), frame(0, 1, {0, 0, 720, 288, 0, 200, 0}, 0), passed,
+             frame(1, 0, {10, 10, 100, 50, 0, 0, 250}, 1), other,
+             frame(1, 1, {300, 200, 40, 40, 1, 2, 3}, 1)},
+            {frame(1, 0, {60, 30, 100, 300, 0, 250, 250}, 2), frame(0, 0, {0, 100, 720, 10, 9, 9, 9}, 3),
+             frame(1, 1, {0, 250, 720, 38, 90, 90, 90}, 3)}};
+}
+
+// The pictures of a camera's frames in order: each key frame starts from black.
+std::vector<std::vector<uint8_t>> X200Pictures(const std::vector<std::vector<X200Record>>& files,
+                                               uint32_t camera) {
+    std::vector<std::vector<uint8_t>> pictures;
+    std::vector<uint8_t> reference(720 * 288 * 3);
+    for (const X200File& file : {WriteTimeSpaceX200(files[0]), WriteTimeSpaceX200(files[1])}) {
+        for (uint64_t start : file.recordStarts) {
+            const uint8_t* record = file.bytes.data() + start;
+            if (record[8] < 2 && record[64] == camera) {
+                if (record[8] == 0) {
+                    std::fill(reference.begin(), reference.end(), 0);
+                }
+                std::vector<uint8_t> flipped(reference.size());
+                PaintTimeSpaceFrame(0, 0, record + 72, 64, reference.data(), flipped.data());
+                pictures.push_back(reference);
+            }
+        }
+    }
+    return pictures;
+}
+
+// Every camera steps through its frames across both files, each built on the one before and each
+// key frame starting afresh; the records that are no frames add nothing.
+TEST_F(TimeSpaceTest, X200CamerasStepThroughTheirFramesAcrossFiles) {
+    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    AddFile("/x/b.xba", WriteTimeSpaceX200(files[1]).bytes);
+    AddFile("/x/a.xba", WriteTimeSpaceX200(files[0]).bytes);
+    ASSERT_EQ(Load(X200Guid, "/x/a.xba"), 0) << LastError();
+    const std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    const std::vector<int32_t> seconds[] = {{0, 1, 2, 3}, {0, 1, 3}};
+    for (uint32_t camera = 0; camera < 2; ++camera) {
+        const std::vector<std::vector<uint8_t>> expected = X200Pictures(files, camera);
+        const std::vector<Delivered> walked = WalkForward(streams[camera]);
+        ASSERT_EQ(walked.size(), expected.size());
+        for (size_t at = 0; at < walked.size(); ++at) {
+            EXPECT_EQ(walked[at].time.recordedTime,
+                      TicksFromSystemTime(2024, 3, 14, 9, 30, seconds[camera][at], 0));
+            EXPECT_TRUE(walked[at].data == expected[at]) << camera << " " << at;
+        }
+    }
+}
+
+// A last file cut inside a record keeps the frames before the cut; a set without frames and a
+// path of another extension fail.
+TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
+    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    const X200File last = WriteTimeSpaceX200(files[1]);
+    AddFile("/c/a.xba", WriteTimeSpaceX200(files[0]).bytes);
+    AddFile("/c/b.xba",
+            std::vector<uint8_t>(last.bytes.begin(), last.bytes.begin() + last.recordStarts[1] + 30));
+    ASSERT_EQ(Load(X200Guid, "/c/a.xba"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200 LoadingReadComplete failed with bad result\n"));
+    EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 3u);
+
+    X200Record passed;
+    passed.type = 254;
+    AddFile("/n/a.xba", WriteTimeSpaceX200({passed}).bytes);
+    EXPECT_NE(Load(X200Guid, "/n/a.xba"), 0);
+    EXPECT_TRUE(WasLogged("Failed to find any frames\n"));
+    AddFile("/n/a.xbb", WriteTimeSpaceX200(files[0]).bytes);
+    EXPECT_NE(Load(X200Guid, "/n/a.xbb"), 0);
+    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200::LoadingCore failed with unsupported file extension\n"));
 }
 
 } // namespace
