@@ -110,8 +110,9 @@ void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t tot
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Row row = DescribeRow();
-    // The picture decoder that the TimeSpace X100 recorder's frames need comes from the host.
+    // The picture decoders that the TimeSpace recorders' frames need come from the host.
     SetTimeSpacePictureDecoder(Testing::PaintTimeSpaceUpdate);
+    SetTimeSpaceFrameDecoder(Testing::PaintTimeSpaceFrame);
     Vorn::MemoryFileSource files;
     std::vector<Vorn::Testing::FileSetFile> set =
         Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles);

@@ -592,6 +592,16 @@ void WriteTimeSpaceSeeds(SeedFolder& seeds) {
     }
     seeds.Add("fuzz_decoder_timespace_x100", "behind", Text(WriteTimeSpaceX100(frames, false).bytes));
     seeds.Add("fuzz_decoder_timespace_x100", "in_front", Text(WriteTimeSpaceX100(frames, true).bytes));
+    std::vector<X200Record> records(5);
+    for (uint32_t index = 0; index < 5; ++index) {
+        records[index].type = index == 2 ? 254 : index > 2;
+        records[index].camera = index % 2;
+        records[index].update = {{0, 0, 720, 288, 9, 9, 9}};
+        records[index].second = static_cast<uint8_t>(index);
+    }
+    const std::string file = Text(WriteTimeSpaceX200(records).bytes);
+    seeds.Add("fuzz_decoder_timespace_x200", "two_files",
+              Vorn::Testing::JoinFileSet({{"", file}, {"", file}}));
 }
 
 // ---- ISO media files ----

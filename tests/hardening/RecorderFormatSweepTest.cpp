@@ -234,3 +234,24 @@ TEST(RecorderFormatSweep, TimeSpaceX100) {
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX100"), recording);
     Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(nullptr);
 }
+
+// Two TimeSpace X200 files of two cameras with a block to pass over, the tests' stand-in codec.
+TEST(RecorderFormatSweep, TimeSpaceX200) {
+    SweepRecording recording;
+    for (uint32_t file = 0; file < 2; ++file) {
+        std::vector<X200Record> records(5);
+        for (uint32_t index = 0; index < 5; ++index) {
+            records[index].type = index == 2 ? 254 : index == 4 && file == 0 ? 0 : index > 1;
+            records[index].camera = index % 2;
+            records[index].update = {{static_cast<uint16_t>(index * 30), 20, 40, 40, 1, 2, 3}};
+            records[index].second = static_cast<uint8_t>(file * 5 + index);
+        }
+        const X200File written = WriteTimeSpaceX200(records);
+        recording.files.push_back(
+            {"r" + std::to_string(file) + ".xba", std::string(written.bytes.begin(), written.bytes.end())});
+        recording.frameStarts.push_back(written.recordStarts);
+    }
+    Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX200"), recording);
+    Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(nullptr);
+}

@@ -261,10 +261,13 @@ DecoderAction DecodeTimeSpaceX200::OnFrame(ByteView data) {
                          reference.data(), picture.data()) == 0;
     lastDecoded[camera] = decoding;
     const size_t line = size_t{Width} * 3;
+    uint8_t held[size_t{Width} * 3];
     for (int32_t top = 0, bottom = Height - 1; top < bottom; ++top, --bottom) {
-        std::swap_ranges(picture.begin() + static_cast<long>(top * line),
-                         picture.begin() + static_cast<long>((top + 1) * line),
-                         picture.begin() + static_cast<long>(bottom * line));
+        uint8_t* upper = picture.data() + top * line;
+        uint8_t* lower = picture.data() + bottom * line;
+        std::memcpy(held, upper, line);
+        std::memcpy(upper, lower, line);
+        std::memcpy(lower, held, line);
     }
     if (decoding == currentFrame) {
         return DDA_COMPLETE;

@@ -112,8 +112,6 @@ TEST_F(TimeSpaceTest, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
     const X100File file = WriteTimeSpaceX100(frames, false);
     AddFile("/r/rec.oba", file.bytes);
     ASSERT_EQ(Load(X100Guid, "/r/rec.oba"), 0) << LastError();
-    for (auto& t : LoggedTexts())
-        printf("LOG %s", t.c_str());
     const int stream = VideoStreams()[0];
     const std::vector<Delivered> walked = WalkForward(stream);
     ASSERT_EQ(walked.size(), 5u);
