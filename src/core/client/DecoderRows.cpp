@@ -12,6 +12,7 @@
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
+#include "formats/ljd/DecodeLjdLeviathan.h"
 #include "formats/lorikan/DecodeLorikan.h"
 #include "formats/lorikan/DecodeLorikanMaster.h"
 #include "formats/lorikan/DecodeLorikanVix.h"
@@ -68,7 +69,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeLjdLeviathan>},
     {"DecodeLorikan", "Lorikan Index File", "89CAA604-90CA-4e72-9302-01D435641B06", "ix", NO_PATTERNS, -1,
      None, 0, CreateFormatDecoder<DecodeLorikan>},
     {"DecodeLorikanMaster", "Lorikan Master Index File", "94D01DAE-C030-4b25-A0C1-483D5D957327", "mix",
