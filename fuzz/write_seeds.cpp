@@ -15,6 +15,7 @@
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
@@ -604,6 +605,22 @@ void WriteTimeSpaceSeeds(SeedFolder& seeds) {
               Vorn::Testing::JoinFileSet({{"", file}, {"", file}}));
 }
 
+// An LJD Leviathan export: settings, index and image store. The maker's library is not beside the
+// fuzzer, so a run reads the three files and ends where the library would open the recording.
+void WriteLjdLeviathanSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<LjdFrame> frames;
+    for (uint8_t index = 0; index < 4; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), index < 2, 45000.5 + index / 86400.0, 8, 4,
+                          std::vector<uint8_t>(8 * 4 * 3, index)});
+    }
+    const LjdRecording recording = WriteLjdLeviathan(frames, {{0, "Gate"}, {1, "Yard"}});
+    seeds.Add("fuzz_decoder_ljd_leviathan", "three_files",
+              Vorn::Testing::JoinFileSet({{"rec.vdd", recording.settings},
+                                          {"rec.vdb", Text(recording.index)},
+                                          {"rec.vmb", Text(recording.store)}}));
+}
+
 // ---- ISO media files ----
 
 // The AMR frames of a storage file, one a sample, so that the sound track decodes.
@@ -688,6 +705,7 @@ int main(int argc, char** argv) {
     WriteLorikanSeeds(seeds);
     WriteNewWavestoreSeeds(seeds);
     WriteTimeSpaceSeeds(seeds);
+    WriteLjdLeviathanSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

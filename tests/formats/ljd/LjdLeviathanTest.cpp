@@ -120,6 +120,42 @@ TEST_F(LjdLeviathanTest, AFrameWantedAgainCostsNoLibraryCall) {
     dlclose(library);
 }
 
+// Each damage ends the load with its text; these fail before the library is asked.
+TEST_F(LjdLeviathanTest, DamagedRecordingsEndTheLoadWithTheirText) {
+    WriteRecording();
+    const LjdRecording good = WriteLjdLeviathan(frames, {});
+    auto write = [&](const std::string& base, std::vector<uint8_t> index, std::vector<uint8_t> store) {
+        if (!index.empty()) {
+            WriteFile(folder / (base + ".vdb"), index.data(), index.size());
+        }
+        WriteFile(folder / (base + ".vmb"), store.data(), store.size());
+        return Path((base + ".vmb").c_str());
+    };
+    auto changed = [](std::vector<uint8_t> bytes, size_t at, uint8_t value) {
+        bytes[at] = value;
+        return bytes;
+    };
+    const std::vector<uint8_t> noIndex;
+    const std::pair<std::string, const char*> cases[] = {
+        {write("a", changed(good.index, 53, 17), good.store), "LjdLeviathan Bad camera number 1\n"},
+        {write("b", good.index, std::vector<uint8_t>(good.store.begin(), good.store.end() - 1)),
+         "LjdLeviathan Frame extends off end of file\n"},
+        {write("c", noIndex, changed(good.store, good.imageStarts[1] + 16, 17)),
+         "LjdLeviathan Bad camera number 2\n"},
+        {write("d", noIndex, changed(good.store, good.imageStarts[1] + 18, 0x10)),
+         "LjdLeviathan Bad image size\n"},
+        {write("e", noIndex, changed(good.store, good.imageStarts[1] + 15, 0)), "LjdLeviathan Bad time\n"},
+        {Path("none.vmb"), "LjdLeviathan Open failed\n"},
+        {Path("rec.vmx"), "LjdLeviathan File extension not recognised\n"},
+        {Path("rec_vmb"), "LjdLeviathan No file extension found\n"},
+    };
+    for (const auto& [path, text] : cases) {
+        LoggedTexts().clear();
+        EXPECT_NE(Load(LjdGuid, path), 0) << text;
+        EXPECT_TRUE(WasLogged(text)) << text;
+    }
+}
+
 // A worker whose requests wait for the test to let them end.
 class GatedWorker : public MasWorkerThread<int, int> {
 public:
