@@ -1,7 +1,5 @@
 #include "formats/ljd/LjdLeviathanDll.h"
 
-#include "model/support/Path.h"
-
 #include <dlfcn.h>
 
 #include <algorithm>
