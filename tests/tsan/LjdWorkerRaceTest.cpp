@@ -86,10 +86,11 @@ TEST(LjdWorkerRace, RequestsAndPicturesPassBetweenTheThreads) {
             ASSERT_TRUE(dll.GetReadResult()) << frame;
             EXPECT_EQ(picture[0], frame);
         }
-        // Going away with a read in hand waits for it.
+        // Going away with a read in hand waits for it when it has begun; one that has not is
+        // dropped, as the stop request is taken first. Either way the picture is left alone after.
         ASSERT_TRUE(dll.Read(1, KeyOf(23), 23, picture.data(), static_cast<int32_t>(picture.size())));
     }
-    EXPECT_EQ(picture[0], 23);
+    EXPECT_TRUE(picture[0] == 23 || picture[0] == 10) << int{picture[0]};
     std::remove(path.c_str());
 }
 

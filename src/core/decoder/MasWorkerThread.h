@@ -65,7 +65,8 @@ protected:
     virtual void Process() = 0;
 
     void Start() { thread = std::thread(&MasWorkerThread::Run, this); }
-    // Waits without limit for a request in hand to end.
+    // Waits without limit for a request that has begun to end; the stop is taken before a request
+    // that has not, which is dropped.
     void Stop() {
         if (thread.joinable()) {
             stopThreadEvent.Set();
