@@ -33,6 +33,19 @@ public:
         std::printf("%s: %.3f (aim: at most %.2f)\n", what, top->second / bottom->second, aim);
     }
 
+    // Prints "`what`: <microseconds> µs (aim: under `aim`)": how much longer each of `items` took in
+    // `measured` than in `reference`.
+    void PrintMicrosecondsAdded(const char* measured, const char* reference, int items, const char* what,
+                                double aim) const {
+        auto top = secondsPerIteration.find(measured);
+        auto bottom = secondsPerIteration.find(reference);
+        if (top == secondsPerIteration.end() || bottom == secondsPerIteration.end() || items <= 0) {
+            return;
+        }
+        std::printf("%s: %.2f us (aim: under %.0f)\n", what, (top->second - bottom->second) * 1e6 / items,
+                    aim);
+    }
+
 private:
     std::map<std::string, double> secondsPerIteration;
 };

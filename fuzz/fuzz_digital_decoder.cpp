@@ -1,9 +1,11 @@
 // Fuzz target for one row of the digital decoder table (chosen at build time by FUZZ_ROW): the input
 // is a small file set that is served from memory, queried, loaded and walked frame by frame
 // through the client functions, as a player would.
+#include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/FileSetBytes.h"
+#include "fixtures/formats/TimeSpaceWriter.h"
 #include "model/files/MemoryFileSource.h"
 #include "model/support/Limits.h"
 
@@ -108,6 +110,9 @@ void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t tot
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Row row = DescribeRow();
+    // The picture decoders that the TimeSpace recorders' frames need come from the host.
+    SetTimeSpacePictureDecoder(Testing::PaintTimeSpaceUpdate);
+    SetTimeSpaceFrameDecoder(Testing::PaintTimeSpaceFrame);
     Vorn::MemoryFileSource files;
     std::vector<Vorn::Testing::FileSetFile> set =
         Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles);

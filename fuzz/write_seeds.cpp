@@ -19,11 +19,15 @@
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/LjdLeviathanWriter.h"
+#include "fixtures/formats/LorikanWriter.h"
+#include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViconNetWriter.h"
+#include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -611,6 +615,102 @@ void WriteFaiveleySeeds(SeedFolder& seeds) {
         seeds.Add("fuzz_decoder_faiveley", swapped ? "swapped" : "plain",
                   Text(WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, swapped).bytes));
     }
+// A vix index with its companion text and data files, JPEG and JPEG 2000 frames; ix and mix indexes
+// of lossless JPEG frames.
+void WriteLorikanSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    for (uint32_t formatType : {0u, 1u}) {
+        VixLayout layout;
+        layout.formatType = formatType;
+        layout.width = 16;
+        layout.height = 16;
+        layout.cameras = {{1, "Gate"}, {2, "Yard"}};
+        layout.dataFileCapacity = 400;
+        std::vector<VixPicture> pictures;
+        for (uint16_t index = 0; index < 3; ++index) {
+            const BgrPicture picture = MakeQuadrantPicture(16, 16, index);
+            pictures.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(1 + index % 2),
+                                formatType == 1
+                                    ? EncodeTestJpeg(picture, 50)
+                                    : Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(picture.bgr, 16, 16),
+                                                              16, 16, {.jp2 = true})});
+        }
+        const VixRecording vix = WriteVix(layout, pictures);
+        std::vector<Vorn::Testing::FileSetFile> files = {{"rec.vix", Text(vix.index)},
+                                                         {"rec.txt", Text(VixCompanionText("/fuzz/data"))}};
+        for (size_t file = 0; file < vix.dataFiles.size(); ++file) {
+            files.push_back({"data/" + vix.dataNames[file], Text(vix.dataFiles[file])});
+        }
+        seeds.Add("fuzz_decoder_lorikan_vix", formatType == 1 ? "jpeg" : "jpeg2000",
+                  Vorn::Testing::JoinFileSet(files));
+    }
+    for (bool master : {false, true}) {
+        std::vector<LorikanIndexFrame> frames;
+        for (uint16_t index = 0; index < 3; ++index) {
+            frames.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(index % 2), "Gate",
+                              EncodeLosslessJpeg(MakeGradient(16, 8, 3))});
+        }
+        const LorikanIndexRecording written =
+            WriteLorikanIndex({master, !master, "clip.dat", 16, 8, true}, frames);
+        seeds.Add(master ? "fuzz_decoder_lorikan_master" : "fuzz_decoder_lorikan", "three_frames",
+                  Vorn::Testing::JoinFileSet({{master ? "rec.mix" : "rec.ix", Text(written.index)},
+                                              {"clip.dat", Text(written.data)}}));
+    }
+}
+
+// A Wavestore export of two cameras, a file each in a tree below the loaded path.
+void WriteNewWavestoreSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 1024;
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601ColourBars(true).bgr.data(), coarse);
+    seeds.Add("fuzz_decoder_new_wavestore", "two_cameras",
+              Vorn::Testing::JoinFileSet(
+                  {{"rec.dat", "x"},
+                   {"a/b/1.v",
+                    Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
+                   {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
+}
+
+// A TimeSpace X100 file of two cameras with its directory behind the frames, and one with it in front.
+void WriteTimeSpaceSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<X100Frame> frames;
+    for (uint16_t index = 0; index < 5; ++index) {
+        frames.push_back({static_cast<uint16_t>(index % 2),
+                          index < 2 || index == 4,
+                          {{0, 0, 624, 468, 9, 9, 9}},
+                          (2024 - 1980) << 9 | 3 << 5 | 14,
+                          static_cast<uint16_t>(10 << 11 | index)});
+    }
+    seeds.Add("fuzz_decoder_timespace_x100", "behind", Text(WriteTimeSpaceX100(frames, false).bytes));
+    seeds.Add("fuzz_decoder_timespace_x100", "in_front", Text(WriteTimeSpaceX100(frames, true).bytes));
+    std::vector<X200Record> records(5);
+    for (uint32_t index = 0; index < 5; ++index) {
+        records[index].type = index == 2 ? 254 : index > 2;
+        records[index].camera = index % 2;
+        records[index].update = {{0, 0, 720, 288, 9, 9, 9}};
+        records[index].second = static_cast<uint8_t>(index);
+    }
+    const std::string file = Text(WriteTimeSpaceX200(records).bytes);
+    seeds.Add("fuzz_decoder_timespace_x200", "two_files",
+              Vorn::Testing::JoinFileSet({{"", file}, {"", file}}));
+}
+
+// An LJD Leviathan export: settings, index and image store. The maker's library is not beside the
+// fuzzer, so a run reads the three files and ends where the library would open the recording.
+void WriteLjdLeviathanSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<LjdFrame> frames;
+    for (uint8_t index = 0; index < 4; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), index < 2, 45000.5 + index / 86400.0, 8, 4,
+                          std::vector<uint8_t>(8 * 4 * 3, index)});
+    }
+    const LjdRecording recording = WriteLjdLeviathan(frames, {{0, "Gate"}, {1, "Yard"}});
+    seeds.Add("fuzz_decoder_ljd_leviathan", "three_files",
+              Vorn::Testing::JoinFileSet({{"rec.vdd", recording.settings},
+                                          {"rec.vdb", Text(recording.index)},
+                                          {"rec.vmb", Text(recording.store)}}));
 }
 
 // ---- ISO media files ----
@@ -716,6 +816,10 @@ int main(int argc, char** argv) {
     WriteSanyoSeeds(seeds);
     WriteGeutebruckSeeds(seeds);
     WriteFaiveleySeeds(seeds);
+    WriteLorikanSeeds(seeds);
+    WriteNewWavestoreSeeds(seeds);
+    WriteTimeSpaceSeeds(seeds);
+    WriteLjdLeviathanSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

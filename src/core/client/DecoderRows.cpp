@@ -14,11 +14,18 @@
 #include "formats/iso/Decode3gp.h"
 #include "formats/iso/DecodeISOMediaMp4.h"
 #include "formats/iso/DecodeVigilantMp4.h"
+#include "formats/ljd/DecodeLjdLeviathan.h"
+#include "formats/lorikan/DecodeLorikan.h"
+#include "formats/lorikan/DecodeLorikanMaster.h"
+#include "formats/lorikan/DecodeLorikanVix.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/sanyo/DecodeSanyo.h"
 #include "formats/vicon/DecodeViconNet.h"
+#include "formats/timespace/DecodeTimeSpaceX100.h"
+#include "formats/timespace/DecodeTimeSpaceX200.h"
 #include "formats/viseum/DecodeViseum.h"
+#include "formats/wavestore/DecodeNewWavestore.h"
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -66,11 +73,11 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeLjdLeviathan>},
     {"DecodeLorikan", "Lorikan Index File", "89CAA604-90CA-4e72-9302-01D435641B06", "ix", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeLorikan>},
     {"DecodeLorikanMaster", "Lorikan Master Index File", "94D01DAE-C030-4b25-A0C1-483D5D957327", "mix",
-     NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, -1, None, 0, CreateFormatDecoder<DecodeLorikanMaster>},
     {"DecodeMitsubishi", "Mitsubishi", "B6A80624-7132-41a3-8EB6-29A9B5918877", "tlx", NO_PATTERNS, -1, None,
      0, CreatePlaceholderDecoder},
     {"Decode3gp", "Mobile phone 3GP", "CEABCACD-5446-41f9-94A2-3391B2C9F578", "3gp;mp4", NO_PATTERNS, -1,
@@ -86,7 +93,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeNewWavestore>},
     {"DecodeDarlex",
      "__LEGACY__ Tecton Darlex (Tracked frames only)",
      "B672C4BD-2E7F-4b58-A943-929EAA3AA28E",
@@ -106,9 +113,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      CreatePlaceholderDecoder},
     {"DecodeTimeSpaceX100", "TimeSpace X100", "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D", "oba", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeTimeSpaceX100>},
     {"DecodeTimeSpaceX200", "TimeSpace X200", "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8", "xba", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeTimeSpaceX200>},
     {"DecodeTomohawkMJP", "TomohawkMJPG", "D1D843A9-B2A0-4761-A658-8B3023AFA096", "mjp", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeSvm", "V4 Player", "A7DF6C98-F64A-46f0-B9FE-12202D98202A", "svm", NO_PATTERNS, -1, None, 0,
@@ -156,7 +163,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDowshu", "Dowshu", "F6E23552-F831-4429-ADCF-5DC0E84BB846", "inx;img", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeLorikanVix", "Vorn Video Index", "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2", "vix", NO_PATTERNS, -1,
-     None, 0, CreatePlaceholderDecoder},
+     None, 0, CreateFormatDecoder<DecodeLorikanVix>},
     {"DecodeBTPDivX", "Southeastern MPEG4", "6DD01687-CC23-4808-A838-6D5E6FD5766E", "avi", NO_PATTERNS, 0,
      AviContainer, 0, CreatePlaceholderDecoder},
     {"DecodeCieffeLinearis", "Cieffe Linearis (MPEG-4)", "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A", "avi",

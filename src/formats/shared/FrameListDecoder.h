@@ -5,6 +5,7 @@
 #include "formats/shared/FrameListQueries.h"
 
 #include <cstdint>
+#include <type_traits>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -43,7 +44,14 @@ protected:
     FrameTimes GetFrameTimes() override { return TimesOfFrame(frames.GetAt(currentFrame)); }
     void GetFrameCamera(CameraTag* camera) override {
         if constexpr (ByCamera) {
-            *camera = frames.GetAt(currentFrame).camera;
+            const auto record = frames.GetAt(currentFrame);
+            // Records that carry only the camera's number give it with an empty name.
+            if constexpr (std::is_same_v<decltype(record.camera), CameraTag>) {
+                *camera = record.camera;
+            } else {
+                *camera = CameraTag{};
+                camera->number = record.camera;
+            }
         } else {
             FormatDecoder::GetFrameCamera(camera);
         }

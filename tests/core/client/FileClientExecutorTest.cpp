@@ -245,7 +245,28 @@ TEST_F(FileClientExecutorTest, ListWithoutListerReportsAnUnusableRequest) {
     EXPECT_EQ(decoder.completions[0].list, "");
 }
 
+// The LJD Leviathan row has a wait object of its own, which a wait would take in; the wait cases
+// stand a decoder without one in its place.
+class WithoutLjdWaitObject {
+public:
+    WithoutLjdWaitObject() {
+        for (int32_t index = 0; index < DecoderTable::Count(); ++index) {
+            if (std::string(DecoderTable::RowAt(index)->className) == "DecodeLjdLeviathan") {
+                row = index;
+                previous = DecoderTable::Swap(row, &standIn);
+            }
+        }
+    }
+    ~WithoutLjdWaitObject() { DecoderTable::Swap(row, previous); }
+
+private:
+    ScriptedDecoder standIn;
+    int32_t row = -1;
+    BaseDecoder* previous = nullptr;
+};
+
 TEST_F(FileClientExecutorTest, WaitEndsWhenTheDecodersEventIsSetFromAnotherThread) {
+    WithoutLjdWaitObject withoutLjd;
     WaitEvent event;
     decoder.waitObject = &event;
     RemakeClient();
@@ -266,6 +287,8 @@ TEST_F(FileClientExecutorTest, WaitEndsWhenTheDecodersEventIsSetFromAnotherThrea
 }
 
 TEST_F(FileClientExecutorTest, WaitWithoutWaitObjectsCompletesWithNone) {
+    WithoutLjdWaitObject withoutLjd;
+    RemakeClient();
     EXPECT_EQ(client->GetWaitObjectListCount(), 0);
     decoder.loadScript = {Step::Wait()};
     ASSERT_EQ(Load(), FCR_SUCCESS);

@@ -1,0 +1,251 @@
+#include "codecs/timespace/TimeSpacePictureDecoder.h"
+#include "core/time/Ticks.h"
+#include "fixtures/formats/TimeSpaceWriter.h"
+#include "formats/RecordingFixture.h"
+
+#include <cstring>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* X100Guid = "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D";
+constexpr const char* X200Guid = "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8";
+constexpr int32_t Width = 624;
+constexpr int32_t Height = 468;
+constexpr uint16_t Date = (2024 - 1980) << 9 | 3 << 5 | 14;
+constexpr uint16_t Ten = 10 << 11;
+
+PaintedRectangle Whole(uint8_t blue, uint8_t green, uint8_t red) {
+    return {0, 0, Width, Height, blue, green, red};
+}
+
+// Two cameras: key frames 0, 1 and 5 at 10:00:00, 10:00:02 and 10:00:31, updates between them.
+std::vector<X100Frame> TwoCameras() {
+    return {{0, true, {Whole(200, 0, 0), {5, 5, 50, 20, 9, 9, 9}}, Date, Ten},
+            {1, true, {Whole(0, 200, 0)}, Date, Ten | 2},
+            {0, false, {{10, 10, 100, 50, 0, 0, 250}}},
+            {1, false, {{300, 200, 40, 40, 1, 2, 3}}},
+            {0, false, {{60, 30, 100, 300, 0, 250, 250}}},
+            {0, true, {Whole(0, 250, 250)}, Date, Ten | 31},
+            {1, false, {{0, 400, 624, 68, 90, 90, 90}}},
+            {0, false, {{600, 0, 100, 100, 7, 7, 7}}}};
+}
+
+class TimeSpaceTest : public RecordingTest {
+protected:
+    void SetUp() override {
+        RecordingTest::SetUp();
+        SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
+        SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
+    }
+    void TearDown() override {
+        SetTimeSpacePictureDecoder(nullptr);
+        SetTimeSpaceFrameDecoder(nullptr);
+        RecordingTest::TearDown();
+    }
+    // The picture of frame `index`: its camera's key frame and every later frame up to it, lines
+    // in the order the stream delivers them.
+    static std::vector<uint8_t> Expected(const X100File& file, const std::vector<X100Frame>& frames,
+                                         size_t index) {
+        std::vector<uint8_t> picture(size_t{Width} * Height * 3, 0);
+        size_t key = index;
+        while (!frames[key].key || frames[key].camera != frames[index].camera) {
+            --key;
+        }
+        for (size_t at = key; at <= index; ++at) {
+            if (frames[at].camera == frames[index].camera) {
+                PaintTimeSpaceUpdate(file.bytes.data() + file.frameStarts[at], 512, picture.data(), Width,
+                                     Width, Height, 0, 0, 1, 1, 0, 1, 0);
+            }
+        }
+        std::vector<uint8_t> flipped(picture.size());
+        for (int32_t row = 0; row < Height; ++row) {
+            std::memcpy(&flipped[static_cast<size_t>(row) * Width * 3],
+                        &picture[static_cast<size_t>(Height - 1 - row) * Width * 3], Width * 3);
+        }
+        return flipped;
+    }
+};
+
+// Each camera's frames come out built on their key frame, timed between the key frames around them
+// (31 in the seconds field is 31 seconds); the directory may lie in front of the frames or behind.
+TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
+    const std::vector<X100Frame> frames = TwoCameras();
+    const int64_t base = TicksFromSystemTime(2024, 3, 14, 10, 0, 0, 0);
+    const int64_t second = TicksPerSecond;
+    const int64_t times[] = {base,
+                             base + 2 * second,
+                             base + 2 * second + 29 * second / 4,
+                             base + 2 * second + 2 * 29 * second / 4,
+                             base + 2 * second + 3 * 29 * second / 4,
+                             base + 31 * second,
+                             base + 31 * second + 29 * second / 4,
+                             base + 31 * second + 2 * 29 * second / 4};
+    const std::vector<std::vector<size_t>> byCamera = {{0, 2, 4, 5, 7}, {1, 3, 6}};
+    for (bool inFront : {false, true}) {
+        SCOPED_TRACE(inFront ? "directory in front" : "directory behind");
+        const X100File file = WriteTimeSpaceX100(frames, inFront);
+        const std::string path = inFront ? "/front/rec.oba" : "/behind/rec.oba";
+        AddFile(path, file.bytes);
+        ASSERT_EQ(Load(X100Guid, path), 0) << LastError();
+        const std::vector<int> streams = VideoStreams();
+        ASSERT_EQ(streams.size(), 2u);
+        for (size_t camera = 0; camera < 2; ++camera) {
+            const std::vector<Delivered> walked = WalkForward(streams[camera]);
+            ASSERT_EQ(walked.size(), byCamera[camera].size());
+            for (size_t at = 0; at < walked.size(); ++at) {
+                const size_t index = byCamera[camera][at];
+                EXPECT_EQ(walked[at].time.recordedTime, times[index]) << index;
+                EXPECT_TRUE(walked[at].data == Expected(file, frames, index)) << index;
+            }
+        }
+    }
+}
+
+// Going back within one key frame's run starts again from the kept key picture: one read, for
+// the frame itself.
+TEST_F(TimeSpaceTest, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
+    const std::vector<X100Frame> frames = TwoCameras();
+    const X100File file = WriteTimeSpaceX100(frames, false);
+    AddFile("/r/rec.oba", file.bytes);
+    ASSERT_EQ(Load(X100Guid, "/r/rec.oba"), 0) << LastError();
+    const int stream = VideoStreams()[0];
+    const std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(walked.size(), 5u);
+    ASSERT_EQ(GoTo(stream, walked[2].time.streamTime).status, 0);
+    const int readsBefore = countingFiles.reads;
+    const Delivered back = GoTo(stream, walked[1].time.streamTime);
+    EXPECT_EQ(countingFiles.reads - readsBefore, 1);
+    EXPECT_TRUE(back.data == Expected(file, frames, 2));
+}
+
+TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
+    const X100File good = WriteTimeSpaceX100(TwoCameras(), false);
+    auto changed = [&](uint64_t at, uint32_t value) {
+        std::vector<uint8_t> bytes = good.bytes;
+        std::memcpy(bytes.data() + at, &value, 4);
+        return bytes;
+    };
+    const std::string prefix = "DecodeTimeSpaceX100::LoadingReadComplete ";
+    const std::pair<std::vector<uint8_t>, std::string> cases[] = {
+        {changed(8, 2), prefix + "failed because dirHeader.Type != 1\n"},
+        {changed(4, 100000001), prefix + "failed because dirHeader.Length > 100000000\n"},
+        {changed(4, 0), "DecodeTimeSpaceX100 ReadComplete with no images in KEYFRAMEV2 header\n"},
+        {changed(good.directoryAt + 32, 99),
+         "DecodeTimeSpaceX100::LoadingReadComplete() KeyFrameV2 headers not sequential\n"},
+        {changed(good.frameStarts[3], 0), "TimeSpace LoadingReadComplete() - invalid image header\n"},
+        {changed(good.directoryAt + 36, 0x10000),
+         "DecodeTimeSpace::LoadingReadComplete() past end of frameInfoList\n"},
+        {std::vector<uint8_t>(31, 0),
+         "DecodeTimeSpaceX100::LoadingOpenComplete failing because fileId or fileSize was invalid\n"},
+    };
+    int file = 0;
+    for (const auto& [bytes, text] : cases) {
+        LoggedTexts().clear();
+        const std::string path = "/bad" + std::to_string(file++) + ".oba";
+        AddFile(path, bytes);
+        EXPECT_NE(Load(X100Guid, path), 0) << text;
+        EXPECT_TRUE(WasLogged(text)) << text;
+    }
+    AddFile("/rec.obx", good.bytes);
+    EXPECT_NE(Load(X100Guid, "/rec.obx"), 0);
+    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX100::LoadingCore failed with unsupported file extension\n"));
+}
+
+// ---- X200 ----
+
+// Two files of two cameras, with a block to pass over and a record of another type among the
+// frames; camera 0's second key frame lies in the second file.
+std::vector<std::vector<X200Record>> TwoFiles() {
+    auto frame = [](uint32_t kind, uint32_t camera, PaintedRectangle paint, uint8_t second) {
+        X200Record record;
+        record.type = kind;
+        record.camera = camera;
+        record.update = {paint};
+        record.second = second;
+        record.minute = 30;
+        record.hour = 9;
+        record.day = 14;
+        record.month = 3;
+        return record;
+    };
+    X200Record passed, other;
+    passed.type = 254;
+    other.type = 7;
+    other.update = {{1, 2, 3, 4, 5, 6, 7}};
+    return {{frame(0, 0, {0, 0, 720, 288, 200, 0, 0}, 0), frame(0, 1, {0, 0, 720, 288, 0, 200, 0}, 0), passed,
+             frame(1, 0, {10, 10, 100, 50, 0, 0, 250}, 1), other,
+             frame(1, 1, {300, 200, 40, 40, 1, 2, 3}, 1)},
+            {frame(1, 0, {60, 30, 100, 300, 0, 250, 250}, 2), frame(0, 0, {0, 100, 720, 10, 9, 9, 9}, 3),
+             frame(1, 1, {0, 250, 720, 38, 90, 90, 90}, 3)}};
+}
+
+// The pictures of a camera's frames in order: each key frame starts from black.
+std::vector<std::vector<uint8_t>> X200Pictures(const std::vector<std::vector<X200Record>>& files,
+                                               uint32_t camera) {
+    std::vector<std::vector<uint8_t>> pictures;
+    std::vector<uint8_t> reference(720 * 288 * 3);
+    for (const X200File& file : {WriteTimeSpaceX200(files[0]), WriteTimeSpaceX200(files[1])}) {
+        for (uint64_t start : file.recordStarts) {
+            const uint8_t* record = file.bytes.data() + start;
+            if (record[8] < 2 && record[64] == camera) {
+                if (record[8] == 0) {
+                    std::fill(reference.begin(), reference.end(), 0);
+                }
+                std::vector<uint8_t> flipped(reference.size());
+                PaintTimeSpaceFrame(0, 0, record + 72, 64, reference.data(), flipped.data());
+                pictures.push_back(reference);
+            }
+        }
+    }
+    return pictures;
+}
+
+// Every camera steps through its frames across both files, each built on the one before and each
+// key frame starting afresh; the records that are no frames add nothing.
+TEST_F(TimeSpaceTest, X200CamerasStepThroughTheirFramesAcrossFiles) {
+    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    AddFile("/x/b.xba", WriteTimeSpaceX200(files[1]).bytes);
+    AddFile("/x/a.xba", WriteTimeSpaceX200(files[0]).bytes);
+    ASSERT_EQ(Load(X200Guid, "/x/a.xba"), 0) << LastError();
+    const std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    const std::vector<int32_t> seconds[] = {{0, 1, 2, 3}, {0, 1, 3}};
+    for (uint32_t camera = 0; camera < 2; ++camera) {
+        const std::vector<std::vector<uint8_t>> expected = X200Pictures(files, camera);
+        const std::vector<Delivered> walked = WalkForward(streams[camera]);
+        ASSERT_EQ(walked.size(), expected.size());
+        for (size_t at = 0; at < walked.size(); ++at) {
+            EXPECT_EQ(walked[at].time.recordedTime,
+                      TicksFromSystemTime(2024, 3, 14, 9, 30, seconds[camera][at], 0));
+            EXPECT_TRUE(walked[at].data == expected[at]) << camera << " " << at;
+        }
+    }
+}
+
+// A last file cut inside a record keeps the frames before the cut; a set without frames and a
+// path of another extension fail.
+TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
+    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    const X200File last = WriteTimeSpaceX200(files[1]);
+    AddFile("/c/a.xba", WriteTimeSpaceX200(files[0]).bytes);
+    AddFile("/c/b.xba",
+            std::vector<uint8_t>(last.bytes.begin(), last.bytes.begin() + last.recordStarts[1] + 30));
+    ASSERT_EQ(Load(X200Guid, "/c/a.xba"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200 LoadingReadComplete failed with bad result\n"));
+    EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 3u);
+
+    X200Record passed;
+    passed.type = 254;
+    AddFile("/n/a.xba", WriteTimeSpaceX200({passed}).bytes);
+    EXPECT_NE(Load(X200Guid, "/n/a.xba"), 0);
+    EXPECT_TRUE(WasLogged("Failed to find any frames\n"));
+    AddFile("/n/a.xbb", WriteTimeSpaceX200(files[0]).bytes);
+    EXPECT_NE(Load(X200Guid, "/n/a.xbb"), 0);
+    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200::LoadingCore failed with unsupported file extension\n"));
+}
+
+} // namespace

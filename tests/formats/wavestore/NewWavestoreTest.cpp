@@ -1,0 +1,115 @@
+#include "core/time/Ticks.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/NewWavestoreWriter.h"
+#include "formats/RecordingFixture.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* WavestoreGuid = "516B281A-ACBD-4a40-BB1F-25A2D6D89E4B";
+constexpr int64_t EpochTicks = 621355968000000000;
+
+// Three pictures and their fields, encoded once for all the cases.
+struct EncodedFields {
+    std::vector<Adv601TestPicture> pictures = {Adv601Gradient(true), Adv601ColourBars(true),
+                                               Adv601Edges(true)};
+    std::vector<std::vector<uint8_t>> fields;
+    EncodedFields() {
+        for (const Adv601TestPicture& picture : pictures) {
+            fields.push_back(EncodeAdv601(picture.bgr.data()));
+        }
+    }
+};
+
+class NewWavestoreTest : public RecordingTest {
+protected:
+    static const EncodedFields& Encoded() {
+        static const EncodedFields encoded;
+        return encoded;
+    }
+    // Two cameras, each in a file of its own deep in the tree; their frames alternate in time.
+    void AddExport(const std::string& folder) {
+        std::vector<WavestoreFrame> front, back;
+        for (int64_t index = 0; index < 3; ++index) {
+            front.push_back({1, "Front", 900 + index * 60, fields[index]});
+            back.push_back({2, "Back", 901 + index * 60, fields[2 - index]});
+        }
+        AddFile(folder + "export.dat", {0});
+        AddFile(folder + "a/b/c/0001.v", WriteWavestoreFile(front).bytes);
+        AddFile(folder + "a/b/d/0002.v", WriteWavestoreFile(back, false).bytes);
+    }
+    int Opens() const {
+        return static_cast<int>(
+            std::count_if(LoggedTexts().begin(), LoggedTexts().end(),
+                          [](const std::string& text) { return text.rfind("Opening ", 0) == 0; }));
+    }
+    const std::vector<Adv601TestPicture>& pictures = Encoded().pictures;
+    const std::vector<std::vector<uint8_t>>& fields = Encoded().fields;
+};
+
+// Every field of both cameras with its time in 1/300 s (900 units are 3 s after 1970, and 901
+// truncate to 3.0033333 s); once each camera has its file open, stepping them in turn opens none.
+TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
+    AddExport("/ws/");
+    ASSERT_EQ(Load(WavestoreGuid, "/ws/export.dat"), 0) << LastError();
+    const std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(StreamName(streams[0]), "Front");
+    EXPECT_EQ(StreamName(streams[1]), "Back");
+    int opensAfterFirstFrames = 0;
+    for (int64_t index = 0; index < 3; ++index) {
+        for (int camera = 0; camera < 2; ++camera) {
+            const Delivered frame = Next(streams[camera]);
+            ASSERT_EQ(frame.status, 0);
+            const int64_t units = 900 + camera + index * 60;
+            EXPECT_EQ(frame.time.recordedTime, EpochTicks + units * 100000 / 3) << units;
+            const Adv601TestPicture& picture = pictures[camera == 0 ? index : 2 - index];
+            EXPECT_GT(Adv601Psnr(picture.bgr, frame.data), 40.0) << units;
+        }
+        if (index == 0) {
+            opensAfterFirstFrames = Opens();
+        }
+    }
+    EXPECT_EQ(Opens(), opensAfterFirstFrames);
+    EXPECT_EQ(Next(streams[0]).status, 4);
+}
+
+TEST_F(NewWavestoreTest, DamagedFilesEndTheLoadWithTheirText) {
+    const WavestoreFile good =
+        WriteWavestoreFile({{1, "Front", 900, fields[0]}, {1, "Front", 960, fields[1]}});
+    auto changed = [&](size_t at, uint32_t value) {
+        std::vector<uint8_t> bytes = good.bytes;
+        std::memcpy(bytes.data() + at, &value, 4);
+        return bytes;
+    };
+    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+        {changed(0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
+        {changed(40, 0x7FFFFFFF), "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
+        {changed(36, 0x7FFFFFFF),
+         "DecodeNewWavestore::LoadingReadComplete failed with no frames in sequence\n"},
+        {changed(good.frameStarts[0] + 8, 0x00FFFFFF),
+         "DecodeNewWavestore::LoadingReadComplete failed with bad result\n"},
+        {std::vector<uint8_t>(good.bytes.begin(), good.bytes.begin() + 1000),
+         "DecodeNewWavestore::LoadingReadComplete failed with bad result\n"},
+    };
+    int folder = 0;
+    for (const auto& [bytes, text] : cases) {
+        LoggedTexts().clear();
+        const std::string root = "/bad" + std::to_string(folder++) + "/";
+        AddFile(root + "x/1.v", bytes);
+        Load(WavestoreGuid, root + "export.dat");
+        EXPECT_TRUE(WasLogged(text)) << text;
+    }
+    LoggedTexts().clear();
+    AddFile("/empty/export.dat", {0});
+    EXPECT_NE(Load(WavestoreGuid, "/empty/export.dat"), 0);
+    EXPECT_TRUE(WasLogged("DecodeNewWavestore::LoadingFileListComplete failed with no files found\n"));
+}
+
+} // namespace
