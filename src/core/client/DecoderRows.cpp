@@ -4,6 +4,7 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/avi/DecodeDV25AVI.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
@@ -208,7 +209,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeIndigoVision>},
     {"DecodeDV25AVI", "DV25 AVI", "099A772C-0749-4c16-8230-F98F0F10E5AD", "avi", NO_PATTERNS, 0, AviContainer,
-     0, CreatePlaceholderDecoder},
+     0, CreateFormatDecoder<DecodeDV25AVI>},
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeOmniVisionOVR2200", "OmniVision OVR2200", "CC3CA969-444E-4b0a-BAF2-719ADFFF063C", "avi",

@@ -1,0 +1,57 @@
+#pragma once
+
+// Recordings of the AVI family: files ffmpeg writes at test time, rewritten in a recorder's
+// dialect where a test needs one, loaded through the exported functions and compared with
+// ffmpeg's own decoding.
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/AviWriter.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "formats/RecordingFixture.h"
+
+namespace AviTests {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr double MinimumPsnr = 40.0;
+
+class AviRecordingTest : public RecordingTest {
+protected:
+    void SetUp() override {
+        RecordingTest::SetUp();
+        if (!IsoTest::HaveFfmpegTools()) {
+            GTEST_SKIP() << "the ffmpeg program is not installed";
+        }
+        ASSERT_TRUE(folder.Ok());
+    }
+
+    // Runs ffmpeg on a test picture of `seconds` to write `name`; the file's bytes.
+    Bytes Record(const std::string& name, int width, int height, double seconds, const std::string& output) {
+        const std::string path = folder.Path(name);
+        const std::string source = "-f lavfi -i testsrc=size=" + std::to_string(width) + "x" +
+                                   std::to_string(height) + ":rate=25:duration=" + std::to_string(seconds) +
+                                   " ";
+        EXPECT_TRUE(IsoTest::RunFfmpeg(source + output + " '" + path + "'")) << output;
+        return IsoTest::ReadWholeFile(path);
+    }
+    std::vector<Bytes> Reference(const std::string& name, int width, int height) {
+        return IsoTest::FfmpegVideoFrames(folder.Path(name), width, height);
+    }
+
+    // Every picture of the walk against ffmpeg's, in count and order.
+    static void ExpectPictures(const std::vector<Delivered>& walked, const std::vector<Bytes>& reference) {
+        ASSERT_EQ(walked.size(), reference.size());
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            ASSERT_EQ(walked[frame].status, 0) << "frame " << frame;
+            ASSERT_EQ(walked[frame].data.size(), reference[frame].size()) << "frame " << frame;
+            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(),
+                                      walked[frame].data.size()),
+                      MinimumPsnr)
+                << "frame " << frame;
+        }
+    }
+
+    IsoTest::TempFolder folder;
+};
+
+} // namespace AviTests

@@ -1,0 +1,63 @@
+#include "core/time/Ticks.h"
+#include "formats/avi/AviFixture.h"
+
+namespace {
+
+using namespace AviTests;
+using Vorn::Vorncast::Decoders::FourCCLE;
+using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+
+constexpr const char* DV25Guid = "099A772C-0749-4c16-8230-F98F0F10E5AD";
+constexpr int DvWidth = 720;
+constexpr int DvHeight = 576;
+constexpr uint32_t DvFrameBytes = 144000;
+
+class DV25AVITest : public AviRecordingTest {
+protected:
+    // A DV stream of ffmpeg's, 30 frames recorded from 2021-03-04 05:06:07: each DIF frame in one
+    // AVI chunk.
+    AviStreamSpec DvStream() {
+        raw = Record("raw.dv", DvWidth, DvHeight, 1.2,
+                     "-c:v dvvideo -pix_fmt yuv420p -metadata creation_time=2021-03-04T05:06:07 -f dv");
+        AviStreamSpec stream;
+        stream.handler = FourCCLE("dvsd");
+        stream.format = AviVideoFormat(FourCCLE("dvsd"), DvWidth, DvHeight);
+        for (size_t at = 0; at + DvFrameBytes <= raw.size(); at += DvFrameBytes) {
+            stream.chunks.emplace_back(raw.begin() + static_cast<ptrdiff_t>(at),
+                                       raw.begin() + static_cast<ptrdiff_t>(at + DvFrameBytes));
+        }
+        return stream;
+    }
+    Bytes raw;
+};
+
+// Each frame bears the recording time of its DIF subcode, whole seconds counted from the start,
+// and ffmpeg's picture.
+TEST_F(DV25AVITest, FramesTakeTheirTimeCodeAndDecodeAsFfmpegDoes) {
+    const AviStreamSpec stream = DvStream();
+    ASSERT_EQ(stream.chunks.size(), 30u);
+    AddFile("/dv/tape.avi", WriteAvi({stream}).bytes);
+    ASSERT_EQ(Load(DV25Guid, "/dv/tape.avi"), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ExpectPictures(walked, Reference("raw.dv", DvWidth, DvHeight));
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 5, 6, 7 + static_cast<int32_t>(frame / 25), 0))
+            << "frame " << frame;
+    }
+}
+
+// ffmpeg's own DV AVI has no recording date: the frames play in order without a recorder time.
+TEST_F(DV25AVITest, AnFfmpegDvAviWithoutTimeCodePlaysByItsRate) {
+    AddFile("/dv/plain.avi", Record("plain.avi", DvWidth, DvHeight, 0.4, "-c:v dvvideo -pix_fmt yuv420p"));
+    ASSERT_EQ(Load(DV25Guid, "/dv/plain.avi"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ExpectPictures(walked, Reference("plain.avi", DvWidth, DvHeight));
+    for (size_t frame = 1; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime, 0);
+        EXPECT_GT(walked[frame].time.streamTime, walked[frame - 1].time.streamTime) << frame;
+    }
+}
+
+} // namespace
