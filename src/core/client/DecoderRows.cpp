@@ -4,6 +4,7 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/avi/DecodeDV.h"
 #include "formats/avi/DecodeDV25AVI.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
@@ -211,7 +212,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDV25AVI", "DV25 AVI", "099A772C-0749-4c16-8230-F98F0F10E5AD", "avi", NO_PATTERNS, 0, AviContainer,
      0, CreateFormatDecoder<DecodeDV25AVI>},
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeDV>},
     {"DecodeOmniVisionOVR2200", "OmniVision OVR2200", "CC3CA969-444E-4b0a-BAF2-719ADFFF063C", "avi",
      NO_PATTERNS, 0, AviContainer, 0, CreatePlaceholderDecoder},
     {"DecodeKodicom", "Kodicom Diginet Center", "760D2C01-30F2-40c1-BF16-529CA2FBC5EC", "kif;bix;box",

@@ -1,6 +1,8 @@
 #include "core/time/Ticks.h"
 #include "formats/avi/AviFixture.h"
 
+#include <tuple>
+
 namespace {
 
 using namespace AviTests;
@@ -31,20 +33,45 @@ protected:
     Bytes raw;
 };
 
-// Each frame bears the recording time of its DIF subcode, whole seconds counted from the start,
-// and ffmpeg's picture.
+constexpr const char* DvFileGuid = "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC";
+
+// In an AVI and as a raw file, each frame bears the recording time of its DIF subcode, whole
+// seconds counted from the start, and ffmpeg's picture. A raw file cut inside a frame keeps its
+// whole frames.
 TEST_F(DV25AVITest, FramesTakeTheirTimeCodeAndDecodeAsFfmpegDoes) {
     const AviStreamSpec stream = DvStream();
     ASSERT_EQ(stream.chunks.size(), 30u);
     AddFile("/dv/tape.avi", WriteAvi({stream}).bytes);
-    ASSERT_EQ(Load(DV25Guid, "/dv/tape.avi"), 0) << LastError();
-    const std::vector<Delivered> walked = WalkForward(VideoStream());
-    ExpectPictures(walked, Reference("raw.dv", DvWidth, DvHeight));
-    for (size_t frame = 0; frame < walked.size(); ++frame) {
-        EXPECT_EQ(walked[frame].time.recordedTime,
-                  TicksFromSystemTime(2021, 3, 4, 5, 6, 7 + static_cast<int32_t>(frame / 25), 0))
-            << "frame " << frame;
+    AddFile("/dv/tape.dv", Bytes(raw.begin(), raw.end() - DvFrameBytes / 2));
+    const std::vector<Bytes> reference = Reference("raw.dv", DvWidth, DvHeight);
+    for (const auto& [guid, path, count] : {std::tuple{DV25Guid, "/dv/tape.avi", size_t{30}},
+                                            std::tuple{DvFileGuid, "/dv/tape.dv", size_t{29}}}) {
+        ASSERT_EQ(Load(guid, path), 0) << LastError();
+        const std::vector<Delivered> walked = WalkForward(VideoStream());
+        ExpectPictures(
+            walked, std::vector<Bytes>(reference.begin(), reference.begin() + static_cast<ptrdiff_t>(count)));
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            EXPECT_EQ(walked[frame].time.recordedTime,
+                      TicksFromSystemTime(2021, 3, 4, 5, 6, 7 + static_cast<int32_t>(frame / 25), 0))
+                << path << " frame " << frame;
+        }
     }
+}
+
+// A raw file shorter than one frame, and a frame whose date is out of range.
+TEST_F(DV25AVITest, ARawFileWithoutWholeFramesFailsAndABadDateLeavesTheFrameUndated) {
+    AddFile("/short/a.dv", Bytes(DvFrameBytes - 1, 0));
+    EXPECT_NE(Load(DvFileGuid, "/short/a.dv"), 0);
+    EXPECT_TRUE(WasLogged("DecodeDV: Decode Failure (No frames in the frameInfoList!)\n"));
+    DvStream();
+    Bytes two(raw.begin(), raw.begin() + 2 * DvFrameBytes);
+    two[DvFrameBytes + 461] = 0x13; // month 13
+    AddFile("/bad/b.dv", two);
+    ASSERT_EQ(Load(DvFileGuid, "/bad/b.dv"), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), 2u);
+    EXPECT_EQ(walked[0].time.recordedTime, TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0));
+    EXPECT_EQ(walked[1].time.recordedTime, 0);
 }
 
 // ffmpeg's own DV AVI has no recording date: the frames play in order without a recorder time.
