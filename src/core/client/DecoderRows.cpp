@@ -4,8 +4,11 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/avi/DecodeCieffeLinearis.h"
 #include "formats/avi/DecodeDV.h"
 #include "formats/avi/DecodeDV25AVI.h"
+#include "formats/avi/DecodeGeoVision.h"
+#include "formats/avi/DecodeOmniVisionOVR2200.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
@@ -158,9 +161,9 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeBTPDivX", "Southeastern MPEG4", "6DD01687-CC23-4808-A838-6D5E6FD5766E", "avi", NO_PATTERNS, 0,
      AviContainer, 0, CreatePlaceholderDecoder},
     {"DecodeCieffeLinearis", "Cieffe Linearis (MPEG-4)", "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A", "avi",
-     NO_PATTERNS, 0, AviContainer, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, AviContainer, 0, CreateFormatDecoder<DecodeCieffeLinearis>},
     {"DecodeGeoVision", "GeoVision", "6006C27E-3BBA-4031-B3B8-367F9770C487", "avi", NO_PATTERNS, 0,
-     AviContainer, 0, CreatePlaceholderDecoder},
+     AviContainer, 0, CreateFormatDecoder<DecodeGeoVision>},
     {"DecodeVistaSmartPlayer", "Vista Smart Player", "47EB400C-3921-4a1e-8CC4-77469B254CA7", "idx",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelco", "Pelco PNS", "60BEC8E3-18C2-441b-875F-1316554AB394", "pns", NO_PATTERNS, -1, None, 0,
@@ -214,7 +217,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,
      CreateFormatDecoder<DecodeDV>},
     {"DecodeOmniVisionOVR2200", "OmniVision OVR2200", "CC3CA969-444E-4b0a-BAF2-719ADFFF063C", "avi",
-     NO_PATTERNS, 0, AviContainer, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, AviContainer, 0, CreateFormatDecoder<DecodeOmniVisionOVR2200>},
     {"DecodeKodicom", "Kodicom Diginet Center", "760D2C01-30F2-40c1-BF16-529CA2FBC5EC", "kif;bix;box",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeHeiTel", "HeiTel", "C9E84722-0021-4cc0-AD54-01DAC6F62B57", "hpx", NO_PATTERNS, -1, None, 0,

@@ -78,6 +78,7 @@ void BaseAVIDecoder::ForgetRecording() {
     hasAudio = false;
     filePathError = false;
     fileStreamsStart = 0;
+    metaIndex = 0;
     loadProgress = 0.0;
     fetchFileId = -1;
     readingFrame = -1;
@@ -278,6 +279,50 @@ const char* BaseAVIDecoder::CurrentFileName() {
     return slash != nullptr ? slash + 1 : path;
 }
 
+StreamInfo* BaseAVIDecoder::FindTextStream() {
+    for (int32_t index = 0; index < parser.StreamCount(); ++index) {
+        StreamInfo* stream = parser.GetStream(index);
+        if (stream != nullptr && (stream->type == FourCCLE("txts") || stream->type == FourCCLE("TXTS"))) {
+            return stream;
+        }
+    }
+    return nullptr;
+}
+
+bool BaseAVIDecoder::TextFrameAt(StreamInfo* stream, uint64_t* offset, uint32_t* size, uint32_t less) {
+    if (stream == nullptr || metaIndex < 0 || metaIndex >= stream->frames.Count()) {
+        return false;
+    }
+    const AVIMultiFileFrameInfo frame = stream->frames.GetAt(metaIndex);
+    *offset = frame.offset;
+    *size = frame.size > less ? frame.size - less : 1;
+    return true;
+}
+
+void BaseAVIDecoder::SetCurrentFileFrameTime(int32_t index, int64_t ticks) {
+    AVIMultiFileFrameInfoList* list = CurrentFileFrames();
+    if (list == nullptr || index < 0 || index >= list->Count()) {
+        return;
+    }
+    AVIMultiFileFrameInfo frame = list->GetAt(index);
+    frame.recordedTime = ticks;
+    frame.streamTime = ticks;
+    list->ReplaceAt(index, frame);
+}
+
+void BaseAVIDecoder::SetCurrentFileCamera(int32_t number, const char* name) {
+    AVIMultiFileFrameInfoList* list = CurrentFileFrames();
+    if (list == nullptr) {
+        return;
+    }
+    for (AVIMultiFileFrameInfo& frame : *list) {
+        if (number >= 0) {
+            frame.camera.number = static_cast<uint16_t>(number);
+        }
+        std::snprintf(frame.camera.name, sizeof(frame.camera.name), "%s", name);
+    }
+}
+
 DecoderAction BaseAVIDecoder::ReadMetaData() {
     uint64_t offset = 0;
     uint32_t size = 1;
@@ -300,6 +345,7 @@ DecoderAction BaseAVIDecoder::OnMetaData(bool ok, ByteView bytes) {
         AddProgress(1.0 / files.Count() * (1.0 - progressShare) * 0.8);
     }
     parser.Reset();
+    metaIndex = 0;
     return Close(currentFileId, &BaseAVIDecoder::OnFileClosed);
 }
 

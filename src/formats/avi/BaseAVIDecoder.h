@@ -81,6 +81,14 @@ protected:
     AVIMultiFileFrameInfoList* CurrentFileFrames();
     // The current file's name without its folder.
     const char* CurrentFileName();
+    // The current file's first stream of type "txts" (either case), or null.
+    StreamInfo* FindTextStream();
+    // Where text frame `metaIndex` of `stream` lies, less `less` bytes at its end: false when there
+    // is no such frame.
+    bool TextFrameAt(StreamInfo* stream, uint64_t* offset, uint32_t* size, uint32_t less = 0);
+    // Gives frame `index` of the current file its time, or every frame its camera.
+    void SetCurrentFileFrameTime(int32_t index, int64_t ticks);
+    void SetCurrentFileCamera(int32_t number, const char* name);
     DecoderAction ContinueWithFiles();
 
     bool multiFile = false;
@@ -95,6 +103,7 @@ protected:
     bool hasCameraInfo = true;
     bool filePathError = false;
     bool isDivX = false;
+    int32_t metaIndex = 0; // the step of a member's metadata walk within the current file
     std::vector<std::unique_ptr<StreamInfo>> videoStreams;
     std::vector<std::unique_ptr<PerCameraDatum>> cameras;
 

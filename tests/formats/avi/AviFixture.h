@@ -34,8 +34,10 @@ protected:
         EXPECT_TRUE(IsoTest::RunFfmpeg(source + output + " '" + path + "'")) << output;
         return IsoTest::ReadWholeFile(path);
     }
-    std::vector<Bytes> Reference(const std::string& name, int width, int height) {
-        return IsoTest::FfmpegVideoFrames(folder.Path(name), width, height);
+    // ffmpeg's pictures; `throughDriver` converts their colours as the private codecs' driver does.
+    std::vector<Bytes> Reference(const std::string& name, int width, int height, bool throughDriver = false) {
+        return IsoTest::FfmpegVideoFrames(folder.Path(name), width, height,
+                                          throughDriver ? "bilinear+accurate_rnd+full_chroma_int" : "");
     }
 
     // Every picture of the walk against ffmpeg's, in count and order.

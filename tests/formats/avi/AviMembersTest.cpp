@@ -1,0 +1,162 @@
+// Recorders' AVI dialects built on files ffmpeg writes: their text streams and trailers added by
+// the writer, every frame's picture compared with ffmpeg's and its time and camera with what the
+// dialect says.
+#include "core/time/Ticks.h"
+#include "formats/avi/AviFixture.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+using namespace AviTests;
+using Vorn::Vorncast::Decoders::FourCCLE;
+using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+
+constexpr const char* CieffeGuid = "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A";
+constexpr const char* GeoVisionGuid = "6006C27E-3BBA-4031-B3B8-367F9770C487";
+constexpr const char* OmniVisionGuid = "CC3CA969-444E-4b0a-BAF2-719ADFFF063C";
+constexpr int Width = 96;
+constexpr int Height = 64;
+
+Bytes Text(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+class AviMembersTest : public AviRecordingTest {
+protected:
+    // ffmpeg's file of 12 frames in `codec` under `tag`; its video stream, with its reference pictures.
+    AviStreamSpec Video(const std::string& codec, const char* tag) {
+        const std::string name = std::string(tag) + ".avi";
+        const Bytes file = Record(name, Width, Height, 0.48, "-c:v " + codec + " -q:v 3 -g 6 -vtag " + tag);
+        reference = Reference(name, Width, Height, true);
+        std::vector<AviStreamSpec> streams = ReadAviStreams(file);
+        EXPECT_EQ(streams.size(), 1u);
+        return streams.empty() ? AviStreamSpec{} : streams[0];
+    }
+    static AviStreamSpec TextStream(const std::vector<Bytes>& texts) {
+        AviStreamSpec text;
+        text.type = FourCCLE("txts");
+        text.chunks = texts;
+        return text;
+    }
+    // Loads `path` and walks its one camera: pictures as ffmpeg's, the stream named `camera`.
+    std::vector<Delivered> WalkOneCamera(const char* guid, const std::string& path,
+                                         const std::string& camera) {
+        EXPECT_EQ(Load(guid, path), 0) << LastError();
+        const std::vector<int> streams = VideoStreams();
+        EXPECT_EQ(streams.size(), 1u);
+        if (streams.empty()) {
+            return {};
+        }
+        EXPECT_EQ(StreamName(streams[0]), camera);
+        std::vector<Delivered> walked = WalkForward(streams[0]);
+        ExpectPictures(walked, reference);
+        return walked;
+    }
+    std::vector<Bytes> reference;
+};
+
+// The trailer names the camera: the file name's digits, 1 and 2, make camera 13; the recorder's
+// clock is not given.
+TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
+    AviLayout layout;
+    layout.trailer = Text("header/INSIGNIS and some twenty more bytes");
+    AddFile("/cieffe/cam12.avi", WriteAvi({Video("msmpeg4", "MP43")}, layout).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(CieffeGuid, "/cieffe/cam12.avi", "cam12");
+    for (const Delivered& frame : walked) {
+        EXPECT_EQ(frame.time.recordedTime, 0);
+    }
+    AddFile("/cieffe/cam1.avi", WriteAvi({Video("msmpeg4", "MP43")}).bytes);
+    EXPECT_NE(Load(CieffeGuid, "/cieffe/cam1.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeCieffeLinearis: Decode Failure (couldn't find)\n"));
+}
+
+// Long forms carry time and date, short forms the time alone on the last date; the file names
+// the camera.
+TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
+    std::vector<Bytes> texts;
+    for (int frame = 0; frame < 12; ++frame) {
+        char text[40];
+        if (frame % 3 == 2) {
+            std::snprintf(text, sizeof(text), "TM 05:06:%02d.%d!", frame, frame);
+        } else {
+            std::snprintf(text, sizeof(text), "CAM01 05:06:%02d(2021/3/%d) end", frame, 4 + frame / 3);
+        }
+        texts.push_back(Text(text));
+    }
+    AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
+    ASSERT_EQ(walked.size(), 12u);
+    for (int frame = 0; frame < 12; ++frame) {
+        const int milliseconds = frame % 3 == 2 ? frame : 0;
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4 + frame / 3, 5, 6, frame, milliseconds))
+            << "frame " << frame;
+    }
+}
+
+TEST_F(AviMembersTest, GeoVisionTextsThatDoNotParseFailTheLoadWithTheirText) {
+    const AviStreamSpec video = Video("mpeg4", "GMP4");
+    const std::pair<std::string, std::vector<const char*>> cases[] = {
+        {"short", {"DecodeGeoVision: Decode Failure (meta data chunk found is wrong size)\n"}},
+        {"CAM01 05 06 07 2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing time string(1))\n"}},
+        {"CAM01 05:06:07 2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing time string(2))\n"}},
+        {"CAM01 05:06:07(2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing date string(1))\n"}},
+        {"CAM01 05:x6:07(2021/3/4) end",
+         {"DecodeGeoVision: Decode Failure (error when parsing the minutes in the metadata)\n",
+          "DecodeGeoVision: Decode Failure (error parsing time string(1))\n"}},
+        {"CAM01 05:06:07(21/3/4) end ...",
+         {"DecodeGeoVision: Decode Failure (error when parsing the year in the metadata)\n",
+          "DecodeGeoVision: Decode Failure (error parsing date string)\n"}},
+    };
+    int folder = 0;
+    for (const auto& [text, logged] : cases) {
+        LoggedTexts().clear();
+        const std::string path = "/geo" + std::to_string(folder++) + "/cam.avi";
+        AddFile(path, WriteAvi({video, TextStream(std::vector<Bytes>(12, Text(text)))}).bytes);
+        EXPECT_NE(Load(GeoVisionGuid, path), 0) << text;
+        for (const char* line : logged) {
+            EXPECT_TRUE(WasLogged(line)) << line;
+        }
+    }
+    LoggedTexts().clear();
+    AddFile("/geo/none.avi", WriteAvi({video}).bytes);
+    EXPECT_NE(Load(GeoVisionGuid, "/geo/none.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeGeoVision: Decode Failure (StreamInfo* is null)\n"));
+}
+
+// Both text forms, the plain date and the one with the camera's name, frame by frame.
+TEST_F(AviMembersTest, OmniVisionReadsBothFormsOfItsTexts) {
+    std::vector<Bytes> texts;
+    for (int frame = 0; frame < 12; ++frame) {
+        char text[64];
+        if (frame < 6) {
+            std::snprintf(text, sizeof(text), "2021-03-04 05:06:%02d", frame);
+        } else {
+            std::snprintf(text, sizeof(text), "CAMERA=Gate RECORDTYPE=1 TIME=202103040506%02d%-11s", frame,
+                          "");
+        }
+        Bytes chunk = Text(text);
+        chunk.push_back(0);
+        texts.push_back(chunk);
+    }
+    ASSERT_EQ(texts[11].size(), 56u) << texts[11].data();
+    AddFile("/ovr/a.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(OmniVisionGuid, "/ovr/a.avi", "Gate");
+    ASSERT_EQ(walked.size(), 12u);
+    for (int frame = 0; frame < 12; ++frame) {
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, 0))
+            << "frame " << frame;
+    }
+    texts[3][5] = '1'; // month 13
+    AddFile("/ovr/b.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
+    EXPECT_NE(Load(OmniVisionGuid, "/ovr/b.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeOmniVisionOVR2200: Decode Failure (bad time stamp in text frame 3)\n"));
+}
+
+} // namespace
