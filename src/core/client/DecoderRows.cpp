@@ -4,6 +4,7 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/avi/DecodeAVerMediaUSBPlayback.h"
 #include "formats/avi/DecodeCieffeLinearis.h"
 #include "formats/avi/DecodeDV.h"
 #include "formats/avi/DecodeDV25AVI.h"
@@ -232,7 +233,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeBaxallVivid>},
     {"DecodeAVerMediaUSBPlayback", "AverMedia USBPlayback", "11BB9C9E-0073-4cd3-92FE-57EE56F49387", "avf",
-     NO_PATTERNS, 0, MultiFile, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, MultiFile, 0, CreateFormatDecoder<DecodeAVerMediaUSBPlayback>},
     {"DecodeVseMpeg4", "VSE MPEG4", "4304C727-5155-4a10-AAAE-C9305AB8A6BD", "vse", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeDVR0107", "DVR Videoplayer", "A9302B89-0E6B-4c2e-A501-58AD39C6B6DB", "dvr", NO_PATTERNS, -1, None,
