@@ -10,6 +10,7 @@
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -465,6 +466,28 @@ void WriteBoschArchiveSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
 }
 
+// The recorders of the AVI family, each a small recording in its dialect.
+void WriteAviFamilySeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const std::pair<const char*, const char*> targets[] = {
+        {"DecodeCieffeLinearis", "fuzz_decoder_cieffe_linearis"},
+        {"DecodeGeoVision", "fuzz_decoder_geovision"},
+        {"DecodeDV25AVI", "fuzz_decoder_dv25_avi"},
+        {"DecodeDV", "fuzz_decoder_dv_file"},
+        {"DecodeOmniVisionOVR2200", "fuzz_decoder_omnivision_ovr2200"},
+        {"DecodeAVerMediaUSBPlayback", "fuzz_decoder_avermedia_usb_playback"},
+    };
+    for (const auto& [member, target] : targets) {
+        std::vector<Vorn::Testing::FileSetFile> files;
+        for (const AviRecordingFile& file : WriteAviMemberRecording(member)) {
+            files.push_back({file.name, Text(file.bytes)});
+        }
+        if (!files.empty()) {
+            seeds.Add(target, "recording", Vorn::Testing::JoinFileSet(files));
+        }
+    }
+}
+
 // Two Cathexis files of two cameras with small JPEG pictures.
 void WriteCathexisSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
@@ -597,6 +620,7 @@ int main(int argc, char** argv) {
     WriteIndigoVisionSeeds(seeds);
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
+    WriteAviFamilySeeds(seeds);
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);

@@ -1,6 +1,7 @@
 // The damage sweep over recordings of the recorder formats, read by their rows of the decoder
 // table.
 #include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -137,3 +138,27 @@ TEST(RecorderFormatSweep, IRecord) {
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeIRecord"), recording);
 }
+
+// The recorders of the AVI family, each in its dialect. An AVI cut before its index waits for the
+// host to end its load, as a player's abort would.
+class AviFamilySweep : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(AviFamilySweep, SurvivesDamage) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording(GetParam());
+    if (written.empty()) {
+        GTEST_SKIP() << "no encoder for " << GetParam();
+    }
+    SweepRecording recording;
+    for (const AviRecordingFile& file : written) {
+        recording.files.push_back({file.name, std::string(file.bytes.begin(), file.bytes.end())});
+        recording.frameStarts.push_back(file.chunkStarts);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam()), recording, options);
+}
+
+INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
+                         ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
+                                           "DecodeGeoVision", "DecodeOmniVisionOVR2200",
+                                           "DecodeAVerMediaUSBPlayback"));

@@ -8,6 +8,7 @@
 #include "codecs/video/IppDecoderMPEG4.h"
 #include "core/framelists/StreamTimes.h"
 #include "formats/shared/MergeByTime.h"
+#include "model/support/Limits.h"
 #include "model/support/LogLevels.h"
 
 #include <algorithm>
@@ -92,8 +93,16 @@ void BaseAVIDecoder::ForgetRecording() {
 void BaseAVIDecoder::SetupCamera(PerCameraDatum& camera) {
     camera.outputFormat = BitmapInfoHeader::Read(ByteView(camera.format.data(), camera.format.size()));
     camera.width = camera.outputFormat.width;
-    camera.height = std::abs(camera.outputFormat.height);
-    camera.decodedImage.assign(camera.outputFormat.sizeImage, 0);
+    camera.height = camera.outputFormat.height == INT32_MIN ? 0 : std::abs(camera.outputFormat.height);
+    if (camera.outputFormat.sizeImage <= MaxPictureBytes) {
+        camera.decodedImage.assign(camera.outputFormat.sizeImage, 0);
+    }
+}
+
+// A picture of no size, or above what the library hands out, cannot be shown.
+bool BaseAVIDecoder::HasShowableSize(const PerCameraDatum& camera) {
+    return camera.width > 0 && camera.height > 0 &&
+           int64_t{camera.width} * camera.height * 3 <= int64_t{MaxPictureBytes};
 }
 
 bool BaseAVIDecoder::ValidateFourCC(uint32_t code) {
@@ -397,7 +406,7 @@ DecoderAction BaseAVIDecoder::AssignCameras() {
             });
             if (known == cameras.end()) {
                 if (MakeCamera(*stream, frame.camera.number) == nullptr) {
-                    return Fail("BaseAVIDecoder: Decode Failure (VFW codec failed to initialise))\n");
+                    return DecoderFailure();
                 }
                 known = cameras.end() - 1;
             }
@@ -415,7 +424,13 @@ PerCameraDatum* BaseAVIDecoder::MakeCamera(const StreamInfo& stream, int32_t num
         BitmapInfoHeader::Read(ByteView(stream.format.data(), stream.format.size())).compression;
     camera->fourCC = IsDvFourCC(stream.header.fccHandler) ? Dvsd : compression;
     SetupCamera(*camera);
+    if (!HasShowableSize(*camera)) {
+        Log(LogCore, "BaseAVIDecoder: Decode Failure (picture of %d x %d lines cannot be shown)\n",
+            camera->width, camera->height);
+        return nullptr;
+    }
     if (!ChooseCodec(*camera)) {
+        Log(LogCore, "BaseAVIDecoder: Decode Failure (VFW codec failed to initialise))\n");
         return nullptr;
     }
     cameras.push_back(std::move(camera));

@@ -126,6 +126,7 @@ private:
     DecoderAction FinishLoad();
     DecoderAction AssignCameras();
     PerCameraDatum* MakeCamera(const StreamInfo& stream, int32_t number);
+    static bool HasShowableSize(const PerCameraDatum& camera);
     bool ChooseCodec(PerCameraDatum& camera);
     void PopulateFrameInfoList();
     void AddProgress(double share);

@@ -1,6 +1,7 @@
 #include "formats/avi/DecodeAVerMediaUSBPlayback.h"
 
 #include "core/time/Ticks.h"
+#include "model/support/Limits.h"
 
 #include <cstring>
 
@@ -46,7 +47,10 @@ DecodeAVerMediaUSBPlayback::DecodeAVerMediaUSBPlayback(const DecoderRow& row) : 
 
 void DecodeAVerMediaUSBPlayback::SetupCamera(PerCameraDatum& camera) {
     BaseAVIDecoder::SetupCamera(camera);
-    camera.decodedImage.assign(static_cast<size_t>(camera.width) * static_cast<size_t>(camera.height) * 3, 0);
+    const int64_t bytes = int64_t{camera.width} * camera.height * 3;
+    if (bytes > 0 && bytes <= int64_t{MaxPictureBytes}) {
+        camera.decodedImage.assign(static_cast<size_t>(bytes), 0);
+    }
 }
 
 bool DecodeAVerMediaUSBPlayback::ValidateFourCC(uint32_t code) {
