@@ -476,6 +476,7 @@ void WriteAviFamilySeeds(SeedFolder& seeds) {
         {"DecodeDV", "fuzz_decoder_dv_file"},
         {"DecodeOmniVisionOVR2200", "fuzz_decoder_omnivision_ovr2200"},
         {"DecodeAVerMediaUSBPlayback", "fuzz_decoder_avermedia_usb_playback"},
+        {"DecodeBTPDivX", "fuzz_decoder_southeastern_mpeg4"},
     };
     for (const auto& [member, target] : targets) {
         std::vector<Vorn::Testing::FileSetFile> files;

@@ -5,6 +5,7 @@
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
 #include "formats/avi/DecodeAVerMediaUSBPlayback.h"
+#include "formats/avi/DecodeBTPDivX.h"
 #include "formats/avi/DecodeCieffeLinearis.h"
 #include "formats/avi/DecodeDV.h"
 #include "formats/avi/DecodeDV25AVI.h"
@@ -160,7 +161,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeLorikanVix", "Vorn Video Index", "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2", "vix", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeBTPDivX", "Southeastern MPEG4", "6DD01687-CC23-4808-A838-6D5E6FD5766E", "avi", NO_PATTERNS, 0,
-     AviContainer, 0, CreatePlaceholderDecoder},
+     AviContainer, 0, CreateFormatDecoder<DecodeBTPDivX>},
     {"DecodeCieffeLinearis", "Cieffe Linearis (MPEG-4)", "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A", "avi",
      NO_PATTERNS, 0, AviContainer, 0, CreateFormatDecoder<DecodeCieffeLinearis>},
     {"DecodeGeoVision", "GeoVision", "6006C27E-3BBA-4031-B3B8-367F9770C487", "avi", NO_PATTERNS, 0,

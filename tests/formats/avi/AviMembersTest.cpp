@@ -4,6 +4,7 @@
 #include "core/time/Ticks.h"
 #include "formats/avi/AviFixture.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -15,6 +16,7 @@ using Vorn::Vorncast::Decoders::TicksFromSystemTime;
 
 constexpr const char* CieffeGuid = "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A";
 constexpr const char* GeoVisionGuid = "6006C27E-3BBA-4031-B3B8-367F9770C487";
+constexpr const char* SoutheasternGuid = "6DD01687-CC23-4808-A838-6D5E6FD5766E";
 constexpr const char* OmniVisionGuid = "CC3CA969-444E-4b0a-BAF2-719ADFFF063C";
 constexpr int Width = 96;
 constexpr int Height = 64;
@@ -26,10 +28,11 @@ Bytes Text(const std::string& text) {
 class AviMembersTest : public AviRecordingTest {
 protected:
     // ffmpeg's file of 12 frames in `codec` under `tag`; its video stream, with its reference pictures.
-    AviStreamSpec Video(const std::string& codec, const char* tag) {
+    // `throughDriver`: the private codecs' driver decodes the tag, with its colour conversion.
+    AviStreamSpec Video(const std::string& codec, const char* tag, bool throughDriver = true) {
         const std::string name = std::string(tag) + ".avi";
         const Bytes file = Record(name, Width, Height, 0.48, "-c:v " + codec + " -q:v 3 -g 6 -vtag " + tag);
-        reference = Reference(name, Width, Height, true);
+        reference = Reference(name, Width, Height, throughDriver);
         std::vector<AviStreamSpec> streams = ReadAviStreams(file);
         EXPECT_EQ(streams.size(), 1u);
         return streams.empty() ? AviStreamSpec{} : streams[0];
@@ -157,6 +160,57 @@ TEST_F(AviMembersTest, OmniVisionReadsBothFormsOfItsTexts) {
     AddFile("/ovr/b.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
     EXPECT_NE(Load(OmniVisionGuid, "/ovr/b.avi"), 0);
     EXPECT_TRUE(WasLogged("DecodeOmniVisionOVR2200: Decode Failure (bad time stamp in text frame 3)\n"));
+}
+
+// A Southeastern record: the camera's name, then BCD time fields from byte 16.
+Bytes SoutheasternRecord(const char* camera, int second, int milliseconds) {
+    Bytes record(420, 0);
+    std::memcpy(record.data(), camera, std::min<size_t>(8, std::strlen(camera)));
+    auto bcd = [](int value) { return static_cast<uint8_t>(value / 10 % 10 * 16 + value % 10); };
+    const uint8_t fields[] = {0x05, 0x06, bcd(second), bcd(milliseconds / 100), bcd(milliseconds % 100), 0x04,
+                              0x03, 0x20, 0x21};
+    std::copy(std::begin(fields), std::end(fields), record.begin() + 16);
+    return record;
+}
+
+// Two files of one recording, each with a record before every video frame: one camera across both,
+// each frame at its record's time; key frames are found in the pictures, the index has none.
+TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
+    AviStreamSpec video = Video("mpeg4", "DIVX", false);
+    std::fill(video.flags.begin(), video.flags.end(), 0u);
+    for (int file = 0; file < 2; ++file) {
+        std::vector<Bytes> records;
+        for (int frame = 0; frame < 12; ++frame) {
+            records.push_back(SoutheasternRecord("Lobby", file * 12 + frame, frame * 40));
+        }
+        AddFile("/se/SE01_20210304_000" + std::to_string(file) + ".avi",
+                WriteAvi({TextStream(records), video}).bytes);
+    }
+    AddFile("/se/SE01_20210305_0000.avi", Bytes(16, 0)); // another recording's file, never listed
+    const std::vector<Bytes> oneFile = reference;
+    reference.insert(reference.end(), oneFile.begin(), oneFile.end());
+    const std::vector<Delivered> walked =
+        WalkOneCamera(SoutheasternGuid, "/se/SE01_20210304_0001.avi", "Lobby");
+    ASSERT_EQ(walked.size(), 24u);
+    for (int frame = 0; frame < 24; ++frame) {
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, frame % 12 * 40))
+            << "frame " << frame;
+    }
+    const int stream = VideoStreams()[0];
+    countingFiles.reads = 0;
+    const Delivered jumped = GoTo(stream, walked[9].time.streamTime);
+    EXPECT_EQ(countingFiles.reads, 4);
+    EXPECT_GE(CodecTest::Psnr(reference[9].data(), jumped.data.data(), jumped.data.size()), MinimumPsnr);
+
+    std::vector<Bytes> bad(12, SoutheasternRecord("Lobby", 1, 0));
+    bad[4][22] = 0x13;
+    AddFile("/bad/SE01_20210304_0000.avi", WriteAvi({TextStream(bad), video}).bytes);
+    EXPECT_NE(Load(SoutheasternGuid, "/bad/SE01_20210304_0000.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"));
+    AddFile("/none/SE01_20210304_0000.avi", WriteAvi({video}).bytes);
+    EXPECT_NE(Load(SoutheasternGuid, "/none/SE01_20210304_0000.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
 }
 
 } // namespace
