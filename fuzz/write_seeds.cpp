@@ -477,6 +477,7 @@ void WriteAviFamilySeeds(SeedFolder& seeds) {
         {"DecodeOmniVisionOVR2200", "fuzz_decoder_omnivision_ovr2200"},
         {"DecodeAVerMediaUSBPlayback", "fuzz_decoder_avermedia_usb_playback"},
         {"DecodeBTPDivX", "fuzz_decoder_southeastern_mpeg4"},
+        {"DecodeLoronixCCTVWare", "fuzz_decoder_loronix_cctvware"},
     };
     for (const auto& [member, target] : targets) {
         std::vector<Vorn::Testing::FileSetFile> files;

@@ -161,4 +161,5 @@ TEST_P(AviFamilySweep, SurvivesDamage) {
 INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
                          ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
                                            "DecodeGeoVision", "DecodeOmniVisionOVR2200",
-                                           "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX"));
+                                           "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
+                                           "DecodeLoronixCCTVWare"));

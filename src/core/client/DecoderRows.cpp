@@ -10,6 +10,7 @@
 #include "formats/avi/DecodeDV.h"
 #include "formats/avi/DecodeDV25AVI.h"
 #include "formats/avi/DecodeGeoVision.h"
+#include "formats/avi/DecodeLoronixCCTVWare.h"
 #include "formats/avi/DecodeOmniVisionOVR2200.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
@@ -137,7 +138,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreatePlaceholderDecoder},
     {"DecodeLoronixCCTVWare", "Loronix CCTVWare", "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5", "avi", NO_PATTERNS,
-     0, AviContainer, 0, CreatePlaceholderDecoder},
+     0, AviContainer, 0, CreateFormatDecoder<DecodeLoronixCCTVWare>},
     {"DecodeCathexis",
      "Cathexis",
      "E1FFF4E6-C217-4289-BF0C-11B146D0481A",

@@ -2,6 +2,8 @@
 // the writer, every frame's picture compared with ffmpeg's and its time and camera with what the
 // dialect says.
 #include "core/time/Ticks.h"
+#include "core/time/TimeZoneInformation.h"
+#include "fixtures/formats/TestJpegPictures.h"
 #include "formats/avi/AviFixture.h"
 
 #include <algorithm>
@@ -17,6 +19,7 @@ using Vorn::Vorncast::Decoders::TicksFromSystemTime;
 constexpr const char* CieffeGuid = "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A";
 constexpr const char* GeoVisionGuid = "6006C27E-3BBA-4031-B3B8-367F9770C487";
 constexpr const char* SoutheasternGuid = "6DD01687-CC23-4808-A838-6D5E6FD5766E";
+constexpr const char* LoronixGuid = "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5";
 constexpr const char* OmniVisionGuid = "CC3CA969-444E-4b0a-BAF2-719ADFFF063C";
 constexpr int Width = 96;
 constexpr int Height = 64;
@@ -211,6 +214,61 @@ TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
     AddFile("/none/SE01_20210304_0000.avi", WriteAvi({video}).bytes);
     EXPECT_NE(Load(SoutheasternGuid, "/none/SE01_20210304_0000.avi"), 0);
     EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
+}
+
+// The Loronix trailer: the start at 2021-03-04 05:06:07 UTC, and a zone an hour east of it.
+Bytes LoronixTrailer(uint32_t startSize) {
+    Bytes trailer = Text("LRX2");
+    trailer.insert(trailer.end(),
+                   {static_cast<uint8_t>(startSize), static_cast<uint8_t>(startSize >> 8), 0, 0});
+    Bytes start(148, 0);
+    const uint32_t seconds = 1614834367;
+    std::memcpy(start.data() + 36, &seconds, 4);
+    trailer.insert(trailer.end(), start.begin(), start.end());
+    const Bytes zoneHead = Text("LRX3");
+    trailer.insert(trailer.end(), zoneHead.begin(), zoneHead.end());
+    trailer.insert(trailer.end(), {0xFC, 0x01, 0, 0});
+    Bytes zoneChunk(508, 0);
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
+    zone.Bias = -60;
+    uint8_t zoneBytes[Vorn::Vorncast::Decoders::TimeZoneInformationBytes];
+    Vorn::Vorncast::Decoders::WriteTimeZoneInformation(zone, zoneBytes);
+    std::copy(std::begin(zoneBytes), std::end(zoneBytes), zoneChunk.begin() + 20);
+    trailer.insert(trailer.end(), zoneChunk.begin(), zoneChunk.end());
+    return trailer;
+}
+
+// TJPG pictures through the recorder's own JPEG codec; the camera from the file's name, the times
+// from the trailer on the recorder's local clock.
+TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
+    AviStreamSpec video;
+    video.format = AviVideoFormat(FourCCLE("TJPG"), Width, Height);
+    std::vector<BgrPicture> pictures;
+    for (int32_t frame = 0; frame < 5; ++frame) {
+        pictures.push_back(MakeQuadrantPicture(Width, Height, frame));
+        video.chunks.push_back(EncodeTestJpeg(pictures.back()));
+    }
+    AviLayout layout;
+    layout.trailer = LoronixTrailer(148);
+    AddFile("/lrx/007-Till 2--export.avi", WriteAvi({video}, layout).bytes);
+    ASSERT_EQ(Load(LoronixGuid, "/lrx/007-Till 2--export.avi"), 0) << LastError();
+    ASSERT_EQ(StreamName(VideoStream()), "Till 2");
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), pictures.size());
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 6, 6, 7, static_cast<int32_t>(frame) * 40));
+        ASSERT_EQ(walked[frame].data.size(), pictures[frame].bgr.size());
+        EXPECT_LT(CompareBgr(pictures[frame], walked[frame].data.data(), Width * 3).meanAbsolute, 3.0);
+    }
+    layout.trailer = LoronixTrailer(149);
+    AddFile("/lrx/008-Door--export.avi", WriteAvi({video}, layout).bytes);
+    EXPECT_NE(Load(LoronixGuid, "/lrx/008-Door--export.avi"), 0);
+    EXPECT_TRUE(
+        WasLogged("DecodeLoronixCCTVWare: Decode Failure (found LRX2 chunk, but size is incorrect)\n"));
+    AddFile("/lrx/clip.avi", WriteAvi({video}).bytes);
+    ASSERT_EQ(Load(LoronixGuid, "/lrx/clip.avi"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
 }
 
 } // namespace
