@@ -478,6 +478,7 @@ void WriteAviFamilySeeds(SeedFolder& seeds) {
         {"DecodeAVerMediaUSBPlayback", "fuzz_decoder_avermedia_usb_playback"},
         {"DecodeBTPDivX", "fuzz_decoder_southeastern_mpeg4"},
         {"DecodeLoronixCCTVWare", "fuzz_decoder_loronix_cctvware"},
+        {"DecodeOctarIESS", "fuzz_decoder_octar_iess"},
     };
     for (const auto& [member, target] : targets) {
         std::vector<Vorn::Testing::FileSetFile> files;
@@ -488,6 +489,17 @@ void WriteAviFamilySeeds(SeedFolder& seeds) {
             seeds.Add(target, "recording", Vorn::Testing::JoinFileSet(files));
         }
     }
+}
+
+// A Visimetrics file of JPEG 2000 pictures in its date and hour folders.
+void WriteVisimetricsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    AviStreamSpec video;
+    video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
+    video.chunks.assign(2, Jpeg2000Testing::Encode(planes, 16, 8, {}));
+    seeds.Add("fuzz_decoder_visimetrics_jpeg2000", "tree",
+              Vorn::Testing::JoinFileSet({{"2021/03/04/05/18367_C01.avi", Text(WriteAvi({video}).bytes)}}));
 }
 
 // Two Cathexis files of two cameras with small JPEG pictures.
@@ -623,6 +635,7 @@ int main(int argc, char** argv) {
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
     WriteAviFamilySeeds(seeds);
+    WriteVisimetricsSeeds(seeds);
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);

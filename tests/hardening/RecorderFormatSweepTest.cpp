@@ -162,4 +162,22 @@ INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
                          ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
                                            "DecodeGeoVision", "DecodeOmniVisionOVR2200",
                                            "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
-                                           "DecodeLoronixCCTVWare"));
+                                           "DecodeLoronixCCTVWare", "DecodeOctarIESS"));
+
+// Visimetrics JPEG 2000 files in their date and hour folders.
+TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    AviStreamSpec video;
+    video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
+    video.chunks.assign(3, Jpeg2000Testing::Encode(planes, 16, 8, {}));
+    const AviFile file = WriteAvi({video});
+    SweepRecording recording;
+    recording.files = {{"2021/03/04/05/18367_C01.avi", std::string(file.bytes.begin(), file.bytes.end())}};
+    recording.frameStarts.emplace_back();
+    for (const AviChunkPlace& place : file.chunks) {
+        recording.frameStarts.back().push_back(place.offset);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
+}

@@ -11,7 +11,9 @@
 #include "formats/avi/DecodeDV25AVI.h"
 #include "formats/avi/DecodeGeoVision.h"
 #include "formats/avi/DecodeLoronixCCTVWare.h"
+#include "formats/avi/DecodeOctarIESS.h"
 #include "formats/avi/DecodeOmniVisionOVR2200.h"
+#include "formats/avi/DecodeVisimetricsJPEG2000.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
@@ -200,7 +202,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeOctarIESS>},
     {"DecodeOggle", "Oggle", "041AC1D3-BB79-44b8-9174-1F3F0966D676", "vcr", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeAlNet", "AL Net", "AA7B84A4-BD16-4895-BCE2-F07CB3B11E01", "vsd", NO_PATTERNS, -1, None, 0,
@@ -260,7 +262,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeVisimetricsJPEG2000>},
     {"DecodeVisimetricsMPEG",
      "Visimetrics MPEG2",
      "7730FAAE-D085-46cd-88EF-7F2E6FDB2E1E",

@@ -77,10 +77,17 @@ protected:
     FrameTimes GetFrameTimes() override;
     uint64_t GetFramePeriod() override;
 
+    // The place in videoStreams of the current file's first video stream.
+    size_t CurrentFileStream() const { return fileStreamsStart; }
     // The frames of the current file's first video stream, as the metadata step may change them.
     AVIMultiFileFrameInfoList* CurrentFileFrames();
     // The current file's name without its folder.
     const char* CurrentFileName();
+    // The bytes of the frame last fetched; empty when it gave none.
+    ByteView FetchedFrame() const { return ByteView(readBuffer.Data(), imageBytes); }
+    PerCameraDatum& CameraOfCurrentFrame() {
+        return *cameras[static_cast<size_t>(frames.GetAt(currentFrame).cameraIndex)];
+    }
     // The current file's first stream of type "txts" (either case), or null.
     StreamInfo* FindTextStream();
     // Where text frame `metaIndex` of `stream` lies, less `less` bytes at its end: false when there
