@@ -5,11 +5,15 @@
 // with the files in memory). Both formats read each record with a read of its own, as their layouts
 // leave no other way: 100 000 reads a load.
 //
+// LoadAVerMediaSet loads a set of 16 AVI files of 4 cameras with the same 100 000 frames: the AVI
+// family reads a file's whole index in one read.
+//
 // GoToTimeEndura seeks to random times in a 25 fps MPEG-4 recording with a key frame every 50
 // frames; Mpeg4RunAlone decodes the same runs of frames, from the key frame to the target, with
 // libavcodec and converts the last picture to blue-first pixels. The line printed at the end divides
 // the two processor times (aim: at most 1.10).
 #include "CpuTimeRatio.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
@@ -26,10 +30,12 @@ extern "C" {
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::Vorncast::Decoders::FourCCLE;
 
 namespace {
 
@@ -98,6 +104,29 @@ void AddIndigoExport() {
     Files().AddFile("/indigo/db/sites.vdb", sites.data(), sites.size());
 }
 
+// Sixteen AverMedia files of 6 250 frames, a minute apart, of four cameras in turn.
+void AddAVerMediaSet() {
+    const AviStreamSpec clip = EncodeAviVideo("mpeg4", FourCCLE("XVID"), 32, 16, 2);
+    if (clip.chunks.size() < 2) {
+        return;
+    }
+    AviStreamSpec video = clip;
+    video.chunks.clear();
+    video.flags.clear();
+    for (int32_t index = 0; index < FramesPerCamera; ++index) {
+        video.chunks.push_back(clip.chunks[static_cast<size_t>(index % 2)]);
+        video.flags.push_back(clip.flags[static_cast<size_t>(index % 2)]);
+    }
+    AviLayout layout;
+    layout.riffMagic = FourCCLE("AVF0");
+    const std::vector<uint8_t> bytes = WriteAvi({video}, layout).bytes;
+    for (int32_t file = 0; file < Cameras; ++file) {
+        char name[64];
+        std::snprintf(name, sizeof(name), "/avf/2021_03_04_05_%02d_00_CH%d.avf", file, file % 4);
+        Files().AddFile(name, bytes.data(), bytes.size());
+    }
+}
+
 std::vector<EnduraFrame>& EnduraClip() {
     static std::vector<EnduraFrame> clip =
         EncodeEnduraClip(EnduraWidth, EnduraHeight, EnduraFrames, EnduraGop);
@@ -150,6 +179,10 @@ void LoadBoschArchive(benchmark::State& state) {
 
 void LoadIndigoVision(benchmark::State& state) {
     Load(state, "{CF20DCA0-3A9A-497f-8CB0-8A765E4CD802}", "/indigo/case.ivi");
+}
+
+void LoadAVerMediaSet(benchmark::State& state) {
+    Load(state, "{11BB9C9E-0073-4cd3-92FE-57EE56F49387}", "/avf/2021_03_04_05_00_00_CH0.avf");
 }
 
 // The targets of the seeks: spread over the recording, never on a key frame.
@@ -232,6 +265,7 @@ void Mpeg4RunAlone(benchmark::State& state) {
 
 BENCHMARK(LoadBoschArchive)->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadIndigoVision)->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadAVerMediaSet)->Unit(benchmark::kMillisecond);
 BENCHMARK(GoToTimeEndura)->Unit(benchmark::kMillisecond);
 BENCHMARK(Mpeg4RunAlone)->Unit(benchmark::kMillisecond);
 
@@ -240,6 +274,7 @@ int main(int argc, char** argv) {
     InitVorncastDecoders(record);
     AddBoschArchive();
     AddIndigoExport();
+    AddAVerMediaSet();
     AddEnduraRecording();
     Vorn::FileSource::SetCurrent(&Files());
     CpuTimeRatioReporter reporter;
