@@ -479,6 +479,7 @@ void WriteAviFamilySeeds(SeedFolder& seeds) {
         {"DecodeBTPDivX", "fuzz_decoder_southeastern_mpeg4"},
         {"DecodeLoronixCCTVWare", "fuzz_decoder_loronix_cctvware"},
         {"DecodeOctarIESS", "fuzz_decoder_octar_iess"},
+        {"DecodeVisimetricsMPEG", "fuzz_decoder_visimetrics_mpeg2"},
     };
     for (const auto& [member, target] : targets) {
         std::vector<Vorn::Testing::FileSetFile> files;

@@ -162,7 +162,8 @@ INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
                          ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
                                            "DecodeGeoVision", "DecodeOmniVisionOVR2200",
                                            "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
-                                           "DecodeLoronixCCTVWare", "DecodeOctarIESS"));
+                                           "DecodeLoronixCCTVWare", "DecodeOctarIESS",
+                                           "DecodeVisimetricsMPEG"));
 
 // Visimetrics JPEG 2000 files in their date and hour folders.
 TEST(RecorderFormatSweep, VisimetricsJpeg2000) {

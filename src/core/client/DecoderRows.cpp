@@ -14,6 +14,7 @@
 #include "formats/avi/DecodeOctarIESS.h"
 #include "formats/avi/DecodeOmniVisionOVR2200.h"
 #include "formats/avi/DecodeVisimetricsJPEG2000.h"
+#include "formats/avi/DecodeVisimetricsMPEG.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
@@ -271,7 +272,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeVisimetricsMPEG>},
     {"DecodeBoschArchive",
      "Bosch Archive",
      "E1211BCF-C494-4b02-8C21-48F131069DF3",

@@ -443,7 +443,7 @@ bool BaseAVIDecoder::ChooseCodec(PerCameraDatum& camera) {
         camera.codec = AviCodec::Jpeg;
     } else if (code == FourCCLE("MPEG")) {
         camera.codec = AviCodec::Mpeg2;
-        camera.videoDecoder = std::make_unique<IppDecoderMPEG2>();
+        camera.videoDecoder = MakeMpeg2Decoder();
     } else if (IsDvFourCC(code)) {
         camera.codec = AviCodec::Dv;
         camera.videoDecoder = std::make_unique<IppDecoderDV25>();
@@ -470,6 +470,10 @@ bool BaseAVIDecoder::ChooseCodec(PerCameraDatum& camera) {
         colour = true;
     }
     return true;
+}
+
+std::unique_ptr<IppDecoder> BaseAVIDecoder::MakeMpeg2Decoder() {
+    return std::make_unique<IppDecoderMPEG2>();
 }
 
 // Merges the video streams by time. On equal times the later stream wins, so the lists are

@@ -68,6 +68,8 @@ protected:
     virtual DecoderAction ListRecordingFiles();
     virtual DecoderAction OnFilesListed(bool ok, FileList& listed);
     virtual DecoderAction PrepareFrameRead();
+    // The codec of "MPEG" streams.
+    virtual std::unique_ptr<IppDecoder> MakeMpeg2Decoder();
     void SetStreamCount(int32_t count) { parser.SetStreamCount(count); }
     void SetRiffMagic(uint32_t magic) { parser.SetRiffMagic(magic); }
 

@@ -24,11 +24,17 @@ protected:
     void MetaDataReadParameters(uint64_t* offset, uint32_t* size) override;
     DecoderAction ProcessMetaData(ByteView bytes) override;
 
-private:
     static constexpr uint32_t VisiBytes = 88;
 
-    bool HasTextStream();
+    // Reads the 88 bytes at the running place: a "VISI" header names the camera; movi ends the search.
     DecoderAction SearchVisi(ByteView bytes);
+    bool searchingVisi = true;
+    uint64_t visiPosition = 0;
+    int32_t visiCamera = -1;
+    char visiName[21] = {};
+
+private:
+    bool HasTextStream();
     DecoderAction TimesFromName();
     DecoderAction FinishFile();
     void SpreadEarlierFile(int32_t camera);
@@ -36,10 +42,6 @@ private:
 
     bool dateFromPath = false;
     SystemTime date = {};
-    bool searchingVisi = true;
-    uint64_t visiPosition = 0;
-    int32_t visiCamera = -1;
-    char visiName[21] = {};
     std::map<int32_t, size_t> lastStreamOfCamera; // camera number to its latest file's stream
     std::vector<uint8_t> fieldScratch;
 };

@@ -20,6 +20,7 @@ constexpr const char* CieffeGuid = "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A";
 constexpr const char* GeoVisionGuid = "6006C27E-3BBA-4031-B3B8-367F9770C487";
 constexpr const char* SoutheasternGuid = "6DD01687-CC23-4808-A838-6D5E6FD5766E";
 constexpr const char* LoronixGuid = "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5";
+constexpr const char* VisimetricsMpegGuid = "7730FAAE-D085-46cd-88EF-7F2E6FDB2E1E";
 constexpr const char* OmniVisionGuid = "CC3CA969-444E-4b0a-BAF2-719ADFFF063C";
 constexpr int Width = 96;
 constexpr int Height = 64;
@@ -269,6 +270,47 @@ TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
     AddFile("/lrx/clip.avi", WriteAvi({video}).bytes);
     ASSERT_EQ(Load(LoronixGuid, "/lrx/clip.avi"), 0) << LastError();
     EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
+}
+
+// MPEG-2 video with MP3 audio: the text stream's first time starts the recording and the audio,
+// 24 ms a frame, is its clock; pictures and sound as ffmpeg decodes them.
+TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
+    const Bytes made =
+        Record("m2.avi", Width, Height, 0.48,
+               "-f lavfi -i sine=frequency=440:sample_rate=48000:duration=0.48 -c:v mpeg2video "
+               "-g 6 -bf 0 -q:v 3 -c:a libmp3lame -ac 1 -b:a 64k");
+    reference = Reference("m2.avi", Width, Height);
+    std::vector<AviStreamSpec> streams = ReadAviStreams(made);
+    ASSERT_EQ(streams.size(), 2u);
+    streams[0].format = AviVideoFormat(FourCCLE("MPEG"), Width, Height); // as the recorder labels it
+    Bytes start(16, 0);
+    const uint16_t words[8] = {2021, 3, 4, 4, 5, 6, 7, 0};
+    std::memcpy(start.data(), words, sizeof(words));
+    AddFile("/vm/rec.avi",
+            WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]}).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(VisimetricsMpegGuid, "/vm/rec.avi", "");
+    const int64_t first = TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0);
+    const double duration = static_cast<double>(streams[1].chunks.size()) * 240000;
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime, first + static_cast<int64_t>(frame * duration / 12))
+            << "frame " << frame;
+    }
+    const std::vector<Delivered> sound = WalkForward(AudioStream());
+    ASSERT_EQ(sound.size(), streams[1].chunks.size());
+    EXPECT_EQ(sound[3].time.recordedTime, first + 3 * 240000);
+    std::vector<int16_t> samples;
+    for (const Delivered& frame : sound) {
+        ASSERT_EQ(frame.status, 0);
+        const auto* pcm = reinterpret_cast<const int16_t*>(frame.data.data());
+        samples.insert(samples.end(), pcm, pcm + frame.data.size() / 2);
+    }
+    const std::vector<int16_t> expected = IsoTest::FfmpegAudioSamples(folder.Path("m2.avi"));
+    ASSERT_EQ(samples.size(), expected.size());
+    double difference = 0;
+    for (size_t at = 0; at < samples.size(); ++at) {
+        difference += std::abs(samples[at] - expected[at]);
+    }
+    EXPECT_LT(difference / static_cast<double>(samples.size()), 2.0);
 }
 
 } // namespace

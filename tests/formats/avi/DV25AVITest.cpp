@@ -35,17 +35,21 @@ protected:
 
 constexpr const char* DvFileGuid = "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC";
 
-// In an AVI and as a raw file, each frame bears the recording time of its DIF subcode, whole
-// seconds counted from the start, and ffmpeg's picture. A raw file cut inside a frame keeps its
-// whole frames.
+// In an AVI, as a video or an interleaved DV stream, and as a raw file, each frame bears the recording time
+// of its DIF subcode, whole seconds counted from the start, and ffmpeg's picture. A raw file cut inside a
+// frame keeps its whole frames.
 TEST_F(DV25AVITest, FramesTakeTheirTimeCodeAndDecodeAsFfmpegDoes) {
     const AviStreamSpec stream = DvStream();
     ASSERT_EQ(stream.chunks.size(), 30u);
     AddFile("/dv/tape.avi", WriteAvi({stream}).bytes);
+    AviStreamSpec interleaved = stream; // a DV stream of the first type, named by its handler
+    interleaved.type = FourCCLE("iavs");
+    AddFile("/dv/iavs.avi", WriteAvi({interleaved}).bytes);
     AddFile("/dv/tape.dv", Bytes(raw.begin(), raw.end() - DvFrameBytes / 2));
     const std::vector<Bytes> reference = Reference("raw.dv", DvWidth, DvHeight);
-    for (const auto& [guid, path, count] : {std::tuple{DV25Guid, "/dv/tape.avi", size_t{30}},
-                                            std::tuple{DvFileGuid, "/dv/tape.dv", size_t{29}}}) {
+    for (const auto& [guid, path, count] :
+         {std::tuple{DV25Guid, "/dv/tape.avi", size_t{30}}, std::tuple{DV25Guid, "/dv/iavs.avi", size_t{30}},
+          std::tuple{DvFileGuid, "/dv/tape.dv", size_t{29}}}) {
         ASSERT_EQ(Load(guid, path), 0) << LastError();
         const std::vector<Delivered> walked = WalkForward(VideoStream());
         ExpectPictures(
