@@ -57,7 +57,7 @@ BaseAVIDecoder::BaseAVIDecoder(const DecoderRow& row) : FrameListDecoder(row) {
 
 // The row's name, with the FourCC of the last file's video once its headers have been read.
 const char* BaseAVIDecoder::GetDecoderName() {
-    if (fourCC == 0 && cameras.empty()) {
+    if (!nameWithFourCC || (fourCC == 0 && cameras.empty())) {
         return FrameListDecoder::GetDecoderName();
     }
     AppendFourCCToName(decoderName, sizeof(decoderName), FrameListDecoder::GetDecoderName(), fourCC);

@@ -101,6 +101,8 @@ protected:
     DecoderAction ContinueWithFiles();
 
     bool multiFile = false;
+    // The name grows the FourCC of the video once the headers are read ("DV25 AVI (dvsd)").
+    bool nameWithFourCC = true;
     double progressShare = 1.0;
     FolderFiles files;
     AVIParser parser;

@@ -40,6 +40,7 @@ int32_t Field(const char* name, size_t at, size_t count) {
 } // namespace
 
 DecodeAVerMediaUSBPlayback::DecodeAVerMediaUSBPlayback(const DecoderRow& row) : BaseAVIDecoder(row) {
+    nameWithFourCC = false;
     multiFile = true;
     progressShare = 0.7;
     SetRiffMagic(FourCCLE("AVF0"));

@@ -37,6 +37,7 @@ bool ReadRecordTime(ByteView record, int64_t* ticks) {
 } // namespace
 
 DecodeBTPDivX::DecodeBTPDivX(const DecoderRow& row) : BaseAVIDecoder(row) {
+    nameWithFourCC = false;
     multiFile = true;
 }
 

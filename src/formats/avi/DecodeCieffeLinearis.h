@@ -8,7 +8,7 @@ namespace Vorn::Vorncast::Decoders {
 // found by searching back from the end of the file for "/INSIGNIS".
 class DecodeCieffeLinearis : public BaseAVIDecoder {
 public:
-    using BaseAVIDecoder::BaseAVIDecoder;
+    explicit DecodeCieffeLinearis(const DecoderRow& row) : BaseAVIDecoder(row) { nameWithFourCC = false; }
 
 protected:
     void ForgetRecording() override;

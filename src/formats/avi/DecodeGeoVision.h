@@ -11,6 +11,11 @@ class DecodeGeoVision : public BaseAVIDecoder {
 public:
     using BaseAVIDecoder::BaseAVIDecoder;
 
+    // "GeoVision", and its FourCC once known.
+    const char* GetDecoderName() override {
+        return fourCC != 0 ? BaseAVIDecoder::GetDecoderName() : Row().name;
+    }
+
 protected:
     void ForgetRecording() override;
     bool ValidateFourCC(uint32_t code) override;

@@ -61,6 +61,7 @@ int32_t CameraAt(const char* name, size_t at) {
 } // namespace
 
 DecodeOctarIESS::DecodeOctarIESS(const DecoderRow& row) : BaseAVIDecoder(row) {
+    nameWithFourCC = false;
     multiFile = true;
 }
 

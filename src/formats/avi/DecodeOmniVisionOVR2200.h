@@ -8,7 +8,7 @@ namespace Vorn::Vorncast::Decoders {
 // a date and time of 19 characters, or 55 with the camera's name.
 class DecodeOmniVisionOVR2200 : public BaseAVIDecoder {
 public:
-    using BaseAVIDecoder::BaseAVIDecoder;
+    explicit DecodeOmniVisionOVR2200(const DecoderRow& row) : BaseAVIDecoder(row) { nameWithFourCC = false; }
 
 protected:
     bool ValidateFourCC(uint32_t code) override;

@@ -3,10 +3,14 @@
 // Recordings of the AVI family: files ffmpeg writes at test time, rewritten in a recorder's
 // dialect where a test needs one, loaded through the exported functions and compared with
 // ffmpeg's own decoding.
+#include "core/client/DecoderRows.h"
+#include "core/client/MasDigitalCAPI.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/AviWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "formats/RecordingFixture.h"
+
+#include <cstring>
 
 namespace AviTests {
 
@@ -51,6 +55,23 @@ protected:
                       MinimumPsnr)
                 << "frame " << frame;
         }
+    }
+
+    // The name the decoder of class `className` gives now: after a load, with what it read.
+    static std::string DecoderName(const char* className) {
+        const auto* rows = Vorn::Vorncast::Decoders::DigitalDecoderRows();
+        for (int32_t index = 0; index < Vorn::Vorncast::Decoders::DigitalDecoderCount; ++index) {
+            if (std::strcmp(rows[index].className, className) == 0) {
+                char name[256] = {}, extensions[256] = {}, guid[64] = {};
+                int32_t length = 0, count = 0, patterns = 0;
+                Vorn::Vorncast::Decoders::MasDigitalCAPI::DecoderDescriptionFlags flags{};
+                Vorn::Vorncast::Decoders::MasDigitalCAPI::GetDecoderDescription(
+                    index, name, sizeof name, &length, extensions, sizeof extensions, &count, &patterns,
+                    &flags, guid);
+                return name;
+            }
+        }
+        return "";
     }
 
     IsoTest::TempFolder folder;

@@ -71,6 +71,7 @@ TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
     layout.trailer = Text("header/INSIGNIS and some twenty more bytes");
     AddFile("/cieffe/cam12.avi", WriteAvi({Video("msmpeg4", "MP43")}, layout).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(CieffeGuid, "/cieffe/cam12.avi", "cam12");
+    EXPECT_EQ(DecoderName("DecodeCieffeLinearis"), "Cieffe Linearis (MPEG-4)");
     for (const Delivered& frame : walked) {
         EXPECT_EQ(frame.time.recordedTime, 0);
     }
@@ -94,6 +95,7 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
     }
     AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
+    EXPECT_EQ(DecoderName("DecodeGeoVision"), "GeoVision (GMP4)");
     ASSERT_EQ(walked.size(), 12u);
     for (int frame = 0; frame < 12; ++frame) {
         const int milliseconds = frame % 3 == 2 ? frame : 0;

@@ -83,6 +83,7 @@ TEST_F(DV25AVITest, AnFfmpegDvAviWithoutTimeCodePlaysByItsRate) {
     AddFile("/dv/plain.avi", Record("plain.avi", DvWidth, DvHeight, 0.4, "-c:v dvvideo -pix_fmt yuv420p"));
     ASSERT_EQ(Load(DV25Guid, "/dv/plain.avi"), 0) << LastError();
     EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
+    EXPECT_EQ(DecoderName("DecodeDV25AVI"), "DV25 AVI (dvsd)");
     const std::vector<Delivered> walked = WalkForward(VideoStream());
     ExpectPictures(walked, Reference("plain.avi", DvWidth, DvHeight));
     for (size_t frame = 1; frame < walked.size(); ++frame) {
