@@ -627,7 +627,7 @@ DecoderAction BaseAVIDecoder::OnFetchRead(ByteView bytes) {
     camera.lastFrameRead = frame.frameInFile;
     if (readingFrame == currentFrame) {
         camera.imageValid = true;
-        imageBytes = frame.size;
+        imageBytes = OwnFrameBytes(frame);
         return DDA_COMPLETE;
     }
     if (!AdvanceDecoder(camera, frame, bytes.Sub(0, frame.size))) {

@@ -68,6 +68,9 @@ protected:
     virtual DecoderAction ListRecordingFiles();
     virtual DecoderAction OnFilesListed(bool ok, FileList& listed);
     virtual DecoderAction PrepareFrameRead();
+    // The bytes of the wanted frame, just read into the read buffer: how many of them are its own.
+    // A member whose frames hold chunks of other streams takes those out here.
+    virtual uint32_t OwnFrameBytes(const AVIMultiFileFrameInfo& frame) { return frame.size; }
     // The codec of "MPEG" streams.
     virtual std::unique_ptr<IppDecoder> MakeMpeg2Decoder();
     void SetStreamCount(int32_t count) { parser.SetStreamCount(count); }

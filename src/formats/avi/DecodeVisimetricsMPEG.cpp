@@ -3,8 +3,10 @@
 #include "codecs/mpeg2ps/IppDecoderMPEG2PS.h"
 #include "core/framelists/StreamTimes.h"
 #include "core/time/Ticks.h"
+#include "formats/riff/RiffChunks.h"
 #include "formats/riff/RiffHeaders.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Vorn::Vorncast::Decoders {
@@ -112,6 +114,29 @@ DecoderAction DecodeVisimetricsMPEG::SpreadTimes() {
     totalAudioFrames = audioCount;
     SetCurrentFileCamera(visiCamera >= 0 ? visiCamera : currentFileIndex, visiName);
     return DDA_NO_ACTION;
+}
+
+// Audio chunks the recorder wrote into the middle of a picture are cut out, heads and all; the
+// pieces between them close up.
+uint32_t DecodeVisimetricsMPEG::OwnFrameBytes(const AVIMultiFileFrameInfo& frame) {
+    pieces.clear();
+    uint64_t from = frame.offset;
+    const uint64_t end = frame.offset + frame.size;
+    for (const AVIMultiFileFrameInfo& audio : audioFrames) {
+        const uint64_t head = audio.offset - RiffChunkHeaderSize;
+        if (audio.offset < RiffChunkHeaderSize || head < from || audio.offset + audio.size > end) {
+            continue;
+        }
+        pieces.insert(pieces.end(), readBuffer.Data() + (from - frame.offset),
+                      readBuffer.Data() + (head - frame.offset));
+        from = audio.offset + audio.size;
+    }
+    if (from == frame.offset) {
+        return frame.size;
+    }
+    pieces.insert(pieces.end(), readBuffer.Data() + (from - frame.offset), readBuffer.Data() + frame.size);
+    std::copy(pieces.begin(), pieces.end(), readBuffer.Data());
+    return static_cast<uint32_t>(pieces.size());
 }
 
 FrameTimes DecodeVisimetricsMPEG::GetAudioFrameTimes() {

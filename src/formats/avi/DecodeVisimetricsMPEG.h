@@ -30,6 +30,7 @@ protected:
     void MetaDataReadParameters(uint64_t* offset, uint32_t* size) override;
     DecoderAction ProcessMetaData(ByteView bytes) override;
     FrameTimes GetAudioFrameTimes() override;
+    uint32_t OwnFrameBytes(const AVIMultiFileFrameInfo& frame) override;
     DecoderAction DecompressingAudioCore() override;
 
 private:
@@ -45,6 +46,7 @@ private:
     int32_t audioFileId = -1;
     uint32_t audioBytes = 0;
     IppDecoderMP3Audio mp3;
+    std::vector<uint8_t> pieces;
 };
 
 } // namespace Vorn::Vorncast::Decoders

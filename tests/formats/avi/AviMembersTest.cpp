@@ -275,7 +275,8 @@ TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
 }
 
 // MPEG-2 video with MP3 audio: the text stream's first time starts the recording and the audio,
-// 24 ms a frame, is its clock; pictures and sound as ffmpeg decodes them.
+// 24 ms a frame, is its clock; pictures and sound as ffmpeg decodes them, also where an audio
+// chunk cuts a picture in two.
 TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
     const Bytes made =
         Record("m2.avi", Width, Height, 0.48,
@@ -288,8 +289,27 @@ TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
     Bytes start(16, 0);
     const uint16_t words[8] = {2021, 3, 4, 4, 5, 6, 7, 0};
     std::memcpy(start.data(), words, sizeof(words));
-    AddFile("/vm/rec.avi",
-            WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]}).bytes);
+    // The recorder writes an audio chunk into the middle of the sixth picture, where the index finds it.
+    const Bytes& audio = streams[1].chunks[5];
+    Bytes& picture = streams[0].chunks[5];
+    const size_t half = picture.size() / 2;
+    Bytes inner = Text("01wb");
+    inner.insert(inner.end(),
+                 {static_cast<uint8_t>(audio.size()), static_cast<uint8_t>(audio.size() >> 8), 0, 0});
+    inner.insert(inner.end(), audio.begin(), audio.end());
+    picture.insert(picture.begin() + static_cast<ptrdiff_t>(half), inner.begin(), inner.end());
+    AviFile file = WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]});
+    for (size_t entry = 0; entry < file.chunks.size(); ++entry) {
+        if (file.chunks[entry].stream == 2 && file.chunks[entry].chunk == 5) {
+            const uint64_t video =
+                std::find_if(file.chunks.begin(), file.chunks.end(), [](const AviChunkPlace& p) {
+                    return p.stream == 0 && p.chunk == 5;
+                })->offset;
+            const auto head = static_cast<uint32_t>(video + half);
+            std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
+        }
+    }
+    AddFile("/vm/rec.avi", file.bytes);
     const std::vector<Delivered> walked = WalkOneCamera(VisimetricsMpegGuid, "/vm/rec.avi", "");
     const int64_t first = TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0);
     const double duration = static_cast<double>(streams[1].chunks.size()) * 240000;
