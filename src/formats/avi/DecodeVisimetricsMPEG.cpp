@@ -196,6 +196,14 @@ DecoderAction DecodeVisimetricsMPEG::OnAudioFrame(ByteView bytes) {
     return DDA_COMPLETE;
 }
 
+bool DecodeVisimetricsMPEG::GetImage(int32_t bufferSize, uint8_t* buffer) {
+    if (!DecodeOctarIESS::GetImage(bufferSize, buffer)) {
+        Log(0, "No frame decoded\n");
+        return false;
+    }
+    return true;
+}
+
 bool DecodeVisimetricsMPEG::GetAudio(int32_t size, uint8_t* buffer) {
     if (audioBytes == 0 || (!mp3.IsInitialised() && !mp3.Initialise())) {
         return false;

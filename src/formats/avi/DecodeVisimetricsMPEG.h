@@ -13,6 +13,7 @@ public:
     explicit DecodeVisimetricsMPEG(const DecoderRow& row);
 
     bool GetAudio(int32_t size, uint8_t* buffer) override;
+    bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
     int32_t IndexOfAudioFrameAtStreamTime(int64_t streamTime) override;
     int32_t GetAudioFrameAtOrBefore(int32_t frame, int32_t camera) override;
     int32_t GetPreviousAudioFrame(int32_t frame, int32_t camera) override;
