@@ -264,7 +264,7 @@ DecoderAction BaseAVIDecoder::TakeVideoStream(int32_t index, uint32_t streamFour
         frame.fileIndex = currentFileIndex;
         frame.camera.number = static_cast<uint16_t>(currentFileIndex);
         frame.frameInFile = k;
-        frame.recordedTime = static_cast<int64_t>(parser.FrameDuration() * k);
+        frame.recordedTime = DurationTicks(parser.FrameDuration(), k);
         // 0 would read as "no time" to the stream times: the first frame of each file sorts first.
         if (frame.recordedTime == 0) {
             frame.recordedTime = NoTime;
@@ -286,6 +286,14 @@ const char* BaseAVIDecoder::CurrentFileName() {
     const char* path = files.PathAt(currentFileIndex);
     const char* slash = std::strrchr(path, '/');
     return slash != nullptr ? slash + 1 : path;
+}
+
+int64_t BaseAVIDecoder::DurationTicks(double duration, double count) {
+    const double ticks = duration * count;
+    if (!(ticks > -4e18)) { // also a duration that is no number
+        return ticks < 0 ? -4000000000000000000 : 0;
+    }
+    return ticks < 4e18 ? static_cast<int64_t>(ticks) : 4000000000000000000;
 }
 
 StreamInfo* BaseAVIDecoder::FindTextStream() {
@@ -507,6 +515,16 @@ FrameTimes BaseAVIDecoder::GetFrameTimes() {
 
 uint64_t BaseAVIDecoder::GetFramePeriod() {
     return static_cast<uint64_t>(frames.EstimateFramePeriod());
+}
+
+// The last file a failed load held is closed: the failure is final.
+DecoderAction BaseAVIDecoder::FailingCloseComplete(int32_t fileId) {
+    const DecoderAction action = FrameListDecoder::FailingCloseComplete(fileId);
+    if (!HasOpenFiles()) {
+        Log(LogCore,
+            "BaseAVIDecoder: Decode Failure (Failing Close Complete, final call to DecoderFailure())\n");
+    }
+    return action;
 }
 
 // ---- fetching a frame through the cache of open files ----

@@ -79,9 +79,13 @@ protected:
     void ForgetRecording() override;
     DecoderAction LoadingCore() override;
     DecoderAction DecompressingCore() override;
+    DecoderAction FailingCloseComplete(int32_t fileId) override;
     FrameTimes GetFrameTimes() override;
     uint64_t GetFramePeriod() override;
 
+    // `count` frame durations in ticks, held within the range of a time: a damaged header may give
+    // any duration.
+    static int64_t DurationTicks(double duration, double count);
     // The place in videoStreams of the current file's first video stream.
     size_t CurrentFileStream() const { return fileStreamsStart; }
     // The frames of the current file's first video stream, as the metadata step may change them.

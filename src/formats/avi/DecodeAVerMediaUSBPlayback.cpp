@@ -103,7 +103,7 @@ DecoderAction DecodeAVerMediaUSBPlayback::ProcessMetaData(ByteView) {
     if (frames != nullptr) {
         for (AVIMultiFileFrameInfo& frame : *frames) {
             // The first frame's mark for "no time" counts as the file's start.
-            frame.recordedTime = start + (frame.recordedTime == -1 ? 0 : frame.recordedTime);
+            frame.recordedTime = SaturatingAdd(start, frame.recordedTime == -1 ? 0 : frame.recordedTime);
             frame.streamTime = frame.recordedTime;
             frame.camera.number = static_cast<uint16_t>(name[CameraPlace] - '0');
         }

@@ -136,9 +136,12 @@ DecoderAction DecodeLoronixCCTVWare::SearchOn(TrailerStep atEnd) {
 // The start and each frame's place in the file, on the recorder's local clock.
 DecoderAction DecodeLoronixCCTVWare::SetTimes() {
     AVIMultiFileFrameInfoList* frames = CurrentFileFrames();
+    if (frames == nullptr) {
+        return SetCamera();
+    }
     const int64_t start = TicksFromUnixSeconds(static_cast<int32_t>(startSeconds));
     for (AVIMultiFileFrameInfo& frame : *frames) {
-        int64_t time = start + (frame.recordedTime == -1 ? 0 : frame.recordedTime);
+        int64_t time = SaturatingAdd(start, frame.recordedTime == -1 ? 0 : frame.recordedTime);
         SystemTime universal{}, local{};
         if (hasZone && SystemTimeFromTicks(time, &universal) &&
             SystemTimeToTzSpecificLocalTime(zone, universal, &local)) {

@@ -107,7 +107,8 @@ void DecodeOctarIESS::MetaDataReadParameters(uint64_t* offset, uint32_t* size) {
         *size = VisiBytes;
     } else if (!HasTextStream() || !TextFrameAt(parser.GetStream(1), offset, size)) {
         AVIMultiFileFrameInfoList* frames = CurrentFileFrames();
-        const AVIMultiFileFrameInfo first = frames->GetAt(0);
+        const AVIMultiFileFrameInfo first =
+            frames != nullptr && frames->Count() > 0 ? frames->GetAt(0) : AVIMultiFileFrameInfo{};
         *offset = first.offset;
         *size = std::max(first.size, 1u);
     }
@@ -168,7 +169,7 @@ DecoderAction DecodeOctarIESS::TimesFromName() {
     const int64_t first = TicksFromSystemTime(start);
     AVIMultiFileFrameInfoList* frames = CurrentFileFrames();
     for (int32_t index = 0; index < frames->Count(); ++index) {
-        SetCurrentFileFrameTime(index, first + static_cast<int64_t>(parser.FrameDuration() * index));
+        SetCurrentFileFrameTime(index, SaturatingAdd(first, DurationTicks(parser.FrameDuration(), index)));
     }
     return FinishFile();
 }
@@ -199,13 +200,16 @@ void DecodeOctarIESS::SpreadEarlierFile(int32_t camera) {
         return;
     }
     const int64_t start = previous.GetAt(0).recordedTime;
-    const int64_t end = previous.GetAt(count - 1).recordedTime + static_cast<int64_t>(parser.FrameDuration());
+    const int64_t end =
+        SaturatingAdd(previous.GetAt(count - 1).recordedTime, DurationTicks(parser.FrameDuration(), 1));
     if (next >= end || next <= start) {
         return;
     }
     int32_t index = 0;
     for (AVIMultiFileFrameInfo& frame : previous) {
-        frame.recordedTime = start + (next - start) * index / count;
+        frame.recordedTime =
+            SaturatingAdd(start, DurationTicks(static_cast<double>(next) - static_cast<double>(start),
+                                               static_cast<double>(index) / count));
         frame.streamTime = frame.recordedTime;
         ++index;
     }

@@ -99,16 +99,19 @@ void DecodeVisimetricsMPEG::TakeAudioStream() {
 // The audio is the recording's clock: the video's frames share the time its frames take.
 DecoderAction DecodeVisimetricsMPEG::SpreadTimes() {
     AVIMultiFileFrameInfoList* video = CurrentFileFrames();
+    if (video == nullptr) {
+        return DDA_NO_ACTION;
+    }
     const int32_t videoCount = video->Count();
     const int32_t audioCount = audioFrames.Count();
     const double duration = audioCount > 0 ? static_cast<double>(audioCount) * AudioFrameTicks
                                            : parser.FrameDuration() * videoCount;
     for (int32_t index = 0; index < videoCount; ++index) {
-        SetCurrentFileFrameTime(index, firstTime + static_cast<int64_t>(index * duration / videoCount));
+        SetCurrentFileFrameTime(index, SaturatingAdd(firstTime, DurationTicks(duration / videoCount, index)));
     }
     int32_t index = 0;
     for (AVIMultiFileFrameInfo& frame : audioFrames) {
-        frame.recordedTime = firstTime + static_cast<int64_t>(index++ * duration / audioCount);
+        frame.recordedTime = SaturatingAdd(firstTime, DurationTicks(duration / audioCount, index++));
         frame.streamTime = frame.recordedTime;
     }
     totalAudioFrames = audioCount;

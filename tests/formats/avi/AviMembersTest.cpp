@@ -78,6 +78,8 @@ TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
     AddFile("/cieffe/cam1.avi", WriteAvi({Video("msmpeg4", "MP43")}).bytes);
     EXPECT_NE(Load(CieffeGuid, "/cieffe/cam1.avi"), 0);
     EXPECT_TRUE(WasLogged("DecodeCieffeLinearis: Decode Failure (couldn't find)\n"));
+    EXPECT_TRUE(WasLogged(
+        "BaseAVIDecoder: Decode Failure (Failing Close Complete, final call to DecoderFailure())\n"));
 }
 
 // Long forms carry time and date, short forms the time alone on the last date; the file names
