@@ -16,6 +16,8 @@
 // frames alone (aim: one and the share of the pictures' pixels that the tiles cover). Every step also
 // hands the whole running picture to a new sample of the host, 1.2 MB a frame, which decoding the
 // pictures alone does not: on this machine that copy costs more than decoding a strip of tiles.
+// LoadAVerMediaSet loads a set of 16 AVI files of 4 cameras with the same 100 000 frames: the AVI
+// family reads a file's whole index in one read.
 //
 // GoToTimeEndura seeks to random times in a 25 fps MPEG-4 recording with a key frame every 50
 // frames; Mpeg4RunAlone decodes the same runs of frames, from the key frame to the target, with
@@ -23,6 +25,7 @@
 // the two processor times (aim: at most 1.10).
 #include "CpuTimeRatio.h"
 #include "codecs/jpeg/JpegCodec.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
@@ -42,10 +45,12 @@ extern "C" {
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::Vorncast::Decoders::FourCCLE;
 
 namespace {
 
@@ -117,6 +122,29 @@ void AddIndigoExport() {
     }
     std::string sites = IndigoSites(cameras);
     Files().AddFile("/indigo/db/sites.vdb", sites.data(), sites.size());
+}
+
+// Sixteen AverMedia files of 6 250 frames, a minute apart, of four cameras in turn.
+void AddAVerMediaSet() {
+    const AviStreamSpec clip = EncodeAviVideo("mpeg4", FourCCLE("XVID"), 32, 16, 2);
+    if (clip.chunks.size() < 2) {
+        return;
+    }
+    AviStreamSpec video = clip;
+    video.chunks.clear();
+    video.flags.clear();
+    for (int32_t index = 0; index < FramesPerCamera; ++index) {
+        video.chunks.push_back(clip.chunks[static_cast<size_t>(index % 2)]);
+        video.flags.push_back(clip.flags[static_cast<size_t>(index % 2)]);
+    }
+    AviLayout layout;
+    layout.riffMagic = FourCCLE("AVF0");
+    const std::vector<uint8_t> bytes = WriteAvi({video}, layout).bytes;
+    for (int32_t file = 0; file < Cameras; ++file) {
+        char name[64];
+        std::snprintf(name, sizeof(name), "/avf/2021_03_04_05_%02d_00_CH%d.avf", file, file % 4);
+        Files().AddFile(name, bytes.data(), bytes.size());
+    }
 }
 
 std::vector<EnduraFrame>& EnduraClip() {
@@ -305,6 +333,8 @@ void PnsPicturesAlone(benchmark::State& state) {
 
 void PnsKeyFramesAlone(benchmark::State& state) {
     DecodePnsPictures(state, false);
+void LoadAVerMediaSet(benchmark::State& state) {
+    Load(state, "{11BB9C9E-0073-4cd3-92FE-57EE56F49387}", "/avf/2021_03_04_05_00_00_CH0.avf");
 }
 
 // The targets of the seeks: spread over the recording, never on a key frame.
@@ -392,6 +422,7 @@ BENCHMARK(LoadViconNet)->Unit(benchmark::kMillisecond);
 BENCHMARK(StepPelcoPns)->Unit(benchmark::kMillisecond);
 BENCHMARK(PnsPicturesAlone)->Unit(benchmark::kMillisecond);
 BENCHMARK(PnsKeyFramesAlone)->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadAVerMediaSet)->Unit(benchmark::kMillisecond);
 BENCHMARK(GoToTimeEndura)->Unit(benchmark::kMillisecond);
 BENCHMARK(Mpeg4RunAlone)->Unit(benchmark::kMillisecond);
 
@@ -400,6 +431,7 @@ int main(int argc, char** argv) {
     InitVorncastDecoders(record);
     AddBoschArchive();
     AddIndigoExport();
+    AddAVerMediaSet();
     AddEnduraRecording();
     AddCathexisFolder();
     AddViconNetArchive();

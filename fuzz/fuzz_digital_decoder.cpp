@@ -34,6 +34,15 @@ void RequireEnded(Client::ClientHandle client) {
     }
 }
 
+#ifdef FUZZ_HOST_ABORTS_LONG_LOADS
+int64_t abortPolls = 0;
+int64_t abortPollLimit = 0;
+
+int32_t AbortLongLoad() {
+    return ++abortPolls > abortPollLimit ? 1 : 0;
+}
+#endif
+
 struct Row {
     uint32_t guid[4];
     std::string extension;
@@ -135,6 +144,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                             &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo,
                             &hasAudio, &reserved, &confidence);
     RequireEnded(client);
+#ifdef FUZZ_HOST_ABORTS_LONG_LOADS
+    // The query has made the decoder: a load that waits on the host ends at half the action limit.
+    abortPolls = 0;
+    abortPollLimit = (ActionBase + static_cast<int64_t>(size) * ActionsPerByte) / 2;
+    Client::RegisterAbortCallback(client, AbortLongLoad);
+#endif
     FileClientResult loaded =
         Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),
                                 &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasAudio);

@@ -11,6 +11,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/dvd/DvdAuthor.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -491,6 +492,43 @@ void WriteBoschArchiveSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
 }
 
+// The recorders of the AVI family, each a small recording in its dialect.
+void WriteAviFamilySeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const std::pair<const char*, const char*> targets[] = {
+        {"DecodeCieffeLinearis", "fuzz_decoder_cieffe_linearis"},
+        {"DecodeGeoVision", "fuzz_decoder_geovision"},
+        {"DecodeDV25AVI", "fuzz_decoder_dv25_avi"},
+        {"DecodeDV", "fuzz_decoder_dv_file"},
+        {"DecodeOmniVisionOVR2200", "fuzz_decoder_omnivision_ovr2200"},
+        {"DecodeAVerMediaUSBPlayback", "fuzz_decoder_avermedia_usb_playback"},
+        {"DecodeBTPDivX", "fuzz_decoder_southeastern_mpeg4"},
+        {"DecodeLoronixCCTVWare", "fuzz_decoder_loronix_cctvware"},
+        {"DecodeOctarIESS", "fuzz_decoder_octar_iess"},
+        {"DecodeVisimetricsMPEG", "fuzz_decoder_visimetrics_mpeg2"},
+    };
+    for (const auto& [member, target] : targets) {
+        std::vector<Vorn::Testing::FileSetFile> files;
+        for (const AviRecordingFile& file : WriteAviMemberRecording(member)) {
+            files.push_back({file.name, Text(file.bytes)});
+        }
+        if (!files.empty()) {
+            seeds.Add(target, "recording", Vorn::Testing::JoinFileSet(files));
+        }
+    }
+}
+
+// A Visimetrics file of JPEG 2000 pictures in its date and hour folders.
+void WriteVisimetricsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    AviStreamSpec video;
+    video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
+    video.chunks.assign(2, Jpeg2000Testing::Encode(planes, 16, 8, {}));
+    seeds.Add("fuzz_decoder_visimetrics_jpeg2000", "tree",
+              Vorn::Testing::JoinFileSet({{"2021/03/04/05/18367_C01.avi", Text(WriteAvi({video}).bytes)}}));
+}
+
 // Two Cathexis files of two cameras with small JPEG pictures.
 void WriteCathexisSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
@@ -808,6 +846,8 @@ int main(int argc, char** argv) {
     WriteIndigoVisionSeeds(seeds);
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
+    WriteAviFamilySeeds(seeds);
+    WriteVisimetricsSeeds(seeds);
     WritePelcoPnsSeeds(seeds);
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);

@@ -214,6 +214,9 @@ int LegacyDecoderHost::Load(const Buffer& url, ProgressCallback progressCallback
     uint32_t guid[4];
     GuidWords(guid);
     OpenReport open{};
+    // Kept by the client for the decoder the open chooses: a load without a query before it polls
+    // the host's abort from its first step.
+    Client::RegisterAbortCallback(legacyHandle, AbortHook);
     int32_t result = Client::OpenWithDecoder(legacyHandle, guid[0], guid[1], guid[2], guid[3], LoadAllTracks,
                                              UrlText(url), &open.image, &open.audio, &open.span, &open.frames,
                                              &open.audioFrames, &open.duration, &open.hasAudio);

@@ -57,7 +57,7 @@ void RecordingTest::TearDown() {
     Vorn::FileSource::SetCurrent(nullptr);
 }
 
-int RecordingTest::Load(const char* guid, const std::string& path) {
+int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)()) {
     VcGuid parsed{};
     EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
     if (decoder != 0) {
@@ -70,7 +70,7 @@ int RecordingTest::Load(const char* guid, const std::string& path) {
         return status;
     }
     int resources = 0;
-    status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr, nullptr, NeverAbort,
+    status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr, nullptr, abort,
                           &resources);
     if (status == 0) {
         EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);

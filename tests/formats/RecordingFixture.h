@@ -67,10 +67,10 @@ protected:
         files.AddFile(path, bytes.data(), bytes.size());
     }
     // Creates the decoder of `guid` and loads `path` with it: the load's status.
-    int Load(const char* guid, const std::string& path);
     // Success when the load of `path` fails and has logged `text`.
     testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path,
                                            const std::string& text);
+    int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
     // The first stream of a type in the first track, or 0.
     int StreamOfType(int type);
     // Every video stream of every track, in track and stream order.

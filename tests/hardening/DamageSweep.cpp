@@ -112,15 +112,25 @@ struct RunOutcome {
     int32_t decoded = 0; // of those, delivered with success
 };
 
+// The polls a host lets a load run before its abort callback ends it; 0: it never does.
+int64_t abortPolls = 0;
+int64_t abortPollLimit = 0;
+
+int32_t AbortLongLoad() {
+    return abortPollLimit > 0 && ++abortPolls > abortPollLimit ? 1 : 0;
+}
+
 // Drives one client over the file set installed as the current source, as a player would.
 class SweepRun {
 public:
     SweepRun(const uint32_t guid[4], const std::string& path, int64_t actionLimit, int32_t maxFramesDecoded,
-             std::vector<std::string>* faults)
+             std::vector<std::string>* faults, bool hostAbortsLongLoads)
         : guid(guid), path(path), actionLimit(actionLimit), maxFramesDecoded(maxFramesDecoded),
           faults(faults) {
         Client::CreateClient(&client);
         client->SetActionLimit(actionLimit);
+        abortPolls = 0;
+        abortPollLimit = hostAbortsLongLoads ? actionLimit / 2 : 0;
     }
     ~SweepRun() {
         Client::Close(client);
@@ -173,6 +183,10 @@ private:
 
     FileClientResult Load() {
         bool hasAudio = false;
+        // The query has made the decoder, which takes the callback.
+        if (abortPollLimit > 0) {
+            Client::RegisterAbortCallback(client, AbortLongLoad);
+        }
         return Check("Load", Client::OpenWithDecoder(client, guid[0], guid[1], guid[2], guid[3], -1,
                                                      path.c_str(), &image, &audio, &span, &totalFrames,
                                                      &totalAudioFrames, &duration, &hasAudio));
@@ -387,7 +401,7 @@ RunOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4], 
     }
     InstalledSource installed(&source);
     const std::string path = Folder + files.front().name;
-    SweepRun run(guid, path, actionLimit, options.maxFramesDecoded, faults);
+    SweepRun run(guid, path, actionLimit, options.maxFramesDecoded, faults, options.hostAbortsLongLoads);
     return run.Run();
 }
 

@@ -48,6 +48,9 @@ struct SweepOptions {
     // file set.
     int64_t actionBase = 4096;
     int64_t bytesPerAction = 16;
+    // For formats whose loads wait on the host to end them (an AVI without a usable index): the
+    // sweep's abort callback ends a load once it has been polled half the action limit's times.
+    bool hostAbortsLongLoads = false;
 };
 
 // What the sweep saw. A fault is one line naming the damage and what went wrong.

@@ -4,6 +4,7 @@
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -331,4 +332,46 @@ TEST(RecorderFormatSweep, TimeSpaceX200) {
     Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX200"), recording);
     Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(nullptr);
+// The recorders of the AVI family, each in its dialect. An AVI cut before its index waits for the
+// host to end its load, as a player's abort would.
+class AviFamilySweep : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(AviFamilySweep, SurvivesDamage) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording(GetParam());
+    if (written.empty()) {
+        GTEST_SKIP() << "no encoder for " << GetParam();
+    }
+    SweepRecording recording;
+    for (const AviRecordingFile& file : written) {
+        recording.files.push_back({file.name, std::string(file.bytes.begin(), file.bytes.end())});
+        recording.frameStarts.push_back(file.chunkStarts);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam()), recording, options);
+}
+
+INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
+                         ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
+                                           "DecodeGeoVision", "DecodeOmniVisionOVR2200",
+                                           "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
+                                           "DecodeLoronixCCTVWare", "DecodeOctarIESS",
+                                           "DecodeVisimetricsMPEG"));
+
+// Visimetrics JPEG 2000 files in their date and hour folders.
+TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    AviStreamSpec video;
+    video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
+    video.chunks.assign(3, Jpeg2000Testing::Encode(planes, 16, 8, {}));
+    const AviFile file = WriteAvi({video});
+    SweepRecording recording;
+    recording.files = {{"2021/03/04/05/18367_C01.avi", std::string(file.bytes.begin(), file.bytes.end())}};
+    recording.frameStarts.emplace_back();
+    for (const AviChunkPlace& place : file.chunks) {
+        recording.frameStarts.back().push_back(place.offset);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
 }

@@ -1,6 +1,7 @@
 #include "support/Terminal.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <unistd.h>
@@ -11,6 +12,14 @@ namespace {
 
 volatile std::sig_atomic_t interruptCount = 0;
 ProgressBar* loadProgressBar = nullptr;
+
+// The watch of the running load: its last progress and when it last moved.
+struct LoadWatch {
+    double fraction = -1.0;
+    std::chrono::steady_clock::time_point moved = std::chrono::steady_clock::now();
+    bool stalled = false;
+};
+LoadWatch loadWatch;
 
 void OnInterrupt(int) {
     interruptCount = interruptCount + 1;
@@ -34,6 +43,22 @@ bool Interrupted() {
 
 int AbortRequested() {
     return Interrupted() ? 1 : 0;
+}
+
+void StartLoadWatch() {
+    loadWatch = LoadWatch{};
+}
+
+int AbortLoadRequested() {
+    const std::chrono::duration<double> still = std::chrono::steady_clock::now() - loadWatch.moved;
+    if (still.count() >= StalledLoadSeconds) {
+        loadWatch.stalled = true;
+    }
+    return Interrupted() || loadWatch.stalled ? 1 : 0;
+}
+
+bool LoadStalled() {
+    return loadWatch.stalled;
 }
 
 ProgressBar::ProgressBar(std::string label) : label(std::move(label)), enabled(isatty(STDERR_FILENO) == 1) {}
@@ -75,6 +100,10 @@ void SetLoadProgressBar(ProgressBar* bar) {
 }
 
 void ReportLoadProgress(double fraction) {
+    if (fraction != loadWatch.fraction) {
+        loadWatch.fraction = fraction;
+        loadWatch.moved = std::chrono::steady_clock::now();
+    }
     if (loadProgressBar != nullptr) {
         loadProgressBar->Show(fraction);
     }

@@ -15,6 +15,16 @@ bool Interrupted();
 // The abort callback for the library: nonzero once Ctrl-C was pressed.
 int AbortRequested();
 
+// A load whose progress has not moved for this long is ended: the library repeats one read
+// without end on files it cannot index (an AVI without a usable index) until the host aborts.
+constexpr double StalledLoadSeconds = 4.0;
+// The abort callback for loads: nonzero once Ctrl-C was pressed, or once the load's progress has
+// stood still for StalledLoadSeconds. StartLoadWatch begins the watch of a load.
+int AbortLoadRequested();
+void StartLoadWatch();
+// True when the watch ended the last load.
+bool LoadStalled();
+
 // A one-line bar on standard error, drawn only when standard error is a terminal.
 class ProgressBar {
 public:

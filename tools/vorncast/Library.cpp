@@ -285,6 +285,21 @@ Recording::~Recording() {
 
 namespace {
 
+// A load the watch ended. The AVI family's loads stand still this way on files whose movi list has
+// no index, which is what a recovered or cut-short AVI file usually lacks.
+LibraryError StalledLoadError(const std::string& path) {
+    const std::string extension = Lower(std::filesystem::path(path).extension().string());
+    if (extension == ".avi" || extension == ".avf") {
+        return LibraryError(
+            path + ": the AVI file has no usable index (no idx1 or OpenDML index behind its movi "
+                   "list, as in a file cut short), so its frames cannot be found",
+            VC_GeneralFailure);
+    }
+    return LibraryError("loading " + path + " made no progress for " +
+                            std::to_string(static_cast<int>(StalledLoadSeconds)) + " seconds and was ended",
+                        VC_GeneralFailure);
+}
+
 int Autodetect(const Collection& collection, const std::string& path, DecoderEntry& chosen,
                VcQueryResult& query, int& resourceCount) {
     int ordered = 0;
@@ -293,10 +308,16 @@ int Autodetect(const Collection& collection, const std::string& path, DecoderEnt
     VcDecoderInfoValue info;
     std::memset(&info, 0, sizeof(info));
     int decoder = 0;
-    const int status = DecoderCollection_Autodetect(ordered, static_cast<int>(path.size()), path.c_str(),
-                                                    ReportCandidate, OnLoadProgress, nullptr, AbortRequested,
-                                                    &decoder, &info, &query, &resourceCount);
+    const int status = DecoderCollection_Autodetect(
+        ordered, static_cast<int>(path.size()), path.c_str(), ReportCandidate, OnLoadProgress, nullptr,
+        AbortLoadRequested, &decoder, &info, &query, &resourceCount);
     DecoderCollection_Release(ordered);
+    if (LoadStalled()) {
+        if (status == VC_Success) {
+            Decoder_Release(decoder);
+        }
+        throw StalledLoadError(path);
+    }
     if (Interrupted()) {
         if (status == VC_Success) {
             Decoder_Release(decoder);
@@ -336,7 +357,10 @@ int LoadWith(const Collection& collection, const DecoderEntry& entry, const std:
             }
         }
         const int status = Decoder_Load(decoder, length, path.c_str(), OnLoadProgress, nullptr,
-                                        AbortRequested, &resourceCount);
+                                        AbortLoadRequested, &resourceCount);
+        if (LoadStalled()) {
+            throw StalledLoadError(path);
+        }
         if (Interrupted()) {
             throw LibraryError("loading " + path + " was interrupted", VC_UserAborted);
         }
@@ -356,6 +380,7 @@ std::unique_ptr<Recording> Recording::Open(const Collection& collection, const s
     RequireReadablePath(path);
     ProgressBar bar("loading");
     SetLoadProgressBar(&bar);
+    StartLoadWatch();
     DecoderEntry entry;
     VcQueryResult query = {};
     int resourceCount = 0;

@@ -4,6 +4,17 @@
 #include "formats/DecodeGenericADV601.h"
 #include "formats/DecodeGenericFolderOfJpegs.h"
 #include "formats/DecodeGenericJPEG.h"
+#include "formats/avi/DecodeAVerMediaUSBPlayback.h"
+#include "formats/avi/DecodeBTPDivX.h"
+#include "formats/avi/DecodeCieffeLinearis.h"
+#include "formats/avi/DecodeDV.h"
+#include "formats/avi/DecodeDV25AVI.h"
+#include "formats/avi/DecodeGeoVision.h"
+#include "formats/avi/DecodeLoronixCCTVWare.h"
+#include "formats/avi/DecodeOctarIESS.h"
+#include "formats/avi/DecodeOmniVisionOVR2200.h"
+#include "formats/avi/DecodeVisimetricsJPEG2000.h"
+#include "formats/avi/DecodeVisimetricsMPEG.h"
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
@@ -141,7 +152,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreatePlaceholderDecoder},
     {"DecodeLoronixCCTVWare", "Loronix CCTVWare", "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5", "avi", NO_PATTERNS,
-     0, AviContainer, 0, CreatePlaceholderDecoder},
+     0, AviContainer, 0, CreateFormatDecoder<DecodeLoronixCCTVWare>},
     {"DecodeCathexis",
      "Cathexis",
      "E1FFF4E6-C217-4289-BF0C-11B146D0481A",
@@ -165,11 +176,11 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeLorikanVix", "Vorn Video Index", "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2", "vix", NO_PATTERNS, -1,
      None, 0, CreateFormatDecoder<DecodeLorikanVix>},
     {"DecodeBTPDivX", "Southeastern MPEG4", "6DD01687-CC23-4808-A838-6D5E6FD5766E", "avi", NO_PATTERNS, 0,
-     AviContainer, 0, CreatePlaceholderDecoder},
+     AviContainer, 0, CreateFormatDecoder<DecodeBTPDivX>},
     {"DecodeCieffeLinearis", "Cieffe Linearis (MPEG-4)", "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A", "avi",
-     NO_PATTERNS, 0, AviContainer, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, AviContainer, 0, CreateFormatDecoder<DecodeCieffeLinearis>},
     {"DecodeGeoVision", "GeoVision", "6006C27E-3BBA-4031-B3B8-367F9770C487", "avi", NO_PATTERNS, 0,
-     AviContainer, 0, CreatePlaceholderDecoder},
+     AviContainer, 0, CreateFormatDecoder<DecodeGeoVision>},
     {"DecodeVistaSmartPlayer", "Vista Smart Player", "47EB400C-3921-4a1e-8CC4-77469B254CA7", "idx",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodePelco", "Pelco PNS", "60BEC8E3-18C2-441b-875F-1316554AB394", "pns", NO_PATTERNS, -1, None, 0,
@@ -203,7 +214,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeOctarIESS>},
     {"DecodeOggle", "Oggle", "041AC1D3-BB79-44b8-9174-1F3F0966D676", "vcr", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeAlNet", "AL Net", "AA7B84A4-BD16-4895-BCE2-F07CB3B11E01", "vsd", NO_PATTERNS, -1, None, 0,
@@ -219,11 +230,11 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeIndigoVision>},
     {"DecodeDV25AVI", "DV25 AVI", "099A772C-0749-4c16-8230-F98F0F10E5AD", "avi", NO_PATTERNS, 0, AviContainer,
-     0, CreatePlaceholderDecoder},
+     0, CreateFormatDecoder<DecodeDV25AVI>},
     {"DecodeDV", "DV file", "EA99CA74-6FF5-4f31-A85D-AA10FA7218CC", "dv", NO_PATTERNS, -1, None, 0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeDV>},
     {"DecodeOmniVisionOVR2200", "OmniVision OVR2200", "CC3CA969-444E-4b0a-BAF2-719ADFFF063C", "avi",
-     NO_PATTERNS, 0, AviContainer, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, AviContainer, 0, CreateFormatDecoder<DecodeOmniVisionOVR2200>},
     {"DecodeKodicom", "Kodicom Diginet Center", "760D2C01-30F2-40c1-BF16-529CA2FBC5EC", "kif;bix;box",
      NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeHeiTel", "HeiTel", "C9E84722-0021-4cc0-AD54-01DAC6F62B57", "hpx", NO_PATTERNS, -1, None, 0,
@@ -238,7 +249,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      0,
      CreateFormatDecoder<DecodeBaxallVivid>},
     {"DecodeAVerMediaUSBPlayback", "AverMedia USBPlayback", "11BB9C9E-0073-4cd3-92FE-57EE56F49387", "avf",
-     NO_PATTERNS, 0, MultiFile, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, 0, MultiFile, 0, CreateFormatDecoder<DecodeAVerMediaUSBPlayback>},
     {"DecodeVseMpeg4", "VSE MPEG4", "4304C727-5155-4a10-AAAE-C9305AB8A6BD", "vse", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeDVR0107", "DVR Videoplayer", "A9302B89-0E6B-4c2e-A501-58AD39C6B6DB", "dvr", NO_PATTERNS, -1, None,
@@ -263,7 +274,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeVisimetricsJPEG2000>},
     {"DecodeVisimetricsMPEG",
      "Visimetrics MPEG2",
      "7730FAAE-D085-46cd-88EF-7F2E6FDB2E1E",
@@ -272,7 +283,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      1,
      AviContainer,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeVisimetricsMPEG>},
     {"DecodeBoschArchive",
      "Bosch Archive",
      "E1211BCF-C494-4b02-8C21-48F131069DF3",

@@ -298,6 +298,7 @@ void FileClient::PrepareOpen(const Guid& guid, const char* path) {
     }
     decoder->SetProgressCallback(progressCallback);
     decoder->SetLogCallback(logCallback);
+    decoder->SetAbortCallback(abortCallback);
 }
 
 namespace {

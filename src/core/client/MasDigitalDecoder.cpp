@@ -345,7 +345,9 @@ void MasDigitalDecoder::SelectTrack(int32_t track) {
     }
 }
 
+// Kept, so that a decoder chosen later (at the next open) polls it too.
 void MasDigitalDecoder::SetAbortCallback(CoreAbortCallback callback) {
+    abortCallback = callback;
     if (decoder != nullptr) {
         decoder->SetAbortCallback(callback);
     }

@@ -109,6 +109,7 @@ protected:
     BaseDecoder* decoder = nullptr;
     CoreProgressCallback progressCallback = nullptr;
     CoreLogCallback logCallback = nullptr;
+    CoreAbortCallback abortCallback = nullptr;
 };
 
 // Brings what a decoder reports for a frame into the ranges every caller can rely on: camera

@@ -1,0 +1,170 @@
+// The AVI base through a multi-file member: AverMedia folders of Xvid files, one a camera and
+// time. Frames of every file in time order with their pictures, the walk from a key frame, the
+// cache of open files, and the damage a recovered disk brings.
+#include "core/time/Ticks.h"
+#include "formats/avi/AviFixture.h"
+
+namespace {
+
+using namespace AviTests;
+using Vorn::Vorncast::Decoders::FourCCLE;
+using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+
+constexpr const char* AVerMediaGuid = "11BB9C9E-0073-4cd3-92FE-57EE56F49387";
+constexpr int Width = 96;
+constexpr int Height = 64;
+constexpr size_t FramesPerFile = 12;
+constexpr int64_t FrameTicks = 400000;
+
+std::string FileName(int second, int camera) {
+    char name[40];
+    std::snprintf(name, sizeof(name), "2021_03_04_05_06_%02d_CH%d.avf", second, camera);
+    return name;
+}
+
+class AviFileSetTest : public AviRecordingTest {
+protected:
+    void SetUp() override {
+        AviRecordingTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        const Bytes file = Record("xvid.avi", Width, Height, 0.48, "-c:v mpeg4 -q:v 3 -g 6 -bf 0 -vtag XVID");
+        reference = Reference("xvid.avi", Width, Height);
+        streams = ReadAviStreams(file);
+        ASSERT_EQ(streams.size(), 1u);
+        ASSERT_EQ(streams[0].chunks.size(), FramesPerFile);
+        layout.riffMagic = FourCCLE("AVF0");
+    }
+    std::string AddRecording(const std::string& folderName, int second, int camera) {
+        const std::string path = folderName + "/" + FileName(second, camera);
+        AddFile(path, WriteAvi(streams, layout).bytes);
+        return path;
+    }
+    static int64_t Start(int second) { return TicksFromSystemTime(2021, 3, 4, 5, 6, second, 0); }
+    // Each frame of a file's stretch at its time, with ffmpeg's picture.
+    void ExpectFrame(const Delivered& delivered, int second, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << LastError();
+        EXPECT_EQ(delivered.time.recordedTime, Start(second) + static_cast<int64_t>(frame) * FrameTicks)
+            << "frame " << frame;
+        ASSERT_EQ(delivered.data.size(), reference[frame].size());
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
+                  MinimumPsnr)
+            << "frame " << frame;
+    }
+
+    std::vector<AviStreamSpec> streams;
+    std::vector<Bytes> reference;
+    AviLayout layout;
+};
+
+// Two cameras, each a file: a stream each, every frame at the time its file's name starts, with
+// ffmpeg's picture, forward and back; stepping back decodes from the last key frame.
+TEST_F(AviFileSetTest, EachFileIsACameraWithItsFramesAtTheTimesOfItsName) {
+    AddRecording("/usb", 7, 1);
+    const std::string second = AddRecording("/usb", 9, 2);
+    ASSERT_EQ(Load(AVerMediaGuid, second), 0) << LastError();
+    const std::vector<int> cameras = VideoStreams();
+    ASSERT_EQ(cameras.size(), 2u);
+    for (size_t camera = 0; camera < 2; ++camera) {
+        const int start = camera == 0 ? 7 : 9;
+        for (size_t frame = 0; frame < FramesPerFile; ++frame) {
+            ExpectFrame(Next(cameras[camera]), start, frame);
+        }
+        EXPECT_EQ(Next(cameras[camera]).status, VC_EndOfStreamAfterEnd);
+        for (size_t frame = FramesPerFile; frame-- > 0;) {
+            ExpectFrame(Previous(cameras[camera]), start, frame);
+        }
+    }
+}
+
+// A step on reads one frame; a jump reads from the key frame before it (every sixth) to it.
+TEST_F(AviFileSetTest, AJumpReadsFromTheLastKeyFrameAndAStepReadsOneFrame) {
+    ASSERT_EQ(Load(AVerMediaGuid, AddRecording("/jump", 7, 1)), 0) << LastError();
+    const int stream = VideoStream();
+    // The first decode starts at the file's first frame, which holds the stream's header.
+    countingFiles.reads = 0;
+    ExpectFrame(GoTo(stream, Start(7) + 10 * FrameTicks + FrameTicks / 2), 7, 10);
+    EXPECT_EQ(countingFiles.reads, 11);
+    countingFiles.reads = 0;
+    ExpectFrame(GoTo(stream, Start(7) + 9 * FrameTicks + FrameTicks / 2), 7, 9);
+    EXPECT_EQ(countingFiles.reads, 4);
+    countingFiles.reads = 0;
+    ExpectFrame(Next(stream), 7, 10);
+    EXPECT_EQ(countingFiles.reads, 1);
+}
+
+// Seventeen files of one camera, one more than the cache holds: walked forward and back, each file
+// is reopened as the oldest one gives way.
+TEST_F(AviFileSetTest, MoreFilesThanTheCacheHoldsAreWalkedBothWays) {
+    std::string last;
+    for (int second = 0; second < 17; ++second) {
+        last = AddRecording("/long", second, 3);
+    }
+    ASSERT_EQ(Load(AVerMediaGuid, last), 0) << LastError();
+    const int stream = VideoStream();
+    for (int second = 0; second < 17; ++second) {
+        for (size_t frame = 0; frame < FramesPerFile; ++frame) {
+            ExpectFrame(Next(stream), second, frame);
+        }
+    }
+    EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
+    for (int second = 17; second-- > 0;) {
+        for (size_t frame = FramesPerFile; frame-- > 0;) {
+            ExpectFrame(Previous(stream), second, frame);
+        }
+    }
+}
+
+int abortCalls = 0;
+int AbortAfterManyCalls() {
+    return ++abortCalls > 200 ? 1 : 0;
+}
+
+// A file without its index loads only until the host aborts; one that is no AVF0 form, a FourCC
+// the member does not take, and names that are not the recorder's.
+TEST_F(AviFileSetTest, DamagedSetsFailWithTheirTexts) {
+    AviLayout unindexed = layout;
+    unindexed.indexFlag = false;
+    AddFile("/a/" + FileName(1, 1), WriteAvi(streams, unindexed).bytes);
+    abortCalls = 0;
+    EXPECT_EQ(Load(AVerMediaGuid, "/a/" + FileName(1, 1), AbortAfterManyCalls), 1);
+    EXPECT_GT(abortCalls, 200);
+
+    AddFile("/b/" + FileName(1, 1), WriteAvi(streams).bytes);
+    EXPECT_NE(Load(AVerMediaGuid, "/b/" + FileName(1, 1)), 0);
+    EXPECT_TRUE(WasLogged("BaseAVIDecoder: Decode Failure (Error when parsing AVI RIFF header)\n"));
+
+    std::vector<AviStreamSpec> divx = streams;
+    divx[0].format = AviVideoFormat(FourCCLE("DIVX"), Width, Height);
+    AddFile("/c/" + FileName(1, 1), WriteAvi(divx, layout).bytes);
+    EXPECT_NE(Load(AVerMediaGuid, "/c/" + FileName(1, 1)), 0);
+    EXPECT_TRUE(WasLogged("BaseAVIDecoder: Decode Failure (Failed to validate FourCC)\n"));
+
+    AddFile("/d/clip.avf", WriteAvi(streams, layout).bytes);
+    AddFile("/d/" + FileName(1, 1), WriteAvi(streams, layout).bytes);
+    ASSERT_EQ(Load(AVerMediaGuid, "/d/clip.avf"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
+    EXPECT_EQ(VideoStreams().size(), 1u);
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), FramesPerFile);
+    EXPECT_EQ(walked[3].time.recordedTime, 0);
+}
+
+// A chunk the index puts past the end of the file is shown black at its own time; the frames
+// around it decode.
+TEST_F(AviFileSetTest, AFrameTheIndexPutsPastTheEndIsBlackAtItsTime) {
+    AviFile file = WriteAvi(streams, layout);
+    const size_t entry = file.indexPosition + 8 + 11 * 16;
+    file.bytes[entry + 8 + 3] = 0x7F; // the last frame's offset, far behind the end
+    AddFile("/e/" + FileName(5, 1), file.bytes);
+    ASSERT_EQ(Load(AVerMediaGuid, "/e/" + FileName(5, 1)), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), FramesPerFile);
+    ExpectFrame(walked[10], 5, 10);
+    EXPECT_EQ(walked[11].time.recordedTime, Start(5) + 11 * FrameTicks);
+    EXPECT_EQ(std::count(walked[11].data.begin(), walked[11].data.end(), 0),
+              static_cast<ptrdiff_t>(walked[11].data.size()));
+}
+
+} // namespace

@@ -1,0 +1,340 @@
+// Recorders' AVI dialects built on files ffmpeg writes: their text streams and trailers added by
+// the writer, every frame's picture compared with ffmpeg's and its time and camera with what the
+// dialect says.
+#include "core/time/Ticks.h"
+#include "core/time/TimeZoneInformation.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "formats/avi/AviFixture.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+using namespace AviTests;
+using Vorn::Vorncast::Decoders::FourCCLE;
+using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+
+constexpr const char* CieffeGuid = "5BA4AF6A-0DB2-4f5b-B1E1-46764FD5F95A";
+constexpr const char* GeoVisionGuid = "6006C27E-3BBA-4031-B3B8-367F9770C487";
+constexpr const char* SoutheasternGuid = "6DD01687-CC23-4808-A838-6D5E6FD5766E";
+constexpr const char* LoronixGuid = "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5";
+constexpr const char* VisimetricsMpegGuid = "7730FAAE-D085-46cd-88EF-7F2E6FDB2E1E";
+constexpr const char* OmniVisionGuid = "CC3CA969-444E-4b0a-BAF2-719ADFFF063C";
+constexpr int Width = 96;
+constexpr int Height = 64;
+
+Bytes Text(const std::string& text) {
+    return Bytes(text.begin(), text.end());
+}
+
+class AviMembersTest : public AviRecordingTest {
+protected:
+    // ffmpeg's file of 12 frames in `codec` under `tag`; its video stream, with its reference pictures.
+    // `throughDriver`: the private codecs' driver decodes the tag, with its colour conversion.
+    AviStreamSpec Video(const std::string& codec, const char* tag, bool throughDriver = true) {
+        const std::string name = std::string(tag) + ".avi";
+        const Bytes file = Record(name, Width, Height, 0.48, "-c:v " + codec + " -q:v 3 -g 6 -vtag " + tag);
+        reference = Reference(name, Width, Height, throughDriver);
+        std::vector<AviStreamSpec> streams = ReadAviStreams(file);
+        EXPECT_EQ(streams.size(), 1u);
+        return streams.empty() ? AviStreamSpec{} : streams[0];
+    }
+    static AviStreamSpec TextStream(const std::vector<Bytes>& texts) {
+        AviStreamSpec text;
+        text.type = FourCCLE("txts");
+        text.chunks = texts;
+        return text;
+    }
+    // Loads `path` and walks its one camera: pictures as ffmpeg's, the stream named `camera`.
+    std::vector<Delivered> WalkOneCamera(const char* guid, const std::string& path,
+                                         const std::string& camera) {
+        EXPECT_EQ(Load(guid, path), 0) << LastError();
+        const std::vector<int> streams = VideoStreams();
+        EXPECT_EQ(streams.size(), 1u);
+        if (streams.empty()) {
+            return {};
+        }
+        EXPECT_EQ(StreamName(streams[0]), camera);
+        std::vector<Delivered> walked = WalkForward(streams[0]);
+        ExpectPictures(walked, reference);
+        return walked;
+    }
+    std::vector<Bytes> reference;
+};
+
+// The trailer names the camera: the file name's digits, 1 and 2, make camera 13; the recorder's
+// clock is not given.
+TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
+    AviLayout layout;
+    layout.trailer = Text("header/INSIGNIS and some twenty more bytes");
+    AddFile("/cieffe/cam12.avi", WriteAvi({Video("msmpeg4", "MP43")}, layout).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(CieffeGuid, "/cieffe/cam12.avi", "cam12");
+    EXPECT_EQ(DecoderName("DecodeCieffeLinearis"), "Cieffe Linearis (MPEG-4)");
+    for (const Delivered& frame : walked) {
+        EXPECT_EQ(frame.time.recordedTime, 0);
+    }
+    AddFile("/cieffe/cam1.avi", WriteAvi({Video("msmpeg4", "MP43")}).bytes);
+    EXPECT_NE(Load(CieffeGuid, "/cieffe/cam1.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeCieffeLinearis: Decode Failure (couldn't find)\n"));
+    EXPECT_TRUE(WasLogged(
+        "BaseAVIDecoder: Decode Failure (Failing Close Complete, final call to DecoderFailure())\n"));
+}
+
+// Long forms carry time and date, short forms the time alone on the last date; the file names
+// the camera.
+TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
+    std::vector<Bytes> texts;
+    for (int frame = 0; frame < 12; ++frame) {
+        char text[40];
+        if (frame % 3 == 2) {
+            std::snprintf(text, sizeof(text), "TM 05:06:%02d.%d!", frame, frame);
+        } else {
+            std::snprintf(text, sizeof(text), "CAM01 05:06:%02d(2021/3/%d) end", frame, 4 + frame / 3);
+        }
+        texts.push_back(Text(text));
+    }
+    AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
+    EXPECT_EQ(DecoderName("DecodeGeoVision"), "GeoVision (GMP4)");
+    ASSERT_EQ(walked.size(), 12u);
+    for (int frame = 0; frame < 12; ++frame) {
+        const int milliseconds = frame % 3 == 2 ? frame : 0;
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4 + frame / 3, 5, 6, frame, milliseconds))
+            << "frame " << frame;
+    }
+}
+
+TEST_F(AviMembersTest, GeoVisionTextsThatDoNotParseFailTheLoadWithTheirText) {
+    const AviStreamSpec video = Video("mpeg4", "GMP4");
+    const std::pair<std::string, std::vector<const char*>> cases[] = {
+        {"short", {"DecodeGeoVision: Decode Failure (meta data chunk found is wrong size)\n"}},
+        {"CAM01 05 06 07 2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing time string(1))\n"}},
+        {"CAM01 05:06:07 2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing time string(2))\n"}},
+        {"CAM01 05:06:07(2021/3/4 end of text",
+         {"DecodeGeoVision: Decode Failure (read past end of buffer when processing date string(1))\n"}},
+        {"CAM01 05:x6:07(2021/3/4) end",
+         {"DecodeGeoVision: Decode Failure (error when parsing the minutes in the metadata)\n",
+          "DecodeGeoVision: Decode Failure (error parsing time string(1))\n"}},
+        {"CAM01 05:06:07(21/3/4) end ...",
+         {"DecodeGeoVision: Decode Failure (error when parsing the year in the metadata)\n",
+          "DecodeGeoVision: Decode Failure (error parsing date string)\n"}},
+    };
+    int folder = 0;
+    for (const auto& [text, logged] : cases) {
+        LoggedTexts().clear();
+        const std::string path = "/geo" + std::to_string(folder++) + "/cam.avi";
+        AddFile(path, WriteAvi({video, TextStream(std::vector<Bytes>(12, Text(text)))}).bytes);
+        EXPECT_NE(Load(GeoVisionGuid, path), 0) << text;
+        for (const char* line : logged) {
+            EXPECT_TRUE(WasLogged(line)) << line;
+        }
+    }
+    LoggedTexts().clear();
+    AddFile("/geo/none.avi", WriteAvi({video}).bytes);
+    EXPECT_NE(Load(GeoVisionGuid, "/geo/none.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeGeoVision: Decode Failure (StreamInfo* is null)\n"));
+}
+
+// Both text forms, the plain date and the one with the camera's name, frame by frame.
+TEST_F(AviMembersTest, OmniVisionReadsBothFormsOfItsTexts) {
+    std::vector<Bytes> texts;
+    for (int frame = 0; frame < 12; ++frame) {
+        char text[64];
+        if (frame < 6) {
+            std::snprintf(text, sizeof(text), "2021-03-04 05:06:%02d", frame);
+        } else {
+            std::snprintf(text, sizeof(text), "CAMERA=Gate RECORDTYPE=1 TIME=202103040506%02d%-11s", frame,
+                          "");
+        }
+        Bytes chunk = Text(text);
+        chunk.push_back(0);
+        texts.push_back(chunk);
+    }
+    ASSERT_EQ(texts[11].size(), 56u) << texts[11].data();
+    AddFile("/ovr/a.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(OmniVisionGuid, "/ovr/a.avi", "Gate");
+    ASSERT_EQ(walked.size(), 12u);
+    for (int frame = 0; frame < 12; ++frame) {
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, 0))
+            << "frame " << frame;
+    }
+    texts[3][5] = '1'; // month 13
+    AddFile("/ovr/b.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
+    EXPECT_NE(Load(OmniVisionGuid, "/ovr/b.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeOmniVisionOVR2200: Decode Failure (bad time stamp in text frame 3)\n"));
+}
+
+// A Southeastern record: the camera's name, then BCD time fields from byte 16.
+Bytes SoutheasternRecord(const char* camera, int second, int milliseconds) {
+    Bytes record(420, 0);
+    std::memcpy(record.data(), camera, std::min<size_t>(8, std::strlen(camera)));
+    auto bcd = [](int value) { return static_cast<uint8_t>(value / 10 % 10 * 16 + value % 10); };
+    const uint8_t fields[] = {0x05, 0x06, bcd(second), bcd(milliseconds / 100), bcd(milliseconds % 100), 0x04,
+                              0x03, 0x20, 0x21};
+    std::copy(std::begin(fields), std::end(fields), record.begin() + 16);
+    return record;
+}
+
+// Two files of one recording, each with a record before every video frame: one camera across both,
+// each frame at its record's time; key frames are found in the pictures, the index has none.
+TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
+    AviStreamSpec video = Video("mpeg4", "DIVX", false);
+    std::fill(video.flags.begin(), video.flags.end(), 0u);
+    for (int file = 0; file < 2; ++file) {
+        std::vector<Bytes> records;
+        for (int frame = 0; frame < 12; ++frame) {
+            records.push_back(SoutheasternRecord("Lobby", file * 12 + frame, frame * 40));
+        }
+        AddFile("/se/SE01_20210304_000" + std::to_string(file) + ".avi",
+                WriteAvi({TextStream(records), video}).bytes);
+    }
+    AddFile("/se/SE01_20210305_0000.avi", Bytes(16, 0)); // another recording's file, never listed
+    const std::vector<Bytes> oneFile = reference;
+    reference.insert(reference.end(), oneFile.begin(), oneFile.end());
+    const std::vector<Delivered> walked =
+        WalkOneCamera(SoutheasternGuid, "/se/SE01_20210304_0001.avi", "Lobby");
+    ASSERT_EQ(walked.size(), 24u);
+    for (int frame = 0; frame < 24; ++frame) {
+        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, frame % 12 * 40))
+            << "frame " << frame;
+    }
+    const int stream = VideoStreams()[0];
+    countingFiles.reads = 0;
+    const Delivered jumped = GoTo(stream, walked[9].time.streamTime);
+    EXPECT_EQ(countingFiles.reads, 4);
+    EXPECT_GE(CodecTest::Psnr(reference[9].data(), jumped.data.data(), jumped.data.size()), MinimumPsnr);
+
+    std::vector<Bytes> bad(12, SoutheasternRecord("Lobby", 1, 0));
+    bad[4][22] = 0x13;
+    AddFile("/bad/SE01_20210304_0000.avi", WriteAvi({TextStream(bad), video}).bytes);
+    EXPECT_NE(Load(SoutheasternGuid, "/bad/SE01_20210304_0000.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"));
+    AddFile("/none/SE01_20210304_0000.avi", WriteAvi({video}).bytes);
+    EXPECT_NE(Load(SoutheasternGuid, "/none/SE01_20210304_0000.avi"), 0);
+    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
+}
+
+// The Loronix trailer: the start at 2021-03-04 05:06:07 UTC, and a zone an hour east of it.
+Bytes LoronixTrailer(uint32_t startSize) {
+    Bytes trailer = Text("LRX2");
+    trailer.insert(trailer.end(),
+                   {static_cast<uint8_t>(startSize), static_cast<uint8_t>(startSize >> 8), 0, 0});
+    Bytes start(148, 0);
+    const uint32_t seconds = 1614834367;
+    std::memcpy(start.data() + 36, &seconds, 4);
+    trailer.insert(trailer.end(), start.begin(), start.end());
+    const Bytes zoneHead = Text("LRX3");
+    trailer.insert(trailer.end(), zoneHead.begin(), zoneHead.end());
+    trailer.insert(trailer.end(), {0xFC, 0x01, 0, 0});
+    Bytes zoneChunk(508, 0);
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
+    zone.Bias = -60;
+    uint8_t zoneBytes[Vorn::Vorncast::Decoders::TimeZoneInformationBytes];
+    Vorn::Vorncast::Decoders::WriteTimeZoneInformation(zone, zoneBytes);
+    std::copy(std::begin(zoneBytes), std::end(zoneBytes), zoneChunk.begin() + 20);
+    trailer.insert(trailer.end(), zoneChunk.begin(), zoneChunk.end());
+    return trailer;
+}
+
+// TJPG pictures through the recorder's own JPEG codec; the camera from the file's name, the times
+// from the trailer on the recorder's local clock.
+TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
+    AviStreamSpec video;
+    video.format = AviVideoFormat(FourCCLE("TJPG"), Width, Height);
+    std::vector<BgrPicture> pictures;
+    for (int32_t frame = 0; frame < 5; ++frame) {
+        pictures.push_back(MakeQuadrantPicture(Width, Height, frame));
+        video.chunks.push_back(EncodeTestJpeg(pictures.back()));
+    }
+    AviLayout layout;
+    layout.trailer = LoronixTrailer(148);
+    AddFile("/lrx/007-Till 2--export.avi", WriteAvi({video}, layout).bytes);
+    ASSERT_EQ(Load(LoronixGuid, "/lrx/007-Till 2--export.avi"), 0) << LastError();
+    ASSERT_EQ(StreamName(VideoStream()), "Till 2");
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), pictures.size());
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime,
+                  TicksFromSystemTime(2021, 3, 4, 6, 6, 7, static_cast<int32_t>(frame) * 40));
+        ASSERT_EQ(walked[frame].data.size(), pictures[frame].bgr.size());
+        EXPECT_LT(CompareBgr(pictures[frame], walked[frame].data.data(), Width * 3).meanAbsolute, 3.0);
+    }
+    layout.trailer = LoronixTrailer(149);
+    AddFile("/lrx/008-Door--export.avi", WriteAvi({video}, layout).bytes);
+    EXPECT_NE(Load(LoronixGuid, "/lrx/008-Door--export.avi"), 0);
+    EXPECT_TRUE(
+        WasLogged("DecodeLoronixCCTVWare: Decode Failure (found LRX2 chunk, but size is incorrect)\n"));
+    AddFile("/lrx/clip.avi", WriteAvi({video}).bytes);
+    ASSERT_EQ(Load(LoronixGuid, "/lrx/clip.avi"), 0) << LastError();
+    EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
+}
+
+// MPEG-2 video with MP3 audio: the text stream's first time starts the recording and the audio,
+// 24 ms a frame, is its clock; pictures and sound as ffmpeg decodes them, also where an audio
+// chunk cuts a picture in two.
+TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
+    const Bytes made =
+        Record("m2.avi", Width, Height, 0.48,
+               "-f lavfi -i sine=frequency=440:sample_rate=48000:duration=0.48 -c:v mpeg2video "
+               "-g 6 -bf 0 -q:v 3 -c:a libmp3lame -ac 1 -b:a 64k");
+    reference = Reference("m2.avi", Width, Height);
+    std::vector<AviStreamSpec> streams = ReadAviStreams(made);
+    ASSERT_EQ(streams.size(), 2u);
+    streams[0].format = AviVideoFormat(FourCCLE("MPEG"), Width, Height); // as the recorder labels it
+    Bytes start(16, 0);
+    const uint16_t words[8] = {2021, 3, 4, 4, 5, 6, 7, 0};
+    std::memcpy(start.data(), words, sizeof(words));
+    // The recorder writes an audio chunk into the middle of the sixth picture, where the index finds it.
+    const Bytes& audio = streams[1].chunks[5];
+    Bytes& picture = streams[0].chunks[5];
+    const size_t half = picture.size() / 2;
+    Bytes inner = Text("01wb");
+    inner.insert(inner.end(),
+                 {static_cast<uint8_t>(audio.size()), static_cast<uint8_t>(audio.size() >> 8), 0, 0});
+    inner.insert(inner.end(), audio.begin(), audio.end());
+    picture.insert(picture.begin() + static_cast<ptrdiff_t>(half), inner.begin(), inner.end());
+    AviFile file = WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]});
+    for (size_t entry = 0; entry < file.chunks.size(); ++entry) {
+        if (file.chunks[entry].stream == 2 && file.chunks[entry].chunk == 5) {
+            const uint64_t video =
+                std::find_if(file.chunks.begin(), file.chunks.end(), [](const AviChunkPlace& p) {
+                    return p.stream == 0 && p.chunk == 5;
+                })->offset;
+            const auto head = static_cast<uint32_t>(video + half);
+            std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
+        }
+    }
+    AddFile("/vm/rec.avi", file.bytes);
+    const std::vector<Delivered> walked = WalkOneCamera(VisimetricsMpegGuid, "/vm/rec.avi", "");
+    const int64_t first = TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0);
+    const double duration = static_cast<double>(streams[1].chunks.size()) * 240000;
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        EXPECT_EQ(walked[frame].time.recordedTime, first + static_cast<int64_t>(frame * duration / 12))
+            << "frame " << frame;
+    }
+    const std::vector<Delivered> sound = WalkForward(AudioStream());
+    ASSERT_EQ(sound.size(), streams[1].chunks.size());
+    EXPECT_EQ(sound[3].time.recordedTime, first + 3 * 240000);
+    std::vector<int16_t> samples;
+    for (const Delivered& frame : sound) {
+        ASSERT_EQ(frame.status, 0);
+        const auto* pcm = reinterpret_cast<const int16_t*>(frame.data.data());
+        samples.insert(samples.end(), pcm, pcm + frame.data.size() / 2);
+    }
+    const std::vector<int16_t> expected = IsoTest::FfmpegAudioSamples(folder.Path("m2.avi"));
+    ASSERT_EQ(samples.size(), expected.size());
+    double difference = 0;
+    for (size_t at = 0; at < samples.size(); ++at) {
+        difference += std::abs(samples[at] - expected[at]);
+    }
+    EXPECT_LT(difference / static_cast<double>(samples.size()), 2.0);
+}
+
+} // namespace

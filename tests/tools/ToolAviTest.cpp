@@ -1,0 +1,66 @@
+// AVI recordings through the tool: a recorder's dialect found by autodetection with its cameras
+// and times, and a cut-short AVI whose load the tool ends and explains.
+#include "fixtures/formats/AviWriter.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "tools/ToolTestSupport.h"
+
+#include <fstream>
+
+namespace ToolTests {
+namespace {
+
+using json = nlohmann::json;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+void WriteFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+// Autodetection passes over the AVI decoders whose FourCC does not fit and finds GeoVision; each
+// frame carries the time of its text.
+TEST_F(ToolTest, GeoVisionAviIsFoundWithItsTimes) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty()) {
+        GTEST_SKIP() << "no MPEG-4 encoder";
+    }
+    const std::filesystem::path path = Work("recording") / written[0].name;
+    WriteFile(path, written[0].bytes);
+    const ToolRun probe = RunTool({"probe", path.string(), "--json"});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    const json report = json::parse(probe.out);
+    EXPECT_EQ(report["decoder"]["name"], "GeoVision");
+    const ToolRun frames = RunTool({"frames", path.string(), "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json listed = json::parse(frames.out);
+    ASSERT_EQ(listed.size(), 6u);
+    for (size_t frame = 0; frame < listed.size(); ++frame) {
+        EXPECT_EQ(listed[frame]["recorderTime"], "2021/03/04 05:06:0" + std::to_string(frame) + ".000");
+        EXPECT_EQ(listed[frame]["camera"], "Gate.avi");
+    }
+}
+
+// ffmpeg's AVI cut before its idx1 would load for ever: the tool ends the load once its progress
+// stands still and says why, with the status of a failed load.
+TEST_F(ToolTest, AnAviCutBeforeItsIndexIsExplained) {
+    if (!IsoTest::HaveFfmpegTools()) {
+        GTEST_SKIP() << "the ffmpeg program is not installed";
+    }
+    const std::filesystem::path made = Work("made.avi");
+    ASSERT_TRUE(IsoTest::RunFfmpeg(
+        "-f lavfi -i testsrc=size=64x48:rate=25:duration=0.4 -c:v mpeg4 -vtag XVID '" + made.string() + "'"));
+    std::vector<uint8_t> bytes = IsoTest::ReadWholeFile(made.string());
+    const std::string text(bytes.begin(), bytes.end());
+    const size_t index = text.rfind("idx1");
+    ASSERT_NE(index, std::string::npos);
+    bytes.resize(index);
+    const std::filesystem::path cut = Work("recording/cut.avi");
+    WriteFile(cut, bytes);
+    const ToolRun run = RunTool({"probe", cut.string()});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err.find("the AVI file has no usable index"), std::string::npos) << run.err;
+}
+
+} // namespace
+} // namespace ToolTests
