@@ -1,6 +1,6 @@
 // The damage sweep over recordings of the recorder formats, read by their rows of the decoder
 // table.
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"

@@ -1,6 +1,6 @@
 #include "codecs/jpeg/BlockJpegDecoder.h"
 
-#include "codecs/jpeg/BlockJpegWriter.h"
+#include "fixtures/jpeg/BlockJpegWriter.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The bridge's side of the driver conversation, against a driver that answers what each test
 // scripts: message order, records, result table and texts.
 #include "codecs/vfw/VFWDecoder.h"
-#include "codecs/vfw/VfwTestEncoder.h"
+#include "fixtures/codecs/VfwTestEncoder.h"
 #include "core/decoder/ScriptedDecoder.h"
 #include "model/files/FileTestSupport.h"
 

@@ -1,7 +1,7 @@
 // DIB layout and start-code probing of the video bridge.
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/StartCodeProbe.h"
-#include "codecs/vfw/VfwTestEncoder.h"
+#include "fixtures/codecs/VfwTestEncoder.h"
 #include "codecs/vfw/VfwTypes.h"
 
 #include <gtest/gtest.h>

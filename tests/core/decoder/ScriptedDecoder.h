@@ -99,6 +99,8 @@ public:
     using BaseDecoder::totalTracks;
 
     std::vector<std::string> calls;
+    // What a core or step answers when the test scripted nothing for it.
+    DecoderAction defaultReply = DDA_COMPLETE;
     const char* extensions = "vid";
     int32_t extensionCount = 1;
     std::string askedExtension;
@@ -107,7 +109,7 @@ protected:
     DecoderAction Answer(const std::string& operation) {
         Record(operation);
         auto reply = replies.find(operation);
-        return reply != replies.end() ? reply->second() : DDA_COMPLETE;
+        return reply != replies.end() ? reply->second() : defaultReply;
     }
     void Record(const std::string& operation) { calls.push_back(operation); }
 
@@ -177,108 +179,61 @@ protected:
         return Answer(std::string(phase) + "FileListComplete");
     }
 
-    DecoderAction QueryingCore() override { return Answer("QueryingCore"); }
-    void QueryingGetOpenName(char* name) override { NameFor("Querying", name); }
-    DecoderAction QueryingOpenComplete(int32_t, uint64_t) override { return Answer("QueryingOpenComplete"); }
-    void QueryingGetListPath(char* d, char* p, int32_t* depth) override { ListFor("Querying", d, p, depth); }
-    DecoderAction QueryingFileListComplete(bool ok, FileList& list) override {
-        return ListArrived("Querying", ok, list);
+// The steps every phase has: close and event; phases that read add open and read; loading and
+// querying add the file list.
+#define SCRIPTED_CLOSE_STEPS(Phase)                                                                          \
+    void Phase##GetFileToClose(int32_t* id) override {                                                       \
+        CloseFor(#Phase, id);                                                                                \
+    }                                                                                                        \
+    DecoderAction Phase##CloseComplete(int32_t) override {                                                   \
+        return Answer(#Phase "CloseComplete");                                                               \
+    }                                                                                                        \
+    DecoderAction Phase##EventComplete(WaitObject) override {                                                \
+        return Answer(#Phase "EventComplete");                                                               \
     }
-    void QueryingGetFileToClose(int32_t* id) override { CloseFor("Querying", id); }
-    DecoderAction QueryingCloseComplete(int32_t) override { return Answer("QueryingCloseComplete"); }
-    void QueryingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Querying", id, o, s, b);
+#define SCRIPTED_READ_STEPS(Phase)                                                                           \
+    SCRIPTED_CLOSE_STEPS(Phase)                                                                              \
+    void Phase##GetOpenName(char* name) override {                                                           \
+        NameFor(#Phase, name);                                                                               \
+    }                                                                                                        \
+    DecoderAction Phase##OpenComplete(int32_t, uint64_t) override {                                          \
+        return Answer(#Phase "OpenComplete");                                                                \
+    }                                                                                                        \
+    void Phase##GetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {             \
+        ReadFor(#Phase, id, o, s, b);                                                                        \
+    }                                                                                                        \
+    DecoderAction Phase##ReadComplete(int32_t, bool) override {                                              \
+        return Answer(#Phase "ReadComplete");                                                                \
     }
-    DecoderAction QueryingReadComplete(int32_t, bool) override { return Answer("QueryingReadComplete"); }
-    DecoderAction QueryingEventComplete(WaitObject) override { return Answer("QueryingEventComplete"); }
-
-    void LoadingGetOpenName(char* name) override { NameFor("Loading", name); }
-    DecoderAction LoadingOpenComplete(int32_t, uint64_t) override { return Answer("LoadingOpenComplete"); }
-    void LoadingGetListPath(char* d, char* p, int32_t* depth) override { ListFor("Loading", d, p, depth); }
-    DecoderAction LoadingFileListComplete(bool ok, FileList& list) override {
-        return ListArrived("Loading", ok, list);
-    }
-    void LoadingGetFileToClose(int32_t* id) override { CloseFor("Loading", id); }
-    DecoderAction LoadingCloseComplete(int32_t) override { return Answer("LoadingCloseComplete"); }
-    void LoadingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Loading", id, o, s, b);
-    }
-    DecoderAction LoadingReadComplete(int32_t, bool) override { return Answer("LoadingReadComplete"); }
-    DecoderAction LoadingEventComplete(WaitObject) override { return Answer("LoadingEventComplete"); }
-
-    void PositioningGetOpenName(char* name) override { NameFor("Positioning", name); }
-    DecoderAction PositioningOpenComplete(int32_t, uint64_t) override {
-        return Answer("PositioningOpenComplete");
-    }
-    void PositioningGetFileToClose(int32_t* id) override { CloseFor("Positioning", id); }
-    DecoderAction PositioningCloseComplete(int32_t) override { return Answer("PositioningCloseComplete"); }
-    void PositioningGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Positioning", id, o, s, b);
-    }
-    DecoderAction PositioningReadComplete(int32_t, bool) override {
-        return Answer("PositioningReadComplete");
-    }
-    DecoderAction PositioningEventComplete(WaitObject) override { return Answer("PositioningEventComplete"); }
-
-    DecoderAction PositioningAudioCore() override { return Answer("PositioningAudioCore"); }
-    void PositioningAudioGetOpenName(char* name) override { NameFor("PositioningAudio", name); }
-    DecoderAction PositioningAudioOpenComplete(int32_t, uint64_t) override {
-        return Answer("PositioningAudioOpenComplete");
-    }
-    void PositioningAudioGetFileToClose(int32_t* id) override { CloseFor("PositioningAudio", id); }
-    DecoderAction PositioningAudioCloseComplete(int32_t) override {
-        return Answer("PositioningAudioCloseComplete");
-    }
-    void PositioningAudioGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("PositioningAudio", id, o, s, b);
-    }
-    DecoderAction PositioningAudioReadComplete(int32_t, bool) override {
-        return Answer("PositioningAudioReadComplete");
-    }
-    DecoderAction PositioningAudioEventComplete(WaitObject) override {
-        return Answer("PositioningAudioEventComplete");
+#define SCRIPTED_LIST_STEPS(Phase)                                                                           \
+    SCRIPTED_READ_STEPS(Phase)                                                                               \
+    void Phase##GetListPath(char* d, char* p, int32_t* depth) override {                                     \
+        ListFor(#Phase, d, p, depth);                                                                        \
+    }                                                                                                        \
+    DecoderAction Phase##FileListComplete(bool ok, FileList& list) override {                                \
+        return ListArrived(#Phase, ok, list);                                                                \
     }
 
-    void DecompressingGetOpenName(char* name) override { NameFor("Decompressing", name); }
-    DecoderAction DecompressingOpenComplete(int32_t, uint64_t) override {
-        return Answer("DecompressingOpenComplete");
+    DecoderAction QueryingCore() override {
+        return Answer("QueryingCore");
     }
-    void DecompressingGetFileToClose(int32_t* id) override { CloseFor("Decompressing", id); }
-    DecoderAction DecompressingCloseComplete(int32_t) override {
-        return Answer("DecompressingCloseComplete");
+    DecoderAction PositioningAudioCore() override {
+        return Answer("PositioningAudioCore");
     }
-    void DecompressingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Decompressing", id, o, s, b);
+    DecoderAction DecompressingAudioCore() override {
+        return Answer("DecompressingAudioCore");
     }
-    DecoderAction DecompressingReadComplete(int32_t, bool) override {
-        return Answer("DecompressingReadComplete");
-    }
-    DecoderAction DecompressingEventComplete(WaitObject) override {
-        return Answer("DecompressingEventComplete");
-    }
-
-    DecoderAction DecompressingAudioCore() override { return Answer("DecompressingAudioCore"); }
-    void DecompressingAudioGetOpenName(char* name) override { NameFor("DecompressingAudio", name); }
-    DecoderAction DecompressingAudioOpenComplete(int32_t, uint64_t) override {
-        return Answer("DecompressingAudioOpenComplete");
-    }
-    void DecompressingAudioGetFileToClose(int32_t* id) override { CloseFor("DecompressingAudio", id); }
-    DecoderAction DecompressingAudioCloseComplete(int32_t) override {
-        return Answer("DecompressingAudioCloseComplete");
-    }
-    void DecompressingAudioGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("DecompressingAudio", id, o, s, b);
-    }
-    DecoderAction DecompressingAudioReadComplete(int32_t, bool) override {
-        return Answer("DecompressingAudioReadComplete");
-    }
-    DecoderAction DecompressingAudioEventComplete(WaitObject) override {
-        return Answer("DecompressingAudioEventComplete");
-    }
-
-    void UnloadingGetFileToClose(int32_t* id) override { CloseFor("Unloading", id); }
-    DecoderAction UnloadingCloseComplete(int32_t) override { return Answer("UnloadingCloseComplete"); }
-    DecoderAction UnloadingEventComplete(WaitObject) override { return Answer("UnloadingEventComplete"); }
+    SCRIPTED_LIST_STEPS(Querying)
+    SCRIPTED_LIST_STEPS(Loading)
+    SCRIPTED_READ_STEPS(Positioning)
+    SCRIPTED_READ_STEPS(PositioningAudio)
+    SCRIPTED_READ_STEPS(Decompressing)
+    SCRIPTED_READ_STEPS(DecompressingAudio)
+    SCRIPTED_CLOSE_STEPS(Unloading)
+    SCRIPTED_CLOSE_STEPS(Failing)
+#undef SCRIPTED_LIST_STEPS
+#undef SCRIPTED_READ_STEPS
+#undef SCRIPTED_CLOSE_STEPS
 
     DecoderAction FailingCore() override {
         Record("FailingCore");
@@ -288,9 +243,6 @@ protected:
         }
         return reply;
     }
-    void FailingGetFileToClose(int32_t* id) override { CloseFor("Failing", id); }
-    DecoderAction FailingCloseComplete(int32_t) override { return Answer("FailingCloseComplete"); }
-    DecoderAction FailingEventComplete(WaitObject) override { return Answer("FailingEventComplete"); }
 
 public:
     // Successive answers of FailingCore; DDA_NO_ACTION once they run out.
