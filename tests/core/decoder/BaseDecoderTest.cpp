@@ -265,6 +265,7 @@ TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
         decoder.stateBeforeFailure = row.before;
         decoder.totalFrames = 5;
         decoder.defaultReply = row.reply;
+        decoder.Script("QueryingCore", row.reply);
         DecoderAction result = Perform(decoder, row.operation);
         if (row.operation == List && row.step.empty()) {
             // A list outside loading and querying is refused, whatever then becomes of the decoder.
@@ -541,7 +542,7 @@ TEST_F(BaseDecoderScenario, ActionParametersComeFromTheCurrentPhaseAndAreZeroEls
         scripted.GetReadParameters(&fileId, &offset, &size, &buffer);
         EXPECT_EQ(offset, reads ? PhaseOf(state).size() : 0u);
         EXPECT_EQ(size, reads ? ScriptedDecoder::ReadSize : 0u);
-        EXPECT_EQ(buffer, reads ? scripted.readBuffer : nullptr);
+        EXPECT_EQ(buffer, reads ? scripted.readBuffer.data() : nullptr);
         scripted.GetFileToClose(&fileId);
         EXPECT_EQ(fileId, closes ? ScriptedDecoder::CloseId : -1);
         scripted.GetListPath(name, pattern, &depth);
@@ -610,7 +611,24 @@ TEST_F(BaseDecoderScenario, UnwrittenStepsRefuseThroughADecoderFailure) {
 
 // ---- Helpers a format decoder builds on ----
 
+// Track n has 10 * (n + 1) frames.
+class TrackedDecoder : public ScriptedDecoder {
+public:
+    bool GetTrackInfo(int32_t track, char* name, FrameTimes* first, FrameTimes* last, int32_t* frames,
+                      bool* trackHasAudio) override {
+        lastTrackAsked = track;
+        std::strcpy(name, "track");
+        *first = FrameTimes{};
+        *last = FrameTimes{};
+        *frames = 10 * (track + 1);
+        *trackHasAudio = false;
+        return true;
+    }
+    int32_t lastTrackAsked = -1;
+};
+
 TEST_F(BaseDecoderScenario, SelectTrackCountsTheFramesOfAnExistingTrackOnly) {
+    TrackedDecoder decoder;
     decoder.totalTracks = 3;
     decoder.totalFrames = 7;
     decoder.currentFrame = 2;
@@ -684,12 +702,12 @@ TEST_F(BaseDecoderScenario, FrameInfoComesFromTheTimesAndCameraOfTheCurrentFrame
 
 TEST_F(BaseDecoderScenario, DefaultQueryScoresTheExtensionWithoutOpeningFiles) {
     MinimalDecoder minimal;
-    EXPECT_EQ(minimal.Query("C:\\Export\\CAM01.VID", 0), DDA_COMPLETE);
-    EXPECT_EQ(minimal.askedExtension, "VID");
+    EXPECT_EQ(minimal.Query("C:\\Export\\CAM01.TST", 0), DDA_COMPLETE);
+    EXPECT_EQ(minimal.askedExtension, "TST");
     EXPECT_EQ(minimal.GetConfidence(), 50);
     EXPECT_EQ(minimal.Query("/export/cam01.avi", 0), DDA_COMPLETE);
     EXPECT_EQ(minimal.GetConfidence(), 0);
-    minimal.Query("/export.vid/noextension", 0);
+    minimal.Query("/export.tst/noextension", 0);
     EXPECT_EQ(minimal.askedExtension, "");
     EXPECT_THAT(minimal.calls, IsEmpty());
 }
@@ -705,7 +723,7 @@ TEST_F(BaseDecoderScenario, PathPatternsNameEachExtensionCutToTheSharedBuffer) {
     EXPECT_EQ(std::string(first), "<n:c0>." + longItem.substr(0, 42));
     ScriptedDecoder other;
     EXPECT_EQ(other.GetPathPattern(0), first);
-    EXPECT_STREQ(first, "<n:c0>.vid");
+    EXPECT_STREQ(first, "<n:c0>.tst");
     EXPECT_EQ(decoder.GetFilePatternCount(), 2);
     other.multiFileFlag = 1;
     EXPECT_EQ(other.GetFilePatternCount(), -1);
