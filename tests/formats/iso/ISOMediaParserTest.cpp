@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-#include <sstream>
 #include <string>
 
 using namespace Vorn::Vorncast::Decoders;
