@@ -180,31 +180,6 @@ TEST_F(GenericJpegTest, MarkersLeftBehindAShortLastBlockGiveFramesBeyondTheEnd) 
     ExpectPicture(GetFrame(0), MakeQuadrantPicture(Width, Height, 0), 0);
 }
 
-TEST_F(GenericJpegTest, DamagedImagesFailAloneAndTheNextFrameDecodes) {
-    // Large enough that each damaged frame is read into a buffer of its own size: nothing of an
-    // earlier read lies behind it for the decoder to run on into.
-    std::vector<BgrPicture> pictures;
-    for (uint32_t seed = 1; seed <= 4; ++seed) {
-        pictures.push_back(MakeScenePicture(320, 240, seed));
-    }
-    std::vector<std::vector<uint8_t>> images = EncodeAll(pictures);
-    images[0] = TruncateJpegScan(images[0]);
-    images[2] = BreakJpegScan(images[2]);
-    ASSERT_GT(images[0].size(), DecodeGenericJPEG::ScanBlockSize);
-    ASSERT_EQ(LoadFile(Concatenate(images, 0, 4096).bytes), FCR_SUCCESS) << "the first header is whole";
-    ASSERT_EQ(totalFrames, 4);
-
-    EXPECT_EQ(GetFrame(0).result, FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("Bad image 0\n"));
-    ExpectPicture(GetFrame(1), pictures[1], 1);
-    EXPECT_EQ(GetFrame(2).result, FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("Bad image 2\n"));
-    ExpectPicture(GetFrame(3), pictures[3], 3);
-    EXPECT_EQ(client->GetDecoder()->GetState(), DDS_LOADED);
-    EXPECT_TRUE(Capi::Close(client));
-    ExpectNoFileOpen();
-}
-
 TEST_F(GenericJpegTest, AFailedLoadLeavesNothingBehindForTheNext) {
     EXPECT_EQ(LoadFile({}), FCR_FAILURE);
     ASSERT_EQ(LoadFile(Concatenate(EncodeAll(QuadrantFrames(2)), 0, 4096).bytes), FCR_SUCCESS);
