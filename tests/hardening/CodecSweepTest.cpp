@@ -2,16 +2,16 @@
 // format decoder and decoded through the library's codecs; and the checks that the sweep itself
 // catches a decoder that never ends.
 #include "MissingTool.h"
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/FileClient.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/codecs/CodecRecording.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
-#include "fixtures/codecs/CodecRecording.h"
 #include "hardening/DamageSweep.h"
 #include "model/files/MemoryFileSource.h"
 

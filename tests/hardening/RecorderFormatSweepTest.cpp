@@ -1,6 +1,5 @@
 // The damage sweep over recordings of the recorder formats, read by their rows of the decoder
 // table.
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
@@ -10,6 +9,7 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/ViseumWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "codecs/jpeg2000/Jpeg2000Decoder.h"
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/binary/ByteView.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // The bridge's side of the driver conversation, against a driver that answers what each test
 // scripts: message order, records, result table and texts.
 #include "codecs/vfw/VFWDecoder.h"
-#include "fixtures/codecs/VfwTestEncoder.h"
 #include "core/decoder/ScriptedDecoder.h"
+#include "fixtures/codecs/VfwTestEncoder.h"
 #include "model/files/FileTestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // DIB layout and start-code probing of the video bridge.
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/StartCodeProbe.h"
-#include "fixtures/codecs/VfwTestEncoder.h"
 #include "codecs/vfw/VfwTypes.h"
+#include "fixtures/codecs/VfwTestEncoder.h"
 
 #include <gtest/gtest.h>
 
