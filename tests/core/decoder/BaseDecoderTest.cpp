@@ -85,6 +85,8 @@ struct Transition {
 
 using enum Operation;
 
+// One transition a line.
+// clang-format off
 std::vector<Transition> Transitions() {
     std::vector<Transition> rows = {
         // Query and load start from idle or queried; a core that ends at once leaves the decoder idle.
@@ -104,61 +106,26 @@ std::vector<Transition> Transitions() {
         {DDS_UNLOADING, Close, DDA_CLOSE, DDA_CLOSE, DDS_UNLOADING, "UnloadingCloseComplete"},
         {DDS_UNLOADING, Close, DDA_FAILED, DDA_FAILED, DDS_IDLE, "UnloadingCloseComplete"},
         {DDS_UNLOADING, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_IDLE, "UnloadingEventComplete"},
-        {DDS_UNLOADING,
-         Open,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted OpenComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
-        {DDS_UNLOADING,
-         Read,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted ReadComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
+        {DDS_UNLOADING, Open, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted OpenComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
+        {DDS_UNLOADING, Read, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted ReadComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
         // Frame phases run from the loaded state only; one that waits on a file stays in its state.
         {DDS_LOADED, GoTo, DDA_READ, DDA_READ, DDS_POSITIONING, "PositioningCore"},
         {DDS_LOADED, Decompress, DDA_FAILED, DDA_FAILED, DDS_LOADED, "DecompressingCore"},
-        {DDS_POSITIONING,
-         GoTo,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_POSITIONING,
-         "",
-         {"BaseDecoder::GoToFrame BAD STATE 4\n"}},
+        {DDS_POSITIONING, GoTo, DDA_COMPLETE, DDA_FAILED, DDS_POSITIONING, "",
+            {"BaseDecoder::GoToFrame BAD STATE 4\n"}},
         // Completions outside a file phase.
-        {DDS_QUERIED,
-         Close,
-         DDA_COMPLETE,
-         DDA_NO_ACTION,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted CloseComplete with bad state\n", "Scripted DecoderFailure with bad state\n"}},
+        {DDS_QUERIED, Close, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted CloseComplete with bad state\n", "Scripted DecoderFailure with bad state\n"}},
         {DDS_FAILING, Close, DDA_CLOSE, DDA_CLOSE, DDS_FAILING, "FailingCloseComplete"},
         {DDS_FAILING, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_FAILING, "FailingEventComplete"},
-        {DDS_FAILING,
-         Open,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted OpenComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
-        {DDS_FAILING,
-         Read,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted ReadComplete with state DDS_FAILING\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
-        {DDS_FAILING,
-         List,
-         DDA_COMPLETE,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted FileListComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        {DDS_FAILING, Open, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted OpenComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        {DDS_FAILING, Read, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted ReadComplete with state DDS_FAILING\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        {DDS_FAILING, List, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted FileListComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
         // A completing step ends a query queried and a load loaded; a failed one without a decoder
         // failure leaves the phase running.
         {DDS_QUERYING, Read, DDA_FAILED, DDA_FAILED, DDS_QUERYING, "QueryingReadComplete"},
@@ -166,63 +133,27 @@ std::vector<Transition> Transitions() {
         {DDS_LOADING, Open, DDA_FAILED, DDA_FAILED, DDS_LOADING, "LoadingOpenComplete"},
         {DDS_LOADING, List, DDA_COMPLETE, DDA_COMPLETE, DDS_LOADED, "LoadingFileListComplete"},
         // A decoder failure outside the frame phases ends idle, answered by the former state.
-        {DDS_IDLE,
-         Failure,
-         DDA_NO_ACTION,
-         DDA_NO_ACTION,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted DecoderFailure with state DDS_IDLE\n"}},
-        {DDS_LOADED,
-         Failure,
-         DDA_NO_ACTION,
-         DDA_NO_ACTION,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted DecoderFailure with state DDS_LOADED\n"}},
-        {DDS_LOADING,
-         Failure,
-         DDA_NO_ACTION,
-         DDA_FAILED,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted DecoderFailure - DDS_LOADING\n"}},
-        {DDS_QUERIED,
-         Failure,
-         DDA_NO_ACTION,
-         DDA_NO_ACTION,
-         DDS_IDLE,
-         "FailingCore",
-         {"Scripted DecoderFailure with bad state\n"}},
+        {DDS_IDLE, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with state DDS_IDLE\n"}},
+        {DDS_LOADED, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with state DDS_LOADED\n"}},
+        {DDS_LOADING, Failure, DDA_NO_ACTION, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure - DDS_LOADING\n"}},
+        {DDS_QUERIED, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with bad state\n"}},
     };
     for (Operation operation : {Open, Close, Event, Read}) {
         std::string name = std::string(OperationName(operation)) + "Complete";
-        rows.push_back({DDS_IDLE,
-                        operation,
-                        DDA_COMPLETE,
-                        DDA_NO_ACTION,
-                        DDS_IDLE,
-                        "",
-                        {"Scripted " + name + " with state DDS_IDLE\n"}});
-        rows.push_back({DDS_LOADED,
-                        operation,
-                        DDA_COMPLETE,
-                        DDA_NO_ACTION,
-                        DDS_IDLE,
-                        "FailingCore",
-                        {"Scripted " + name + " with state DSS_LOADED\n",
-                         "Scripted DecoderFailure with state DDS_LOADED\n"}});
+        rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "",
+            {"Scripted " + name + " with state DDS_IDLE\n"}});
+        rows.push_back({DDS_LOADED, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted " + name + " with state DSS_LOADED\n", "Scripted DecoderFailure with state DDS_LOADED\n"}});
         rows.push_back({DDS_QUERYING, operation, DDA_COMPLETE, DDA_COMPLETE, DDS_QUERIED, "Querying" + name});
         rows.push_back({DDS_LOADING, operation, DDA_READ, DDA_READ, DDS_LOADING, "Loading" + name});
     }
     for (Operation operation : {GoTo, GoToAudio, Decompress, DecompressAudio}) {
-        rows.push_back({DDS_IDLE,
-                        operation,
-                        DDA_COMPLETE,
-                        DDA_FAILED,
-                        DDS_IDLE,
-                        "",
-                        {"BaseDecoder::" + std::string(OperationName(operation)) + " BAD STATE 0\n"}});
+        rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "",
+            {"BaseDecoder::" + std::string(OperationName(operation)) + " BAD STATE 0\n"}});
     }
     // In a frame phase each completion reaches that phase's step; a failed read ends the phase, other
     // failed steps leave it waiting, and a decoder failure fails the frame alone.
@@ -241,19 +172,15 @@ std::vector<Transition> Transitions() {
             {state, Read, DDA_FAILED, DDA_FAILED, DDS_LOADED, phase + std::string("ReadComplete")});
         rows.push_back(
             {state, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_LOADED, phase + std::string("EventComplete")});
-        rows.push_back({state,
-                        Failure,
-                        DDA_NO_ACTION,
-                        DDA_FAILED,
-                        state,
-                        "",
-                        {"Scripted DecoderFailure - " + std::string(DecoderStateName(state)) + "\n"}});
+        rows.push_back({state, Failure, DDA_NO_ACTION, DDA_FAILED, state, "",
+            {"Scripted DecoderFailure - " + std::string(DecoderStateName(state)) + "\n"}});
     }
     for (DecoderState state : {DDS_IDLE, DDS_LOADED, DDS_POSITIONING, DDS_UNLOADING, DDS_QUERIED}) {
         rows.push_back({state, List, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, ""});
     }
     return rows;
 }
+// clang-format on
 
 TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
     for (const Transition& row : Transitions()) {
