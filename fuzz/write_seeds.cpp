@@ -2,9 +2,7 @@
 // default build/seeds) holding small, valid inputs made by the tests' own writers and encoders,
 // in the input shape of that target. `./run fuzz` runs it before the fuzzers.
 #include "FuzzUnits.h"
-#include "codecs/jpeg/JpegHeaderTemplate.h"
 #include "codecs/jpeg/JpegMarkers.h"
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/FileSetBytes.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
@@ -32,8 +30,10 @@
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
+#include "fixtures/jpeg/BlockJpegWriter.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 
 #include <cstdio>
@@ -108,70 +108,19 @@ void WriteJpegSeeds(SeedFolder& seeds) {
     seeds.Add(target, "template_scan", 1 | 1 << 2, {ScanData(templated)});
 }
 
-// Tables and picture size in a header that starts with SOI, as a key frame brings them.
-Unit BlockTables(int32_t width, int32_t height) {
-    Unit out(1024);
-    JpegHeaderWriter writer(out.data(), static_cast<int32_t>(out.size()));
-    writer.StartOfImage();
-    writer.QuantTables(StandardLuminanceQuantTable, StandardChrominanceQuantTable);
-    writer.StandardHuffmanTables(false);
-    writer.FrameHeader(width, height, 3, 0x21);
-    writer.ScanHeader(3);
-    out.resize(static_cast<size_t>(writer.Length()));
-    return out;
-}
-
-// One block: two luma units and one of each colour difference, each a DC value and end of block.
-Unit BlockData(int32_t value) {
-    const HuffmanCodes lumaDc = BuildHuffmanCodes(StandardLuminanceDcTable);
-    const HuffmanCodes lumaAc = BuildHuffmanCodes(StandardLuminanceAcTable);
-    const HuffmanCodes chromaDc = BuildHuffmanCodes(StandardChrominanceDcTable);
-    const HuffmanCodes chromaAc = BuildHuffmanCodes(StandardChrominanceAcTable);
-    EntropyWriter writer;
-    PutCodedValue(writer, lumaDc, 0, value);
-    writer.PutBits(lumaAc.code[0], lumaAc.length[0]);
-    PutCodedValue(writer, lumaDc, 0, -value / 2);
-    writer.PutBits(lumaAc.code[0], lumaAc.length[0]);
-    for (int32_t unit = 0; unit < 2; ++unit) {
-        PutCodedValue(writer, chromaDc, 0, value / 3 - unit * 5);
-        writer.PutBits(chromaAc.code[0], chromaAc.length[0]);
-    }
-    writer.Flush();
-    return writer.Bytes();
-}
-
-// A frame of `blocks` blocks (every one present, or those of the bitmap) and an end marker.
-Unit BlockFrame(int32_t width, int32_t height, int32_t blocks, const Unit* bitmap) {
-    Unit frame(64);
-    JpegHeaderWriter head(frame.data(), static_cast<int32_t>(frame.size()));
-    head.FrameHeader(width, height, 3, 0x21);
-    head.ScanHeader(3);
-    frame.resize(static_cast<size_t>(head.Length()));
-    for (int32_t block = 0; block < blocks; ++block) {
-        Unit data = BlockData(block * 7 % 41 - 20);
-        frame.push_back(static_cast<uint8_t>(data.size()));
-        frame.insert(frame.end(), data.begin(), data.end());
-    }
-    frame.push_back(0xFF);
-    frame.push_back(JpegEoi);
-    if (bitmap != nullptr) {
-        frame.insert(frame.end(), bitmap->begin(), bitmap->end());
-    }
-    return frame;
-}
-
 void WriteBlockJpegSeeds(SeedFolder& seeds) {
     const std::string target = "fuzz_codec_block_jpeg";
     // 48 x 16: three blocks across, two rows.
-    const Unit tables = BlockTables(48, 16);
-    seeds.Add(target, "all_blocks", 0,
-              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 6, nullptr)});
-    const Unit bitmap = {0xA4};
-    seeds.Add(target, "bitmap", 1 << 2,
-              {tables, BlockFrame(48, 16, 6, nullptr), BlockFrame(48, 16, 3, &bitmap)});
+    const BlockJpegWriter writer(48, 16, 50);
+    const TestPicture picture = MakeColourBars(48, 16);
+    const Unit tables = writer.Tables();
+    const Unit all = writer.MakeFrame(picture).bytes;
+    const std::vector<bool> present = {true, false, true, false, false, true};
+    seeds.Add(target, "all_blocks", 0, {tables, all, all});
+    seeds.Add(target, "bitmap", 1 << 2, {tables, all, writer.MakeFrame(picture, &present).bytes});
     Unit skipped = {0x00, 0x00, 0x00, 0x00};
     skipped.insert(skipped.end(), tables.begin(), tables.end());
-    seeds.Add(target, "header_behind_four_bytes", 2, {skipped, BlockFrame(48, 16, 6, nullptr)});
+    seeds.Add(target, "header_behind_four_bytes", 2, {skipped, all});
 }
 
 void WriteLosslessSeeds(SeedFolder& seeds) {

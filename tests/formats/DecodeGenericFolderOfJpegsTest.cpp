@@ -97,38 +97,6 @@ TEST_F(FolderOfJpegsTest, QueryAndPatternsGoByTheJpgExtension) {
     EXPECT_STREQ(Capi::GetPathPattern(words[0], words[1], words[2], words[3], 1), "");
 }
 
-TEST_F(FolderOfJpegsTest, LoadFailsWithoutJpgFilesOrWithoutAFolder) {
-    AddFile("/empty/a.png", {1, 2, 3});
-    AddFile("/empty/b.jpeg", {1, 2, 3});
-    EXPECT_EQ(Load(FolderOfJpegsGuid, "/empty/a.png"), FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("DecodeGenericFolderOfJpegs Failed to find any jpg files in the folder.\n"));
-    EXPECT_EQ(client->GetDecoder()->GetState(), DDS_IDLE);
-
-    LoggedLines().clear();
-    EXPECT_EQ(Load(FolderOfJpegsGuid, "001.jpg"), FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("DecodeGenericFolderOfJpegs LoadingFileListComplete failed with bad result\n"));
-
-    LoggedLines().clear();
-    AddFile("/zero/001.jpg", {});
-    EXPECT_EQ(Load(FolderOfJpegsGuid, "/zero/001.jpg"), FCR_FAILURE);
-    EXPECT_TRUE(
-        WasLogged("DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n"));
-    EXPECT_EQ(client->OpenFileCount(), 0);
-    EXPECT_TRUE(NoFileWasLeftOpen());
-}
-
-TEST_F(FolderOfJpegsTest, ACorruptFileFailsItsOwnFrameOnly) {
-    std::vector<BgrPicture> pictures = AddFolder(3);
-    std::vector<uint8_t> junk(300, 0x5A);
-    AddFile("/cam/002.jpg", junk);
-    ASSERT_EQ(Load(FolderOfJpegsGuid, "/cam/001.jpg"), FCR_SUCCESS);
-    ASSERT_EQ(totalFrames, 3);
-    EXPECT_EQ(GetFrame(1).result, FCR_FAILURE);
-    EXPECT_EQ(client->OpenFileCount(), 0);
-    ExpectFrame(2, pictures[2]);
-    ExpectFrame(0, pictures[0]);
-}
-
 TEST_F(FolderOfJpegsTest, ACorruptFirstFileStillLoadsWithoutAPictureSize) {
     AddFolder(3);
     std::vector<uint8_t> junk(300, 0x5A);

@@ -1,16 +1,17 @@
 // The damage sweep over recordings that carry the frames of each codec, read by the tests' own
 // format decoder and decoded through the library's codecs; and the checks that the sweep itself
 // catches a decoder that never ends.
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "MissingTool.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/FileClient.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/codecs/CodecRecording.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
-#include "hardening/CodecRecording.h"
 #include "hardening/DamageSweep.h"
 #include "model/files/MemoryFileSource.h"
 
@@ -107,7 +108,7 @@ TEST(CodecSweep, H263) {
 TEST(CodecSweep, H264) {
     CodecRecording recording = FromEncodedVideo(RecordedCodec::H264, "libx264", 64, 48, true);
     if (recording.frames.empty()) {
-        GTEST_SKIP() << "no H.264 encoder";
+        SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
     }
     ExpectCodecSurvivesDamage(recording);
 }

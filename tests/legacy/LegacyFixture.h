@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/client/DecoderTable.h"
-#include "legacy/TinyRecording.h"
+#include "fixtures/legacy/TinyRecording.h"
 #include "model/files/MemoryFileSource.h"
 
 #include <vorncast/VorncastDecoders.h>

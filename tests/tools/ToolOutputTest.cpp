@@ -1,6 +1,7 @@
 // What export, convert, sheet and sample write: pictures checked against those encoded, video files
 // opened with libavformat, manifests and frame logs checked against the files and the recording.
 
+#include "MissingTool.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "support/RecorderTime.h"
 #include "support/TestPattern.h"
@@ -211,7 +212,7 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
 // long as the recording, and the recorder's start in the metadata.
 TEST_F(ToolTest, ConvertKeepsTheSoundOfTheCamerasTrack) {
     if (!IsoTest::HaveFfmpegTools()) {
-        GTEST_SKIP() << "the ffmpeg program is not installed";
+        SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
     }
     const fs::path amr = Work("speech.amr");
     ASSERT_TRUE(IsoTest::WriteWholeFile(amr.string(), IsoTest::WriteAmrFile(80)));

@@ -1,3 +1,4 @@
+#include "MissingTool.h"
 #include "codecs/audio/IppDecoderAACAudio.h"
 #include "codecs/audio/IppDecoderAC3Audio.h"
 #include "codecs/audio/IppDecoderAMRAudio.h"
@@ -74,7 +75,7 @@ TEST(Mp3AudioAdapterTest, LayerTwoFramesDecodeOneOrSeveralACall) {
 
 TEST(Mp3AudioAdapterTest, LayerThreeFramesDecode) {
     if (!HasEncoder("libmp3lame")) {
-        GTEST_SKIP() << "libavcodec has no libmp3lame encoder here; the layer III case needs it";
+        SKIP_OR_FAIL_FOR_MISSING("the libmp3lame encoder");
     }
     EncodedAudio audio;
     ASSERT_TRUE(EncodeAudio("libmp3lame", 44100, 2, 6, &audio));

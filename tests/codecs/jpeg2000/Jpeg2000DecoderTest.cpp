@@ -1,6 +1,6 @@
 #include "codecs/jpeg2000/Jpeg2000Decoder.h"
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/binary/ByteView.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 
 #include <gtest/gtest.h>
 
@@ -249,7 +249,7 @@ TEST(Jpeg2000Failures, EveryCutOfTheDataFails) {
     }
 }
 
-TEST(Jpeg2000Failures, DamagedDataFailsOrIsSurvived) {
+TEST(Jpeg2000Failures, DamagedPictureSizesFailWithoutWriting) {
     std::vector<uint8_t> encoded = EncodeRgb(32, 32);
     // SIZ fields: Xsiz at 8, Ysiz at 12, Csiz at 40.
     std::vector<uint8_t> zeroWidth = encoded, noComponents = encoded, huge = encoded;
@@ -260,12 +260,6 @@ TEST(Jpeg2000Failures, DamagedDataFailsOrIsSurvived) {
         Decoded decoded = DecodeAs(false, damaged, 32 * 32 * 3);
         EXPECT_FALSE(decoded.ok);
         EXPECT_EQ(decoded.picture, std::vector<uint8_t>(32 * 32 * 3, Untouched));
-    }
-    // Damage inside the tile data must never reach outside the buffers; the result may go either way.
-    for (size_t at = 100; at < encoded.size(); at += 3) {
-        std::vector<uint8_t> damaged = encoded;
-        damaged[at] ^= 0x5A;
-        DecodeAs(false, damaged, 32 * 32 * 3);
     }
 }
 

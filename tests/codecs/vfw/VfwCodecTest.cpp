@@ -1,9 +1,10 @@
 // Frames encoded by libavcodec at test time go through the bridge under a private code and their
 // stream FourCC, and must come back as the pictures that were encoded.
+#include "MissingTool.h"
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/VFWDecoder.h"
 #include "codecs/vfw/VfwBuiltinDecoders.h"
-#include "codecs/vfw/VfwTestEncoder.h"
+#include "fixtures/codecs/VfwTestEncoder.h"
 #include "model/files/FileTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -46,7 +47,7 @@ TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {
     const CodecCase& c = GetParam();
     EncodedStream stream;
     if (!EncodeFrames(c.encoder, c.width, c.height, FrameCount, {}, &stream)) {
-        GTEST_SKIP() << "encoder " << c.encoder << " is not available";
+        SKIP_OR_FAIL_FOR_MISSING(std::string("the encoder ") + c.encoder);
     }
     std::vector<uint8_t> format =
         BitmapFormat(c.width, c.height, FourCC(c.streamFourCC), 24, stream.extradata);

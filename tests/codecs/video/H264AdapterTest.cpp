@@ -1,3 +1,4 @@
+#include "MissingTool.h"
 #include "codecs/video/H264Framing.h"
 #include "codecs/video/IppDecoderH264.h"
 #include "codecs/video/VideoTestHelpers.h"
@@ -22,7 +23,7 @@ class H264AdapterTest : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!HasEncoder("libx264")) {
-            GTEST_SKIP() << "libavcodec has no libx264 encoder here; the H.264 cases need it";
+            SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
         }
     }
 

@@ -2,8 +2,8 @@
 
 #include "core/client/DecoderTable.h"
 #include "core/client/FileClient.h"
-#include "core/client/ScriptedDecoder.h"
 #include "core/client/ScriptedFiles.h"
+#include "core/decoder/ScriptedDecoder.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +13,12 @@
 #include <vector>
 
 namespace ClientTests {
+
+using namespace Vorn::Vorncast::Decoders;
+using Testing::CallRecord;
+using Testing::LastOpened;
+using Testing::ScriptedDecoder;
+using Testing::Step;
 
 // Lines the core logged, in order.
 inline std::vector<std::string>& LoggedLines() {

@@ -204,64 +204,6 @@ TEST_F(ClientInterfaceTest, AbortStopsTheNextFrameOfTheClient) {
     EXPECT_EQ(decoder.positioningCalls, 0);
 }
 
-TEST(MasDigitalDecoderTest, WithoutDecoderEveryOperationGivesItsFixedAnswer) {
-    FileClient client;
-    EXPECT_EQ(client.GetConfidence(), 50);
-    EXPECT_EQ(client.GetCurrentFrame(), 0);
-    EXPECT_EQ(client.GetTotalFrames(), 0);
-    EXPECT_EQ(client.IndexOfFrameAtStreamTime(99), 0);
-    EXPECT_EQ(client.GetFramePeriod(), 0u);
-    EXPECT_EQ(client.GetNominalFramePeriod(), 0u);
-    EXPECT_EQ(client.GetPreviousFrame(3, 0), -1);
-    EXPECT_EQ(client.GetNextAudioFrame(3, 0), -1);
-    EXPECT_EQ(client.GoToFrame(0), DDA_NO_DECODER);
-    EXPECT_EQ(client.ReadComplete(0, true), DDA_NO_DECODER);
-    EXPECT_EQ(client.Decompress(), DDA_NO_DECODER);
-    EXPECT_FALSE(client.GetImage(4, nullptr));
-    EXPECT_FALSE(client.GetAudio(4, nullptr));
-
-    int32_t fileId = 5;
-    client.GetFileToClose(&fileId);
-    EXPECT_EQ(fileId, -1);
-    uint64_t offset = 7;
-    uint32_t size = 7;
-    uint8_t byte = 0;
-    uint8_t* buffer = &byte;
-    client.GetReadParameters(&fileId, &offset, &size, &buffer);
-    EXPECT_EQ(fileId, -1);
-    EXPECT_EQ(offset, 0u);
-    EXPECT_EQ(size, 0u);
-    EXPECT_EQ(buffer, nullptr);
-
-    char name[MaxPathLength], pattern[MaxPathLength];
-    std::memset(name, 'x', sizeof(name));
-    std::memset(pattern, 'x', sizeof(pattern));
-    int32_t depth = 9;
-    client.GetListPath(name, pattern, &depth);
-    EXPECT_EQ(name[0], 0);
-    EXPECT_EQ(name[MaxPathLength - 1], 0);
-    EXPECT_EQ(pattern[MaxPathLength - 1], 0);
-    std::memset(name, 'x', sizeof(name));
-    client.GetOpenName(name);
-    EXPECT_EQ(name[MaxPathLength - 1], 0);
-
-    uint8_t mask[CameraMaskBytes];
-    std::memset(mask, 0xEE, sizeof(mask));
-    client.GetCameras(mask);
-    for (uint8_t bit : mask) {
-        EXPECT_EQ(bit, 0);
-    }
-    FrameTimes times;
-    std::memset(&times, 0xEE, sizeof(times));
-    client.GetLastFrameTimes(&times);
-    EXPECT_EQ(times.recordedTime, 0);
-    EXPECT_EQ(times.zoneBias, 0);
-
-    int32_t width = 17;
-    client.GetImageInfo(&width, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EQ(width, 17) << "untouched";
-}
-
 TEST_F(ClientInterfaceTest, NominalPeriodIsTheDefaultWhateverTheDecodersOwn) {
     files.AddPatterned("frames.bin", 8);
     ScriptFrames("frames.bin", 1, 8);

@@ -66,82 +66,6 @@ TEST(DecoderTableTest, HoldsSeventyTwoRowsWithDistinctGuidsEachFoundAtItsOwnInde
     EXPECT_EQ(DecoderTable::At(-1), nullptr);
 }
 
-TEST(DecoderTableTest, RowsCarryTheirIdentityFieldByField) {
-    Description adata = Describe(0);
-    EXPECT_TRUE(adata.found);
-    EXPECT_EQ(adata.name, "AData");
-    EXPECT_EQ(adata.nameLength, 5);
-    EXPECT_EQ(adata.extensions, "aj?");
-    EXPECT_EQ(adata.extensionCount, 1);
-    EXPECT_EQ(adata.patternCount, 1) << "counted from the extensions when first asked";
-    EXPECT_EQ(adata.guid, "CE01A3D4-5141-46a6-AB06-6AAFA85C60A1");
-    EXPECT_TRUE(adata.flags.infoFlagB);
-    EXPECT_FALSE(adata.flags.infoFlagC);
-    EXPECT_FALSE(adata.flags.multiFile);
-    EXPECT_TRUE(adata.flags.infoFlagE);
-    EXPECT_FALSE(adata.flags.infoFlagD);
-
-    Description allFrames = Describe(16);
-    EXPECT_EQ(allFrames.name, "__LEGACY__ Tecton Darlex (All frames)");
-    EXPECT_EQ(allFrames.guid, "CFE30F46-4CC4-485a-A7B0-75681248B567");
-    EXPECT_EQ(allFrames.extensions, "vid");
-    EXPECT_EQ(allFrames.patternCount, 2);
-    EXPECT_TRUE(allFrames.flags.infoFlagD) << "chosen by hand only";
-    EXPECT_EQ(DecoderTable::RowAt(15)->className, std::string("DecodeDarlex"));
-    EXPECT_EQ(DecoderTable::RowAt(15)->variant, 0);
-    EXPECT_EQ(DecoderTable::RowAt(16)->variant, 1);
-
-    Description loronix = Describe(24);
-    EXPECT_EQ(loronix.name, "Loronix CCTVWare");
-    EXPECT_EQ(loronix.extensions, "avi");
-    EXPECT_TRUE(loronix.flags.infoFlagC) << "a general container";
-    EXPECT_TRUE(loronix.flags.multiFile);
-    EXPECT_EQ(loronix.patternCount, 0) << "containers offer no patterns";
-
-    Description kodicom = Describe(48);
-    EXPECT_EQ(kodicom.name, "Kodicom Diginet Center");
-    EXPECT_EQ(kodicom.guid, "760D2C01-30F2-40c1-BF16-529CA2FBC5EC");
-    EXPECT_EQ(kodicom.extensions, "kif;bix;box");
-    EXPECT_EQ(kodicom.extensionCount, 3);
-
-    Description vicon = Describe(65);
-    EXPECT_EQ(vicon.name, "ViconNet");
-    EXPECT_EQ(vicon.extensionCount, 4);
-    EXPECT_EQ(vicon.patternCount, 4);
-
-    Description folder = Describe(71);
-    EXPECT_EQ(folder.name, "Generic Folder of Jpegs");
-    EXPECT_TRUE(folder.flags.infoFlagC);
-    EXPECT_TRUE(folder.flags.infoFlagD);
-    EXPECT_EQ(folder.patternCount, 1);
-
-    Description jpeg = Describe(70);
-    EXPECT_EQ(jpeg.name, "Generic JPEG");
-    EXPECT_EQ(jpeg.extensions, "");
-    EXPECT_EQ(jpeg.extensionCount, 0);
-    EXPECT_EQ(jpeg.patternCount, 0);
-    EXPECT_TRUE(jpeg.flags.infoFlagD);
-    EXPECT_EQ(std::string(DecoderTable::RowAt(3)->extensions), "") << "Dallmeier has no extension list";
-}
-
-TEST(DecoderTableTest, DescriptionOutsideTheTableIsEmptyButForTheFourthFlag) {
-    for (int32_t index : {72, -1}) {
-        Description none = Describe(index);
-        EXPECT_FALSE(none.found);
-        EXPECT_EQ(none.name, "");
-        EXPECT_EQ(none.nameLength, 0);
-        EXPECT_EQ(none.extensions, "");
-        EXPECT_EQ(none.extensionCount, 0);
-        EXPECT_EQ(none.patternCount, 0);
-        EXPECT_EQ(none.guid, "");
-        EXPECT_FALSE(none.flags.infoFlagB);
-        EXPECT_FALSE(none.flags.infoFlagC);
-        EXPECT_FALSE(none.flags.multiFile);
-        EXPECT_TRUE(none.flags.infoFlagE);
-        EXPECT_FALSE(none.flags.infoFlagD);
-    }
-}
-
 TEST(DecoderTableTest, NameIsCutToTheBuffer) {
     Description cut = Describe(2, 5);
     EXPECT_EQ(cut.name, "Came");
@@ -155,21 +79,6 @@ TEST(DecoderTableTest, GuidLookupsIgnoreCaseAndMissUnknownGuids) {
     Words("760D2C01-30F2-40c1-BF16-529CA2FBC5E0", words); // the native Kodicom's, not a digital row
     EXPECT_EQ(Capi::FindDecoder(words[0], words[1], words[2], words[3]), nullptr);
     EXPECT_EQ(Capi::GetPathPattern(words[0], words[1], words[2], words[3], 0), nullptr);
-}
-
-TEST(DecoderTableTest, PathPatternsAreLiteralOrBuiltFromExtensions) {
-    uint32_t words[4];
-    Words("0CA09FC6-4112-4318-9DEE-46BC96B37612", words);
-    EXPECT_STREQ(
-        Capi::GetPathPattern(words[0], words[1], words[2], words[3], 1),
-        R"(archive<f:c0,0>\video<b:+d1,2>\<a:+c0,0>.0|archive<f>\video<b>\<a>.1|archive<f>\video<b>\<a>.2)");
-    EXPECT_STREQ(Capi::GetPathPattern(words[0], words[1], words[2], words[3], 2), "");
-
-    Words("ACEA0A02-8FE5-4770-BBBD-6D6745371F80", words);
-    EXPECT_STREQ(Capi::GetPathPattern(words[0], words[1], words[2], words[3], 0), "<n:c0>.mp4");
-
-    Words("728D7516-A735-47a8-854E-E22A84DDF8D1", words);
-    EXPECT_STREQ(Capi::GetPathPattern(words[0], words[1], words[2], words[3], 0), "<a:+c1,0>.vdf");
 }
 
 TEST(DecoderTableTest, PlaceholderAnswersQueriesByExtensionAndFailsItsLoadWithAReason) {

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "core/decoder/BaseDecoder.h"
+#include "core/decoder/WaitEvent.h"
+
+#include <strings.h>
 
 #include <cstring>
 #include <functional>
@@ -34,14 +37,16 @@ private:
 
 // A decoder that overrides only what every format decoder must supply; the phase operations it
 // does not override are BaseDecoder's own. Each core answers what the test scripted for it
-// (DDA_COMPLETE unless told), and every call is recorded by name.
+// (`defaultReply` unless told), and every call is recorded by name.
 class MinimalDecoder : public BaseDecoder {
 public:
     using Reply = std::function<DecoderAction()>;
 
-    static constexpr const char* Name = "Scripted";
+    static constexpr const char* DefaultGuid = "0DDBA11C-0FFE-4EE5-8BAD-F00DCAFE0001";
 
-    MinimalDecoder() { SetLogCallback(&LogCapture::Callback); }
+    explicit MinimalDecoder(const char* guid = DefaultGuid) : guid(guid) {
+        SetLogCallback(&LogCapture::Callback);
+    }
 
     void Script(const std::string& operation, DecoderAction action) {
         replies[operation] = [action] { return action; };
@@ -51,14 +56,6 @@ public:
     void ScriptFailure(const std::string& operation) {
         replies[operation] = [this] { return DecoderFailure(); };
     }
-    bool WasCalled(const std::string& operation) const {
-        for (const std::string& call : calls) {
-            if (call == operation) {
-                return true;
-            }
-        }
-        return false;
-    }
 
     bool GetImage(int32_t, uint8_t*) override { return false; }
     int32_t GetFrameAtOrBefore(int32_t frame, int32_t filter) override {
@@ -67,27 +64,22 @@ public:
     int32_t GetPreviousFrame(int32_t frame, int32_t) override { return frame > 0 ? frame - 1 : -1; }
     int32_t GetNextFrame(int32_t frame, int32_t) override { return frame + 1 < totalFrames ? frame + 1 : -1; }
     void Reset() override { Record("Reset"); }
-    const char* GetDecoderName() override { return Name; }
-    void GetDecoderGuid(const char** guid) override { *guid = "00000000-0000-0000-0000-000000000001"; }
+    const char* GetDecoderName() override { return "Scripted"; }
+    void GetDecoderGuid(const char** text) override { *text = guid; }
     const char* GetExtensions(int32_t* count) override {
         *count = extensionCount;
         return extensions;
     }
     bool IsExtension(const char* extension) override {
         askedExtension = extension;
-        return strcasecmp(extension, "vid") == 0;
+        return strcasecmp(extension, "tst") == 0;
     }
 
     // The fields a test sets up or checks.
-    using BaseDecoder::abortCallback;
     using BaseDecoder::aborted;
     using BaseDecoder::currentAudioFrame;
     using BaseDecoder::currentFrame;
     using BaseDecoder::currentTrack;
-    using BaseDecoder::filePatternCount;
-    using BaseDecoder::firstFrameTimes;
-    using BaseDecoder::lastFrameTimes;
-    using BaseDecoder::loadFlags;
     using BaseDecoder::loadName;
     using BaseDecoder::multiFileFlag;
     using BaseDecoder::queryConfidence;
@@ -99,15 +91,18 @@ public:
     using BaseDecoder::totalTracks;
 
     std::vector<std::string> calls;
-    const char* extensions = "vid";
+    // What a core or step answers when the test scripted nothing for it.
+    DecoderAction defaultReply = DDA_COMPLETE;
+    const char* extensions = "tst";
     int32_t extensionCount = 1;
     std::string askedExtension;
 
 protected:
+    bool HasReply(const std::string& operation) const { return replies.count(operation) != 0; }
     DecoderAction Answer(const std::string& operation) {
         Record(operation);
         auto reply = replies.find(operation);
-        return reply != replies.end() ? reply->second() : DDA_COMPLETE;
+        return reply != replies.end() ? reply->second() : defaultReply;
     }
     void Record(const std::string& operation) { calls.push_back(operation); }
 
@@ -116,185 +111,219 @@ protected:
     DecoderAction DecompressingCore() override { return Answer("DecompressingCore"); }
     DecoderAction UnloadingCore() override { return Answer("UnloadingCore"); }
 
+    const char* guid;
+
 private:
     std::map<std::string, Reply> replies;
 };
 
-// A decoder that overrides every phase operation: completions answer as scripted, parameter
-// operations give recognisable values naming their phase.
+// File id of a step that means "the file this decoder opened last".
+constexpr int32_t LastOpened = -100;
+
+// One step of a scripted phase: the action the decoder answers and its parameters.
+struct Step {
+    int32_t action; // a DecoderAction, or any other value to see how the client takes it
+    std::string path = {};
+    int32_t fileId = LastOpened;
+    int64_t offset = 0;
+    uint32_t size = 0;
+    bool nullBuffer = false;
+    std::string directory = {};
+    std::string pattern = {};
+    int32_t depth = 0;
+
+    static Step Open(std::string path) { return Step{DDA_OPEN, std::move(path)}; }
+    static Step Close(int32_t fileId = LastOpened) { return Step{DDA_CLOSE, {}, fileId}; }
+    static Step Read(int64_t offset, uint32_t size, int32_t fileId = LastOpened) {
+        return Step{DDA_READ, {}, fileId, offset, size};
+    }
+    static Step List(std::string directory, std::string pattern, int32_t depth) {
+        return Step{DDA_LIST_FILES,     {},   LastOpened, 0, 0, false, std::move(directory),
+                    std::move(pattern), depth};
+    }
+    static Step Wait() { return Step{DDA_WAIT_EVENT}; }
+    // Reported through DecoderFailure when it follows a completion.
+    static Step Fail() { return Step{DDA_FAILED}; }
+    static Step Raw(int32_t action) { return Step{action}; }
+};
+
+// A completion the decoder received, in order.
+struct CallRecord {
+    enum Kind { Open, Close, Read, Event, List } kind;
+    int32_t fileId = 0;
+    uint64_t size = 0;
+    bool ok = false;
+    std::string list = {};
+    WaitObject signalled = nullptr;
+};
+
+// The tests' decoder of every phase. Each operation is recorded by name ("LoadingOpenComplete") and
+// answers what the test scripted for that name. Without one, a phase follows its script of steps:
+// a load's steps end with `framesAfterLoad` frames of `frameSize` bytes in the file opened last,
+// and a frame's picture is the bytes read for it. Without a script, the parameters of an action
+// name their phase ("Loading.vid") and the steps answer `defaultReply`.
 class ScriptedDecoder : public MinimalDecoder {
 public:
     static constexpr int32_t CloseId = 7;
     static constexpr uint32_t ReadSize = 16;
 
+    using MinimalDecoder::MinimalDecoder;
+
+    std::vector<Step> queryScript; // empty: the default extension test
+    std::vector<Step> loadScript;
+    std::vector<Step> positionScript;
+    std::vector<Step> decompressScript; // empty: read the current frame from the data file
+    bool closeFilesOnFailure = true;
+    bool closeFilesOnUnload = true;
+    int32_t framesAfterLoad = 0;
+    int32_t audioFramesAfterLoad = 0;
+    uint32_t frameSize = 0;
+    std::vector<uint16_t> cameras;      // by frame; camera 0 for frames beyond
+    std::vector<int64_t> recordedTimes; // by frame; FrameTime(frame) beyond
+    bool imageFails = false;
+    WaitEvent* waitObject = nullptr;
+    // Successive answers of FailingCore before it looks at the open files.
+    std::vector<DecoderAction> failingReplies;
+
+    std::vector<CallRecord> completions;
+    std::vector<int32_t> openFiles;
+    std::vector<uint8_t> readBuffer;
     // The paths of the last file list a step received.
     std::vector<std::string> receivedList;
     bool receivedListOk = false;
-    // GetTrackInfo gives track n 10 * (n + 1) frames.
-    int32_t lastTrackAsked = -1;
+    int positioningCalls = 0;
+    int decompressCalls = 0;
+    int audioDecompressCalls = 0;
 
-    bool GetTrackInfo(int32_t track, char* name, FrameTimes* first, FrameTimes* last, int32_t* frames,
-                      bool* trackHasAudio) override {
-        lastTrackAsked = track;
-        std::strcpy(name, "track");
-        *first = FrameTimes{};
-        *last = FrameTimes{};
-        *frames = 10 * (track + 1);
-        *trackHasAudio = false;
-        return true;
+    static int64_t FrameTime(int32_t frame) { return 630000000000000000 + int64_t{frame} * 400000; }
+    void SetLoadedFormat(int32_t width, int32_t height, bool isColour) {
+        loadedWidth = width;
+        loadedHeight = height;
+        loadedColour = isColour;
+    }
+    void SetAudio(int32_t frameBytes, int32_t rate, int32_t channels, int32_t bits) {
+        audioFrameBytes = frameBytes;
+        audioSamplesPerSecond = rate;
+        audioChannels = channels;
+        audioBitsPerSample = bits;
+        hasAudio = true;
     }
 
-    uint8_t readBuffer[ReadSize] = {};
+    bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
+    bool GetAudio(int32_t size, uint8_t* buffer) override;
+    int32_t GetPreviousFrame(int32_t frame, int32_t filter) override;
+    int32_t GetNextFrame(int32_t frame, int32_t filter) override;
+    int32_t GetWaitObjectCount() override { return waitObject != nullptr ? 1 : 0; }
+    WaitObject GetWaitObject(int32_t index) override { return index == 0 ? waitObject : nullptr; }
+    uint64_t GetFramePeriod() override { return 400000; }
 
 protected:
-    void NameFor(const char* phase, char* name) {
-        Record(std::string(phase) + "GetOpenName");
-        std::snprintf(name, MaxPathLength, "%s.vid", phase);
+    FrameTimes GetFrameTimes() override;
+    FrameTimes GetAudioFrameTimes() override;
+    void GetFrameCamera(CameraTag* camera) override;
+    void GetAudioFrameCamera(CameraTag* camera) override;
+
+    void OpenName(const char* phase, char* name);
+    void FileToClose(const char* phase, int32_t* fileId);
+    void ReadParameters(const char* phase, int32_t* fileId, uint64_t* offset, uint32_t* size,
+                        uint8_t** buffer);
+    void ListPath(const char* phase, char* directory, char* pattern, int32_t* depth);
+    DecoderAction Completed(const std::string& operation, CallRecord record);
+    DecoderAction ListArrived(const char* phase, bool ok, FileList& fileList);
+    DecoderAction PictureRead(const char* phase, int32_t fileId, bool ok);
+    DecoderAction Core(const char* name, const std::vector<Step>& steps);
+
+// The steps every phase has: close and event; phases that read add open and read; loading and
+// querying add the file list.
+#define SCRIPTED_CLOSE_STEPS(Phase)                                                                          \
+    void Phase##GetFileToClose(int32_t* id) override {                                                       \
+        FileToClose(#Phase, id);                                                                             \
+    }                                                                                                        \
+    DecoderAction Phase##CloseComplete(int32_t id) override {                                                \
+        return Completed(#Phase "CloseComplete", {CallRecord::Close, id});                                   \
+    }                                                                                                        \
+    DecoderAction Phase##EventComplete(WaitObject signalled) override {                                      \
+        return Completed(#Phase "EventComplete", {CallRecord::Event, 0, 0, false, {}, signalled});           \
     }
-    void CloseFor(const char* phase, int32_t* fileId) {
-        Record(std::string(phase) + "GetFileToClose");
-        *fileId = CloseId;
+#define SCRIPTED_OPEN_STEPS(Phase)                                                                           \
+    SCRIPTED_CLOSE_STEPS(Phase)                                                                              \
+    void Phase##GetOpenName(char* name) override {                                                           \
+        OpenName(#Phase, name);                                                                              \
+    }                                                                                                        \
+    DecoderAction Phase##OpenComplete(int32_t id, uint64_t size) override {                                  \
+        return Completed(#Phase "OpenComplete", {CallRecord::Open, id, size});                               \
+    }                                                                                                        \
+    void Phase##GetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {             \
+        ReadParameters(#Phase, id, o, s, b);                                                                 \
     }
-    void ReadFor(const char* phase, int32_t* fileId, uint64_t* offset, uint32_t* size, uint8_t** buffer) {
-        Record(std::string(phase) + "GetReadParameters");
-        *fileId = CloseId;
-        *offset = std::strlen(phase);
-        *size = ReadSize;
-        *buffer = readBuffer;
+#define SCRIPTED_READ_STEPS(Phase)                                                                           \
+    SCRIPTED_OPEN_STEPS(Phase)                                                                               \
+    DecoderAction Phase##ReadComplete(int32_t id, bool ok) override {                                        \
+        return Completed(#Phase "ReadComplete", {CallRecord::Read, id, 0, ok});                              \
     }
-    void ListFor(const char* phase, char* directory, char* pattern, int32_t* depth) {
-        Record(std::string(phase) + "GetListPath");
-        std::snprintf(directory, MaxPathLength, "/%s/", phase);
-        std::snprintf(pattern, MaxPathLength, "*.vid");
-        *depth = 2;
-    }
-    DecoderAction ListArrived(const char* phase, bool ok, FileList& fileList) {
-        receivedListOk = ok;
-        receivedList.clear();
-        for (int32_t index = 0; index < fileList.Count(); ++index) {
-            receivedList.push_back(fileList.GetAt(index));
-        }
-        return Answer(std::string(phase) + "FileListComplete");
+#define SCRIPTED_LIST_STEPS(Phase)                                                                           \
+    SCRIPTED_READ_STEPS(Phase)                                                                               \
+    void Phase##GetListPath(char* d, char* p, int32_t* depth) override {                                     \
+        ListPath(#Phase, d, p, depth);                                                                       \
+    }                                                                                                        \
+    DecoderAction Phase##FileListComplete(bool ok, FileList& list) override {                                \
+        return ListArrived(#Phase, ok, list);                                                                \
     }
 
-    DecoderAction QueryingCore() override { return Answer("QueryingCore"); }
-    void QueryingGetOpenName(char* name) override { NameFor("Querying", name); }
-    DecoderAction QueryingOpenComplete(int32_t, uint64_t) override { return Answer("QueryingOpenComplete"); }
-    void QueryingGetListPath(char* d, char* p, int32_t* depth) override { ListFor("Querying", d, p, depth); }
-    DecoderAction QueryingFileListComplete(bool ok, FileList& list) override {
-        return ListArrived("Querying", ok, list);
+    DecoderAction QueryingCore() override;
+    DecoderAction LoadingCore() override {
+        return Core("LoadingCore", loadScript);
     }
-    void QueryingGetFileToClose(int32_t* id) override { CloseFor("Querying", id); }
-    DecoderAction QueryingCloseComplete(int32_t) override { return Answer("QueryingCloseComplete"); }
-    void QueryingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Querying", id, o, s, b);
+    DecoderAction PositioningCore() override;
+    DecoderAction PositioningAudioCore() override {
+        return Answer("PositioningAudioCore");
     }
-    DecoderAction QueryingReadComplete(int32_t, bool) override { return Answer("QueryingReadComplete"); }
-    DecoderAction QueryingEventComplete(WaitObject) override { return Answer("QueryingEventComplete"); }
+    DecoderAction DecompressingCore() override;
+    DecoderAction DecompressingAudioCore() override;
+    DecoderAction UnloadingCore() override;
+    DecoderAction FailingCore() override;
+    SCRIPTED_LIST_STEPS(Querying)
+    SCRIPTED_LIST_STEPS(Loading)
+    SCRIPTED_READ_STEPS(Positioning)
+    SCRIPTED_READ_STEPS(PositioningAudio)
+    SCRIPTED_OPEN_STEPS(Decompressing)
+    SCRIPTED_OPEN_STEPS(DecompressingAudio)
+    DecoderAction DecompressingReadComplete(int32_t id, bool ok) override {
+        return PictureRead("Decompressing", id, ok);
+    }
+    DecoderAction DecompressingAudioReadComplete(int32_t id, bool ok) override {
+        return PictureRead("DecompressingAudio", id, ok);
+    }
+    SCRIPTED_CLOSE_STEPS(Unloading)
+    SCRIPTED_CLOSE_STEPS(Failing)
+#undef SCRIPTED_LIST_STEPS
+#undef SCRIPTED_READ_STEPS
+#undef SCRIPTED_OPEN_STEPS
+#undef SCRIPTED_CLOSE_STEPS
 
-    void LoadingGetOpenName(char* name) override { NameFor("Loading", name); }
-    DecoderAction LoadingOpenComplete(int32_t, uint64_t) override { return Answer("LoadingOpenComplete"); }
-    void LoadingGetListPath(char* d, char* p, int32_t* depth) override { ListFor("Loading", d, p, depth); }
-    DecoderAction LoadingFileListComplete(bool ok, FileList& list) override {
-        return ListArrived("Loading", ok, list);
+private:
+    DecoderAction Start(const std::vector<Step>& steps);
+    DecoderAction Next();
+    bool Scripted() const {
+        return script != nullptr && stepIndex < script->size();
     }
-    void LoadingGetFileToClose(int32_t* id) override { CloseFor("Loading", id); }
-    DecoderAction LoadingCloseComplete(int32_t) override { return Answer("LoadingCloseComplete"); }
-    void LoadingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Loading", id, o, s, b);
+    const Step& Current() const {
+        return (*script)[stepIndex];
     }
-    DecoderAction LoadingReadComplete(int32_t, bool) override { return Answer("LoadingReadComplete"); }
-    DecoderAction LoadingEventComplete(WaitObject) override { return Answer("LoadingEventComplete"); }
+    int32_t ResolveFile(int32_t fileId) const {
+        return fileId == LastOpened ? lastOpened : fileId;
+    }
+    void Forget(int32_t fileId);
 
-    void PositioningGetOpenName(char* name) override { NameFor("Positioning", name); }
-    DecoderAction PositioningOpenComplete(int32_t, uint64_t) override {
-        return Answer("PositioningOpenComplete");
-    }
-    void PositioningGetFileToClose(int32_t* id) override { CloseFor("Positioning", id); }
-    DecoderAction PositioningCloseComplete(int32_t) override { return Answer("PositioningCloseComplete"); }
-    void PositioningGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Positioning", id, o, s, b);
-    }
-    DecoderAction PositioningReadComplete(int32_t, bool) override {
-        return Answer("PositioningReadComplete");
-    }
-    DecoderAction PositioningEventComplete(WaitObject) override { return Answer("PositioningEventComplete"); }
-
-    DecoderAction PositioningAudioCore() override { return Answer("PositioningAudioCore"); }
-    void PositioningAudioGetOpenName(char* name) override { NameFor("PositioningAudio", name); }
-    DecoderAction PositioningAudioOpenComplete(int32_t, uint64_t) override {
-        return Answer("PositioningAudioOpenComplete");
-    }
-    void PositioningAudioGetFileToClose(int32_t* id) override { CloseFor("PositioningAudio", id); }
-    DecoderAction PositioningAudioCloseComplete(int32_t) override {
-        return Answer("PositioningAudioCloseComplete");
-    }
-    void PositioningAudioGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("PositioningAudio", id, o, s, b);
-    }
-    DecoderAction PositioningAudioReadComplete(int32_t, bool) override {
-        return Answer("PositioningAudioReadComplete");
-    }
-    DecoderAction PositioningAudioEventComplete(WaitObject) override {
-        return Answer("PositioningAudioEventComplete");
-    }
-
-    void DecompressingGetOpenName(char* name) override { NameFor("Decompressing", name); }
-    DecoderAction DecompressingOpenComplete(int32_t, uint64_t) override {
-        return Answer("DecompressingOpenComplete");
-    }
-    void DecompressingGetFileToClose(int32_t* id) override { CloseFor("Decompressing", id); }
-    DecoderAction DecompressingCloseComplete(int32_t) override {
-        return Answer("DecompressingCloseComplete");
-    }
-    void DecompressingGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("Decompressing", id, o, s, b);
-    }
-    DecoderAction DecompressingReadComplete(int32_t, bool) override {
-        return Answer("DecompressingReadComplete");
-    }
-    DecoderAction DecompressingEventComplete(WaitObject) override {
-        return Answer("DecompressingEventComplete");
-    }
-
-    DecoderAction DecompressingAudioCore() override { return Answer("DecompressingAudioCore"); }
-    void DecompressingAudioGetOpenName(char* name) override { NameFor("DecompressingAudio", name); }
-    DecoderAction DecompressingAudioOpenComplete(int32_t, uint64_t) override {
-        return Answer("DecompressingAudioOpenComplete");
-    }
-    void DecompressingAudioGetFileToClose(int32_t* id) override { CloseFor("DecompressingAudio", id); }
-    DecoderAction DecompressingAudioCloseComplete(int32_t) override {
-        return Answer("DecompressingAudioCloseComplete");
-    }
-    void DecompressingAudioGetReadParameters(int32_t* id, uint64_t* o, uint32_t* s, uint8_t** b) override {
-        ReadFor("DecompressingAudio", id, o, s, b);
-    }
-    DecoderAction DecompressingAudioReadComplete(int32_t, bool) override {
-        return Answer("DecompressingAudioReadComplete");
-    }
-    DecoderAction DecompressingAudioEventComplete(WaitObject) override {
-        return Answer("DecompressingAudioEventComplete");
-    }
-
-    void UnloadingGetFileToClose(int32_t* id) override { CloseFor("Unloading", id); }
-    DecoderAction UnloadingCloseComplete(int32_t) override { return Answer("UnloadingCloseComplete"); }
-    DecoderAction UnloadingEventComplete(WaitObject) override { return Answer("UnloadingEventComplete"); }
-
-    DecoderAction FailingCore() override {
-        Record("FailingCore");
-        auto reply = failingReplies.empty() ? DDA_NO_ACTION : failingReplies.front();
-        if (!failingReplies.empty()) {
-            failingReplies.erase(failingReplies.begin());
-        }
-        return reply;
-    }
-    void FailingGetFileToClose(int32_t* id) override { CloseFor("Failing", id); }
-    DecoderAction FailingCloseComplete(int32_t) override { return Answer("FailingCloseComplete"); }
-    DecoderAction FailingEventComplete(WaitObject) override { return Answer("FailingEventComplete"); }
-
-public:
-    // Successive answers of FailingCore; DDA_NO_ACTION once they run out.
-    std::vector<DecoderAction> failingReplies;
+    const std::vector<Step>* script = nullptr;
+    std::vector<Step> frameScript;
+    size_t stepIndex = 0;
+    int32_t lastOpened = -1;
+    int32_t dataFile = -1;
+    bool pictureRead = false;
+    int32_t loadedWidth = 0;
+    int32_t loadedHeight = 0;
+    bool loadedColour = true;
 };
 
 // Brings a decoder through a load with one open into DDS_LOADED.

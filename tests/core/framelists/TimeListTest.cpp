@@ -70,39 +70,6 @@ TEST(TimeListTest, SearchWalksAboutOnceThroughTheListAndLeavesTheCursorOnTheFram
     }
 }
 
-// Records tagged with their place in the input; a stable sort keeps that order among equal times.
-std::vector<FrameInfo> ShuffledStamps(int count) {
-    std::vector<FrameInfo> frames;
-    for (int i = 0; i < count; ++i) {
-        frames.push_back(Frame(((i * 7919) % 13) * Second, 1, static_cast<uint64_t>(i)));
-    }
-    return frames;
-}
-
-void ExpectSortedStably(FrameInfoList& list, std::vector<FrameInfo> input) {
-    std::stable_sort(input.begin(), input.end(),
-                     [](const FrameInfo& a, const FrameInfo& b) { return a.recordedTime < b.recordedTime; });
-    ASSERT_EQ(list.Count(), static_cast<int32_t>(input.size()));
-    for (int32_t i = 0; i < list.Count(); ++i) {
-        FrameInfo frame = list.GetAt(i);
-        ASSERT_EQ(frame.recordedTime, input[i].recordedTime) << "at " << i;
-        ASSERT_EQ(frame.offset, input[i].offset) << "at " << i;
-    }
-}
-
-TEST(TimeComparerTest, SortsShortAndLongListsStablyByStamp) {
-    for (int count : {1, 2, 20, 64, 65, 3000}) {
-        FrameInfoList list;
-        std::vector<FrameInfo> input = ShuffledStamps(count);
-        for (const FrameInfo& frame : input) {
-            list.Append(frame);
-        }
-        TimeComparer<FrameInfo> comparer;
-        list.Sort(comparer);
-        ExpectSortedStably(list, input);
-    }
-}
-
 TEST(TimeComparerTest, ComparesTheWholeSigned64BitRange) {
     TimeComparer<FrameInfo> comparer;
     FrameInfo earliest = Frame(INT64_MIN, 0);

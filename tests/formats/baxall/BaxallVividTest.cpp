@@ -1,6 +1,6 @@
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/BaxallVividWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "formats/RecordingFixture.h"
 
 namespace {

@@ -1,5 +1,6 @@
 // Recordings written by the ffmpeg program at test time, read back through the exported functions
 // and compared with ffmpeg's own decoding of the same files: pictures, audio and times.
+#include "MissingTool.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "formats/iso/IsoFormatFixture.h"
@@ -41,7 +42,7 @@ protected:
     void SetUp() override {
         IsoFormatTest::SetUp();
         if (!HaveFfmpegTools()) {
-            GTEST_SKIP() << "the ffmpeg program is not installed";
+            SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
         }
         ASSERT_TRUE(folder.Ok());
     }
@@ -129,7 +130,7 @@ TEST_F(FfmpegRecordingTest, H263ThreeGpMatchesFfmpegInBothPhoneDecoders) {
 
 TEST_F(FfmpegRecordingTest, H264WithParameterSetsInEveryKeyFrameMatchesFfmpeg) {
     if (!CodecTest::HasEncoder("libx264")) {
-        GTEST_SKIP() << "libx264 is not available";
+        SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
     }
     const std::string name = Record("avc.mp4", PictureSource() +
                                                    "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 -crf 18 "
@@ -141,7 +142,7 @@ TEST_F(FfmpegRecordingTest, H264WithParameterSetsInEveryKeyFrameMatchesFfmpeg) {
 
 TEST_F(FfmpegRecordingTest, H264IsNotReadByTheThreeGpDecoder) {
     if (!CodecTest::HasEncoder("libx264")) {
-        GTEST_SKIP() << "libx264 is not available";
+        SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
     }
     const std::string name = Record("avc.3gp", PictureSource() + "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 "
                                                                  "-x264-params repeat-headers=1 -f 3gp");

@@ -1,4 +1,4 @@
-#include "codecs/jpeg2000/Jpeg2000TestEncoder.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"

@@ -14,7 +14,8 @@ TEST(FileSetBytes, SplitIsTheInverseOfJoinAndCapsTheFileCount) {
     EXPECT_EQ(split[1].bytes, files[1].bytes);
     EXPECT_EQ(split[2].bytes, "");
 
-    auto capped = SplitFileSet(reinterpret_cast<const uint8_t*>(joined.data()), joined.size(), "rec", "vid", 2);
+    auto capped =
+        SplitFileSet(reinterpret_cast<const uint8_t*>(joined.data()), joined.size(), "rec", "vid", 2);
     ASSERT_EQ(capped.size(), 2u);
     EXPECT_EQ(capped[1].bytes, JoinFileSet({files[1], files[2]}));
 }

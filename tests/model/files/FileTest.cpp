@@ -164,13 +164,6 @@ TEST_F(FileTest, ReadRefusesBadArgumentsAndAcceptsShortReads) {
     EXPECT_EQ(delivered, 99u);
     EXPECT_EQ(log.All().back().message, "File::Read error invalid argument\n");
 
-    std::memset(bytes, 0xAA, sizeof bytes);
-    ASSERT_EQ(file.Seek(80, SeekFromStart, nullptr), 0);
-    EXPECT_EQ(file.Read(bytes, 50, &delivered), 0);
-    EXPECT_EQ(delivered, 20u);
-    EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 20), Slice(other, 80, 20));
-    EXPECT_TRUE(std::all_of(bytes + 20, bytes + 50, [](uint8_t b) { return b == 0; }));
-
     Buffer buffer(16);
     buffer.SetOffset(6);
     ASSERT_EQ(file.Seek(3, SeekFromStart, nullptr), 0);

@@ -1,0 +1,668 @@
+#include "core/decoder/ScriptedDecoder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace Vorn::Vorncast::Decoders::Testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+enum class Operation {
+    Query,
+    Load,
+    Unload,
+    GoTo,
+    GoToAudio,
+    Decompress,
+    DecompressAudio,
+    Open,
+    Close,
+    Read,
+    Event,
+    List,
+    Failure
+};
+
+const char* OperationName(Operation operation) {
+    static const char* names[] = {
+        "Query", "Load",  "Unload", "GoToFrame", "GoToAudioFrame", "Decompress",    "DecompressAudio",
+        "Open",  "Close", "Read",   "Event",     "FileList",       "DecoderFailure"};
+    return names[static_cast<int>(operation)];
+}
+
+DecoderAction Perform(ScriptedDecoder& decoder, Operation operation) {
+    switch (operation) {
+    case Operation::Query:
+        return decoder.Query("/rec/a.vid", 0);
+    case Operation::Load:
+        return decoder.Load("/rec/a.vid", -1);
+    case Operation::Unload:
+        return decoder.Unload();
+    case Operation::GoTo:
+        return decoder.GoToFrame(1);
+    case Operation::GoToAudio:
+        return decoder.GoToAudioFrame(1);
+    case Operation::Decompress:
+        return decoder.Decompress();
+    case Operation::DecompressAudio:
+        return decoder.DecompressAudio();
+    case Operation::Open:
+        return decoder.OpenComplete(0, 1);
+    case Operation::Close:
+        return decoder.CloseComplete(0);
+    case Operation::Read:
+        return decoder.ReadComplete(0, true);
+    case Operation::Event:
+        return decoder.EventComplete(nullptr);
+    case Operation::List:
+        return decoder.FileListComplete(true, 0, "");
+    case Operation::Failure:
+        return decoder.DecoderFailure();
+    }
+    return DDA_NO_ACTION;
+}
+
+// One step of the phase machine: in `state` (after a failure in `before`), `operation` runs; the
+// decoder's own core or step, if reached, answers `reply`. The operation returns `result`, leaves
+// the decoder in `next`, calls the decoder's `step` (or none) and logs `log`.
+struct Transition {
+    DecoderState state;
+    Operation operation;
+    DecoderAction reply;
+    DecoderAction result;
+    DecoderState next;
+    std::string step;
+    std::vector<std::string> log = {};
+    DecoderState before = DDS_QUERYING;
+};
+
+using enum Operation;
+
+// One transition a line.
+// clang-format off
+std::vector<Transition> Transitions() {
+    std::vector<Transition> rows = {
+        // Query and load start from idle or queried; a core that ends at once leaves the decoder idle.
+        {DDS_IDLE, Query, DDA_COMPLETE, DDA_COMPLETE, DDS_IDLE, "QueryingCore"},
+        {DDS_IDLE, Query, DDA_FAILED, DDA_FAILED, DDS_IDLE, "QueryingCore"},
+        {DDS_IDLE, Query, DDA_OPEN, DDA_OPEN, DDS_QUERYING, "QueryingCore"},
+        {DDS_QUERIED, Query, DDA_OPEN, DDA_OPEN, DDS_QUERYING, "QueryingCore"},
+        {DDS_LOADED, Query, DDA_OPEN, DDA_FAILED, DDS_LOADED, "", {"BaseDecoder::Query BAD STATE 1\n"}},
+        {DDS_IDLE, Load, DDA_COMPLETE, DDA_COMPLETE, DDS_IDLE, "LoadingCore"},
+        {DDS_IDLE, Load, DDA_FAILED, DDA_FAILED, DDS_IDLE, "LoadingCore"},
+        {DDS_QUERIED, Load, DDA_OPEN, DDA_OPEN, DDS_LOADING, "LoadingCore"},
+        // Unload.
+        {DDS_IDLE, Unload, DDA_CLOSE, DDA_COMPLETE, DDS_IDLE, ""},
+        {DDS_LOADED, Unload, DDA_COMPLETE, DDA_COMPLETE, DDS_IDLE, "UnloadingCore"},
+        {DDS_LOADED, Unload, DDA_CLOSE, DDA_CLOSE, DDS_UNLOADING, "UnloadingCore"},
+        {DDS_LOADING, Unload, DDA_CLOSE, DDA_FAILED, DDS_LOADING, "", {"BaseDecoder::Unload BAD STATE 2\n"}},
+        {DDS_UNLOADING, Close, DDA_CLOSE, DDA_CLOSE, DDS_UNLOADING, "UnloadingCloseComplete"},
+        {DDS_UNLOADING, Close, DDA_FAILED, DDA_FAILED, DDS_IDLE, "UnloadingCloseComplete"},
+        {DDS_UNLOADING, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_IDLE, "UnloadingEventComplete"},
+        {DDS_UNLOADING, Open, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted OpenComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
+        {DDS_UNLOADING, Read, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted ReadComplete with state DDS_UNLOADING\n", "Scripted DecoderFailure - DDS_UNLOADING\n"}},
+        // Frame phases run from the loaded state only; one that waits on a file stays in its state.
+        {DDS_LOADED, GoTo, DDA_READ, DDA_READ, DDS_POSITIONING, "PositioningCore"},
+        {DDS_LOADED, Decompress, DDA_FAILED, DDA_FAILED, DDS_LOADED, "DecompressingCore"},
+        {DDS_POSITIONING, GoTo, DDA_COMPLETE, DDA_FAILED, DDS_POSITIONING, "",
+            {"BaseDecoder::GoToFrame BAD STATE 4\n"}},
+        // Completions outside a file phase.
+        {DDS_QUERIED, Close, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted CloseComplete with bad state\n", "Scripted DecoderFailure with bad state\n"}},
+        {DDS_FAILING, Close, DDA_CLOSE, DDA_CLOSE, DDS_FAILING, "FailingCloseComplete"},
+        {DDS_FAILING, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_FAILING, "FailingEventComplete"},
+        {DDS_FAILING, Open, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted OpenComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        {DDS_FAILING, Read, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted ReadComplete with state DDS_FAILING\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        {DDS_FAILING, List, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted FileListComplete while failing\n", "Scripted DecoderFailure - DDS_QUERYING\n"}},
+        // A completing step ends a query queried and a load loaded; a failed one without a decoder
+        // failure leaves the phase running.
+        {DDS_QUERYING, Read, DDA_FAILED, DDA_FAILED, DDS_QUERYING, "QueryingReadComplete"},
+        {DDS_LOADING, Close, DDA_COMPLETE, DDA_COMPLETE, DDS_LOADED, "LoadingCloseComplete"},
+        {DDS_LOADING, Open, DDA_FAILED, DDA_FAILED, DDS_LOADING, "LoadingOpenComplete"},
+        {DDS_LOADING, List, DDA_COMPLETE, DDA_COMPLETE, DDS_LOADED, "LoadingFileListComplete"},
+        // A decoder failure outside the frame phases ends idle, answered by the former state.
+        {DDS_IDLE, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with state DDS_IDLE\n"}},
+        {DDS_LOADED, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with state DDS_LOADED\n"}},
+        {DDS_LOADING, Failure, DDA_NO_ACTION, DDA_FAILED, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure - DDS_LOADING\n"}},
+        {DDS_QUERIED, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted DecoderFailure with bad state\n"}},
+    };
+    for (Operation operation : {Open, Close, Event, Read}) {
+        std::string name = std::string(OperationName(operation)) + "Complete";
+        rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "",
+            {"Scripted " + name + " with state DDS_IDLE\n"}});
+        rows.push_back({DDS_LOADED, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
+            {"Scripted " + name + " with state DSS_LOADED\n", "Scripted DecoderFailure with state DDS_LOADED\n"}});
+        rows.push_back({DDS_QUERYING, operation, DDA_COMPLETE, DDA_COMPLETE, DDS_QUERIED, "Querying" + name});
+        rows.push_back({DDS_LOADING, operation, DDA_READ, DDA_READ, DDS_LOADING, "Loading" + name});
+    }
+    for (Operation operation : {GoTo, GoToAudio, Decompress, DecompressAudio}) {
+        rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "",
+            {"BaseDecoder::" + std::string(OperationName(operation)) + " BAD STATE 0\n"}});
+    }
+    // In a frame phase each completion reaches that phase's step; a failed read ends the phase, other
+    // failed steps leave it waiting, and a decoder failure fails the frame alone.
+    const std::pair<DecoderState, const char*> framePhases[] = {
+        {DDS_POSITIONING, "Positioning"},
+        {DDS_POSITIONING_AUDIO, "PositioningAudio"},
+        {DDS_DECOMPRESSING, "Decompressing"},
+        {DDS_DECOMPRESSING_AUDIO, "DecompressingAudio"}};
+    for (const auto& [state, phase] : framePhases) {
+        for (Operation operation : {Open, Close, Event}) {
+            std::string step = phase + std::string(OperationName(operation)) + "Complete";
+            rows.push_back({state, operation, DDA_FAILED, DDA_FAILED, state, step});
+            rows.push_back({state, operation, DDA_READ, DDA_READ, state, step});
+        }
+        rows.push_back(
+            {state, Read, DDA_FAILED, DDA_FAILED, DDS_LOADED, phase + std::string("ReadComplete")});
+        rows.push_back(
+            {state, Event, DDA_COMPLETE, DDA_COMPLETE, DDS_LOADED, phase + std::string("EventComplete")});
+        rows.push_back({state, Failure, DDA_NO_ACTION, DDA_FAILED, state, "",
+            {"Scripted DecoderFailure - " + std::string(DecoderStateName(state)) + "\n"}});
+    }
+    for (DecoderState state : {DDS_IDLE, DDS_LOADED, DDS_POSITIONING, DDS_UNLOADING, DDS_QUERIED}) {
+        rows.push_back({state, List, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, ""});
+    }
+    return rows;
+}
+// clang-format on
+
+TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
+    for (const Transition& row : Transitions()) {
+        SCOPED_TRACE(std::string(DecoderStateName(row.state)) + " " + OperationName(row.operation) + " -> " +
+                     DecoderStateName(row.next));
+        LogCapture log;
+        ScriptedDecoder decoder;
+        decoder.state = row.state;
+        decoder.stateBeforeFailure = row.before;
+        decoder.totalFrames = 5;
+        decoder.defaultReply = row.reply;
+        decoder.Script("QueryingCore", row.reply);
+        DecoderAction result = Perform(decoder, row.operation);
+        if (row.operation == List && row.step.empty()) {
+            // A list outside loading and querying is refused, whatever then becomes of the decoder.
+            ASSERT_FALSE(log.lines.empty());
+            EXPECT_EQ(log.lines[0], "Scripted FileListComplete with state " +
+                                        std::string(DecoderStateName(row.state)) + "\n");
+            EXPECT_THAT(decoder.calls, ::testing::Not(::testing::Contains(::testing::HasSubstr("FileList"))));
+            continue;
+        }
+        EXPECT_EQ(result, row.result);
+        EXPECT_EQ(decoder.state, row.next);
+        if (row.step.empty()) {
+            EXPECT_THAT(decoder.calls, IsEmpty());
+        } else {
+            EXPECT_THAT(decoder.calls, ::testing::Contains(row.step));
+        }
+        EXPECT_EQ(log.lines, row.log);
+    }
+}
+
+// ---- Scenarios ----
+
+class BaseDecoderScenario : public ::testing::Test {
+protected:
+    LogCapture log;
+    ScriptedDecoder decoder;
+};
+
+TEST_F(BaseDecoderScenario, QueryKeepsItsPathAndConfidenceAndClearsWhatTheLastRunLeft) {
+    decoder.currentFrame = 3;
+    decoder.queryScratch = 9;
+    decoder.Abort();
+    decoder.Script("QueryingCore", [this] {
+        decoder.queryConfidence = 80;
+        return DDA_COMPLETE;
+    });
+    std::string longPath = "/rec/" + std::string(400, 'p');
+    EXPECT_EQ(decoder.Query(longPath.c_str(), 0), DDA_COMPLETE);
+    EXPECT_EQ(std::string(decoder.loadName), longPath.substr(0, 260));
+    EXPECT_EQ(decoder.currentFrame, -1);
+    EXPECT_EQ(decoder.GetConfidence(), 80);
+    EXPECT_EQ(decoder.queryScratch, 0);
+    EXPECT_FALSE(decoder.aborted);
+
+    ScriptedDecoder idle;
+    EXPECT_EQ(idle.Query("", 0), DDA_FAILED);
+    EXPECT_EQ(idle.Query(nullptr, 0), DDA_FAILED);
+    EXPECT_EQ(idle.Load("", -1), DDA_FAILED);
+    EXPECT_THAT(log.lines, ElementsAre("BaseDecoder::Query BAD STATE 0\n", "BaseDecoder::Query BAD STATE 0\n",
+                                       "BaseDecoder::Load BAD STATE 0\n"));
+
+    decoder.queryScratch = 9;
+    decoder.Abort();
+    decoder.Script("LoadingCore", DDA_OPEN);
+    decoder.Load("/rec/a.vid", -1);
+    EXPECT_FALSE(decoder.aborted);
+    EXPECT_EQ(decoder.queryScratch, 9);
+    EXPECT_EQ(decoder.queryConfidence, 0);
+}
+
+TEST_F(BaseDecoderScenario, LoadThroughReadsEndsLoadedOnTheCompletingStep) {
+    decoder.Script("LoadingCore", DDA_OPEN);
+    decoder.Script("LoadingOpenComplete", DDA_READ);
+    decoder.Script("LoadingReadComplete", DDA_CLOSE);
+    EXPECT_EQ(decoder.Load("/rec/a.vid", -1), DDA_OPEN);
+    EXPECT_EQ(decoder.OpenComplete(0, 100), DDA_READ);
+    EXPECT_EQ(decoder.ReadComplete(0, true), DDA_CLOSE);
+    EXPECT_EQ(decoder.state, DDS_LOADING);
+    EXPECT_EQ(decoder.CloseComplete(0), DDA_COMPLETE);
+    EXPECT_EQ(decoder.state, DDS_LOADED);
+    EXPECT_THAT(decoder.calls, ElementsAre("LoadingCore", "LoadingOpenComplete", "LoadingReadComplete",
+                                           "LoadingCloseComplete"));
+}
+
+TEST_F(BaseDecoderScenario, AbortDuringALoadFailsItAtTheNextStep) {
+    decoder.Script("LoadingCore", DDA_OPEN);
+    decoder.Script("LoadingOpenComplete", [this] {
+        decoder.Abort();
+        return DDA_READ;
+    });
+    decoder.Load("/rec/a.vid", -1);
+    EXPECT_EQ(decoder.OpenComplete(0, 100), DDA_FAILED);
+    EXPECT_EQ(decoder.state, DDS_IDLE);
+    EXPECT_FALSE(decoder.aborted);
+    EXPECT_THAT(log.Take(), ElementsAre("BaseDecoder::OpenComplete Aborting\n",
+                                        "Scripted DecoderFailure - DDS_LOADING\n"));
+
+    // A read completion checks the abort before the step runs.
+    decoder.Script("LoadingCore", DDA_READ);
+    decoder.Load("/rec/a.vid", -1);
+    decoder.Abort();
+    decoder.calls.clear();
+    EXPECT_EQ(decoder.ReadComplete(0, true), DDA_FAILED);
+    EXPECT_THAT(decoder.calls, ElementsAre("FailingCore"));
+    EXPECT_THAT(log.Take(), ElementsAre("BaseDecoder::OpenComplete Aborting\n",
+                                        "Scripted DecoderFailure - DDS_LOADING\n"));
+
+    // The host's abort callback is polled at the close and event steps and its answer latched.
+    static int32_t abortAnswer = 0;
+    abortAnswer = 0;
+    decoder.SetAbortCallback([] { return abortAnswer; });
+    decoder.Script("LoadingCore", DDA_CLOSE);
+    decoder.Script("LoadingCloseComplete", DDA_WAIT_EVENT);
+    decoder.Load("/rec/a.vid", -1);
+    EXPECT_EQ(decoder.CloseComplete(0), DDA_WAIT_EVENT);
+    abortAnswer = 1;
+    EXPECT_EQ(decoder.EventComplete(nullptr), DDA_FAILED);
+    EXPECT_EQ(decoder.state, DDS_IDLE);
+    abortAnswer = 1;
+    EXPECT_TRUE(decoder.IsAborted());
+    abortAnswer = 0;
+    EXPECT_TRUE(decoder.IsAborted()) << "latched";
+    decoder.Query("/rec/a.vid", 0);
+    EXPECT_FALSE(decoder.IsAborted());
+}
+
+TEST_F(BaseDecoderScenario, FailingPhaseClosesFilesOneByOneBeforeEndingIdleWithEverythingCleared) {
+    decoder.Script("LoadingCore", DDA_OPEN);
+    decoder.Script("LoadingOpenComplete", DDA_READ);
+    decoder.ScriptFailure("LoadingReadComplete");
+    decoder.Script("FailingCloseComplete", [this] { return decoder.DecoderFailure(); });
+    decoder.Script("FailingEventComplete", [this] { return decoder.DecoderFailure(); });
+    decoder.failingReplies = {DDA_CLOSE, DDA_WAIT_EVENT};
+    decoder.Load("/rec/a.vid", -1);
+    decoder.OpenComplete(0, 10);
+    decoder.totalFrames = 4;
+    decoder.totalAudioFrames = 3;
+    decoder.totalTracks = 2;
+    decoder.currentTrack = 1;
+    decoder.currentFrame = 2;
+    decoder.currentAudioFrame = 1;
+
+    EXPECT_EQ(decoder.ReadComplete(0, false), DDA_CLOSE);
+    EXPECT_EQ(decoder.state, DDS_FAILING);
+    int32_t fileId = 0;
+    decoder.GetFileToClose(&fileId);
+    EXPECT_EQ(fileId, ScriptedDecoder::CloseId);
+    EXPECT_EQ(decoder.CloseComplete(fileId), DDA_WAIT_EVENT);
+    EXPECT_EQ(decoder.state, DDS_FAILING);
+    EXPECT_EQ(decoder.EventComplete(nullptr), DDA_FAILED);
+
+    EXPECT_EQ(decoder.state, DDS_IDLE);
+    EXPECT_EQ(decoder.stateBeforeFailure, DDS_LOADING);
+    EXPECT_EQ(decoder.totalFrames, 0);
+    EXPECT_EQ(decoder.totalAudioFrames, 0);
+    EXPECT_EQ(decoder.totalTracks, 0);
+    EXPECT_EQ(decoder.currentTrack, 0);
+    EXPECT_EQ(decoder.currentFrame, -1);
+    EXPECT_EQ(decoder.currentAudioFrame, -1);
+    EXPECT_THAT(log.lines, ElementsAre("Scripted DecoderFailure - DDS_LOADING\n"));
+}
+
+TEST_F(BaseDecoderScenario, UnloadClearsTheCountersOnlyWhenItEndsAfterFileActions) {
+    LoadThroughOneOpen(decoder, 5);
+    decoder.GoToFrame(2);
+    EXPECT_EQ(decoder.Unload(), DDA_COMPLETE);
+    EXPECT_EQ(decoder.GetTotalFrames(), 5);
+    EXPECT_EQ(decoder.currentFrame, 2);
+
+    LoadThroughOneOpen(decoder, 5);
+    decoder.totalTracks = 2;
+    decoder.queryConfidence = 50;
+    decoder.GoToFrame(2);
+    decoder.GoToAudioFrame(3);
+    decoder.Script("UnloadingCore", DDA_CLOSE);
+    decoder.Script("UnloadingCloseComplete", DDA_COMPLETE);
+    EXPECT_EQ(decoder.Unload(), DDA_CLOSE);
+    EXPECT_EQ(decoder.GetTotalFrames(), 5);
+    EXPECT_EQ(decoder.CloseComplete(ScriptedDecoder::CloseId), DDA_COMPLETE);
+    EXPECT_EQ(decoder.GetTotalFrames(), 0);
+    EXPECT_EQ(decoder.GetTotalTracks(), 0);
+    EXPECT_EQ(decoder.currentFrame, -1);
+    EXPECT_EQ(decoder.currentAudioFrame, -1);
+    EXPECT_EQ(decoder.queryConfidence, 0);
+}
+
+TEST_F(BaseDecoderScenario, FramePhasesRunOnlyForANewFrameAndNotWhenAborted) {
+    LoadThroughOneOpen(decoder);
+    decoder.calls.clear();
+    std::vector<DecoderState> seen;
+    for (const char* core :
+         {"PositioningCore", "PositioningAudioCore", "DecompressingCore", "DecompressingAudioCore"}) {
+        decoder.Script(core, [this, &seen] {
+            seen.push_back(decoder.state);
+            return DDA_COMPLETE;
+        });
+    }
+    EXPECT_EQ(decoder.GoToFrame(3), DDA_COMPLETE);
+    EXPECT_EQ(decoder.GoToFrame(3), DDA_COMPLETE);
+    decoder.GoToAudioFrame(4);
+    decoder.Decompress();
+    decoder.DecompressAudio();
+    EXPECT_THAT(seen, ElementsAre(DDS_POSITIONING, DDS_POSITIONING_AUDIO, DDS_DECOMPRESSING,
+                                  DDS_DECOMPRESSING_AUDIO));
+    EXPECT_EQ(decoder.currentFrame, 3);
+    EXPECT_EQ(decoder.currentAudioFrame, 4);
+    EXPECT_EQ(decoder.state, DDS_LOADED);
+
+    decoder.Abort();
+    decoder.calls.clear();
+    EXPECT_EQ(decoder.GoToFrame(1), DDA_FAILED);
+    EXPECT_EQ(decoder.GoToAudioFrame(1), DDA_FAILED);
+    EXPECT_EQ(decoder.Decompress(), DDA_FAILED);
+    EXPECT_EQ(decoder.DecompressAudio(), DDA_FAILED);
+    EXPECT_THAT(log.lines,
+                ElementsAre("BaseDecoder::GoToFrame Aborting\n", "BaseDecoder::GoToAudioFrame Aborting\n",
+                            "BaseDecoder::Decompress Aborting\n", "BaseDecoder::DecompressAudio Aborting\n"));
+    EXPECT_THAT(decoder.calls, IsEmpty());
+    EXPECT_EQ(decoder.currentFrame, 3);
+
+    ScriptedDecoder polled;
+    LoadThroughOneOpen(polled);
+    polled.SetAbortCallback([] { return int32_t{1}; });
+    EXPECT_EQ(polled.GoToFrame(1), DDA_FAILED);
+    EXPECT_TRUE(polled.aborted);
+}
+
+TEST_F(BaseDecoderScenario, FileListTextArrivesAsTheListOfItsPathsUpToItsLength) {
+    decoder.state = DDS_LOADING;
+    std::string longItem(300, 'n');
+    std::string text = "a.vid;sub/B.VID;;" + longItem + ";tail.vid";
+    EXPECT_EQ(decoder.FileListComplete(true, static_cast<int32_t>(text.size()), text.c_str()), DDA_COMPLETE);
+    EXPECT_TRUE(decoder.receivedListOk);
+    EXPECT_THAT(decoder.receivedList, ElementsAre("a.vid", "sub/B.VID", longItem.substr(0, 260), "tail.vid"));
+
+    decoder.state = DDS_QUERYING;
+    decoder.Script("QueryingFileListComplete", DDA_OPEN);
+    EXPECT_EQ(decoder.FileListComplete(false, 8, "one.vid;two.vid;"), DDA_OPEN);
+    EXPECT_FALSE(decoder.receivedListOk);
+    EXPECT_THAT(decoder.receivedList, ElementsAre("one.vid"));
+    EXPECT_EQ(decoder.FileListComplete(true, 0, nullptr), DDA_OPEN);
+    EXPECT_THAT(decoder.receivedList, IsEmpty());
+}
+
+// ---- The parameters of a pending action, and the steps a decoder leaves unwritten ----
+
+// The prefix of a state's phase operations: DDS_POSITIONING_AUDIO gives "PositioningAudio".
+std::string PhaseOf(DecoderState state) {
+    std::string phase;
+    bool upper = true;
+    for (const char* letter = DecoderStateName(state) + 4; *letter != 0; ++letter) {
+        if (*letter == '_') {
+            upper = true;
+        } else {
+            phase += upper ? *letter : static_cast<char>(std::tolower(*letter));
+            upper = false;
+        }
+    }
+    return phase;
+}
+
+TEST_F(BaseDecoderScenario, ActionParametersComeFromTheCurrentPhaseAndAreZeroElsewhere) {
+    for (DecoderState state :
+         {DDS_IDLE, DDS_LOADED, DDS_QUERYING, DDS_LOADING, DDS_POSITIONING, DDS_POSITIONING_AUDIO,
+          DDS_DECOMPRESSING, DDS_DECOMPRESSING_AUDIO, DDS_UNLOADING, DDS_FAILING, DDS_QUERIED}) {
+        SCOPED_TRACE(DecoderStateName(state));
+        ScriptedDecoder scripted;
+        scripted.state = state;
+        bool reads = state != DDS_IDLE && state != DDS_LOADED && state != DDS_QUERIED &&
+                     state != DDS_UNLOADING && state != DDS_FAILING;
+        bool closes = reads || state == DDS_UNLOADING || state == DDS_FAILING;
+        bool lists = state == DDS_QUERYING || state == DDS_LOADING;
+        char name[MaxPathLength];
+        char pattern[MaxPathLength];
+        std::memset(name, 'x', sizeof name);
+        std::memset(pattern, 'x', sizeof pattern);
+        int32_t fileId = 1;
+        uint64_t offset = 1;
+        uint32_t size = 1;
+        int32_t depth = -5;
+        uint8_t* buffer = reinterpret_cast<uint8_t*>(name);
+        scripted.GetOpenName(name);
+        EXPECT_EQ(std::string(name), reads ? PhaseOf(state) + ".vid" : "");
+        scripted.GetReadParameters(&fileId, &offset, &size, &buffer);
+        EXPECT_EQ(offset, reads ? PhaseOf(state).size() : 0u);
+        EXPECT_EQ(size, reads ? ScriptedDecoder::ReadSize : 0u);
+        EXPECT_EQ(buffer, reads ? scripted.readBuffer.data() : nullptr);
+        scripted.GetFileToClose(&fileId);
+        EXPECT_EQ(fileId, closes ? ScriptedDecoder::CloseId : -1);
+        scripted.GetListPath(name, pattern, &depth);
+        EXPECT_EQ(std::string(name), lists ? "/" + PhaseOf(state) + "/" : "");
+        EXPECT_EQ(std::string(pattern), lists ? "*.vid" : "");
+        EXPECT_EQ(depth, lists ? 2 : 0);
+        std::vector<std::string> lines = log.Take();
+        if (!reads) {
+            EXPECT_THAT(lines,
+                        ::testing::Contains(
+                            "Scripted GetReadParameters while not loading, positioning, or decompressing\n"));
+        }
+        if (!closes) {
+            EXPECT_THAT(lines, ::testing::Contains("Scripted GetFileToClose while in wrong state\n"));
+        }
+        if (!lists) {
+            EXPECT_THAT(lines, ::testing::Contains("Scripted GetListPath while in wrong state\n"));
+        }
+    }
+}
+
+std::string Refusal(const std::string& operation) {
+    return "BaseDecoder " + operation + " not implemented\n";
+}
+
+TEST_F(BaseDecoderScenario, UnwrittenStepsRefuseThroughADecoderFailure) {
+    for (const auto& [state, phase] :
+         std::vector<std::pair<DecoderState, std::string>>{{DDS_QUERYING, "Querying"},
+                                                           {DDS_LOADING, "Loading"},
+                                                           {DDS_POSITIONING, "Positioning"},
+                                                           {DDS_DECOMPRESSING_AUDIO, "DecompressingAudio"}}) {
+        SCOPED_TRACE(phase);
+        std::string failure = "Scripted DecoderFailure - " + std::string(DecoderStateName(state)) + "\n";
+        MinimalDecoder minimal;
+        minimal.state = state;
+        char name[MaxPathLength];
+        std::memset(name, 'x', sizeof name);
+        minimal.GetOpenName(name);
+        EXPECT_EQ(name[0], 0);
+        int32_t fileId = 5;
+        minimal.GetFileToClose(&fileId);
+        EXPECT_EQ(fileId, -1);
+        EXPECT_EQ(minimal.EventComplete(nullptr), DDA_NO_ACTION);
+        EXPECT_EQ(minimal.ReadComplete(0, true), DDA_FAILED);
+        EXPECT_THAT(log.Take(), ElementsAre(Refusal(phase + "GetOpenName"), Refusal(phase + "GetFileToClose"),
+                                            Refusal(phase + "ReadComplete"), failure));
+        EXPECT_EQ(minimal.state, state == DDS_QUERYING || state == DDS_LOADING ? DDS_IDLE : DDS_LOADED);
+    }
+
+    MinimalDecoder failing;
+    failing.state = DDS_FAILING;
+    failing.stateBeforeFailure = DDS_LOADED;
+    EXPECT_EQ(failing.CloseComplete(0), DDA_NO_ACTION);
+    EXPECT_EQ(failing.state, DDS_IDLE);
+    EXPECT_THAT(log.Take(), ElementsAre(Refusal("FailingCloseComplete"),
+                                        "Scripted DecoderFailure with state DDS_LOADED\n"));
+
+    MinimalDecoder audio;
+    audio.state = DDS_LOADED;
+    EXPECT_EQ(audio.GoToAudioFrame(2), DDA_COMPLETE);
+    EXPECT_EQ(audio.currentAudioFrame, 2);
+    EXPECT_EQ(audio.DecompressAudio(), DDA_FAILED);
+    EXPECT_THAT(log.Take(), ElementsAre(Refusal("DecompressingAudioCore"),
+                                        "Scripted DecoderFailure - DDS_DECOMPRESSING_AUDIO\n"));
+}
+
+// ---- Helpers a format decoder builds on ----
+
+// Track n has 10 * (n + 1) frames.
+class TrackedDecoder : public ScriptedDecoder {
+public:
+    bool GetTrackInfo(int32_t track, char* name, FrameTimes* first, FrameTimes* last, int32_t* frames,
+                      bool* trackHasAudio) override {
+        lastTrackAsked = track;
+        std::strcpy(name, "track");
+        *first = FrameTimes{};
+        *last = FrameTimes{};
+        *frames = 10 * (track + 1);
+        *trackHasAudio = false;
+        return true;
+    }
+    int32_t lastTrackAsked = -1;
+};
+
+TEST_F(BaseDecoderScenario, SelectTrackCountsTheFramesOfAnExistingTrackOnly) {
+    TrackedDecoder decoder;
+    decoder.totalTracks = 3;
+    decoder.totalFrames = 7;
+    decoder.currentFrame = 2;
+    for (int32_t track : {-1, 3}) {
+        decoder.SelectTrack(track);
+    }
+    EXPECT_EQ(decoder.lastTrackAsked, -1);
+    EXPECT_EQ(decoder.currentFrame, 2);
+    decoder.SelectTrack(2);
+    EXPECT_EQ(decoder.currentTrack, 2);
+    EXPECT_EQ(decoder.GetTotalFrames(), 30);
+    EXPECT_EQ(decoder.currentFrame, -1);
+    EXPECT_EQ(decoder.currentAudioFrame, -1);
+}
+
+FrameTimes Times(int64_t recorded, int64_t stream) {
+    FrameTimes times{};
+    times.recordedTime = recorded;
+    times.streamTime = stream;
+    return times;
+}
+
+TEST_F(BaseDecoderScenario, TimeSpanFillsMissingStreamTimesAndTicksClearTheZone) {
+    FrameTimes first = Times(1000, 0);
+    first.zoneBias = 7;
+    decoder.SetTimeSpan(first, Times(5000, 40));
+    FrameTimes gotFirst{};
+    FrameTimes gotLast{};
+    decoder.GetFirstFrameTimes(&gotFirst);
+    decoder.GetLastFrameTimes(&gotLast);
+    EXPECT_EQ(gotFirst.streamTime, 1000);
+    EXPECT_EQ(gotFirst.zoneBias, 7);
+    EXPECT_EQ(gotLast.streamTime, 40);
+
+    decoder.SetTimeSpan(int64_t{630000000000000000}, int64_t{630000000100000000});
+    decoder.GetFirstFrameTimes(&gotFirst);
+    decoder.GetLastFrameTimes(&gotLast);
+    EXPECT_EQ(gotFirst.streamTime, 630000000000000000);
+    EXPECT_EQ(gotFirst.zoneBias, 0);
+    EXPECT_EQ(gotLast.recordedTime, 630000000100000000);
+    EXPECT_EQ(gotLast.streamTime, 630000000100000000);
+}
+
+class TimedDecoder : public ScriptedDecoder {
+protected:
+    FrameTimes GetFrameTimes() override { return Times(100 + currentFrame, 200 + currentFrame); }
+    FrameTimes GetAudioFrameTimes() override { return Times(300 + currentAudioFrame, 0); }
+    void GetFrameCamera(CameraTag* camera) override { camera->number = 3; }
+    void GetAudioFrameCamera(CameraTag* camera) override { camera->number = 4; }
+};
+
+TEST_F(BaseDecoderScenario, FrameInfoComesFromTheTimesAndCameraOfTheCurrentFrame) {
+    TimedDecoder timed;
+    timed.totalFrames = 9;
+    timed.totalAudioFrames = 5;
+    timed.currentFrame = 2;
+    timed.currentAudioFrame = 1;
+    FrameTimes times{};
+    CameraTag camera{};
+    int32_t total = 0;
+    timed.GetFrameInfo(&times, &camera, &total);
+    EXPECT_EQ(times.recordedTime, 102);
+    EXPECT_EQ(times.streamTime, 202);
+    EXPECT_EQ(camera.number, 3);
+    EXPECT_EQ(total, 9);
+    timed.GetAudioFrameInfo(&times, &camera, &total);
+    EXPECT_EQ(times.recordedTime, 301);
+    EXPECT_EQ(camera.number, 4);
+    EXPECT_EQ(total, 5);
+}
+
+TEST_F(BaseDecoderScenario, DefaultQueryScoresTheExtensionWithoutOpeningFiles) {
+    MinimalDecoder minimal;
+    EXPECT_EQ(minimal.Query("C:\\Export\\CAM01.TST", 0), DDA_COMPLETE);
+    EXPECT_EQ(minimal.askedExtension, "TST");
+    EXPECT_EQ(minimal.GetConfidence(), 50);
+    EXPECT_EQ(minimal.Query("/export/cam01.avi", 0), DDA_COMPLETE);
+    EXPECT_EQ(minimal.GetConfidence(), 0);
+    minimal.Query("/export.tst/noextension", 0);
+    EXPECT_EQ(minimal.askedExtension, "");
+    EXPECT_THAT(minimal.calls, IsEmpty());
+}
+
+TEST_F(BaseDecoderScenario, PathPatternsNameEachExtensionCutToTheSharedBuffer) {
+    std::string longItem(60, 'e');
+    std::string extensions = "jpg;" + longItem;
+    decoder.extensions = extensions.c_str();
+    decoder.extensionCount = 2;
+    EXPECT_STREQ(decoder.GetPathPattern(0), "<n:c0>.jpg");
+    EXPECT_STREQ(decoder.GetPathPattern(2), "<n:c0>");
+    const char* first = decoder.GetPathPattern(1);
+    EXPECT_EQ(std::string(first), "<n:c0>." + longItem.substr(0, 42));
+    ScriptedDecoder other;
+    EXPECT_EQ(other.GetPathPattern(0), first);
+    EXPECT_STREQ(first, "<n:c0>.tst");
+    EXPECT_EQ(decoder.GetFilePatternCount(), 2);
+    other.multiFileFlag = 1;
+    EXPECT_EQ(other.GetFilePatternCount(), -1);
+}
+
+TEST_F(BaseDecoderScenario, LogFormatsIntoAFixedBuffer) {
+    decoder.Log(1, "%s frame %d of %d\n", "Scripted", 3, 9);
+    std::string longText(5000, 'x');
+    decoder.Log(1, "%s", longText.c_str());
+    EXPECT_THAT(log.lines,
+                ElementsAre("Scripted frame 3 of 9\n", longText.substr(0, BaseDecoder::LogBufferSize - 1)));
+}
+
+} // namespace
+} // namespace Vorn::Vorncast::Decoders::Testing

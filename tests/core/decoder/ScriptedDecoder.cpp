@@ -1,0 +1,255 @@
+#include "core/decoder/ScriptedDecoder.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace Vorn::Vorncast::Decoders::Testing {
+
+DecoderAction ScriptedDecoder::Start(const std::vector<Step>& steps) {
+    script = &steps;
+    stepIndex = 0;
+    return steps.empty() ? DDA_COMPLETE : static_cast<DecoderAction>(steps[0].action);
+}
+
+DecoderAction ScriptedDecoder::Next() {
+    ++stepIndex;
+    if (stepIndex >= script->size()) {
+        if (state == DDS_LOADING) {
+            dataFile = lastOpened;
+            SetImageFormat(loadedWidth, loadedHeight, 4, 3, loadedColour, framesAfterLoad);
+            totalAudioFrames = audioFramesAfterLoad;
+            FrameTimes first = {}, last = {};
+            first.recordedTime = FrameTime(0);
+            last.recordedTime = FrameTime(std::max(framesAfterLoad - 1, 0));
+            SetTimeSpan(first, last);
+        }
+        return DDA_COMPLETE;
+    }
+    return Current().action == DDA_FAILED ? DecoderFailure() : static_cast<DecoderAction>(Current().action);
+}
+
+void ScriptedDecoder::Forget(int32_t fileId) {
+    auto found = std::find(openFiles.begin(), openFiles.end(), fileId);
+    if (found != openFiles.end()) {
+        openFiles.erase(found);
+    }
+}
+
+void ScriptedDecoder::OpenName(const char* phase, char* name) {
+    Record(std::string(phase) + "GetOpenName");
+    std::memset(name, 0, MaxPathLength);
+    std::snprintf(name, MaxPathLength, "%s",
+                  Scripted() ? Current().path.c_str() : (phase + std::string(".vid")).c_str());
+}
+
+void ScriptedDecoder::FileToClose(const char* phase, int32_t* fileId) {
+    Record(std::string(phase) + "GetFileToClose");
+    if (Scripted() && Current().action == DDA_CLOSE) {
+        *fileId = ResolveFile(Current().fileId);
+    } else {
+        *fileId = openFiles.empty() ? CloseId : openFiles.back();
+    }
+}
+
+void ScriptedDecoder::ReadParameters(const char* phase, int32_t* fileId, uint64_t* offset, uint32_t* size,
+                                     uint8_t** buffer) {
+    Record(std::string(phase) + "GetReadParameters");
+    if (!Scripted()) {
+        readBuffer.assign(ReadSize, 0);
+        *fileId = CloseId;
+        *offset = std::strlen(phase);
+        *size = ReadSize;
+        *buffer = readBuffer.data();
+        return;
+    }
+    const Step& step = Current();
+    readBuffer.assign(std::max<size_t>(step.size, 1), 0xA5);
+    *fileId = ResolveFile(step.fileId);
+    *offset = static_cast<uint64_t>(step.offset);
+    *size = step.size;
+    *buffer = step.nullBuffer ? nullptr : readBuffer.data();
+}
+
+void ScriptedDecoder::ListPath(const char* phase, char* directory, char* pattern, int32_t* depth) {
+    Record(std::string(phase) + "GetListPath");
+    std::memset(directory, 0, MaxPathLength);
+    std::memset(pattern, 0, MaxPathLength);
+    if (Scripted()) {
+        std::snprintf(directory, MaxPathLength, "%s", Current().directory.c_str());
+        std::snprintf(pattern, MaxPathLength, "%s", Current().pattern.c_str());
+        *depth = Current().depth;
+    } else {
+        std::snprintf(directory, MaxPathLength, "/%s/", phase);
+        std::snprintf(pattern, MaxPathLength, "*.vid");
+        *depth = 2;
+    }
+}
+
+DecoderAction ScriptedDecoder::Completed(const std::string& operation, CallRecord record) {
+    if (HasReply(operation) || script == nullptr) {
+        return Answer(operation);
+    }
+    Record(operation);
+    completions.push_back(record);
+    if (record.kind == CallRecord::Open && record.fileId != -1) {
+        openFiles.push_back(record.fileId);
+        lastOpened = record.fileId;
+    }
+    if (record.kind != CallRecord::Close) {
+        return Next();
+    }
+    Forget(record.fileId);
+    if (state == DDS_UNLOADING) {
+        return openFiles.empty() ? DDA_COMPLETE : DDA_CLOSE;
+    }
+    return state == DDS_FAILING ? DecoderFailure() : Next();
+}
+
+DecoderAction ScriptedDecoder::ListArrived(const char* phase, bool ok, FileList& fileList) {
+    receivedListOk = ok;
+    receivedList.clear();
+    std::string joined;
+    for (int32_t index = 0; index < fileList.Count(); ++index) {
+        receivedList.push_back(fileList.GetAt(index));
+        joined += receivedList.back() + '|';
+    }
+    return Completed(std::string(phase) + "FileListComplete", {CallRecord::List, 0, 0, ok, joined});
+}
+
+DecoderAction ScriptedDecoder::PictureRead(const char* phase, int32_t fileId, bool ok) {
+    const std::string operation = std::string(phase) + "ReadComplete";
+    if (HasReply(operation) || script == nullptr) {
+        return Answer(operation);
+    }
+    pictureRead = ok;
+    DecoderAction next = Completed(operation, {CallRecord::Read, fileId, 0, ok});
+    return ok ? next : DecoderFailure();
+}
+
+DecoderAction ScriptedDecoder::Core(const char* name, const std::vector<Step>& steps) {
+    if (HasReply(name) || steps.empty()) {
+        return Answer(name);
+    }
+    Record(name);
+    return Start(steps);
+}
+
+DecoderAction ScriptedDecoder::QueryingCore() {
+    if (HasReply("QueryingCore")) {
+        return Answer("QueryingCore");
+    }
+    Record("QueryingCore");
+    if (queryScript.empty()) {
+        return BaseDecoder::QueryingCore();
+    }
+    queryConfidence = 80;
+    return Start(queryScript);
+}
+
+DecoderAction ScriptedDecoder::PositioningCore() {
+    ++positioningCalls;
+    return Core("PositioningCore", positionScript);
+}
+
+DecoderAction ScriptedDecoder::DecompressingCore() {
+    ++decompressCalls;
+    pictureRead = false;
+    if (!decompressScript.empty() || HasReply("DecompressingCore") || dataFile < 0) {
+        return Core("DecompressingCore", decompressScript);
+    }
+    frameScript = {Step::Read(int64_t{currentFrame} * frameSize, frameSize, dataFile)};
+    return Core("DecompressingCore", frameScript);
+}
+
+DecoderAction ScriptedDecoder::DecompressingAudioCore() {
+    ++audioDecompressCalls;
+    pictureRead = false;
+    if (HasReply("DecompressingAudioCore") || dataFile < 0) {
+        return Answer("DecompressingAudioCore");
+    }
+    frameScript = {Step::Read(int64_t{currentAudioFrame} * audioFrameBytes,
+                              static_cast<uint32_t>(audioFrameBytes), dataFile)};
+    return Core("DecompressingAudioCore", frameScript);
+}
+
+DecoderAction ScriptedDecoder::UnloadingCore() {
+    if (!HasReply("UnloadingCore") && closeFilesOnUnload && !openFiles.empty()) {
+        Record("UnloadingCore");
+        return DDA_CLOSE;
+    }
+    return Answer("UnloadingCore");
+}
+
+DecoderAction ScriptedDecoder::FailingCore() {
+    Record("FailingCore");
+    if (!failingReplies.empty()) {
+        DecoderAction reply = failingReplies.front();
+        failingReplies.erase(failingReplies.begin());
+        return reply;
+    }
+    return closeFilesOnFailure && !openFiles.empty() ? DDA_CLOSE : DDA_NO_ACTION;
+}
+
+bool ScriptedDecoder::GetImage(int32_t bufferSize, uint8_t* buffer) {
+    if (!pictureRead || imageFails) {
+        return false;
+    }
+    std::memcpy(buffer, readBuffer.data(), std::min<size_t>(static_cast<size_t>(bufferSize), frameSize));
+    return true;
+}
+
+bool ScriptedDecoder::GetAudio(int32_t size, uint8_t* buffer) {
+    if (!pictureRead) {
+        return false;
+    }
+    std::memcpy(buffer, readBuffer.data(),
+                std::min<size_t>(static_cast<size_t>(size), static_cast<size_t>(audioFrameBytes)));
+    return true;
+}
+
+int32_t ScriptedDecoder::GetPreviousFrame(int32_t frame, int32_t filter) {
+    for (int32_t index = std::min(frame - 1, totalFrames - 1); index >= 0; --index) {
+        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+int32_t ScriptedDecoder::GetNextFrame(int32_t frame, int32_t filter) {
+    for (int32_t index = std::max(frame + 1, 0); index < totalFrames; ++index) {
+        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
+            return index;
+        }
+    }
+    return -1;
+}
+
+FrameTimes ScriptedDecoder::GetFrameTimes() {
+    FrameTimes times = {};
+    size_t frame = static_cast<size_t>(currentFrame);
+    times.recordedTime = frame < recordedTimes.size() ? recordedTimes[frame] : FrameTime(currentFrame);
+    times.streamTime = FrameTime(currentFrame);
+    return times;
+}
+
+FrameTimes ScriptedDecoder::GetAudioFrameTimes() {
+    FrameTimes times = {};
+    times.recordedTime = FrameTime(currentAudioFrame) + 1;
+    times.streamTime = times.recordedTime;
+    return times;
+}
+
+void ScriptedDecoder::GetFrameCamera(CameraTag* camera) {
+    std::memset(camera, 0, sizeof(*camera));
+    size_t frame = static_cast<size_t>(currentFrame);
+    camera->number = frame < cameras.size() ? cameras[frame] : 0;
+    std::snprintf(camera->name, sizeof(camera->name), "Camera %u", static_cast<unsigned>(camera->number));
+}
+
+void ScriptedDecoder::GetAudioFrameCamera(CameraTag* camera) {
+    std::memset(camera, 0, sizeof(*camera));
+    std::snprintf(camera->name, sizeof(camera->name), "Microphone");
+}
+
+} // namespace Vorn::Vorncast::Decoders::Testing
