@@ -333,6 +333,8 @@ void PnsPicturesAlone(benchmark::State& state) {
 
 void PnsKeyFramesAlone(benchmark::State& state) {
     DecodePnsPictures(state, false);
+}
+
 void LoadAVerMediaSet(benchmark::State& state) {
     Load(state, "{11BB9C9E-0073-4cd3-92FE-57EE56F49387}", "/avf/2021_03_04_05_00_00_CH0.avf");
 }

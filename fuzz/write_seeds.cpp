@@ -602,6 +602,8 @@ void WriteFaiveleySeeds(SeedFolder& seeds) {
         seeds.Add("fuzz_decoder_faiveley", swapped ? "swapped" : "plain",
                   Text(WriteFaiveley("Depot", {{0, "Cab"}, {1, "Platform"}}, frames, swapped).bytes));
     }
+}
+
 // A vix index with its companion text and data files, JPEG and JPEG 2000 frames; ix and mix indexes
 // of lossless JPEG frames.
 void WriteLorikanSeeds(SeedFolder& seeds) {

@@ -222,156 +222,159 @@ TEST(RecorderFormatSweep, Faiveley) {
     recording.frameStarts = {written.frameStarts};
     recording.damagePlaces = {{0, 196 + 8}, {0, 288 + 8}, {0, 472 + 8}, {0, written.bytes.size() - 512 + 70}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeFaiveley"), recording);
-    // A vix index with its companion text and data files, frames running on from one file into the next.
-    TEST(RecorderFormatSweep, LorikanVix) {
-        VixLayout layout;
-        layout.width = 32;
-        layout.height = 16;
-        layout.cameras = {{1, "Gate"}, {2, "Yard"}};
-        layout.dataFileCapacity = 600;
-        std::vector<VixPicture> pictures;
+}
+
+// A vix index with its companion text and data files, frames running on from one file into the next.
+TEST(RecorderFormatSweep, LorikanVix) {
+    VixLayout layout;
+    layout.width = 32;
+    layout.height = 16;
+    layout.cameras = {{1, "Gate"}, {2, "Yard"}};
+    layout.dataFileCapacity = 600;
+    std::vector<VixPicture> pictures;
+    for (uint16_t index = 0; index < 4; ++index) {
+        pictures.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(1 + index % 2),
+                            EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+    }
+    const VixRecording vix = WriteVix(layout, pictures);
+    const std::vector<uint8_t> text = VixCompanionText("/sweep/data");
+    SweepRecording recording;
+    recording.files = {{"clip.vix", std::string(vix.index.begin(), vix.index.end())},
+                       {"clip.txt", std::string(text.begin(), text.end())}};
+    recording.frameStarts = {vix.recordStarts};
+    recording.damagePlaces = {{0, 12}, {0, vix.headerBoxAt}, {0, vix.headerBoxAt + 8}, {0, vix.frameIndexAt}};
+    for (size_t file = 0; file < vix.dataFiles.size(); ++file) {
+        recording.files.push_back({"data/" + vix.dataNames[file],
+                                   std::string(vix.dataFiles[file].begin(), vix.dataFiles[file].end())});
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeLorikanVix"), recording);
+}
+
+// The ix and mix indexes over one data file of lossless JPEG frames.
+TEST(RecorderFormatSweep, LorikanIndexes) {
+    for (bool master : {false, true}) {
+        std::vector<LorikanIndexFrame> frames;
         for (uint16_t index = 0; index < 4; ++index) {
-            pictures.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(1 + index % 2),
-                                EncodeTestJpeg(MakeQuadrantPicture(32, 16, index))});
+            frames.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(index % 2), "Gate",
+                              EncodeLosslessJpeg(MakeGradient(32, 16, 3))});
         }
-        const VixRecording vix = WriteVix(layout, pictures);
-        const std::vector<uint8_t> text = VixCompanionText("/sweep/data");
+        const LorikanIndexRecording written =
+            WriteLorikanIndex({master, false, "clip.dat", 32, 16, true}, frames);
         SweepRecording recording;
-        recording.files = {{"clip.vix", std::string(vix.index.begin(), vix.index.end())},
-                           {"clip.txt", std::string(text.begin(), text.end())}};
-        recording.frameStarts = {vix.recordStarts};
-        recording.damagePlaces = {
-            {0, 12}, {0, vix.headerBoxAt}, {0, vix.headerBoxAt + 8}, {0, vix.frameIndexAt}};
-        for (size_t file = 0; file < vix.dataFiles.size(); ++file) {
-            recording.files.push_back({"data/" + vix.dataNames[file],
-                                       std::string(vix.dataFiles[file].begin(), vix.dataFiles[file].end())});
-        }
-        ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeLorikanVix"), recording);
+        recording.files = {
+            {master ? "clip.mix" : "clip.ix", std::string(written.index.begin(), written.index.end())},
+            {"clip.dat", std::string(written.data.begin(), written.data.end())}};
+        recording.frameStarts = {written.recordStarts, written.frameOffsets};
+        recording.damagePlaces = {{0, 132}, {0, 136}, {0, 140}};
+        ExpectDecoderSurvivesDamage(DecoderRowIndex(master ? "DecodeLorikanMaster" : "DecodeLorikan"),
+                                    recording);
     }
+}
 
-    // The ix and mix indexes over one data file of lossless JPEG frames.
-    TEST(RecorderFormatSweep, LorikanIndexes) {
-        for (bool master : {false, true}) {
-            std::vector<LorikanIndexFrame> frames;
-            for (uint16_t index = 0; index < 4; ++index) {
-                frames.push_back({638000000000000000 + index * 5000000, static_cast<uint16_t>(index % 2),
-                                  "Gate", EncodeLosslessJpeg(MakeGradient(32, 16, 3))});
-            }
-            const LorikanIndexRecording written =
-                WriteLorikanIndex({master, false, "clip.dat", 32, 16, true}, frames);
-            SweepRecording recording;
-            recording.files = {
-                {master ? "clip.mix" : "clip.ix", std::string(written.index.begin(), written.index.end())},
-                {"clip.dat", std::string(written.data.begin(), written.data.end())}};
-            recording.frameStarts = {written.recordStarts, written.frameOffsets};
-            recording.damagePlaces = {{0, 132}, {0, 136}, {0, 140}};
-            ExpectDecoderSurvivesDamage(DecoderRowIndex(master ? "DecodeLorikanMaster" : "DecodeLorikan"),
-                                        recording);
-        }
+// A Wavestore export of two cameras in two files of a tree.
+TEST(RecorderFormatSweep, NewWavestore) {
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 512;
+    const std::vector<uint8_t> bars = EncodeAdv601(Adv601ColourBars(true).bgr.data(), coarse);
+    const std::vector<uint8_t> edges = EncodeAdv601(Adv601Edges(true).bgr.data(), coarse);
+    const WavestoreFile front = WriteWavestoreFile({{1, "Front", 900, bars}});
+    const WavestoreFile back = WriteWavestoreFile({{2, "Back", 930, edges}}, false);
+    SweepRecording recording;
+    recording.files = {{"export.dat", "x"},
+                       {"a/b/1.v", std::string(front.bytes.begin(), front.bytes.end())},
+                       {"a/c/2.v", std::string(back.bytes.begin(), back.bytes.end())}};
+    recording.frameStarts = {{}, front.frameStarts, back.frameStarts};
+    recording.damagePlaces = {{1, 36}, {1, 40}, {2, 36}};
+    SweepOptions options;
+    options.maxCutsPerFile = 8;
+    options.maxDamagePerFile = 8;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeNewWavestore"), recording, options);
+}
+
+// A TimeSpace X100 file of two cameras, pictures painted by the tests' stand-in codec.
+TEST(RecorderFormatSweep, TimeSpaceX100) {
+    const uint16_t date = (2024 - 1980) << 9 | 3 << 5 | 14;
+    std::vector<X100Frame> frames;
+    for (uint16_t index = 0; index < 6; ++index) {
+        const bool key = index < 2 || index == 4;
+        frames.push_back(
+            {static_cast<uint16_t>(index % 2),
+             key,
+             {{static_cast<uint16_t>(index * 20), 10, key ? uint16_t{624} : uint16_t{30}, 40, 1, 2, 3}},
+             date,
+             static_cast<uint16_t>(10 << 11 | index)});
     }
+    const X100File written = WriteTimeSpaceX100(frames, false);
+    SweepRecording recording;
+    recording.files = {{"rec.oba", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts = {written.frameStarts};
+    recording.damagePlaces = {{0, 0}, {0, 4}, {0, written.directoryAt}, {0, written.directoryAt + 4}};
+    Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX100"), recording);
+    Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(nullptr);
+}
 
-    // A Wavestore export of two cameras in two files of a tree.
-    TEST(RecorderFormatSweep, NewWavestore) {
-        Adv601EncoderOptions coarse;
-        coarse.detailScale = 512;
-        const std::vector<uint8_t> bars = EncodeAdv601(Adv601ColourBars(true).bgr.data(), coarse);
-        const std::vector<uint8_t> edges = EncodeAdv601(Adv601Edges(true).bgr.data(), coarse);
-        const WavestoreFile front = WriteWavestoreFile({{1, "Front", 900, bars}});
-        const WavestoreFile back = WriteWavestoreFile({{2, "Back", 930, edges}}, false);
-        SweepRecording recording;
-        recording.files = {{"export.dat", "x"},
-                           {"a/b/1.v", std::string(front.bytes.begin(), front.bytes.end())},
-                           {"a/c/2.v", std::string(back.bytes.begin(), back.bytes.end())}};
-        recording.frameStarts = {{}, front.frameStarts, back.frameStarts};
-        recording.damagePlaces = {{1, 36}, {1, 40}, {2, 36}};
-        SweepOptions options;
-        options.maxCutsPerFile = 8;
-        options.maxDamagePerFile = 8;
-        ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeNewWavestore"), recording, options);
+// Two TimeSpace X200 files of two cameras with a block to pass over, the tests' stand-in codec.
+TEST(RecorderFormatSweep, TimeSpaceX200) {
+    SweepRecording recording;
+    for (uint32_t file = 0; file < 2; ++file) {
+        std::vector<X200Record> records(5);
+        for (uint32_t index = 0; index < 5; ++index) {
+            records[index].type = index == 2 ? 254 : index == 4 && file == 0 ? 0 : index > 1;
+            records[index].camera = index % 2;
+            records[index].update = {{static_cast<uint16_t>(index * 30), 20, 40, 40, 1, 2, 3}};
+            records[index].second = static_cast<uint8_t>(file * 5 + index);
+        }
+        const X200File written = WriteTimeSpaceX200(records);
+        recording.files.push_back(
+            {"r" + std::to_string(file) + ".xba", std::string(written.bytes.begin(), written.bytes.end())});
+        recording.frameStarts.push_back(written.recordStarts);
     }
+    Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX200"), recording);
+    Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(nullptr);
+}
 
-    // A TimeSpace X100 file of two cameras, pictures painted by the tests' stand-in codec.
-    TEST(RecorderFormatSweep, TimeSpaceX100) {
-        const uint16_t date = (2024 - 1980) << 9 | 3 << 5 | 14;
-        std::vector<X100Frame> frames;
-        for (uint16_t index = 0; index < 6; ++index) {
-            const bool key = index < 2 || index == 4;
-            frames.push_back(
-                {static_cast<uint16_t>(index % 2),
-                 key,
-                 {{static_cast<uint16_t>(index * 20), 10, key ? uint16_t{624} : uint16_t{30}, 40, 1, 2, 3}},
-                 date,
-                 static_cast<uint16_t>(10 << 11 | index)});
-        }
-        const X100File written = WriteTimeSpaceX100(frames, false);
-        SweepRecording recording;
-        recording.files = {{"rec.oba", std::string(written.bytes.begin(), written.bytes.end())}};
-        recording.frameStarts = {written.frameStarts};
-        recording.damagePlaces = {{0, 0}, {0, 4}, {0, written.directoryAt}, {0, written.directoryAt + 4}};
-        Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
-        ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX100"), recording);
-        Vorn::Vorncast::Decoders::SetTimeSpacePictureDecoder(nullptr);
+// The recorders of the AVI family, each in its dialect. An AVI cut before its index waits for the
+// host to end its load, as a player's abort would.
+class AviFamilySweep : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(AviFamilySweep, SurvivesDamage) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording(GetParam());
+    if (written.empty()) {
+        GTEST_SKIP() << "no encoder for " << GetParam();
     }
+    SweepRecording recording;
+    for (const AviRecordingFile& file : written) {
+        recording.files.push_back({file.name, std::string(file.bytes.begin(), file.bytes.end())});
+        recording.frameStarts.push_back(file.chunkStarts);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam()), recording, options);
+}
 
-    // Two TimeSpace X200 files of two cameras with a block to pass over, the tests' stand-in codec.
-    TEST(RecorderFormatSweep, TimeSpaceX200) {
-        SweepRecording recording;
-        for (uint32_t file = 0; file < 2; ++file) {
-            std::vector<X200Record> records(5);
-            for (uint32_t index = 0; index < 5; ++index) {
-                records[index].type = index == 2 ? 254 : index == 4 && file == 0 ? 0 : index > 1;
-                records[index].camera = index % 2;
-                records[index].update = {{static_cast<uint16_t>(index * 30), 20, 40, 40, 1, 2, 3}};
-                records[index].second = static_cast<uint8_t>(file * 5 + index);
-            }
-            const X200File written = WriteTimeSpaceX200(records);
-            recording.files.push_back({"r" + std::to_string(file) + ".xba",
-                                       std::string(written.bytes.begin(), written.bytes.end())});
-            recording.frameStarts.push_back(written.recordStarts);
-        }
-        Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
-        ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX200"), recording);
-        Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(nullptr);
-        // The recorders of the AVI family, each in its dialect. An AVI cut before its index waits for the
-        // host to end its load, as a player's abort would.
-        class AviFamilySweep : public ::testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, AviFamilySweep,
+                         ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis",
+                                           "DecodeGeoVision", "DecodeOmniVisionOVR2200",
+                                           "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
+                                           "DecodeLoronixCCTVWare", "DecodeOctarIESS",
+                                           "DecodeVisimetricsMPEG"));
 
-        TEST_P(AviFamilySweep, SurvivesDamage) {
-            const std::vector<AviRecordingFile> written = WriteAviMemberRecording(GetParam());
-            if (written.empty()) {
-                GTEST_SKIP() << "no encoder for " << GetParam();
-            }
-            SweepRecording recording;
-            for (const AviRecordingFile& file : written) {
-                recording.files.push_back({file.name, std::string(file.bytes.begin(), file.bytes.end())});
-                recording.frameStarts.push_back(file.chunkStarts);
-            }
-            SweepOptions options;
-            options.hostAbortsLongLoads = true;
-            ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam()), recording, options);
-        }
-
-        INSTANTIATE_TEST_SUITE_P(
-            RecorderFormatSweep, AviFamilySweep,
-            ::testing::Values("DecodeDV25AVI", "DecodeDV", "DecodeCieffeLinearis", "DecodeGeoVision",
-                              "DecodeOmniVisionOVR2200", "DecodeAVerMediaUSBPlayback", "DecodeBTPDivX",
-                              "DecodeLoronixCCTVWare", "DecodeOctarIESS", "DecodeVisimetricsMPEG"));
-
-        // Visimetrics JPEG 2000 files in their date and hour folders.
-        TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
-            const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
-            AviStreamSpec video;
-            video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
-            video.chunks.assign(3, Jpeg2000Testing::Encode(planes, 16, 8, {}));
-            const AviFile file = WriteAvi({video});
-            SweepRecording recording;
-            recording.files = {
-                {"2021/03/04/05/18367_C01.avi", std::string(file.bytes.begin(), file.bytes.end())}};
-            recording.frameStarts.emplace_back();
-            for (const AviChunkPlace& place : file.chunks) {
-                recording.frameStarts.back().push_back(place.offset);
-            }
-            SweepOptions options;
-            options.hostAbortsLongLoads = true;
-            ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
-        }
+// Visimetrics JPEG 2000 files in their date and hour folders.
+TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
+    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(16, 8), 16, 8);
+    AviStreamSpec video;
+    video.format = AviVideoFormat(Vorn::Vorncast::Decoders::FourCCLE("MJ2C"), 16, 8);
+    video.chunks.assign(3, Jpeg2000Testing::Encode(planes, 16, 8, {}));
+    const AviFile file = WriteAvi({video});
+    SweepRecording recording;
+    recording.files = {{"2021/03/04/05/18367_C01.avi", std::string(file.bytes.begin(), file.bytes.end())}};
+    recording.frameStarts.emplace_back();
+    for (const AviChunkPlace& place : file.chunks) {
+        recording.frameStarts.back().push_back(place.offset);
+    }
+    SweepOptions options;
+    options.hostAbortsLongLoads = true;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
+}
