@@ -1,5 +1,6 @@
-// The FFmpeg import plug-in through the exported functions, on files the ffmpeg program writes first
-// (into the system's temporary folder, kept for later runs).
+// The FFmpeg import plug-in through the exported functions, on Matroska files (a container no built-in
+// decoder takes) that the ffmpeg program writes first into the system's temporary folder, kept for later
+// runs.
 //
 // StepPlugin steps a 1280 x 720 H.264 file with B-frames (100 frames) from start to end with pictures;
 // DecodeAlone decodes the same file with libavformat, libavcodec (one thread) and libswscale to
@@ -47,14 +48,14 @@ std::string Recording(const std::string& name, const std::string& arguments) {
 
 std::string SteppedFile() {
     static const std::string path =
-        Recording("vorncast-bench-720p.mp4",
+        Recording("vorncast-bench-720p.mkv",
                   "-f lavfi -i testsrc=size=1280x720:rate=25:duration=4 -c:v libx264 -bf 2 -g 50");
     return path;
 }
 
 std::string HourFile() {
     static const std::string path = Recording(
-        "vorncast-bench-hour.mp4", "-f lavfi -i testsrc=size=320x180:rate=25:duration=3600 -c:v libx264 "
+        "vorncast-bench-hour.mkv", "-f lavfi -i testsrc=size=320x180:rate=25:duration=3600 -c:v libx264 "
                                    "-preset ultrafast -bf 2 -g 50");
     return path;
 }
