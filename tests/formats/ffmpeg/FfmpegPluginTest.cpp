@@ -174,6 +174,15 @@ TEST_F(FfmpegPluginTest, CreationTimeGivesTheRecordersClockAndAudioPlays) {
         peak = std::max<int16_t>(peak, static_cast<int16_t>(std::abs(value)));
     }
     EXPECT_GT(peak, 4000);
+
+    // A QuickTime movie keeps its creation time the same way.
+    Decoder_Release(decoder);
+    decoder = 0;
+    const std::string movie =
+        Record("clip.mov", Pictures(5) + "-c:v libx264 -metadata creation_time=2019-05-06T07:08:09Z");
+    const auto movieFrames = ExpectPicturesOfFfmpeg(movie);
+    ASSERT_EQ(movieFrames.size(), 5u);
+    EXPECT_EQ(movieFrames[4].time.recordedTime, creation + 4 * TicksPerSecond / 25);
 }
 
 // A DHAV file written here around ffmpeg's H.264: FFmpeg reads its dates, and so the plug-in gives
