@@ -6,6 +6,7 @@
 #include "fixtures/iso/FfmpegTool.h"
 #include "formats/RecordingFixture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -203,6 +204,22 @@ TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
             << "frame " << frame;
     }
     ExpectSeeksLandOnFrames(walked);
+
+    // A frame whose data the disk lost comes black at its own time; the next key frame plays again.
+    auto damaged = units;
+    std::fill(damaged[5].begin(), damaged[5].end(), uint8_t{0});
+    const std::string lost = folder.Path("lost.dav");
+    ASSERT_TRUE(WriteWholeFile(lost, WriteDhav(damaged, Width, Height, 25, start)));
+    Decoder_Release(decoder);
+    decoder = 0;
+    ASSERT_EQ(Autodetect(lost), "FFmpeg container");
+    const auto played = WalkForward(VideoStream());
+    ASSERT_EQ(played.size(), 30u);
+    EXPECT_EQ(played[5].time.recordedTime, walked[5].time.recordedTime);
+    EXPECT_TRUE(
+        std::all_of(played[5].data.begin(), played[5].data.end(), [](uint8_t value) { return value == 0; }));
+    EXPECT_GE(CodecTest::Psnr(reference[10].data(), played[10].data.data(), reference[10].size()),
+              MinimumPsnr);
 }
 
 // Files that a built-in decoder loads never reach the plug-in; files FFmpeg cannot read, or of
