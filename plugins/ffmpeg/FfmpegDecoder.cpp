@@ -84,10 +84,11 @@ int FfmpegDecoder::Load(const Buffer& url, ProgressCallback progress, MessageCal
                         int32_t* resourceCount) {
     MediaInput input;
     std::vector<StreamIndex> indexes;
-    if (url.Text() == nullptr || !input.Open(url.Text(), true) || !HasDecodableVideo(input.Format()) ||
-        !IndexStreams(url.Text(), &indexes) || indexes.size() != input.Format()->nb_streams) {
+    if (url.Text() == nullptr || !input.Open(url.Text(), true) || !HasDecodableVideo(input.Format())) {
         return VC_GeneralFailure;
     }
+    // The packets the probe read are handed out again, so the index starts at the file's first one.
+    IndexStreams(input, &indexes);
     if (abort != nullptr && abort() != 0) {
         return VC_UserAborted;
     }

@@ -77,25 +77,23 @@ void FinishIndex(const AVStream* stream, StreamIndex* index) {
 
 } // namespace
 
-bool IndexStreams(const std::string& path, std::vector<StreamIndex>* indexes) {
-    MediaInput input;
-    if (!input.Open(path, true)) {
-        return false;
-    }
-    indexes->assign(input.Format()->nb_streams, StreamIndex{});
+// Containers without a header make a stream when its first packet comes, so the index grows with them.
+void IndexStreams(MediaInput& input, std::vector<StreamIndex>* indexes) {
+    indexes->clear();
     AVPacket* packet = av_packet_alloc();
     while (packet != nullptr && av_read_frame(input.Format(), packet) >= 0) {
+        indexes->resize(input.Format()->nb_streams);
         if (packet->stream_index >= 0 && packet->stream_index < static_cast<int>(indexes->size())) {
             (*indexes)[packet->stream_index].packets.push_back(
                 {packet->pts, packet->dts, packet->pos, (packet->flags & AV_PKT_FLAG_KEY) != 0});
         }
         av_packet_unref(packet);
     }
+    indexes->resize(input.Format()->nb_streams);
     av_packet_free(&packet);
     for (size_t stream = 0; stream < indexes->size(); ++stream) {
         FinishIndex(input.StreamAt(static_cast<int32_t>(stream)), &(*indexes)[stream]);
     }
-    return true;
 }
 
 int32_t StreamIndex::FrameAtOrBefore(int64_t ticks) const {

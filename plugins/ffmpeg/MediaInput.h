@@ -64,9 +64,8 @@ struct StreamIndex {
     int32_t StartPacketFor(int32_t frame) const;
 };
 
-// Reads every packet of the file once, without decoding, and indexes each stream. False when the file
-// cannot be read from its start.
-bool IndexStreams(const std::string& path, std::vector<StreamIndex>* indexes);
+// Reads every packet of an opened file once, without decoding, and indexes each stream.
+void IndexStreams(MediaInput& input, std::vector<StreamIndex>* indexes);
 
 // The ticks of `stamp` in time base `base`.
 int64_t StampTicks(int64_t stamp, AVRational base);
