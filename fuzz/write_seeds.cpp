@@ -25,8 +25,8 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
-#include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -535,19 +535,7 @@ void WriteIRecordSeeds(SeedFolder& seeds) {
 // A ViconNet archive of two cameras in two slices, each a key frame and a delta frame.
 void WriteViconNetSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
-    const BlockJpegWriter writer(32, 16, 50);
-    const std::vector<bool> present = {true, false, true, false};
-    ViconNetArchive archive;
-    archive.parent = "";
-    archive.cameras = {{1, "Gate"}};
-    for (uint32_t slice = 1; slice <= 2; ++slice) {
-        const int64_t time = 133500000000000000 + slice * 1000000;
-        archive.slices.push_back(
-            {slice,
-             {{"cam_0" + std::to_string(slice),
-               {ViconNetKeyFrame(writer, MakeGradient(32, 16, 3), time),
-                ViconNetDeltaFrame(writer, MakeColourBars(32, 16), present, time + 4000000)}}}});
-    }
+    const ViconNetArchive archive = SmallViconNetArchive(false);
     std::vector<Vorn::Testing::FileSetFile> files;
     for (const auto& [path, bytes] : WriteViconNet(archive)) {
         files.push_back({path, Text(bytes)});

@@ -153,20 +153,7 @@ TEST(RecorderFormatSweep, IRecord) {
 
 // Two cameras in two slices, each a key frame, a delta frame and a key frame.
 TEST(RecorderFormatSweep, ViconNet) {
-    const BlockJpegWriter writer(32, 16, 50);
-    const std::vector<bool> present = {true, false, true, false};
-    ViconNetArchive archive;
-    archive.parent = "";
-    archive.cameras = {{1, "Gate"}};
-    for (uint32_t slice = 1; slice <= 2; ++slice) {
-        const int64_t time = 133500000000000000 + slice * 1000000;
-        archive.slices.push_back(
-            {slice,
-             {{"cam_0" + std::to_string(slice),
-               {ViconNetKeyFrame(writer, MakeGradient(32, 16, 3), time),
-                ViconNetDeltaFrame(writer, MakeColourBars(32, 16), present, time + 4000000),
-                ViconNetKeyFrame(writer, MakeColourBars(32, 16), time + 8000000)}}}});
-    }
+    const ViconNetArchive archive = SmallViconNetArchive(true);
     SweepRecording recording;
     for (const auto& [path, bytes] : WriteViconNet(archive)) {
         recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
