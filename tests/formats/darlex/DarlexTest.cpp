@@ -35,8 +35,9 @@ protected:
             AddFile(folder + "/" + file.name, DarlexFileBytes(file));
         }
     }
-    // Each track's streams, one a camera in rising order, hold its frames with their times and pictures.
-    void ExpectTracks(const std::vector<std::vector<DarlexFrame>>& tracks) {
+    // Each track's streams, one a camera in rising order, hold its frames with their times and
+    // pictures; with `seek`, a seek to each frame's stream time lands on it.
+    void ExpectTracks(const std::vector<std::vector<DarlexFrame>>& tracks, bool seek = false) {
         std::vector<int> streams = VideoStreams();
         size_t stream = 0;
         for (const auto& frames : tracks) {
@@ -53,6 +54,10 @@ protected:
                     EXPECT_EQ(walked[i].time.recordedTime,
                               Vorn::Vorncast::Decoders::TicksFromSystemTime(t.year, t.month, t.day, t.hour,
                                                                             t.minute, t.second, 0));
+                    if (seek) {
+                        EXPECT_EQ(GoTo(streams[stream - 1], walked[i].time.streamTime).time.recordedTime,
+                                  walked[i].time.recordedTime);
+                    }
                     if (expected[i].claimedSectors != 0) {
                         EXPECT_EQ(std::count(walked[i].data.begin(), walked[i].data.end(), 0),
                                   std::ssize(walked[i].data));
@@ -126,14 +131,15 @@ TEST_F(DarlexTest, DamagedImagesFailWithTheirText) {
 // Two tracks 4 GB apart in a sparse file set: only the tracks' ranges are walked.
 TEST_F(DarlexTest, ASparseImageOfSeveralGigabytes) {
     DarlexImage image;
-    image.tracks = {{{Frame(1, 1), Frame(2, 1)}}, {{Frame(7, 2), Frame(8, 2)}, {}, uint64_t{4} << 30}};
+    image.tracks = {{{Frame(1, 1), Frame(1, 1), Frame(2, 1)}},
+                    {{Frame(7, 2), Frame(8, 2)}, {}, uint64_t{4} << 30}};
     image.fileSizes = {uint64_t{3} << 30};
     const std::string folder = testing::TempDir() + "darlex-sparse-" + std::to_string(getpid());
     ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
     ASSERT_TRUE(WriteDarlexFiles(WriteDarlex(image, "BIG"), folder));
     Vorn::FileSource::SetCurrent(nullptr);
     ASSERT_EQ(Load(Guids[0], folder + "/BIG.VID"), 0) << LastError();
-    ExpectTracks({image.tracks[0].frames, image.tracks[1].frames});
+    ExpectTracks({image.tracks[0].frames, image.tracks[1].frames}, true);
     EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
 }
 
