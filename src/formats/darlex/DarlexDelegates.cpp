@@ -301,7 +301,7 @@ DecoderAction DecodeDarlexIndexingTrackedFrames::NextStep() {
 // when that one goes on in the open file.
 DecoderAction DecodeDarlexIndexingTrackedFrames::EndTrack() {
     Track& ended = tables.tracks[track];
-    done += ended.endOffset - ended.startOffset;
+    done += ended.endOffset; // with the start taken off before, the track's whole range
     CollectTrackCameras(tables, ended);
     if (++track >= static_cast<int32_t>(tables.tracks.size())) {
         track = -1;
