@@ -298,6 +298,9 @@ TEST(RecorderFormatSweep, Darlex) {
         std::vector<uint8_t> bytes = DarlexFileBytes(file);
         recording.files.push_back({file.name, std::string(bytes.begin(), bytes.end())});
     }
+    // The directory, the last piece written: its sectors and its bias.
+    const uint64_t directory = written.files[1].pieces.back().first;
+    recording.damagePlaces = {{1, directory + 44}, {1, directory + 56}, {1, directory + 3302}};
     SweepOptions options;
     options.maxCutsPerFile = 6;
     options.maxDamagePerFile = 6;
