@@ -69,7 +69,8 @@ DecoderAction DecodeDarlexGettingFileSizes::Start(const char* loadPath) {
 void DecodeDarlexGettingFileSizes::GetListPath(char* directoryOut, char* maskOut, int32_t* depth) {
     std::snprintf(directoryOut, MaxPathLength, "%s/", directory);
     std::snprintf(maskOut, MaxPathLength, "%s", mask);
-    *depth = 0;
+    *depth = 1; // copies of the image in folders one level down join the set
+
 }
 
 DecoderAction DecodeDarlexGettingFileSizes::FileListComplete(bool ok, FileList& files) {

@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <map>
 
 namespace {
@@ -135,12 +136,12 @@ TEST_F(DarlexTest, ASparseImageOfSeveralGigabytes) {
                     {{Frame(7, 2), Frame(8, 2)}, {}, uint64_t{4} << 30}};
     image.fileSizes = {uint64_t{3} << 30};
     const std::string folder = testing::TempDir() + "darlex-sparse-" + std::to_string(getpid());
-    ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
+    std::filesystem::create_directories(folder);
     ASSERT_TRUE(WriteDarlexFiles(WriteDarlex(image, "BIG"), folder));
     Vorn::FileSource::SetCurrent(nullptr);
     ASSERT_EQ(Load(Guids[0], folder + "/BIG.VID"), 0) << LastError();
     ExpectTracks({image.tracks[0].frames, image.tracks[1].frames}, true);
-    EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace
