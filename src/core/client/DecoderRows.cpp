@@ -32,9 +32,10 @@
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/sanyo/DecodeSanyo.h"
-#include "formats/vicon/DecodeViconNet.h"
+#include "formats/synetics/DecodeSynetics.h"
 #include "formats/timespace/DecodeTimeSpaceX100.h"
 #include "formats/timespace/DecodeTimeSpaceX200.h"
+#include "formats/vicon/DecodeViconNet.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -150,7 +151,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeSynetics>},
     {"DecodeLoronixCCTVWare", "Loronix CCTVWare", "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5", "avi", NO_PATTERNS,
      0, AviContainer, 0, CreateFormatDecoder<DecodeLoronixCCTVWare>},
     {"DecodeCathexis",
