@@ -24,6 +24,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
@@ -765,6 +766,19 @@ void WriteDvdSeeds(SeedFolder& seeds) {
 
 } // namespace
 
+// A Synetics pair of one camera: I frames in one file, P and B frames in the other.
+void WriteSyneticsSeeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (!EncodeSyneticsVideo(32, 16, 8, 4, &video)) {
+        return;
+    }
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    seeds.Add("fuzz_decoder_synetics", "pair",
+              Vorn::Testing::JoinFileSet(
+                  {{"mpeg2_0001_1.dat", Text(pair.iFrames)}, {"mpeg2_0001_2.dat", Text(pair.otherFrames)}}));
+}
+
 int main(int argc, char** argv) {
     SeedFolder seeds(argc > 1 ? argv[1] : "build/seeds");
     WriteJpegSeeds(seeds);
@@ -799,6 +813,7 @@ int main(int argc, char** argv) {
     WriteNewWavestoreSeeds(seeds);
     WriteTimeSpaceSeeds(seeds);
     WriteLjdLeviathanSeeds(seeds);
+    WriteSyneticsSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -16,6 +16,7 @@
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
@@ -364,4 +365,28 @@ TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
     SweepOptions options;
     options.hostAbortsLongLoads = true;
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
+}
+
+// A pair of one camera: damage to the index records reaches their offsets, sizes and months (a
+// time outside any calendar), and cuts shorten the groups of pictures.
+TEST(RecorderFormatSweep, Synetics) {
+    CodecTest::EncodedVideo video;
+    ASSERT_TRUE(EncodeSyneticsVideo(32, 16, 8, 4, &video));
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    SweepRecording recording;
+    for (const std::vector<uint8_t>* file : {&pair.iFrames, &pair.otherFrames}) {
+        const std::string name = file == &pair.iFrames ? "mpeg2_0001_1.dat" : "mpeg2_0001_2.dat";
+        recording.files.push_back({name, std::string(file->begin(), file->end())});
+        std::vector<uint64_t> starts;
+        const uint32_t records = static_cast<uint32_t>((*file)[44]);
+        for (uint32_t record = 0; record < records; ++record) {
+            const size_t at = 2288 + record * 36;
+            starts.push_back(at);
+            starts.push_back((*file)[at] | (*file)[at + 1] << 8 | (*file)[at + 2] << 16);
+            recording.damagePlaces.push_back({recording.files.size() - 1, at + 22});
+        }
+        recording.frameStarts.push_back(starts);
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSynetics"), recording);
 }
