@@ -3,7 +3,6 @@
 #include "formats/shared/FrameListQueries.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -32,9 +31,6 @@ bool SyneticsInputChannel::Initialise(ByteView firstFrame) {
         !adapter.Initialise(width, height, planes, false)) {
         return false;
     }
-    const size_t pictureBytes = static_cast<size_t>(width) * static_cast<size_t>(height) * planes;
-    referencePicture.assign(pictureBytes, 0);
-    bPicture.assign(pictureBytes, 0);
     return true;
 }
 
@@ -99,8 +95,9 @@ SyneticsInputChannel::Step SyneticsInputChannel::Take(SyneticsFrameList& frames,
 }
 
 void SyneticsInputChannel::DecodeReference(ByteView bytes, int32_t frame) {
-    referenceDecoded = adapter.Decode(bytes.Data(), static_cast<int32_t>(bytes.Size()),
-                                      referencePicture.data(), static_cast<int32_t>(referencePicture.size()));
+    referencePicture = adapter.DecodeSkippingPicture(bytes.Data(), static_cast<int32_t>(bytes.Size()))
+                           ? adapter.KeepPicture()
+                           : nullptr;
     lastReference = frame;
     betweenReferences = std::move(heldAfterReference);
     heldAfterReference.clear();
@@ -112,8 +109,9 @@ bool SyneticsInputChannel::DecodeHeldTarget() {
     if (held == betweenReferences.end()) {
         return false;
     }
-    bDecoded = adapter.Decode(held->bytes.data(), static_cast<int32_t>(held->bytes.size()), bPicture.data(),
-                              static_cast<int32_t>(bPicture.size()));
+    bPicture = adapter.DecodeSkippingPicture(held->bytes.data(), static_cast<int32_t>(held->bytes.size()))
+                   ? adapter.KeepPicture()
+                   : nullptr;
     lastDecoded = target;
     showingB = true;
     return true;
@@ -126,18 +124,13 @@ void SyneticsInputChannel::Forget() {
     walked = -1;
     lastReference = -1;
     lastDecoded = -1;
-    referenceDecoded = false;
-    bDecoded = false;
+    referencePicture = nullptr;
+    bPicture = nullptr;
 }
 
-bool SyneticsInputChannel::GetImage(int32_t size, uint8_t* picture) const {
-    const std::vector<uint8_t>& shown = showingB ? bPicture : referencePicture;
-    const bool decoded = showingB ? bDecoded : referenceDecoded;
-    if (lastDecoded < 0 || !decoded || size < 0 || static_cast<size_t>(size) < shown.size()) {
-        return false;
-    }
-    std::memcpy(picture, shown.data(), shown.size());
-    return true;
+bool SyneticsInputChannel::GetImage(int32_t size, uint8_t* picture) {
+    const EngineVideoDecoder::KeptPicture& shown = showingB ? bPicture : referencePicture;
+    return lastDecoded >= 0 && shown != nullptr && adapter.WritePicture(shown, picture, size);
 }
 
 } // namespace Vorn::Vorncast::Decoders

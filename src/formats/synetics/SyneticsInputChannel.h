@@ -46,8 +46,8 @@ public:
     // After a failed read: the engine's state no longer matches the walk.
     void Forget();
 
-    // Copies the picture of the fetched frame; false when it has none or its decode failed.
-    bool GetImage(int32_t size, uint8_t* picture) const;
+    // Writes the picture of the fetched frame; false when it has none or its decode failed.
+    bool GetImage(int32_t size, uint8_t* picture);
 
     // The files of the pair open for this camera's walk: the I frame file and the P and B file.
     int32_t fileIds[2] = {-1, -1};
@@ -69,11 +69,10 @@ private:
     int32_t width = 0;
     int32_t height = 0;
     int32_t planes = 0;
-    // The last reference decoded, and the last B frame decoded; the engine keeps the references.
-    std::vector<uint8_t> referencePicture;
-    std::vector<uint8_t> bPicture;
-    bool referenceDecoded = false;
-    bool bDecoded = false;
+    // The pictures of the last reference and the last B frame decoded, shared with the engine and
+    // converted only when shown; null when their decode failed.
+    EngineVideoDecoder::KeptPicture referencePicture;
+    EngineVideoDecoder::KeptPicture bPicture;
     int32_t lastReference = -1;
     bool showingB = false;
 
