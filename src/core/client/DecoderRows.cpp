@@ -29,6 +29,7 @@
 #include "formats/lorikan/DecodeLorikan.h"
 #include "formats/lorikan/DecodeLorikanMaster.h"
 #include "formats/lorikan/DecodeLorikanVix.h"
+#include "formats/parvu/DecodeParVu.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/sanyo/DecodeSanyo.h"
@@ -171,7 +172,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeParVu>},
     {"DecodeDowshu", "Dowshu", "F6E23552-F831-4429-ADCF-5DC0E84BB846", "inx;img", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeLorikanVix", "Vorn Video Index", "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2", "vix", NO_PATTERNS, -1,

@@ -1,0 +1,150 @@
+#include "MissingTool.h"
+#include "codecs/jpeg/JpegCodec.h"
+#include "core/time/Ticks.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/ParVuWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::Vorncast::Decoders::JpegDecodeToBuffer;
+using Vorn::Vorncast::Decoders::TicksFromUnixSeconds;
+
+constexpr const char* ParVuGuid = "BE387767-631F-4d6a-BAB1-518FE0D0D974";
+constexpr int32_t Width = 64;
+constexpr int32_t Height = 48;
+constexpr uint32_t Start = 1700000000;
+
+struct Expected {
+    int64_t time;
+    Bytes picture;
+};
+
+class ParVuTest : public RecordingTest {
+protected:
+    // A JPEG picture of camera 0 stored without its headers, or of camera 2 whole; the expected
+    // picture is the whole JPEG as the library's JPEG decoder gives it.
+    ParVuPicture JpegPicture(int32_t index, bool headerless) {
+        const std::vector<uint8_t> whole = EncodeJpeg(
+            MakeColourBars(Width, Height), {.sampling = Sampling::S422, .recorderQuality = 20 + index});
+        ParVuPicture picture{static_cast<uint16_t>(headerless ? 0 : 2), Start + static_cast<uint32_t>(index),
+                             8192};
+        picture.width = Width;
+        picture.height = Height;
+        picture.cameraText = headerless ? "Door" : "Till";
+        if (headerless) {
+            picture.headerless = 1;
+            picture.quality = static_cast<uint32_t>(20 + index);
+            picture.data.assign(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+        } else {
+            picture.data = whole;
+        }
+        Bytes decoded(static_cast<size_t>(Width * Height * 3));
+        EXPECT_TRUE(JpegDecodeToBuffer(whole.data(), static_cast<int32_t>(whole.size()), decoded.data(),
+                                       static_cast<int32_t>(decoded.size())));
+        expected[picture.camera].push_back(
+            {TicksFromUnixSeconds(static_cast<int32_t>(picture.seconds)), decoded});
+        return picture;
+    }
+    void ExpectWalk(int stream, const std::vector<Expected>& pictures, bool backwards) {
+        std::vector<Delivered> walked = WalkForward(stream);
+        ASSERT_EQ(walked.size(), pictures.size());
+        for (size_t index = 0; index < walked.size(); ++index) {
+            ExpectPicture(walked[index], pictures[index]);
+        }
+        for (size_t index = walked.size(); backwards && index-- > 0;) {
+            ExpectPicture(Previous(stream), pictures[index]);
+        }
+    }
+    static void ExpectPicture(const Delivered& delivered, const Expected& picture) {
+        ASSERT_EQ(delivered.status, 0);
+        EXPECT_EQ(delivered.time.recordedTime, picture.time);
+        ASSERT_EQ(delivered.data.size(), picture.picture.size());
+        EXPECT_GE(CodecTest::Psnr(delivered.data.data(), picture.picture.data(), picture.picture.size()),
+                  40.0);
+    }
+
+    std::map<uint16_t, std::vector<Expected>> expected;
+};
+
+// Two pairs of idx and vid files with three cameras: JPEG scans without headers, whole JPEG images
+// and MPEG-4 frames with a key frame every third. Each camera plays its own pictures at their
+// recorder times; the MPEG-4 camera also steps back through its groups.
+TEST_F(ParVuTest, CamerasOfJpegAndMpeg4PlayFromPairsOfIdxAndVidFiles) {
+    CodecTest::VideoSettings settings;
+    settings.encoder = "mpeg4";
+    settings.width = Width;
+    settings.height = Height;
+    settings.frames = 6;
+    settings.gop = 3;
+    CodecTest::EncodedVideo video;
+    if (!CodecTest::HasEncoder("mpeg4") || !CodecTest::EncodeVideo(settings, &video)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg4 encoder");
+    }
+    const std::vector<CodecTest::Picture> reference =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, video, false);
+    for (int32_t file = 0; file < 2; ++file) {
+        std::vector<ParVuPicture> pictures;
+        for (int32_t index = file * 3; index < file * 3 + 3; ++index) {
+            pictures.push_back(JpegPicture(index, true));
+            pictures.push_back(JpegPicture(index, false));
+            const CodecTest::EncodedFrame& frame = video.frames[static_cast<size_t>(index)];
+            ParVuPicture mpeg4{1, Start + static_cast<uint32_t>(index),
+                               static_cast<uint16_t>(frame.key ? 8193 : 1)};
+            mpeg4.width = Width;
+            mpeg4.height = Height;
+            mpeg4.data = frame.data;
+            pictures.push_back(mpeg4);
+            expected[1].push_back({TicksFromUnixSeconds(static_cast<int32_t>(mpeg4.seconds)),
+                                   reference[static_cast<size_t>(index)].bgr});
+        }
+        const ParVuPair pair = WriteParVuPair(pictures, file == 0 ? 0xDECADE10 : 0xDECADE11);
+        AddFile("/dm/vid0000" + std::to_string(file) + ".idx", pair.idx);
+        AddFile("/dm/vid0000" + std::to_string(file) + ".vid", pair.vid);
+    }
+    ASSERT_EQ(Load(ParVuGuid, "/dm/vid00001.vid"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 3u);
+    EXPECT_EQ(StreamName(streams[0]), "Door");
+    EXPECT_EQ(StreamName(streams[2]), "Till");
+    for (uint16_t camera = 0; camera < 3; ++camera) {
+        ExpectWalk(streams[camera], expected[camera], camera == 1);
+    }
+}
+
+// File sets that cannot load name their fault.
+TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
+    ParVuPicture picture = JpegPicture(0, false);
+    const ParVuPair pair = WriteParVuPair({picture});
+    AddFile("/a/vid00001.idx", pair.idx);
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/a/vid00001.idx",
+                              "DecodeParVu::LoadingFileListComplete failed with empty VID list\n"));
+    AddFile("/a/vid00002.idx", pair.idx);
+    AddFile("/a/vid00001.vid", pair.vid);
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
+                      "DecodeParVu::LoadingFileListComplete idx file list length does not match vid file "
+                      "list length\n"));
+    AddFile("/a/vid00003.vid", pair.vid);
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
+                      "DecodeParVu::LoadingFileListComplete idx file list entry 1 (vid00002.idx) does not "
+                      "match vid file list entry (vid00003.vid)\n"));
+    AddFile("/b/vid00001.idx", pair.idx);
+    AddFile("/b/vid00001.vid", Bytes(pair.vid.begin(), pair.vid.end() - 1));
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/b/vid00001.idx",
+                      "DecodeParVu::LoadingReadComplete (LS_VID_FILE) Failing due to Invalid last image\n"));
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/b/vid00001.vi",
+                              "DecodeParVu::LoadingCore failed because file extension "
+                              "is too short.\n"));
+    AddFile("/c/disk.par", {'P', 'A', 'R', 0});
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/c/none.par", "DecodeParVu failed because no frames were found (1)\n"));
+}
+
+} // namespace
