@@ -21,6 +21,7 @@
 #include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
+#include "fixtures/formats/ParVuWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
@@ -779,6 +780,24 @@ void WriteSyneticsSeeds(SeedFolder& seeds) {
                   {{"mpeg2_0001_1.dat", Text(pair.iFrames)}, {"mpeg2_0001_2.dat", Text(pair.otherFrames)}}));
 }
 
+// A vid file and its idx file: a JPEG scan without headers, a whole JPEG and two MPEG-4 frames.
+void WriteParVuSeeds(SeedFolder& seeds) {
+    const Unit whole =
+        EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 30});
+    ParVuPicture scan{0, 1700000000, 8192, 1, 0, 30, 32, 16, "Door", {}};
+    scan.data.assign(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+    std::vector<ParVuPicture> pictures = {scan, {1, 1700000000, 8192, 0, 0, 0, 32, 16, "Till", whole}};
+    CodecTest::EncodedVideo video;
+    if (Encode("mpeg4", 32, 16, 2, 0, false, &video)) {
+        pictures.push_back({2, 1700000001, 8193, 0, 0, 0, 32, 16, "Yard", video.frames[0].data});
+        pictures.push_back({2, 1700000001, 1, 0, 0, 0, 32, 16, "Yard", video.frames[1].data});
+    }
+    const ParVuPair pair = WriteParVuPair(pictures);
+    seeds.Add(
+        "fuzz_decoder_parvu", "pair",
+        Vorn::Testing::JoinFileSet({{"vid00001.vid", Text(pair.vid)}, {"vid00001.idx", Text(pair.idx)}}));
+}
+
 int main(int argc, char** argv) {
     SeedFolder seeds(argc > 1 ? argv[1] : "build/seeds");
     WriteJpegSeeds(seeds);
@@ -814,6 +833,7 @@ int main(int argc, char** argv) {
     WriteTimeSpaceSeeds(seeds);
     WriteLjdLeviathanSeeds(seeds);
     WriteSyneticsSeeds(seeds);
+    WriteParVuSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

@@ -13,6 +13,7 @@
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
+#include "fixtures/formats/ParVuWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
@@ -389,4 +390,19 @@ TEST(RecorderFormatSweep, Synetics) {
         recording.frameStarts.push_back(starts);
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSynetics"), recording);
+}
+
+// A vid file of JPEG pictures with and without their headers and its idx file.
+TEST(RecorderFormatSweep, ParVu) {
+    const std::vector<uint8_t> whole =
+        EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 30});
+    ParVuPicture scan{0, 1700000000, 8192, 1, 0, 30, 32, 16, "Door", {}};
+    scan.data.assign(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+    const ParVuPair pair =
+        WriteParVuPair({scan, {1, 1700000000, 8192, 0, 0, 0, 32, 16, "Till", whole}, scan});
+    SweepRecording recording;
+    recording.files = {{"vid00001.vid", std::string(pair.vid.begin(), pair.vid.end())},
+                       {"vid00001.idx", std::string(pair.idx.begin(), pair.idx.end())}};
+    recording.frameStarts = {pair.headerOffsets, {0, 12, 24}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeParVu"), recording);
 }
