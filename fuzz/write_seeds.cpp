@@ -780,7 +780,8 @@ void WriteSyneticsSeeds(SeedFolder& seeds) {
                   {{"mpeg2_0001_1.dat", Text(pair.iFrames)}, {"mpeg2_0001_2.dat", Text(pair.otherFrames)}}));
 }
 
-// A vid file and its idx file: a JPEG scan without headers, a whole JPEG and two MPEG-4 frames.
+// A vid file and its idx file, and a partition of the same pictures: a JPEG scan without headers, a whole
+// JPEG and two MPEG-4 frames.
 void WriteParVuSeeds(SeedFolder& seeds) {
     const Unit whole =
         EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 30});
@@ -796,6 +797,8 @@ void WriteParVuSeeds(SeedFolder& seeds) {
     seeds.Add(
         "fuzz_decoder_parvu", "pair",
         Vorn::Testing::JoinFileSet({{"vid00001.vid", Text(pair.vid)}, {"vid00001.idx", Text(pair.idx)}}));
+    seeds.Add("fuzz_decoder_parvu", "partition",
+              Vorn::Testing::JoinFileSet({{"disk.par", Text(WriteParVuPartition(pictures).vid)}}));
 }
 
 int main(int argc, char** argv) {

@@ -17,6 +17,11 @@ constexpr uint32_t VidMagic10 = 0xDECADE10;
 constexpr uint32_t VidMagic11 = 0xDECADE11;
 constexpr uint32_t MaxDataLength = 0x100000;
 constexpr size_t CameraTextLength = 31;
+constexpr uint32_t PartitionMagic = 0x524150; // "PAR" and a zero
+constexpr uint32_t PartitionHeaderSize = 28;
+constexpr uint32_t SectionSize = 24;
+constexpr uint32_t FrameRecordSize = 16;
+constexpr uint32_t CameraRecordSize = 64;
 
 // The 168-byte header in front of every picture of a vid file.
 struct VidHeader {
@@ -80,6 +85,8 @@ void DecodeParVu::ForgetRecording() {
     fetchFrame = -1;
     fetchCamera = nullptr;
     mpeg4Cameras.clear();
+    partitions = false;
+    sections.clear();
     imageValid = false;
     imageIsJpeg = false;
     jpeg.clear();
@@ -137,13 +144,127 @@ DecoderAction DecodeParVu::LoadingCore() {
     return ListFiles(folder, "*.idx", 0, &DecodeParVu::OnIdxListed);
 }
 
-// Partitions of an Observer disk are not read yet: a list of them loads no frames.
 DecoderAction DecodeParVu::OnParListed(bool ok, FileList& listed) {
-    if (!ok || listed.Count() == 0) {
+    if (ok) {
+        vidFiles.Take(listed);
+        vidFiles.SortByName();
+    }
+    if (vidFiles.Count() == 0) {
         return Fail("DecodeParVu::LoadingFileListComplete failed with empty PAR list\n");
     }
-    return Fail("DecodeParVu failed because no frames were found (1)\n");
+    partitions = true;
+    fileIndex = 0;
+    return OpenPartition();
 }
+
+// ---- a partition: its header, its index of sections, the frame records of the sections ----
+
+DecoderAction DecodeParVu::OpenPartition() {
+    if (fileIndex == vidFiles.Count()) {
+        return Finish();
+    }
+    return Open(vidFiles.PathAt(fileIndex), &DecodeParVu::OnPartitionOpened,
+                "DecodeParVu::LoadingOpenComplete failed with invalid fileId\n");
+}
+
+DecoderAction DecodeParVu::OnPartitionOpened(int32_t newFileId, uint64_t newFileSize) {
+    fileId = newFileId;
+    fileSize = newFileSize;
+    firstOfFile = frames.Count();
+    return Read(fileId, 0, PartitionHeaderSize, &DecodeParVu::OnPartitionHeader,
+                "DecodeParVu::LoadingReadComplete failed with bad magic in partitionHeader\n");
+}
+
+// The header: the magic "PAR" and a zero, then the count of index entries.
+DecoderAction DecodeParVu::OnPartitionHeader(ByteView header) {
+    ByteReader r(header);
+    const uint32_t magic = r.U32LE();
+    const uint32_t entries = r.U32LE();
+    r.Skip(20); // not read
+    if (!r.Ok() || magic != PartitionMagic) {
+        return Fail("DecodeParVu::LoadingReadComplete failed with bad magic in partitionHeader\n");
+    }
+    if (uint64_t{entries} * EntrySize > fileSize) {
+        return Fail(
+            "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n");
+    }
+    return Read(
+        fileId, PartitionHeaderSize, entries * EntrySize, &DecodeParVu::OnPartitionIndex,
+        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n");
+}
+
+// An index entry: the type of a section and its offset in the partition.
+DecoderAction DecodeParVu::OnPartitionIndex(ByteView index) {
+    ByteReader r(index);
+    sections.clear();
+    while (r.Remaining() >= EntrySize) {
+        const uint32_t type = r.U32LE();
+        const uint32_t offset = r.U32LE();
+        r.Skip(4); // not read
+        if (type != FrameSection && type != CameraSection) {
+            return Fail(
+                "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section "
+                "type\n");
+        }
+        sections.push_back({type, offset});
+    }
+    return ReadNextSection();
+}
+
+DecoderAction DecodeParVu::ReadNextSection() {
+    if (sections.empty()) {
+        headerFrame = firstOfFile;
+        return ReadPictureHeader();
+    }
+    return Read(
+        fileId, sections.front().offset, SectionSize, &DecodeParVu::OnSection,
+        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n");
+}
+
+// A section: its type, as its index entry gives it, and the count of records behind it.
+DecoderAction DecodeParVu::OnSection(ByteView section) {
+    ByteReader r(section);
+    const uint32_t type = r.U32LE();
+    const uint32_t count = r.U32LE();
+    const uint32_t recordSize = type == FrameSection ? FrameRecordSize : CameraRecordSize;
+    if (type != sections.front().type ||
+        sections.front().offset + SectionSize + uint64_t{count} * recordSize > fileSize) {
+        return Fail(
+            "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n");
+    }
+    if (type != FrameSection || count == 0) {
+        sections.erase(sections.begin());
+        return ReadNextSection();
+    }
+    return Read(
+        fileId, sections.front().offset + SectionSize, count * recordSize, &DecodeParVu::OnFrameRecords,
+        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n");
+}
+
+// A frame record: the picture header's offset in the partition, the time in seconds, camera and
+// kind, as an idx entry has them.
+DecoderAction DecodeParVu::OnFrameRecords(ByteView records) {
+    ByteReader r(records);
+    while (r.Remaining() >= FrameRecordSize) {
+        AppendEntry(r);
+        r.Skip(4); // not read
+    }
+    sections.erase(sections.begin());
+    return ReadNextSection();
+}
+
+void DecodeParVu::AppendEntry(ByteReader& r) {
+    ParVuFrameItem item{};
+    item.offset = r.U32LE();
+    item.recordedTime = TicksFromUnixSeconds(r.I32LE());
+    item.streamTime = item.recordedTime;
+    item.camera.number = r.U16LE();
+    item.kind = r.U16LE();
+    item.fileIndex = fileIndex;
+    frames.Append(item);
+}
+
+// ---- separate idx and vid files ----
 
 DecoderAction DecodeParVu::OnIdxListed(bool ok, FileList& listed) {
     if (ok) {
@@ -204,14 +325,7 @@ DecoderAction DecodeParVu::OnIdxOpened(int32_t newFileId, uint64_t newFileSize) 
 DecoderAction DecodeParVu::OnIdxEntries(ByteView entries) {
     ByteReader r(entries);
     while (r.Remaining() >= EntrySize) {
-        ParVuFrameItem item{};
-        item.offset = r.U32LE();
-        item.recordedTime = TicksFromUnixSeconds(r.I32LE());
-        item.streamTime = item.recordedTime;
-        item.camera.number = r.U16LE();
-        item.kind = r.U16LE();
-        item.fileIndex = fileIndex;
-        frames.Append(item);
+        AppendEntry(r);
     }
     return Close(fileId, &DecodeParVu::OnIdxClosed);
 }
@@ -258,12 +372,13 @@ DecoderAction DecodeParVu::OnPictureHeaderRead(bool ok, ByteView bytes) {
 DecoderAction DecodeParVu::OnVidClosed(int32_t) {
     fileId = -1;
     ++fileIndex;
-    return OpenIdx();
+    return partitions ? OpenPartition() : OpenIdx();
 }
 
 DecoderAction DecodeParVu::Finish() {
     if (frames.Count() == 0) {
-        return Fail("DecodeParVu failed because no frames were found (2)\n");
+        return partitions ? Fail("DecodeParVu failed because no frames were found (1)\n")
+                          : Fail("DecodeParVu failed because no frames were found (2)\n");
     }
     if (pictureWidth == 0 || pictureHeight == 0) {
         return Fail("DecodeParVu::LoadingReadComplete width or height from videoHeader is zero, failing!\n");

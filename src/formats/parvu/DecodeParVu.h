@@ -21,10 +21,13 @@ struct ParVuFrameItem : FrameInfo {
 };
 class ParVuFrameList : public BaseFrameInfoList<ParVuFrameItem> {};
 
-// Dedicated Micros Observer recordings as separate `vid` and `idx` files: each idx file is a run of
-// 12-byte entries (picture offset, time in seconds, camera, kind) for the vid file of the same name,
-// in which every picture stands behind a 168-byte header. Pictures are JPEG images, with or
-// without their own headers, or MPEG-4 frames, decoded by one decoder for each camera.
+// Dedicated Micros Observer recordings, as partitions of a recorder's disk or as separate `vid` and
+// `idx` files. Every picture stands behind a 168-byte header. An idx file is a run of 12-byte
+// entries (picture offset, time in seconds, camera, kind) for the vid file of the same name; a
+// partition holds its pictures itself, behind a 28-byte header, an index of 12-byte entries and
+// sections of 24 bytes whose records (16 bytes for frames, 64 for cameras) list them. Pictures are
+// JPEG images, with or without their own headers, or MPEG-4 frames, decoded by one decoder for
+// each camera.
 class DecodeParVu : public FrameListDecoder<ParVuFrameList> {
 public:
     using FrameListDecoder::FrameListDecoder;
@@ -42,6 +45,12 @@ protected:
     DecoderAction DecompressingCore() override;
 
 private:
+    struct Section {
+        uint32_t type;
+        uint32_t offset;
+    };
+    static constexpr uint32_t FrameSection = 1;
+    static constexpr uint32_t CameraSection = 5;
     struct Mpeg4Camera {
         IppDecoderMPEG4 decoder;
         std::vector<uint8_t> picture;
@@ -55,6 +64,14 @@ private:
     DecoderAction OnQueryClosed(int32_t fileId);
 
     DecoderAction OnParListed(bool ok, FileList& listed);
+    DecoderAction OpenPartition();
+    DecoderAction OnPartitionOpened(int32_t fileId, uint64_t fileSize);
+    DecoderAction OnPartitionHeader(ByteView header);
+    DecoderAction OnPartitionIndex(ByteView index);
+    DecoderAction ReadNextSection();
+    DecoderAction OnSection(ByteView section);
+    DecoderAction OnFrameRecords(ByteView records);
+    void AppendEntry(ByteReader& r);
     DecoderAction OnIdxListed(bool ok, FileList& listed);
     DecoderAction OnVidListed(bool ok, FileList& listed);
     DecoderAction OpenIdx();
@@ -77,7 +94,10 @@ private:
     DecoderAction TakeMpeg4(ByteView data);
 
     FolderFiles idxFiles;
+    // The vid files, or the partitions, that hold the pictures.
     FolderFiles vidFiles;
+    bool partitions = false;
+    std::vector<Section> sections;
     int32_t fileIndex = 0;
     int32_t fileId = -1;
     uint64_t fileSize = 0;

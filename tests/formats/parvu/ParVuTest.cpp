@@ -71,16 +71,13 @@ protected:
     std::map<uint16_t, std::vector<Expected>> expected;
 };
 
-// Two pairs of idx and vid files with three cameras: JPEG scans without headers, whole JPEG images
-// and MPEG-4 frames with a key frame every third. Each camera plays its own pictures at their
-// recorder times; the MPEG-4 camera also steps back through its groups.
-TEST_F(ParVuTest, CamerasOfJpegAndMpeg4PlayFromPairsOfIdxAndVidFiles) {
-    CodecTest::VideoSettings settings;
-    settings.encoder = "mpeg4";
-    settings.width = Width;
-    settings.height = Height;
-    settings.frames = 6;
-    settings.gop = 3;
+class ParVuRecordingTest : public ParVuTest, public testing::WithParamInterface<bool> {};
+
+// Two files, pairs of idx and vid files or disk partitions, with three cameras: JPEG scans without
+// headers, whole JPEG images and MPEG-4 frames with a key frame every third. Each camera plays its
+// own pictures at their recorder times; the MPEG-4 camera also steps back through its groups.
+TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
+    CodecTest::VideoSettings settings{.encoder = "mpeg4", .width = Width, .height = Height, .gop = 3};
     CodecTest::EncodedVideo video;
     if (!CodecTest::HasEncoder("mpeg4") || !CodecTest::EncodeVideo(settings, &video)) {
         SKIP_OR_FAIL_FOR_MISSING("the mpeg4 encoder");
@@ -93,20 +90,22 @@ TEST_F(ParVuTest, CamerasOfJpegAndMpeg4PlayFromPairsOfIdxAndVidFiles) {
             pictures.push_back(JpegPicture(index, true));
             pictures.push_back(JpegPicture(index, false));
             const CodecTest::EncodedFrame& frame = video.frames[static_cast<size_t>(index)];
-            ParVuPicture mpeg4{1, Start + static_cast<uint32_t>(index),
-                               static_cast<uint16_t>(frame.key ? 8193 : 1)};
-            mpeg4.width = Width;
-            mpeg4.height = Height;
-            mpeg4.data = frame.data;
-            pictures.push_back(mpeg4);
-            expected[1].push_back({TicksFromUnixSeconds(static_cast<int32_t>(mpeg4.seconds)),
+            const auto seconds = Start + static_cast<uint32_t>(index);
+            pictures.push_back({1, seconds, static_cast<uint16_t>(frame.key ? 8193 : 1), 0, 0, 0, Width,
+                                Height, "Yard", frame.data});
+            expected[1].push_back({TicksFromUnixSeconds(static_cast<int32_t>(seconds)),
                                    reference[static_cast<size_t>(index)].bgr});
         }
-        const ParVuPair pair = WriteParVuPair(pictures, file == 0 ? 0xDECADE10 : 0xDECADE11);
-        AddFile("/dm/vid0000" + std::to_string(file) + ".idx", pair.idx);
-        AddFile("/dm/vid0000" + std::to_string(file) + ".vid", pair.vid);
+        const std::string stem = "/dm/vid0000" + std::to_string(file);
+        if (GetParam()) {
+            AddFile(stem + ".par", WriteParVuPartition(pictures).vid);
+        } else {
+            const ParVuPair pair = WriteParVuPair(pictures, file == 0 ? 0xDECADE10 : 0xDECADE11);
+            AddFile(stem + ".idx", pair.idx);
+            AddFile(stem + ".vid", pair.vid);
+        }
     }
-    ASSERT_EQ(Load(ParVuGuid, "/dm/vid00001.vid"), 0) << LastError();
+    ASSERT_EQ(Load(ParVuGuid, GetParam() ? "/dm/vid00001.par" : "/dm/vid00001.vid"), 0) << LastError();
     std::vector<int> streams = VideoStreams();
     ASSERT_EQ(streams.size(), 3u);
     EXPECT_EQ(StreamName(streams[0]), "Door");
@@ -115,6 +114,8 @@ TEST_F(ParVuTest, CamerasOfJpegAndMpeg4PlayFromPairsOfIdxAndVidFiles) {
         ExpectWalk(streams[camera], expected[camera], camera == 1);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(IdxAndVidFilesOrPartitions, ParVuRecordingTest, testing::Bool());
 
 // File sets that cannot load name their fault.
 TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
@@ -142,9 +143,16 @@ TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
     EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/b/vid00001.vi",
                               "DecodeParVu::LoadingCore failed because file extension "
                               "is too short.\n"));
-    AddFile("/c/disk.par", {'P', 'A', 'R', 0});
-    EXPECT_TRUE(
-        LoadFailsWith(ParVuGuid, "/c/none.par", "DecodeParVu failed because no frames were found (1)\n"));
+    Bytes partition = WriteParVuPartition({picture}).vid;
+    partition[28] = 2;
+    AddFile("/c/disk.par", partition);
+    EXPECT_TRUE(LoadFailsWith(
+        ParVuGuid, "/c/disk.par",
+        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n"));
+    partition[0] = 'Q';
+    AddFile("/d/disk.par", partition);
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/d/disk.par",
+                              "DecodeParVu::LoadingReadComplete failed with bad magic in partitionHeader\n"));
 }
 
 } // namespace
