@@ -22,9 +22,11 @@
 #include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
+#include "fixtures/formats/ParVuWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
@@ -788,6 +790,40 @@ void WriteDvdSeeds(SeedFolder& seeds) {
 
 } // namespace
 
+// A Synetics pair of one camera: I frames in one file, P and B frames in the other.
+void WriteSyneticsSeeds(SeedFolder& seeds) {
+    CodecTest::EncodedVideo video;
+    if (!EncodeSyneticsVideo(32, 16, 8, 4, &video)) {
+        return;
+    }
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    seeds.Add("fuzz_decoder_synetics", "pair",
+              Vorn::Testing::JoinFileSet(
+                  {{"mpeg2_0001_1.dat", Text(pair.iFrames)}, {"mpeg2_0001_2.dat", Text(pair.otherFrames)}}));
+}
+
+// A vid file and its idx file, and a partition of the same pictures: a JPEG scan without headers, a whole
+// JPEG and two MPEG-4 frames.
+void WriteParVuSeeds(SeedFolder& seeds) {
+    const Unit whole =
+        EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 30});
+    ParVuPicture scan{0, 1700000000, 8192, 1, 0, 30, 32, 16, "Door", {}};
+    scan.data.assign(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+    std::vector<ParVuPicture> pictures = {scan, {1, 1700000000, 8192, 0, 0, 0, 32, 16, "Till", whole}};
+    CodecTest::EncodedVideo video;
+    if (Encode("mpeg4", 32, 16, 2, 0, false, &video)) {
+        pictures.push_back({2, 1700000001, 8193, 0, 0, 0, 32, 16, "Yard", video.frames[0].data});
+        pictures.push_back({2, 1700000001, 1, 0, 0, 0, 32, 16, "Yard", video.frames[1].data});
+    }
+    const ParVuPair pair = WriteParVuPair(pictures);
+    seeds.Add(
+        "fuzz_decoder_parvu", "pair",
+        Vorn::Testing::JoinFileSet({{"vid00001.vid", Text(pair.vid)}, {"vid00001.idx", Text(pair.idx)}}));
+    seeds.Add("fuzz_decoder_parvu", "partition",
+              Vorn::Testing::JoinFileSet({{"disk.par", Text(WriteParVuPartition(pictures).vid)}}));
+}
+
 int main(int argc, char** argv) {
     SeedFolder seeds(argc > 1 ? argv[1] : "build/seeds");
     WriteJpegSeeds(seeds);
@@ -823,6 +859,8 @@ int main(int argc, char** argv) {
     WriteNewWavestoreSeeds(seeds);
     WriteTimeSpaceSeeds(seeds);
     WriteLjdLeviathanSeeds(seeds);
+    WriteSyneticsSeeds(seeds);
+    WriteParVuSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;
 }

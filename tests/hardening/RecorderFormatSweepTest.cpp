@@ -14,9 +14,11 @@
 #include "fixtures/formats/IndigoVisionWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
+#include "fixtures/formats/ParVuWriter.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
 #include "fixtures/formats/PelcoPnsWriter.h"
 #include "fixtures/formats/SanyoWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
@@ -393,4 +395,43 @@ TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
     SweepOptions options;
     options.hostAbortsLongLoads = true;
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
+}
+
+// A pair of one camera: damage to the index records reaches their offsets, sizes and months (a
+// time outside any calendar), and cuts shorten the groups of pictures.
+TEST(RecorderFormatSweep, Synetics) {
+    CodecTest::EncodedVideo video;
+    ASSERT_TRUE(EncodeSyneticsVideo(32, 16, 8, 4, &video));
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    SweepRecording recording;
+    for (const std::vector<uint8_t>* file : {&pair.iFrames, &pair.otherFrames}) {
+        const std::string name = file == &pair.iFrames ? "mpeg2_0001_1.dat" : "mpeg2_0001_2.dat";
+        recording.files.push_back({name, std::string(file->begin(), file->end())});
+        std::vector<uint64_t> starts;
+        const uint32_t records = static_cast<uint32_t>((*file)[44]);
+        for (uint32_t record = 0; record < records; ++record) {
+            const size_t at = 2288 + record * 36;
+            starts.push_back(at);
+            starts.push_back((*file)[at] | (*file)[at + 1] << 8 | (*file)[at + 2] << 16);
+            recording.damagePlaces.push_back({recording.files.size() - 1, at + 22});
+        }
+        recording.frameStarts.push_back(starts);
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeSynetics"), recording);
+}
+
+// A vid file of JPEG pictures with and without their headers and its idx file.
+TEST(RecorderFormatSweep, ParVu) {
+    const std::vector<uint8_t> whole =
+        EncodeJpeg(MakeColourBars(32, 16), {.sampling = Sampling::S422, .recorderQuality = 30});
+    ParVuPicture scan{0, 1700000000, 8192, 1, 0, 30, 32, 16, "Door", {}};
+    scan.data.assign(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+    const ParVuPair pair =
+        WriteParVuPair({scan, {1, 1700000000, 8192, 0, 0, 0, 32, 16, "Till", whole}, scan});
+    SweepRecording recording;
+    recording.files = {{"vid00001.vid", std::string(pair.vid.begin(), pair.vid.end())},
+                       {"vid00001.idx", std::string(pair.idx.begin(), pair.idx.end())}};
+    recording.frameStarts = {pair.headerOffsets, {0, 12, 24}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeParVu"), recording);
 }

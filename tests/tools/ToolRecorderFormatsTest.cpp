@@ -1,4 +1,6 @@
+#include "MissingTool.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
 #include "tools/ToolTestSupport.h"
 
 #include <fstream>
@@ -37,6 +39,45 @@ TEST_F(ToolTest, RecorderArchiveIsFoundAndShownByCamera) {
     ASSERT_EQ(listed.size(), clip.size());
     for (const json& frame : listed) {
         EXPECT_EQ(frame["camera"], "Yard");
+    }
+}
+
+// A Synetics pair is found by its name: frames lists its pictures in display order with their
+// recorder times, and export writes each as the encoder's own decoder gives it, B frames included.
+TEST_F(ToolTest, SyneticsPairIsListedAndExportedInDisplayOrder) {
+    CodecTest::EncodedVideo video;
+    if (!EncodeSyneticsVideo(64, 48, 9, 6, &video)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
+    }
+    const std::vector<CodecTest::Picture> reference =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, false);
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    std::filesystem::create_directories(Work("syn"));
+    for (const auto& [name, bytes] :
+         {std::pair{"mpeg2_0001_1.dat", &pair.iFrames}, {"mpeg2_0001_2.dat", &pair.otherFrames}}) {
+        std::ofstream(Work("syn") / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes->data()), static_cast<long>(bytes->size()));
+    }
+    const std::string path = Work("syn/mpeg2_0001_1.dat").string();
+    const ToolRun frames = RunTool({"frames", path, "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json listed = json::parse(frames.out);
+    ASSERT_EQ(listed.size(), reference.size());
+    const int64_t start = listed[0]["recorderTicks"];
+    for (size_t index = 0; index < listed.size(); ++index) {
+        EXPECT_EQ(listed[index]["camera"], "Gate");
+        EXPECT_EQ(listed[index]["recorderTicks"].get<int64_t>() - start,
+                  static_cast<int64_t>(index) * 400000);
+    }
+    const ToolRun exported = RunTool({"export", path, "--out", Work("out").string()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = json::parse(ReadText(Work("out") / "frames.json"));
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); ++index) {
+        const VorncastTool::Picture picture = ReadPng(Work("out") / log[index]["output"].get<std::string>());
+        ASSERT_EQ(picture.bytes.size(), reference[index].Bytes());
+        EXPECT_GE(CodecTest::Psnr(reference[index], picture.bytes.data()), 40.0) << index;
     }
 }
 

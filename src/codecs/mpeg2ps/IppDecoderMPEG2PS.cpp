@@ -77,6 +77,15 @@ bool IppDecoderMPEG2PS::Decode(const uint8_t* input, int32_t size, uint8_t* outp
         Log(__FILE__, __LINE__, LogCore, "IppDecoderMPEG2PS::Decode output buffer too small\n");
         return false;
     }
+    return DecodeVideo(input, size, output, outputSize);
+}
+
+bool IppDecoderMPEG2PS::DecodeSkippingPicture(const uint8_t* input, int32_t size) {
+    return DecodeVideo(input, size, nullptr, 0);
+}
+
+// Without an output the inner adapter decodes and keeps the picture in its engine.
+bool IppDecoderMPEG2PS::DecodeVideo(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) {
     const ByteView frame(input, size > 0 ? static_cast<size_t>(size) : 0);
     bool ok = false;
     ByteView stream =
@@ -84,9 +93,10 @@ bool IppDecoderMPEG2PS::Decode(const uint8_t* input, int32_t size, uint8_t* outp
     if (!ok) {
         return false;
     }
-    const bool decoded =
-        stream.Empty() ? video.Decode(input, size, output, outputSize)
-                       : video.Decode(stream.Data(), static_cast<int32_t>(stream.Size()), output, outputSize);
+    const uint8_t* data = stream.Empty() ? input : stream.Data();
+    const int32_t length = stream.Empty() ? size : static_cast<int32_t>(stream.Size());
+    const bool decoded = output != nullptr ? video.Decode(data, length, output, outputSize)
+                                           : video.DecodeSkippingPicture(data, length);
     if (decoded && (width <= 0 || height <= 0)) {
         width = video.GetWidth();
         height = video.GetHeight();

@@ -30,6 +30,13 @@ public:
     void Reset() override;
     using IppDecoder::Decode;
     bool Decode(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize) override;
+    bool DecodeSkippingPicture(const uint8_t* input, int32_t size) override;
+    // The picture of the last DecodeSkippingPicture, kept to be written later (see
+    // EngineVideoDecoder::KeepPicture).
+    EngineVideoDecoder::KeptPicture KeepPicture() const { return video.KeepPicture(); }
+    bool WritePicture(const EngineVideoDecoder::KeptPicture& picture, uint8_t* output, int32_t outputSize) {
+        return video.WritePicture(picture, output, outputSize);
+    }
     int32_t GetFrameType() const override { return video.GetFrameType(); }
     bool HasNewPicture() const override { return video.HasNewPicture(); }
 
@@ -46,6 +53,7 @@ private:
     // The elementary stream of `streamId` in `frame`, or the frame itself when it holds none;
     // empty when the stream overflows.
     ByteView Extract(ByteView frame, uint8_t streamId, bool* ok);
+    bool DecodeVideo(const uint8_t* input, int32_t size, uint8_t* output, int32_t outputSize);
 
     IppDecoderMPEG2 video;
     IppDecoderMP3Audio audio;

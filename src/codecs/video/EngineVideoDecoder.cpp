@@ -98,6 +98,7 @@ bool EngineVideoDecoder::Decode(const uint8_t* input, int32_t size, uint8_t* out
 
 bool EngineVideoDecoder::DecodeSkippingPicture(const uint8_t* input, int32_t size) {
     newPicture = false;
+    skippedPicture = false;
     EngineStep step;
     if (!Feed(input, size, &step)) {
         return false;
@@ -106,7 +107,31 @@ bool EngineVideoDecoder::DecodeSkippingPicture(const uint8_t* input, int32_t siz
         LogEngineFailure(step.status);
         return false;
     }
+    skippedPicture = step.picture;
     return true;
+}
+
+EngineVideoDecoder::KeptPicture EngineVideoDecoder::KeepPicture() const {
+    if (!skippedPicture || engine.Picture() == nullptr) {
+        return nullptr;
+    }
+    AVFrame* kept = av_frame_clone(engine.Picture());
+    return KeptPicture(kept, [](const AVFrame* frame) {
+        AVFrame* owned = const_cast<AVFrame*>(frame);
+        av_frame_free(&owned);
+    });
+}
+
+bool EngineVideoDecoder::WritePicture(const KeptPicture& picture, uint8_t* output, int32_t outputSize) {
+    if (picture == nullptr) {
+        return false;
+    }
+    AdoptPictureSize(picture->width, picture->height);
+    if (!OutputFits(output, outputSize)) {
+        LogBadOutput();
+        return false;
+    }
+    return writer.Write(*picture, output, width, height, lineDoubling);
 }
 
 bool EngineVideoDecoder::Feed(const uint8_t* input, int32_t size, EngineStep* step) {

@@ -5,6 +5,7 @@
 #include "codecs/video/VideoEngine.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace Vorn::Vorncast::Decoders {
 
@@ -26,6 +27,13 @@ public:
     bool DecodeSkippingPicture(const uint8_t* input, int32_t size) override;
     int32_t GetFrameType() const override { return frameType; }
     bool HasNewPicture() const override { return newPicture; }
+
+    // The picture of the last DecodeSkippingPicture, kept aside for a later WritePicture: it shares
+    // the engine's frame instead of copying it, so a decoder that walks several frames converts
+    // only the one it shows, straight into its caller's buffer. Null when that decode gave none.
+    using KeptPicture = std::shared_ptr<const AVFrame>;
+    KeptPicture KeepPicture() const;
+    bool WritePicture(const KeptPicture& picture, uint8_t* output, int32_t outputSize);
 
 protected:
     EngineVideoDecoder(const char* adapterName, VideoCodec codec, bool decodingOrderOutput);
@@ -61,6 +69,7 @@ private:
 
     BgrPictureWriter writer;
     bool newPicture = false;
+    bool skippedPicture = false;
     int32_t frameType = VideoFrameNone;
 };
 

@@ -30,12 +30,14 @@
 #include "formats/lorikan/DecodeLorikan.h"
 #include "formats/lorikan/DecodeLorikanMaster.h"
 #include "formats/lorikan/DecodeLorikanVix.h"
+#include "formats/parvu/DecodeParVu.h"
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/sanyo/DecodeSanyo.h"
-#include "formats/vicon/DecodeViconNet.h"
+#include "formats/synetics/DecodeSynetics.h"
 #include "formats/timespace/DecodeTimeSpaceX100.h"
 #include "formats/timespace/DecodeTimeSpaceX200.h"
+#include "formats/vicon/DecodeViconNet.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -151,7 +153,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeSynetics>},
     {"DecodeLoronixCCTVWare", "Loronix CCTVWare", "52BBF9F5-66D2-45bf-91FF-FFA27033E9F5", "avi", NO_PATTERNS,
      0, AviContainer, 0, CreateFormatDecoder<DecodeLoronixCCTVWare>},
     {"DecodeCathexis",
@@ -171,7 +173,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeParVu>},
     {"DecodeDowshu", "Dowshu", "F6E23552-F831-4429-ADCF-5DC0E84BB846", "inx;img", NO_PATTERNS, -1, None, 0,
      CreatePlaceholderDecoder},
     {"DecodeLorikanVix", "Vorn Video Index", "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2", "vix", NO_PATTERNS, -1,

@@ -1,0 +1,159 @@
+#include "MissingTool.h"
+#include "codecs/jpeg/JpegCodec.h"
+#include "core/time/Ticks.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/ParVuWriter.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::Vorncast::Decoders::JpegDecodeToBuffer;
+using Vorn::Vorncast::Decoders::TicksFromUnixSeconds;
+
+constexpr const char* ParVuGuid = "BE387767-631F-4d6a-BAB1-518FE0D0D974";
+constexpr int32_t Width = 64;
+constexpr int32_t Height = 48;
+constexpr uint32_t Start = 1700000000;
+
+struct Expected {
+    int64_t time;
+    Bytes picture;
+};
+
+class ParVuTest : public RecordingTest {
+protected:
+    // A JPEG picture of camera 0 stored without its headers, or of camera 2 whole; the expected
+    // picture is the whole JPEG as the library's JPEG decoder gives it.
+    ParVuPicture JpegPicture(int32_t index, bool headerless) {
+        const int32_t quality = 20 + index;
+        const Bytes whole = EncodeJpeg(MakeColourBars(Width, Height),
+                                       {.sampling = Sampling::S422, .recorderQuality = quality});
+        const Bytes scan(whole.begin() + static_cast<long>(ScanDataOffset(whole)), whole.end() - 2);
+        const ParVuPicture picture{headerless ? uint16_t{0} : uint16_t{2},
+                                   Start + static_cast<uint32_t>(index),
+                                   8192,
+                                   headerless ? 1u : 0u,
+                                   0,
+                                   static_cast<uint32_t>(quality),
+                                   Width,
+                                   Height,
+                                   headerless ? "Door" : "Till",
+                                   headerless ? scan : whole};
+        Bytes decoded(static_cast<size_t>(Width * Height * 3));
+        EXPECT_TRUE(JpegDecodeToBuffer(whole.data(), static_cast<int32_t>(whole.size()), decoded.data(),
+                                       static_cast<int32_t>(decoded.size())));
+        expected[picture.camera].push_back(
+            {TicksFromUnixSeconds(static_cast<int32_t>(picture.seconds)), decoded});
+        return picture;
+    }
+    // Forward over every picture, then back over them all when asked.
+    void ExpectWalk(int stream, const std::vector<Expected>& pictures, bool backwards) {
+        const size_t steps = backwards ? 2 * pictures.size() + 1 : pictures.size() + 1;
+        for (size_t step = 0; step < steps; ++step) {
+            const bool forward = step <= pictures.size();
+            const Delivered delivered = forward ? Next(stream) : Previous(stream);
+            if (step == pictures.size()) {
+                EXPECT_NE(delivered.status, 0);
+                continue;
+            }
+            const Expected& picture = pictures[forward ? step : 2 * pictures.size() - step];
+            ASSERT_EQ(delivered.status, 0) << "step " << step;
+            EXPECT_EQ(delivered.time.recordedTime, picture.time);
+            ASSERT_EQ(delivered.data.size(), picture.picture.size());
+            EXPECT_GE(CodecTest::Psnr(delivered.data.data(), picture.picture.data(), picture.picture.size()),
+                      40.0);
+        }
+    }
+
+    std::map<uint16_t, std::vector<Expected>> expected;
+};
+
+class ParVuRecordingTest : public ParVuTest, public testing::WithParamInterface<bool> {};
+
+// Two files, pairs of idx and vid files or disk partitions, with three cameras: JPEG scans without
+// headers, whole JPEG images and MPEG-4 frames with a key frame every third. Each camera plays its
+// own pictures at their recorder times; the MPEG-4 camera also steps back through its groups.
+TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
+    CodecTest::VideoSettings settings{.encoder = "mpeg4", .width = Width, .height = Height, .gop = 3};
+    CodecTest::EncodedVideo video;
+    if (!CodecTest::HasEncoder("mpeg4") || !CodecTest::EncodeVideo(settings, &video)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg4 encoder");
+    }
+    const std::vector<CodecTest::Picture> reference =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, video, false);
+    for (int32_t file = 0; file < 2; ++file) {
+        std::vector<ParVuPicture> pictures;
+        for (int32_t index = file * 3; index < file * 3 + 3; ++index) {
+            pictures.push_back(JpegPicture(index, true));
+            pictures.push_back(JpegPicture(index, false));
+            const CodecTest::EncodedFrame& frame = video.frames[static_cast<size_t>(index)];
+            const auto seconds = Start + static_cast<uint32_t>(index);
+            pictures.push_back({1, seconds, static_cast<uint16_t>(frame.key ? 8193 : 1), 0, 0, 0, Width,
+                                Height, "Yard", frame.data});
+            expected[1].push_back({TicksFromUnixSeconds(static_cast<int32_t>(seconds)),
+                                   reference[static_cast<size_t>(index)].bgr});
+        }
+        const std::string stem = "/dm/vid0000" + std::to_string(file);
+        if (GetParam()) {
+            AddFile(stem + ".par", WriteParVuPartition(pictures).vid);
+        } else {
+            const ParVuPair pair = WriteParVuPair(pictures, file == 0 ? 0xDECADE10 : 0xDECADE11);
+            AddFile(stem + ".idx", pair.idx);
+            AddFile(stem + ".vid", pair.vid);
+        }
+    }
+    ASSERT_EQ(Load(ParVuGuid, GetParam() ? "/dm/vid00001.par" : "/dm/vid00001.vid"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 3u);
+    EXPECT_EQ(StreamName(streams[0]), "Door");
+    EXPECT_EQ(StreamName(streams[2]), "Till");
+    for (uint16_t camera = 0; camera < 3; ++camera) {
+        ExpectWalk(streams[camera], expected[camera], camera == 1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(IdxAndVidFilesOrPartitions, ParVuRecordingTest, testing::Bool());
+
+// File sets that cannot load name their fault.
+TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
+    ParVuPicture picture = JpegPicture(0, false);
+    const ParVuPair pair = WriteParVuPair({picture});
+    AddFile("/a/vid00001.idx", pair.idx);
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/a/vid00001.idx",
+                              "DecodeParVu::LoadingFileListComplete failed with empty VID list\n"));
+    AddFile("/a/vid00002.idx", pair.idx);
+    AddFile("/a/vid00001.vid", pair.vid);
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
+                      "DecodeParVu::LoadingFileListComplete idx file list length does not match vid file "
+                      "list length\n"));
+    AddFile("/a/vid00003.vid", pair.vid);
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
+                      "DecodeParVu::LoadingFileListComplete idx file list entry 1 (vid00002.idx) does not "
+                      "match vid file list entry (vid00003.vid)\n"));
+    AddFile("/b/vid00001.idx", pair.idx);
+    AddFile("/b/vid00001.vid", Bytes(pair.vid.begin(), pair.vid.end() - 1));
+    EXPECT_TRUE(
+        LoadFailsWith(ParVuGuid, "/b/vid00001.idx",
+                      "DecodeParVu::LoadingReadComplete (LS_VID_FILE) Failing due to Invalid last image\n"));
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/b/vid00001.vi",
+                              "DecodeParVu::LoadingCore failed because file extension "
+                              "is too short.\n"));
+    Bytes partition = WriteParVuPartition({picture}).vid;
+    partition[28] = 2;
+    AddFile("/c/disk.par", partition);
+    EXPECT_TRUE(LoadFailsWith(
+        ParVuGuid, "/c/disk.par",
+        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n"));
+    partition[0] = 'Q';
+    AddFile("/d/disk.par", partition);
+    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/d/disk.par",
+                              "DecodeParVu::LoadingReadComplete failed with bad magic in partitionHeader\n"));
+}
+
+} // namespace

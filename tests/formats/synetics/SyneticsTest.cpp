@@ -1,0 +1,163 @@
+#include "MissingTool.h"
+#include "core/time/Ticks.h"
+#include "fixtures/formats/SyneticsWriter.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+using Vorn::SystemTime;
+using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+
+constexpr const char* SyneticsGuid = "A5D90B4D-A2C7-481b-922D-A1E9A2133188";
+constexpr int32_t Width = 64;
+constexpr int32_t Height = 48;
+constexpr SystemTime Start{2024, 3, 0, 12, 9, 30, 0, 0};
+
+struct Camera {
+    std::vector<SyneticsPicture> pictures; // decoding order
+    std::vector<int64_t> times;            // display order
+    std::vector<CodecTest::Picture> reference;
+};
+
+class SyneticsTest : public RecordingTest {
+protected:
+    // A camera's clip: `frames` pictures with two B frames between references and a key frame every
+    // `gop`, stamped 40 ms apart from `offsetMs` after the start.
+    bool MakeCamera(int32_t frames, int32_t gop, int32_t offsetMs, Camera* camera) {
+        CodecTest::EncodedVideo video;
+        if (!EncodeSyneticsVideo(Width, Height, frames, gop, &video)) {
+            return false;
+        }
+        SystemTime start = Start;
+        start.wMilliseconds = static_cast<uint16_t>(offsetMs);
+        camera->pictures = SyneticsPictures(video, start, 40);
+        camera->reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, false);
+        for (int32_t index = 0; index < frames; ++index) {
+            camera->times.push_back(TicksFromSystemTime(start) + index * 40 * 10000);
+        }
+        return true;
+    }
+    void AddPair(const std::string& stem, const std::string& name, const Camera& camera) {
+        SyneticsPair pair = WriteSyneticsPair(name, camera.pictures);
+        AddFile(stem + "_1.dat", pair.iFrames);
+        AddFile(stem + "_2.dat", pair.otherFrames);
+    }
+    static void ExpectFrame(const Delivered& delivered, const Camera& camera, size_t index) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << index;
+        EXPECT_EQ(delivered.time.recordedTime, camera.times[index]) << "frame " << index;
+        ASSERT_EQ(delivered.data.size(), camera.reference[index].Bytes());
+        EXPECT_GE(CodecTest::Psnr(camera.reference[index], delivered.data.data()), 40.0) << "frame " << index;
+    }
+};
+
+// Two cameras in folders of their own, loaded from one of them; each walks forward and back in
+// display order with its B frames in their place, over an open group whose B frames lean on the
+// next key frame, and a seek into a group delivers the picture of that time.
+TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
+    Camera gate, yard;
+    if (!MakeCamera(14, 6, 0, &gate) || !MakeCamera(9, 6, 20, &yard)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
+    }
+    AddPair("/rec/Cam01/mpeg2_0001", "Gate", gate);
+    AddPair("/rec/Cam02/mpeg2_0001", "Yard", yard);
+    ASSERT_EQ(Load(SyneticsGuid, "/rec/Cam02/mpeg2_0001_1.dat"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(StreamName(streams[0]), "Gate");
+    EXPECT_EQ(StreamName(streams[1]), "Yard");
+    std::vector<Delivered> stamps;
+    for (size_t index = 0; index < 2; ++index) {
+        const Camera& camera = index == 0 ? gate : yard;
+        std::vector<Delivered> walked = WalkForward(streams[index]);
+        if (index == 0) {
+            stamps = walked;
+        }
+        ASSERT_EQ(walked.size(), camera.times.size());
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            ExpectFrame(walked[frame], camera, frame);
+        }
+        for (size_t frame = walked.size(); frame-- > 0;) {
+            ExpectFrame(Previous(streams[index]), camera, frame);
+        }
+    }
+    for (size_t frame : {4u, 10u, 7u, 11u}) {
+        ExpectFrame(GoTo(streams[0], stamps[frame].time.streamTime), gate, frame);
+    }
+}
+
+// A pair that cannot load names its fault; an I frame file without its partner plays its I frames.
+TEST_F(SyneticsTest, PairsThatCannotLoadSayWhyAndALonelyIFrameFilePlays) {
+    Camera clip;
+    if (!MakeCamera(8, 4, 0, &clip)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
+    }
+    const Bytes intra = WriteSyneticsPair("Gate", clip.pictures).iFrames;
+    Bytes badStart = intra, inconsistent = intra;
+    badStart[4] = 1;
+    inconsistent[40] ^= 1;
+    const std::vector<std::tuple<std::string, Bytes, Bytes>> cases = {
+        {"Synetics File too small\n", Bytes(intra.begin(), intra.begin() + 2287), {}},
+        {"Synetics Bad start to file header\n", badStart, {}},
+        {"Synetics Index size inconsistent in file header\n", inconsistent, {}},
+        {"Synetics Zero frame count give in file header\n", SyneticsHeader("Gate", 0), {}},
+        {"Synetics I frames and P/B frames not from same camera\n", intra,
+         WriteSyneticsPair("Yard", clip.pictures).otherFrames},
+    };
+    for (size_t index = 0; index < cases.size(); ++index) {
+        const auto& [text, first, second] = cases[index];
+        const std::string stem = "/bad" + std::to_string(index) + "/mpeg2_0001_";
+        AddFile(stem + "1.dat", first);
+        if (!second.empty()) {
+            AddFile(stem + "2.dat", second);
+        }
+        EXPECT_TRUE(LoadFailsWith(SyneticsGuid, stem + "1.dat", text));
+    }
+    EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/bad0/x_1.avi",
+                              "DecodeSynetics::LoadingCore File has no .dat extension\n"));
+    EXPECT_TRUE(
+        LoadFailsWith(SyneticsGuid, "/bad0/m_1.dat", "DecodeSynetics::LoadingCore File name too short\n"));
+
+    AddFile("/alone/mpeg2_0001_1.dat", intra);
+    ASSERT_EQ(Load(SyneticsGuid, "/alone/mpeg2_0001_1.dat"), 0) << LastError();
+    std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), 2u);
+    ExpectFrame(walked[0], clip, 0);
+    ExpectFrame(walked[1], clip, 6); // decoding order I0 P3 B1 B2 I6 B4 B5 P7
+}
+
+// Damage found while fetching fails the frames that need it, with its text, black at their own
+// times, and the others play: an index record that points into the other file of its pair fails
+// its group up to the next key frame, and a group cut short loses its last picture.
+TEST_F(SyneticsTest, DamagedPairsFailTheFramesThatNeedTheDamageAndPlayTheRest) {
+    Camera clip;
+    if (!MakeCamera(8, 4, 0, &clip)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
+    }
+    // Decoding order I0 P3 B1 B2 I6 B4 B5 P7: B4 and B5 lean on the key frame after them.
+    SyneticsPair pair = WriteSyneticsPair("Gate", clip.pictures);
+    ASSERT_GT(pair.iFrames.size(), pair.otherFrames.size() + 10);
+    const auto pastItsFile = static_cast<uint32_t>(pair.otherFrames.size() + 10);
+    std::memcpy(pair.otherFrames.data() + 2288, &pastItsFile, 4);
+    pair.otherFrames.resize(pair.otherFrames.size() - clip.pictures.back().programStream.size());
+    AddFile("/d/mpeg2_0001_1.dat", pair.iFrames);
+    AddFile("/d/mpeg2_0001_2.dat", pair.otherFrames);
+    ASSERT_EQ(Load(SyneticsGuid, "/d/mpeg2_0001_1.dat"), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), clip.times.size());
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        if (frame == 0 || frame == 6) {
+            ExpectFrame(walked[frame], clip, frame);
+        } else {
+            EXPECT_EQ(walked[frame].time.recordedTime, clip.times[frame]);
+            EXPECT_EQ(std::count(walked[frame].data.begin(), walked[frame].data.end(), 0),
+                      static_cast<ptrdiff_t>(walked[frame].data.size()))
+                << "frame " << frame;
+        }
+    }
+    EXPECT_TRUE(WasLogged(
+        "DecodeSynetics::SyneticsInputChannel::DecompressingReadComplete failure with invalid result\n"));
+}
+
+} // namespace
