@@ -19,6 +19,7 @@
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
@@ -364,4 +365,17 @@ TEST(RecorderFormatSweep, VisimetricsJpeg2000) {
     SweepOptions options;
     options.hostAbortsLongLoads = true;
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVisimetricsJPEG2000"), recording, options);
+}
+
+// A Vigilant MPEG-2 export: cuts inside groups and pictures, broken start codes and time records.
+TEST(RecorderFormatSweep, VigilantMpeg2) {
+    VigilantMpeg2File written = EncodeVigilantMpeg2Clip(32, 7, {"Depot", "Gate", 60, {1700000000}});
+    ASSERT_FALSE(written.bytes.empty());
+    SweepRecording recording;
+    recording.files = {{"clip.mpg", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts.emplace_back();
+    for (const auto& picture : written.pictures) {
+        recording.frameStarts.back().push_back(picture.offset);
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVigilantMpeg2"), recording);
 }
