@@ -1,4 +1,5 @@
 #include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "tools/ToolTestSupport.h"
 
 #include <fstream>
@@ -37,6 +38,30 @@ TEST_F(ToolTest, RecorderArchiveIsFoundAndShownByCamera) {
     ASSERT_EQ(listed.size(), clip.size());
     for (const json& frame : listed) {
         EXPECT_EQ(frame["camera"], "Yard");
+    }
+}
+
+// A Vigilant MPEG-2 export is found by autodetection; every frame shows its camera and the time of
+// its group, and the frames run in display order.
+TEST_F(ToolTest, VigilantMpeg2ExportIsFoundWithItsGroupTimes) {
+    VigilantMpeg2File written =
+        EncodeVigilantMpeg2Clip(32, 7, {"Depot", "Gate", 0, {1700000000, 1700003600}});
+    ASSERT_FALSE(written.bytes.empty());
+    const std::filesystem::path path = Work("clip.mpg");
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(written.bytes.data()), static_cast<long>(written.bytes.size()));
+    const ToolRun probe = RunTool({"probe", path.string(), "--json"});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    EXPECT_EQ(json::parse(probe.out)["decoder"]["name"], "Vigilant Export Viewer MPEG2");
+    const ToolRun frames = RunTool({"frames", path.string(), "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json listed = json::parse(frames.out);
+    ASSERT_EQ(listed.size(), written.pictures.size());
+    EXPECT_EQ(listed.front()["recorderTime"], "2023/11/14 22:13:20.000");
+    EXPECT_EQ(listed[1]["recorderTime"], "2023/11/14 23:13:20.000");
+    EXPECT_EQ(listed.back()["recorderTime"], "2023/11/14 23:13:21.000");
+    for (const json& frame : listed) {
+        EXPECT_EQ(frame["camera"], "Depot - Gate");
     }
 }
 
