@@ -47,6 +47,24 @@ private:
     int newer = 1;
 };
 
+// The display order of frames kept in coded order: each I or P frame moves behind the B frames that
+// follow it in the file. B frames before the first I or P frame stay where they are.
+template <class KindAt> std::vector<int32_t> DisplayOrder(int32_t count, KindAt&& kindAt) {
+    std::vector<int32_t> order(static_cast<size_t>(count));
+    int32_t index = 0;
+    for (; index < count && kindAt(index) == PictureKind::B; ++index) {
+        order[static_cast<size_t>(index)] = index;
+    }
+    for (; index < count; ++index) {
+        order[static_cast<size_t>(index)] = index;
+        if (kindAt(index) == PictureKind::B && index > 0) {
+            order[static_cast<size_t>(index)] = order[static_cast<size_t>(index - 1)];
+            order[static_cast<size_t>(index - 1)] = index;
+        }
+    }
+    return order;
+}
+
 // The I or P frame before `frame` in coded order, or -1.
 template <class KindAt> int32_t PreviousAnchor(int32_t frame, KindAt&& kindAt) {
     for (int32_t index = frame - 1; index >= 0; --index) {

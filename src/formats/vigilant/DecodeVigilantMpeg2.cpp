@@ -303,7 +303,8 @@ DecoderAction DecodeVigilantMpeg2::Finish() {
     if (frames.empty() || imageWidth <= 0 || imageHeight <= 0) {
         return Fail("DecodeVigilantMpeg2 No frames or bad image size\n");
     }
-    BuildDisplayMap();
+    displayMap =
+        DisplayOrder(static_cast<int32_t>(frames.size()), [this](int32_t frame) { return KindOf(frame); });
     references.Allocate(static_cast<size_t>(imageWidth) * static_cast<size_t>(imageHeight) * 3);
     totalFrames = static_cast<int32_t>(frames.size());
     SetTimeSpan(TimesOf(frames[static_cast<size_t>(displayMap.front())]),
@@ -311,22 +312,6 @@ DecoderAction DecodeVigilantMpeg2::Finish() {
     AssignGroupStreamTimes();
     ReportProgress(1.0);
     return DDA_COMPLETE;
-}
-
-// Frames stand in coded order: an I or P frame moves behind the B frames that follow it.
-void DecodeVigilantMpeg2::BuildDisplayMap() {
-    displayMap.resize(frames.size());
-    size_t index = 0;
-    for (; index < frames.size() && frames[index].type == PictureKind::B; ++index) {
-        displayMap[index] = static_cast<int32_t>(index);
-    }
-    for (; index < frames.size(); ++index) {
-        displayMap[index] = static_cast<int32_t>(index);
-        if (frames[index].type == PictureKind::B && index > 0) {
-            displayMap[index] = displayMap[index - 1];
-            displayMap[index - 1] = static_cast<int32_t>(index);
-        }
-    }
 }
 
 // In display order, the frames of one group time are spread up to the next group's time, so that

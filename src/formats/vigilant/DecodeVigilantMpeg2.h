@@ -63,7 +63,6 @@ private:
     void StartPicture(size_t codeAt);
     void ClosePicture(uint64_t end);
     DecoderAction Finish();
-    void BuildDisplayMap();
     void AssignGroupStreamTimes();
     FrameTimes TimesOf(const Mpeg2FrameInfo& frame) const;
 
