@@ -33,10 +33,11 @@
 #include "formats/pelco/DecodePelco.h"
 #include "formats/pelco/DecodePelcoEndura.h"
 #include "formats/sanyo/DecodeSanyo.h"
-#include "formats/vicon/DecodeViconNet.h"
-#include "formats/vigilant/DecodeVigilantMpeg2.h"
 #include "formats/timespace/DecodeTimeSpaceX100.h"
 #include "formats/timespace/DecodeTimeSpaceX200.h"
+#include "formats/uvms/DecodeUVMS.h"
+#include "formats/vicon/DecodeViconNet.h"
+#include "formats/vigilant/DecodeVigilantMpeg2.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -141,7 +142,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeUVMS>},
     {"DecodeVideoSwitch2", "VideoSwitch", "AB5E63F4-4235-40ad-9862-AB7597FE6402", "vdm", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeSynetics",
