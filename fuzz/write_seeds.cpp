@@ -26,6 +26,7 @@
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/formats/ViseumWriter.h"
@@ -757,6 +758,16 @@ void WriteVigilantMpeg2Seeds(SeedFolder& seeds) {
     }
 }
 
+// A UVMS tree of two inputs with small JPEG pictures, its configuration first.
+void WriteUvmsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(16, 8)) {
+        files.push_back({path, Text(bytes)});
+    }
+    seeds.Add("fuzz_decoder_uvms", "two_inputs", Vorn::Testing::JoinFileSet(files));
+}
+
 // DVD-Video folders of one title set and of two, the second of two cells, each file named in
 // its piece; made only where ffmpeg and dvdauthor are installed.
 void WriteDvdSeeds(SeedFolder& seeds) {
@@ -809,6 +820,7 @@ int main(int argc, char** argv) {
     WriteNewWavestoreSeeds(seeds);
     WriteTimeSpaceSeeds(seeds);
     WriteVigilantMpeg2Seeds(seeds);
+    WriteUvmsSeeds(seeds);
     WriteLjdLeviathanSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());
     return 0;

@@ -18,6 +18,7 @@
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/formats/ViseumWriter.h"
@@ -378,4 +379,15 @@ TEST(RecorderFormatSweep, VigilantMpeg2) {
         recording.frameStarts.back().push_back(picture.offset);
     }
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVigilantMpeg2"), recording);
+}
+
+// A UVMS tree: cut and broken media headers, indexes and image headers, and a broken configuration.
+TEST(RecorderFormatSweep, Uvms) {
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(16, 8)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0, 112, 144});
+    }
+    recording.damagePlaces = {{0, 40}, {1, 88}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeUVMS"), recording);
 }

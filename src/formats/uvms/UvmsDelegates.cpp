@@ -381,7 +381,9 @@ DecoderAction UVMSLoadingDelegateReadingImageHeaders::ReadComplete(ByteView byte
     if (bytes.U32BE(220) != JpegMark && bytes.U32BE(224) != PackMark) {
         return Fail("UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n");
     }
-    owner.frames[frame].time = (bytes.I64LE(96) + UnixEpochMilliseconds) * TicksPerMillisecond;
+    // Wrapping arithmetic: a damaged time gives a wrong time, never undefined behaviour.
+    const uint64_t milliseconds = bytes.U64LE(96) + static_cast<uint64_t>(UnixEpochMilliseconds);
+    owner.frames[frame].time = static_cast<int64_t>(milliseconds * static_cast<uint64_t>(TicksPerMillisecond));
     const uint16_t width = bytes.U16LE(140);
     const uint16_t height = bytes.U16LE(142);
     if (frame == 0) {
