@@ -1,4 +1,5 @@
 #include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "tools/ToolTestSupport.h"
 
@@ -63,6 +64,32 @@ TEST_F(ToolTest, VigilantMpeg2ExportIsFoundWithItsGroupTimes) {
     for (const json& frame : listed) {
         EXPECT_EQ(frame["camera"], "Depot - Gate");
     }
+}
+
+// A UVMS tree is found by its configuration; each input is a camera with its configured name, and its
+// frames keep their times, each image once where the input's files overlap.
+TEST_F(ToolTest, UvmsTreeIsFoundByItsConfiguration) {
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(32, 16)) {
+        const std::filesystem::path file = Work("tree") / path;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+    }
+    const std::string config = (Work("tree") / "Configs/site.ocf").string();
+    const ToolRun probe = RunTool({"probe", config, "--json"});
+    ASSERT_EQ(probe.exitCode, 0) << probe.err;
+    const json report = json::parse(probe.out);
+    EXPECT_EQ(report["decoder"]["name"], "UVMS PI Vision Ltd");
+    const json& streams = report["tracks"][0]["streams"];
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0]["camera"], "Input Number: 1, Gate");
+    EXPECT_EQ(streams[1]["camera"], "Input Number: 2, Yard");
+    const ToolRun frames = RunTool({"frames", config, "--stream", "0", "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    const json listed = json::parse(frames.out);
+    ASSERT_EQ(listed.size(), 3u);
+    EXPECT_EQ(listed[0]["recorderTime"], "2023/11/14 22:13:20.000");
+    EXPECT_EQ(listed[2]["recorderTime"], "2023/11/14 22:13:20.080");
 }
 
 } // namespace
