@@ -117,6 +117,7 @@ int64_t DecodeUVMS::MergedTime(int32_t channel, int32_t frame) const {
 }
 
 DecoderAction DecodeUVMS::FinishDelegatedLoad() {
+    readingImageHeaders.End();
     const UVMSInputChannel& first = *tables.channels[static_cast<size_t>(merged.front().first)];
     imageWidth = first.width;
     imageHeight = first.height;

@@ -383,7 +383,8 @@ DecoderAction UVMSLoadingDelegateReadingImageHeaders::ReadComplete(ByteView byte
     }
     // Wrapping arithmetic: a damaged time gives a wrong time, never undefined behaviour.
     const uint64_t milliseconds = bytes.U64LE(96) + static_cast<uint64_t>(UnixEpochMilliseconds);
-    owner.frames[frame].time = static_cast<int64_t>(milliseconds * static_cast<uint64_t>(TicksPerMillisecond));
+    owner.frames[frame].time =
+        static_cast<int64_t>(milliseconds * static_cast<uint64_t>(TicksPerMillisecond));
     const uint16_t width = bytes.U16LE(140);
     const uint16_t height = bytes.U16LE(142);
     if (frame == 0) {

@@ -21,6 +21,9 @@ constexpr int32_t StreamHeight = 288;
 
 // A frame is fetched by its channel, from the references its channel holds.
 DecoderAction DecodeUVMS::DecompressingCore() {
+    if (currentFrame < 0 || currentFrame >= totalFrames) {
+        return DDA_COMPLETE;
+    }
     UVMSInputChannel& channel = CurrentChannel();
     channel.targetFrame = merged[static_cast<size_t>(currentFrame)].second;
     if (channel.targetFrame == channel.decodedFrame) {

@@ -157,76 +157,63 @@ bool DecodeVigilantMpeg2::ScanTo(size_t limit) {
     return true;
 }
 
+// The code each scan state wants; the last state also takes a picture start. Any other code fails,
+// so a picture of more than one slice is refused.
+constexpr uint8_t WantedCode[] = {SequenceHeaderCode, UserDataCode,   GroupStartCode, UserDataCode,
+                                  PictureStartCode,   SliceStartCode, GroupStartCode};
+constexpr const char* WrongCode[] = {
+    "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_FIRST_USER_DATA_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_FIRST_GROUP_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_PICTURE_START_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_SLICE_START_EXPECTED\n",
+    "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n",
+};
+
 // Extensions and the end of the sequence carry nothing the index needs; they stay inside the
 // header or picture they follow.
 bool DecodeVigilantMpeg2::OnStartCode(uint8_t code, size_t codeAt) {
     if (code == ExtensionCode || code == SequenceEndCode) {
         return true;
     }
+    if (code != WantedCode[state] &&
+        !(state == MS_GROUP_OR_PICTURE_START_EXPECTED && code == PictureStartCode)) {
+        Log(LogCore, "%s", WrongCode[state]);
+        return false;
+    }
     ByteView behind = ByteView(scan.data(), filled).From(codeAt + 1);
     switch (state) {
     case MS_SEQUENCE_HEADER_EXPECTED:
-        if (code != SequenceHeaderCode) {
-            break;
-        }
         return OnSequenceHeader(codeAt);
     case MS_FIRST_USER_DATA_EXPECTED:
-        if (code != UserDataCode) {
-            break;
-        }
         ReadFirstUserData(behind);
         state = MS_FIRST_GROUP_EXPECTED;
-        return true;
+        break;
     case MS_FIRST_GROUP_EXPECTED:
-        if (code != GroupStartCode) {
-            break;
-        }
         state = MS_USER_DATA_EXPECTED;
-        return true;
+        break;
     case MS_USER_DATA_EXPECTED:
-        if (code != UserDataCode) {
-            break;
-        }
         groupTime = (int64_t{behind.U32BE(GroupTimeAt)} + UnixEpochSeconds) * TicksPerSecond;
         scanPos = codeAt + 1 + GroupUserDataSize;
         state = MS_PICTURE_START_EXPECTED;
-        return true;
+        break;
     case MS_PICTURE_START_EXPECTED:
-        if (code != PictureStartCode) {
-            break;
-        }
         StartPicture(codeAt);
-        return true;
+        break;
     case MS_SLICE_START_EXPECTED:
-        if (code != SliceStartCode) {
-            break;
-        }
         state = MS_GROUP_OR_PICTURE_START_EXPECTED;
-        return true;
+        break;
     case MS_GROUP_OR_PICTURE_START_EXPECTED:
-        // A picture of more than one slice is refused here: another slice code is a wrong code.
-        if (code != GroupStartCode && code != PictureStartCode) {
-            break;
-        }
         ClosePicture(bufferStart + codeAt + 1 - 4);
         if (code == GroupStartCode) {
             state = MS_USER_DATA_EXPECTED;
         } else {
             StartPicture(codeAt);
         }
-        return true;
+        break;
     }
-    static const char* const WrongCode[] = {
-        "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_FIRST_USER_DATA_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_FIRST_GROUP_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_PICTURE_START_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_SLICE_START_EXPECTED\n",
-        "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n",
-    };
-    Log(LogCore, "%s", WrongCode[state]);
-    return false;
+    return true;
 }
 
 // The decompressor takes the sequence header with its extensions as configuration: the bytes up
@@ -403,6 +390,9 @@ int32_t DecodeVigilantMpeg2::GetNextFrame(int32_t frame, int32_t) {
 // ---- fetching: decode forward from the references the target needs ----
 
 DecoderAction DecodeVigilantMpeg2::DecompressingCore() {
+    if (currentFrame < 0 || currentFrame >= totalFrames) {
+        return Delivered(nullptr, false);
+    }
     targetFrame = displayMap[static_cast<size_t>(currentFrame)];
     if (targetFrame == decodedFrame) {
         imageGood = true;
