@@ -26,16 +26,6 @@ std::vector<UvmsImage> Slice(const std::vector<UvmsImage>& images, size_t from, 
             images.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
-UvmsImage JpegImage(int32_t width, int32_t height, int64_t milliseconds) {
-    UvmsImage image;
-    image.unixMilliseconds = milliseconds;
-    image.width = static_cast<uint16_t>(width);
-    image.height = static_cast<uint16_t>(height);
-    image.data = EncodeTestJpeg(MakeQuadrantPicture(width, height));
-    image.jpeg = true;
-    return image;
-}
-
 class UvmsTest : public RecordingTest {
 protected:
     void AddMedia(const std::string& path, const UvmsMediaFile& file) {
@@ -111,32 +101,30 @@ TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
 // for names.
 TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolder) {
     AddMedia("/site/UVMSMedia/000001/000001/0001",
-             {7, 0, {JpegImage(64, 48, StartMilliseconds), JpegImage(64, 48, StartMilliseconds + 40)}});
-    AddMedia("/site/UVMSMedia/000001/000002/0002", {9, 0, {JpegImage(64, 48, StartMilliseconds)}});
+             {7, 0, {UvmsJpegImage(64, 48, 0), UvmsJpegImage(64, 48, 1)}});
+    AddMedia("/site/UVMSMedia/000001/000002/0002", {9, 0, {UvmsJpegImage(64, 48, 0)}});
     ASSERT_EQ(Load(UvmsGuid, "/site/UVMSMedia/000001/000001/0001"), 0) << LastError();
     std::vector<int> streams = VideoStreams();
     ASSERT_EQ(streams.size(), 1u);
     EXPECT_EQ(StreamName(streams[0]), "Input Number: 7");
     std::vector<Delivered> walked = WalkForward(streams[0]);
     ASSERT_EQ(walked.size(), 2u);
-    const BgrPicture expected = MakeQuadrantPicture(64, 48);
+    const BgrPicture expected = MakeQuadrantPicture(64, 48, 1);
     EXPECT_LT(CompareBgr(expected, walked[1].data.data(), 64 * 3).meanAbsolute, 3.0);
     EXPECT_EQ(walked[1].time.recordedTime, Ticks(StartMilliseconds + 40));
 }
 
 TEST_F(UvmsTest, BrokenTreesFailWithTheirText) {
     const std::string config = WriteUvmsConfig({{1, "Gate"}}, "UVMSMedia");
-    UvmsImage unknown = JpegImage(64, 48, StartMilliseconds);
+    UvmsImage unknown = UvmsJpegImage(64, 48, 0);
     unknown.data.assign(64, 0x11);
     const struct {
         std::vector<std::pair<std::string, Bytes>> files;
         const char* url;
         const char* text;
     } cases[] = {
-        {{{"/a/UVMSMedia/000001/000001/0001",
-           WriteUvmsMediaFile({1, 0, {JpegImage(64, 48, StartMilliseconds)}})},
-          {"/a/UVMSMedia/000001/000001/0002",
-           WriteUvmsMediaFile({2, 0, {JpegImage(32, 16, StartMilliseconds)}})}},
+        {{{"/a/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}})},
+          {"/a/UVMSMedia/000001/000001/0002", WriteUvmsMediaFile({2, 0, {UvmsJpegImage(32, 16, 0)}})}},
          "/a/UVMSMedia/000001/000001/0001",
          "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"},
         {{{"/b/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {unknown}})}},
