@@ -355,7 +355,8 @@ uint64_t DecodeVigilantMpeg2::GetFramePeriod() {
     }
     const int64_t first = frames[static_cast<size_t>(displayMap.front())].recordedTime;
     const int64_t last = frames[static_cast<size_t>(displayMap.back())].recordedTime;
-    return static_cast<uint64_t>((last - first) / (totalFrames - 1));
+    // Times that run backwards give no period of their own.
+    return last > first ? static_cast<uint64_t>((last - first) / (totalFrames - 1)) : 400000;
 }
 
 // With fewer than three frames the search answers the first frame for any time inside the span.
