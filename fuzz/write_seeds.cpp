@@ -29,7 +29,9 @@
 #include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "fixtures/iso/IsoRecordings.h"
@@ -772,6 +774,25 @@ void WriteIsoSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_vigilant_mp4", "mpeg4_zone", Text(IsoTest::WriteMovieFile(vigilant)));
 }
 
+// A Vigilant MPEG-2 export of two groups with a camera name and a time zone.
+void WriteVigilantMpeg2Seeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    VigilantMpeg2File file = EncodeVigilantMpeg2Clip(32, 6, {"Depot", "Gate", 60, {1700000000}});
+    if (!file.bytes.empty()) {
+        seeds.Add("fuzz_decoder_vigilant_mpeg2", "two_groups", Text(file.bytes));
+    }
+}
+
+// A UVMS tree of two inputs with small JPEG pictures, its configuration first.
+void WriteUvmsSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(16, 8)) {
+        files.push_back({path, Text(bytes)});
+    }
+    seeds.Add("fuzz_decoder_uvms", "two_inputs", Vorn::Testing::JoinFileSet(files));
+}
+
 // DVD-Video folders of one title set and of two, the second of two cells, each file named in
 // its piece; made only where ffmpeg and dvdauthor are installed.
 void WriteDvdSeeds(SeedFolder& seeds) {
@@ -858,6 +879,8 @@ int main(int argc, char** argv) {
     WriteLorikanSeeds(seeds);
     WriteNewWavestoreSeeds(seeds);
     WriteTimeSpaceSeeds(seeds);
+    WriteVigilantMpeg2Seeds(seeds);
+    WriteUvmsSeeds(seeds);
     WriteLjdLeviathanSeeds(seeds);
     WriteSyneticsSeeds(seeds);
     WriteParVuSeeds(seeds);

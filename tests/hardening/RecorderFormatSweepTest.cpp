@@ -21,7 +21,9 @@
 #include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/ViconNetWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/formats/ViseumWriter.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
@@ -434,4 +436,28 @@ TEST(RecorderFormatSweep, ParVu) {
                        {"vid00001.idx", std::string(pair.idx.begin(), pair.idx.end())}};
     recording.frameStarts = {pair.headerOffsets, {0, 12, 24}};
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeParVu"), recording);
+}
+
+// A Vigilant MPEG-2 export: cuts inside groups and pictures, broken start codes and time records.
+TEST(RecorderFormatSweep, VigilantMpeg2) {
+    VigilantMpeg2File written = EncodeVigilantMpeg2Clip(32, 7, {"Depot", "Gate", 60, {1700000000}});
+    ASSERT_FALSE(written.bytes.empty());
+    SweepRecording recording;
+    recording.files = {{"clip.mpg", std::string(written.bytes.begin(), written.bytes.end())}};
+    recording.frameStarts.emplace_back();
+    for (const auto& picture : written.pictures) {
+        recording.frameStarts.back().push_back(picture.offset);
+    }
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeVigilantMpeg2"), recording);
+}
+
+// A UVMS tree: cut and broken media headers, indexes and image headers, and a broken configuration.
+TEST(RecorderFormatSweep, Uvms) {
+    SweepRecording recording;
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(16, 8)) {
+        recording.files.push_back({path, std::string(bytes.begin(), bytes.end())});
+        recording.frameStarts.push_back({0, 112, 144});
+    }
+    recording.damagePlaces = {{0, 40}, {1, 88}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeUVMS"), recording);
 }

@@ -37,7 +37,9 @@
 #include "formats/synetics/DecodeSynetics.h"
 #include "formats/timespace/DecodeTimeSpaceX100.h"
 #include "formats/timespace/DecodeTimeSpaceX200.h"
+#include "formats/uvms/DecodeUVMS.h"
 #include "formats/vicon/DecodeViconNet.h"
+#include "formats/vigilant/DecodeVigilantMpeg2.h"
 #include "formats/viseum/DecodeViseum.h"
 #include "formats/wavestore/DecodeNewWavestore.h"
 
@@ -74,7 +76,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
     {"DecodeDedicatedMicrosDigital", "Dedicated Micros", "5B1D25F9-D546-4361-BCE8-E7BAA9B1EF9D",
      "idx;dat;dmi", NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
     {"DecodeVigilantMpeg2", "Vigilant Export Viewer MPEG2", "616F9C4E-4A26-4bf7-A728-027B16FD954D", "mpg",
-     NO_PATTERNS, -1, None, 0, CreatePlaceholderDecoder},
+     NO_PATTERNS, -1, None, 0, CreateFormatDecoder<DecodeVigilantMpeg2>},
     {"DecodeVigilantMp4", "Vigilant Export Viewer MP4", "ACEA0A02-8FE5-4770-BBBD-6D6745371F80", "mp4",
      NO_PATTERNS, -1, None, 0, CreateFormatDecoder<DecodeVigilantMp4>},
     {"DecodeGE", "GE", "4043617F-C146-4e4c-A4B2-EC1C8F0911FA", "20d;60d", NO_PATTERNS, -1, None, 0,
@@ -142,7 +144,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      -1,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeUVMS>},
     {"DecodeVideoSwitch2", "VideoSwitch", "AB5E63F4-4235-40ad-9862-AB7597FE6402", "vdm", NO_PATTERNS, -1,
      None, 0, CreatePlaceholderDecoder},
     {"DecodeSynetics",

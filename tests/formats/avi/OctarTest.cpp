@@ -1,9 +1,9 @@
 // Octar and Visimetrics recordings: trees of date and hour folders, times from the names or a text
 // stream, camera names from a VISI header, two-field frames, JPEG 2000 pictures.
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "formats/RecordingFixture.h"
 
 #include <cstring>

@@ -1,8 +1,8 @@
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "formats/RecordingFixture.h"
 
 namespace {

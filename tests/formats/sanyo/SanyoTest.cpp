@@ -1,7 +1,7 @@
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
 #include "formats/RecordingFixture.h"
 
 #include <cctype>

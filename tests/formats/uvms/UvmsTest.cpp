@@ -1,0 +1,151 @@
+// UVMS media trees written at test time: MPEG-2 pictures from ffmpeg in program stream pieces and
+// small JPEG pictures, read through the exported functions.
+#include "MissingTool.h"
+#include "core/time/Ticks.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/UvmsWriter.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "formats/RecordingFixture.h"
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* UvmsGuid = "5B2F805E-A54E-4e45-B25F-19AFD53305FD";
+constexpr int64_t StartMilliseconds = 1700000000000;
+constexpr int32_t FrameCount = 10;
+
+int64_t Ticks(int64_t unixMilliseconds) {
+    return (unixMilliseconds + Vorn::Vorncast::Decoders::UnixEpochMilliseconds) * 10000;
+}
+
+std::vector<UvmsImage> Slice(const std::vector<UvmsImage>& images, size_t from, size_t to) {
+    return {images.begin() + static_cast<std::ptrdiff_t>(from),
+            images.begin() + static_cast<std::ptrdiff_t>(to)};
+}
+
+class UvmsTest : public RecordingTest {
+protected:
+    void AddMedia(const std::string& path, const UvmsMediaFile& file) {
+        AddFile(path, WriteUvmsMediaFile(file));
+    }
+    void AddConfig(const std::string& path, const std::string& text) {
+        AddFile(path, Bytes(text.begin(), text.end()));
+    }
+
+    void ExpectStream(int stream, const std::vector<Bytes>& reference, int64_t offsetMilliseconds) {
+        std::vector<Delivered> walked = WalkForward(stream);
+        ASSERT_EQ(walked.size(), reference.size());
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            ASSERT_EQ(walked[frame].status, 0);
+            ASSERT_EQ(walked[frame].data.size(), reference[frame].size());
+            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(),
+                                      walked[frame].data.size()),
+                      40.0)
+                << frame;
+            EXPECT_EQ(walked[frame].time.recordedTime,
+                      Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(frame) * 40))
+                << frame;
+        }
+    }
+};
+
+// Two inputs, the first in two files whose image numbers overlap: each camera's stream plays its
+// pictures in display order with their times, back again, and from a seek into a group; the tree
+// reads the same from its configuration and from one of its media files.
+TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
+    if (!IsoTest::HaveFfmpegTools()) {
+        SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+    }
+    IsoTest::TempFolder folder;
+    const std::string source = folder.Path("source.m2v");
+    ASSERT_TRUE(IsoTest::RunFfmpeg("-f lavfi -i testsrc=size=704x288:rate=25 -frames:v " +
+                                   std::to_string(FrameCount) +
+                                   " -c:v mpeg2video -bf 2 -g 6 -q:v 2 -f mpeg2video '" + source + "'"));
+    const std::vector<Bytes> reference = IsoTest::FfmpegVideoFrames(source, 704, 288, "bilinear");
+    const Bytes stream = IsoTest::ReadWholeFile(source);
+    std::vector<UvmsImage> first = UvmsImagesFromMpeg2(stream, 704, 288, StartMilliseconds, 40);
+    std::vector<UvmsImage> second = UvmsImagesFromMpeg2(stream, 704, 288, StartMilliseconds + 20, 40);
+    ASSERT_EQ(first.size(), reference.size());
+    AddConfig("/site/Configs/site.ocf", WriteUvmsConfig({{1, "Gate"}, {2, "Yard"}}, "UVMSMedia"));
+    AddMedia("/site/UVMSMedia/000001/000001/0001", {1, 0, Slice(first, 0, 6)});
+    AddMedia("/site/UVMSMedia/000001/000002/0002", {1, 4, Slice(first, 4, first.size())});
+    AddMedia("/site/UVMSMedia/000001/000002/0003", {2, 0, second});
+    for (const char* url : {"/site/Configs/site.ocf", "/site/UVMSMedia/000001/000002/0003"}) {
+        ASSERT_EQ(Load(UvmsGuid, url), 0) << url << ": " << LastError();
+        std::vector<int> streams = VideoStreams();
+        ASSERT_EQ(streams.size(), 2u);
+        EXPECT_EQ(StreamName(streams[0]), "Input Number: 1, Gate");
+        EXPECT_EQ(StreamName(streams[1]), "Input Number: 2, Yard");
+        ExpectStream(streams[1], reference, 20);
+        ExpectStream(streams[0], reference, 0);
+    }
+    const int camera = VideoStreams()[0];
+    for (size_t frame = reference.size(); frame-- > 0;) {
+        Delivered back = Previous(camera);
+        ASSERT_EQ(back.status, 0) << frame;
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), back.data.data(), back.data.size()), 40.0)
+            << frame;
+    }
+    for (size_t frame : {7u, 2u, 5u}) {
+        Delivered sought = GoTo(camera, Ticks(StartMilliseconds + static_cast<int64_t>(frame) * 40 + 10));
+        ASSERT_EQ(sought.status, 0);
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), sought.data.data(), sought.data.size()), 40.0)
+            << frame;
+    }
+}
+
+// Without a configuration in the tree a media file reads its own folder; its inputs have their numbers
+// for names.
+TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolder) {
+    AddMedia("/site/UVMSMedia/000001/000001/0001",
+             {7, 0, {UvmsJpegImage(64, 48, 0), UvmsJpegImage(64, 48, 1)}});
+    AddMedia("/site/UVMSMedia/000001/000002/0002", {9, 0, {UvmsJpegImage(64, 48, 0)}});
+    ASSERT_EQ(Load(UvmsGuid, "/site/UVMSMedia/000001/000001/0001"), 0) << LastError();
+    std::vector<int> streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 1u);
+    EXPECT_EQ(StreamName(streams[0]), "Input Number: 7");
+    std::vector<Delivered> walked = WalkForward(streams[0]);
+    ASSERT_EQ(walked.size(), 2u);
+    const BgrPicture expected = MakeQuadrantPicture(64, 48, 1);
+    EXPECT_LT(CompareBgr(expected, walked[1].data.data(), 64 * 3).meanAbsolute, 3.0);
+    EXPECT_EQ(walked[1].time.recordedTime, Ticks(StartMilliseconds + 40));
+}
+
+TEST_F(UvmsTest, BrokenTreesFailWithTheirText) {
+    const std::string config = WriteUvmsConfig({{1, "Gate"}}, "UVMSMedia");
+    UvmsImage unknown = UvmsJpegImage(64, 48, 0);
+    unknown.data.assign(64, 0x11);
+    const struct {
+        std::vector<std::pair<std::string, Bytes>> files;
+        const char* url;
+        const char* text;
+    } cases[] = {
+        {{{"/a/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}})},
+          {"/a/UVMSMedia/000001/000001/0002", WriteUvmsMediaFile({2, 0, {UvmsJpegImage(32, 16, 0)}})}},
+         "/a/UVMSMedia/000001/000001/0001",
+         "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"},
+        {{{"/b/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {unknown}})}},
+         "/b/UVMSMedia/000001/000001/0001",
+         "UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n"},
+        {{{"/c/notes.txt", Bytes(4, 'x')}},
+         "/c/notes.txt",
+         "UVMSLoadingDelegateReadingChannelInfo Not an ocf file\n"},
+        {{{"/d/Configs/site.ocf", Bytes(config.begin(), config.end())}},
+         "/d/Configs/site.ocf",
+         "DecodeUVMS:  No image files\n"},
+        {{{"/e/Configs/site.ocf", Bytes(1048577, ' ')}},
+         "/e/Configs/site.ocf",
+         "DecodeUVMS channel info file is larger than 1MB (1048577)\n"},
+    };
+    for (const auto& broken : cases) {
+        for (const auto& [path, bytes] : broken.files) {
+            AddFile(path, bytes);
+        }
+        EXPECT_TRUE(LoadFailsWith(UvmsGuid, broken.url, broken.text));
+    }
+}
+
+} // namespace

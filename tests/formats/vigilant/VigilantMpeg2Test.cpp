@@ -1,0 +1,144 @@
+// Vigilant MPEG-2 exports around streams that ffmpeg encodes at test time, read through the exported
+// functions and compared with ffmpeg's own decoding of the same stream, in display order.
+#include "MissingTool.h"
+#include "core/time/Ticks.h"
+#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
+#include "fixtures/iso/FfmpegTool.h"
+#include "formats/RecordingFixture.h"
+
+#include <algorithm>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr const char* VigilantGuid = "616F9C4E-4A26-4bf7-A728-027B16FD954D";
+constexpr int32_t Width = 64;
+constexpr int32_t FrameCount = 14;
+constexpr double MinimumPsnr = 40.0;
+
+int64_t Ticks(uint32_t seconds) {
+    return (int64_t{seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
+}
+
+class VigilantMpeg2Test : public RecordingTest {
+protected:
+    void SetUp() override {
+        RecordingTest::SetUp();
+        if (!IsoTest::HaveFfmpegTools()) {
+            SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+        }
+        ASSERT_TRUE(folder.Ok());
+    }
+
+    // ffmpeg's MPEG-2 stream of a moving pattern, groups of six with two B frames, and its decoding.
+    Bytes Encode(int32_t height, int32_t frames = FrameCount) {
+        const std::string path = folder.Path("source.m2v");
+        EXPECT_TRUE(IsoTest::RunFfmpeg("-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" +
+                                       std::to_string(height) + ":rate=25 -frames:v " +
+                                       std::to_string(frames) +
+                                       " -c:v mpeg2video -bf 2 -g 6 -q:v 2 -f mpeg2video '" + path + "'"));
+        reference = IsoTest::FfmpegVideoFrames(path, Width, height, "bilinear");
+        return IsoTest::ReadWholeFile(path);
+    }
+
+    // The time of each picture in display order: by group, then by its place in the group.
+    static std::vector<int64_t> DisplayTimes(std::vector<VigilantMpeg2Picture> pictures) {
+        std::stable_sort(pictures.begin(), pictures.end(), [](const auto& a, const auto& b) {
+            return a.group != b.group ? a.group < b.group : a.temporalReference < b.temporalReference;
+        });
+        std::vector<int64_t> times;
+        for (const auto& picture : pictures) {
+            times.push_back(Ticks(picture.groupSeconds));
+        }
+        return times;
+    }
+
+    void ExpectPicture(const Delivered& delivered, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_LT(frame, reference.size());
+        ASSERT_EQ(delivered.data.size(), reference[frame].size());
+        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
+                  MinimumPsnr)
+            << "frame " << frame;
+    }
+
+    IsoTest::TempFolder folder;
+    std::vector<Bytes> reference;
+};
+
+// Every picture in display order, B frames in their place, with its group's time; back again from
+// the end; and a seek to each frame's stream time inside its group delivers that frame's picture.
+TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysAndSeeksIntoGroups) {
+    VigilantMpeg2Options options{"Depot", "Gate", 60, {1700000000, 1700000001, 1700000003}};
+    VigilantMpeg2File file = WriteVigilantMpeg2(Encode(16), options);
+    AddFile("/export/clip.mpg", file.bytes);
+    ASSERT_EQ(Load(VigilantGuid, "/export/clip.mpg"), 0) << LastError();
+    const int stream = VideoStream();
+    EXPECT_EQ(StreamName(stream), "Depot - Gate");
+    const std::vector<int64_t> times = DisplayTimes(file.pictures);
+    std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(walked.size(), reference.size());
+    ASSERT_EQ(walked.size(), times.size());
+    for (size_t frame = 0; frame < walked.size(); ++frame) {
+        ExpectPicture(walked[frame], frame);
+        EXPECT_EQ(walked[frame].time.recordedTime, times[frame]) << frame;
+        EXPECT_EQ(walked[frame].time.zoneBias >> 32, -60);
+        if (frame > 0) {
+            EXPECT_GE(walked[frame].time.streamTime, walked[frame - 1].time.streamTime) << frame;
+        }
+    }
+    for (size_t frame = walked.size(); frame-- > 0;) {
+        ExpectPicture(Previous(stream), frame);
+    }
+    for (size_t frame = walked.size(); frame-- > 0;) {
+        const int64_t time = walked[frame].time.streamTime;
+        if ((frame == 0 || walked[frame - 1].time.streamTime < time) &&
+            (frame + 1 == walked.size() || walked[frame + 1].time.streamTime > time)) {
+            ExpectPicture(GoTo(stream, time), frame);
+        }
+    }
+}
+
+// A stream cut short inside its last group loads what it holds; the pictures before the cut play. A
+// name too long for a camera tag keeps the second text run alone.
+TEST_F(VigilantMpeg2Test, StreamCutShortPlaysUpToTheCut) {
+    VigilantMpeg2File file =
+        WriteVigilantMpeg2(Encode(16), {std::string(40, 'S'), std::string(30, 'C'), 0, {}});
+    Bytes cut(file.bytes.begin(),
+              file.bytes.begin() + static_cast<std::ptrdiff_t>(file.pictures.back().offset + 20));
+    AddFile("/export/cut.mpg", cut);
+    ASSERT_EQ(Load(VigilantGuid, "/export/cut.mpg"), 0) << LastError();
+    EXPECT_EQ(StreamName(VideoStream()), std::string(30, 'C'));
+    std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), reference.size());
+    for (size_t frame = 0; frame + 1 < walked.size(); ++frame) {
+        ExpectPicture(walked[frame], frame);
+    }
+}
+
+TEST_F(VigilantMpeg2Test, DamagedStreamsFailWithTheirText) {
+    const Bytes stream = Encode(16, 4);
+    VigilantMpeg2Options noTimes;
+    noTimes.omitGroupTimes = true;
+    Bytes noHeader = WriteVigilantMpeg2(stream, {}).bytes;
+    noHeader[3] = 0xB8;
+    const std::pair<Bytes, const char*> cases[] = {
+        // Two slices a picture: a picture 32 lines high.
+        {WriteVigilantMpeg2(Encode(32, 4), {}).bytes,
+         "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n"},
+        {WriteVigilantMpeg2(stream, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
+        {noHeader, "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
+        {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
+    };
+    int index = 0;
+    for (const auto& [bytes, text] : cases) {
+        const std::string path = "/export/bad" + std::to_string(index++) + ".mpg";
+        AddFile(path, bytes);
+        EXPECT_TRUE(LoadFailsWith(VigilantGuid, path, text));
+    }
+}
+
+} // namespace
