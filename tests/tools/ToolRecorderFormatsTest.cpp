@@ -81,6 +81,8 @@ TEST_F(ToolTest, SyneticsPairIsListedAndExportedInDisplayOrder) {
         ASSERT_EQ(picture.bytes.size(), reference[index].Bytes());
         EXPECT_GE(CodecTest::Psnr(reference[index], picture.bytes.data()), 40.0) << index;
     }
+}
+
 // A Vigilant MPEG-2 export is found by autodetection; every frame shows its camera and the time of
 // its group, and the frames run in display order.
 TEST_F(ToolTest, VigilantMpeg2ExportIsFoundWithItsGroupTimes) {
