@@ -4,6 +4,7 @@
 #include "model/collection/UnavailableDecoder.h"
 #include "model/support/Guid.h"
 #include "native/dvd/DVDDecoder.h"
+#include "native/kodicom/KodicomDecoder.h"
 
 #include <dlfcn.h>
 
@@ -28,7 +29,7 @@ const NativeRow NativeRows[NativeEntryCount] = {
     {"DVD Video", "{508C3FE8-0034-4216-8E06-0020B1619331}", 0, "ifo;vob", "VIDEO_TS.ifo||", 2,
      DVDDecoder::Create},
     {"Kodicom", "{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "bix;box;kif", "<a:+d1,0>.box||", 4,
-     UnavailableDecoder::Create},
+     KodicomDecoder::Create},
 };
 
 } // namespace
