@@ -18,6 +18,7 @@
 #include "formats/baxall/DecodeBaxallVivid.h"
 #include "formats/bosch/DecodeBoschArchive.h"
 #include "formats/cathexis/DecodeCathexis.h"
+#include "formats/darlex/DecodeDarlex.h"
 #include "formats/faiveley/DecodeFaiveley.h"
 #include "formats/geutebruck/DecodeGeutebruck.h"
 #include "formats/indigo/DecodeIndigoVision.h"
@@ -113,7 +114,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      2,
      None,
      0,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeDarlex>},
     {"DecodeDarlex",
      "__LEGACY__ Tecton Darlex (All frames)",
      "CFE30F46-4CC4-485a-A7B0-75681248B567",
@@ -122,7 +123,7 @@ const DecoderRow rows[DigitalDecoderCount] = {
      2,
      Manual,
      1,
-     CreatePlaceholderDecoder},
+     CreateFormatDecoder<DecodeDarlex>},
     {"DecodeTimeSpaceX100", "TimeSpace X100", "D202EFC5-3C2B-41f4-A28B-0EA2C131CD0D", "oba", NO_PATTERNS, -1,
      None, 0, CreateFormatDecoder<DecodeTimeSpaceX100>},
     {"DecodeTimeSpaceX200", "TimeSpace X200", "9BCE62FB-B563-46e1-95FA-AEBBE08C88C8", "xba", NO_PATTERNS, -1,
