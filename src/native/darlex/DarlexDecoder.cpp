@@ -106,6 +106,7 @@ int DarlexDecoder::AppendFiles(const Buffer& url, int32_t* resourceCount) {
                               "DarlexDecoder: Could not append file to composite file.");
         }
         paths.push_back(path);
+        fileEnds.push_back(image.TotalSize());
         AddResource(Buffer(path.c_str()), 0);
         if (resourceCount != nullptr) {
             ++*resourceCount;
@@ -151,16 +152,29 @@ int DarlexDecoder::WalkFromStart(AbortOperation abort) {
     return Success;
 }
 
-// The directories in the last stretch of the image, read a run of sectors at a time.
+// The directories in the last stretch of a file, from the last file back to the first that has
+// any, read a run of sectors at a time.
 int DarlexDecoder::FindDirectoriesAtEnd(AbortOperation abort) {
+    for (size_t file = fileEnds.size(); file-- > 0 && directories.empty();) {
+        const int64_t fileStart = file > 0 ? fileEnds[file - 1] : 0;
+        const int status = FindDirectoriesBefore(std::max(fileStart, fileEnds[file] - DirectoryStretch),
+                                                 fileEnds[file], abort);
+        if (status != Success) {
+            return status;
+        }
+    }
+    return Success;
+}
+
+int DarlexDecoder::FindDirectoriesBefore(int64_t lowest, int64_t end, AbortOperation abort) {
     std::vector<uint8_t> bytes;
-    const int64_t lowest = std::max<int64_t>(0, image.TotalSize() - DirectoryStretch);
-    for (int64_t last = OnGrid(image.TotalSize() - DarlexDirectoryBytes); last >= lowest;
+    for (int64_t last = OnGrid(end - DarlexDirectoryBytes); last >= lowest;
          last -= SearchRunBlocks * DarlexBlockBytes) {
         if (abort != nullptr && abort() != 0) {
             return NativeFail(SourceFile, __LINE__, UserAborted, "DarlexDecoder: User abort");
         }
-        const int64_t first = std::max(lowest, last - (SearchRunBlocks - 1) * DarlexBlockBytes);
+        const int64_t first =
+            std::max(OnGrid(lowest + DarlexBlockBytes - 1), last - (SearchRunBlocks - 1) * DarlexBlockBytes);
         uint32_t read = 0;
         const int status =
             ReadAt(first, static_cast<int32_t>(last - first + DarlexDirectoryBytes), &bytes, &read);
@@ -177,30 +191,28 @@ int DarlexDecoder::FindDirectoriesAtEnd(AbortOperation abort) {
     return Success;
 }
 
-// A track's bounds come from its sectors of 2048 bytes. An image of one file starts its track at
-// 0, and where the end would reach the directory itself the file is a copy with smaller sectors:
-// the end is halved until it lies before the directory.
+// A track's bounds come from its sectors of 2048 bytes; its last frame's header may stand on its
+// end sector. Where the end of a single-file image would reach the directory itself, the file is a
+// copy made with smaller sectors: both bounds are halved until the end lies before the directory.
 void DarlexDecoder::AddDirectory(const uint8_t* bytes, int64_t at) {
     TrackRecord record;
     if (!ReadDarlexDirectory(bytes, &record.directory)) {
         return;
     }
     const DarlexDirectory& directory = record.directory;
+    record.start = (directory.startSector - directory.sectorBias) * DirectorySectorBytes;
     record.end = (directory.endSector - directory.sectorBias) * DirectorySectorBytes;
-    if (image.FileCount() > 1) {
-        record.start = (directory.startSector - directory.sectorBias) * DirectorySectorBytes;
-    } else {
-        while (record.end >= at && record.end > 0) {
-            record.end /= 2;
-        }
+    while (image.FileCount() == 1 && record.end >= at && record.end > 0) {
+        record.start /= 2;
+        record.end /= 2;
     }
     record.start = std::clamp<int64_t>(record.start, 0, image.TotalSize());
-    record.end = std::clamp<int64_t>(record.end, record.start, image.TotalSize());
+    record.end = std::clamp<int64_t>(record.end + DarlexBlockBytes, record.start, image.TotalSize());
     directories[at] = record;
 }
 
 // The cameras a track shows: those its directory names, those the walk met inside it, and else
-// the camera of its first frame.
+// those of the frames nearest its two ends.
 std::set<int32_t> DarlexDecoder::ChannelsOf(const TrackRecord& record, AbortOperation abort) {
     std::set<int32_t> channels;
     for (int32_t camera = 1; camera <= DarlexCameraNames; ++camera) {
@@ -212,24 +224,33 @@ std::set<int32_t> DarlexDecoder::ChannelsOf(const TrackRecord& record, AbortOper
          frame != walkedFrames.end() && frame->first < record.end; ++frame) {
         channels.insert(frame->second);
     }
-    std::vector<uint8_t> bytes;
-    for (int64_t at = record.start;
-         channels.empty() && at < std::min(record.end, record.start + DirectoryStretch);
-         at += SearchRunBlocks * DarlexBlockBytes) {
-        uint32_t read = 0;
-        if ((abort != nullptr && abort() != 0) ||
-            ReadAt(at, static_cast<int32_t>(SearchRunBlocks * DarlexBlockBytes), &bytes, &read) != Success) {
+    const int64_t run = SearchRunBlocks * DarlexBlockBytes;
+    for (int64_t step = 0; channels.empty() && step < DirectoryStretch && (abort == nullptr || abort() == 0);
+         step += run) {
+        const int64_t forward = record.start + step;
+        const int64_t backward = std::max(record.start, record.end - step - run);
+        if (forward >= record.end) {
             break;
         }
-        DarlexFrameHeader header;
-        for (uint32_t offset = 0; offset + DarlexHeaderBytes <= read; offset += DarlexBlockBytes) {
-            if (ReadDarlexFrameHeader(&bytes[offset], &header)) {
-                channels.insert(header.channel);
-                break;
-            }
-        }
+        ProbeChannels(forward, std::min(run, record.end - forward), &channels);
+        ProbeChannels(backward, std::min(run, record.end - backward), &channels);
     }
     return channels;
+}
+
+// The cameras of the frame headers on the grid of `count` bytes from `first`.
+void DarlexDecoder::ProbeChannels(int64_t first, int64_t count, std::set<int32_t>* channels) {
+    std::vector<uint8_t> bytes;
+    uint32_t read = 0;
+    if (count <= 0 || ReadAt(first, static_cast<int32_t>(count), &bytes, &read) != Success) {
+        return;
+    }
+    DarlexFrameHeader header;
+    for (uint32_t offset = 0; offset + DarlexHeaderBytes <= read; offset += DarlexBlockBytes) {
+        if (ReadDarlexFrameHeader(&bytes[offset], &header)) {
+            channels->insert(header.channel);
+        }
+    }
 }
 
 int DarlexDecoder::MakeTracks(AbortOperation abort) {

@@ -34,13 +34,16 @@ private:
     int AppendFiles(const Buffer& url, int32_t* resourceCount);
     int WalkFromStart(AbortOperation abort);
     int FindDirectoriesAtEnd(AbortOperation abort);
+    int FindDirectoriesBefore(int64_t lowest, int64_t end, AbortOperation abort);
     void AddDirectory(const uint8_t* bytes, int64_t at);
     int ReadAt(int64_t position, int32_t count, std::vector<uint8_t>* bytes, uint32_t* read);
     int MakeTracks(AbortOperation abort);
     std::set<int32_t> ChannelsOf(const TrackRecord& record, AbortOperation abort);
+    void ProbeChannels(int64_t first, int64_t count, std::set<int32_t>* channels);
 
     CompositeFile image;
     std::vector<std::string> paths;
+    std::vector<int64_t> fileEnds;              // in the image, file by file
     std::map<int64_t, TrackRecord> directories; // by place in the image
     std::map<int64_t, int32_t> walkedFrames;    // position of each frame the walk met, and its camera
 };
