@@ -22,9 +22,9 @@ bool Aborted(AbortOperation abort) {
     return abort != nullptr && abort() != 0;
 }
 
+// Truncated, which cannot overflow at the extreme times.
 int64_t WholeSecond(int64_t time) {
-    const int64_t remainder = time % DarlexTicksPerSecond;
-    return time - (remainder < 0 ? remainder + DarlexTicksPerSecond : remainder);
+    return time - time % DarlexTicksPerSecond;
 }
 
 int64_t OnGrid(int64_t position) {

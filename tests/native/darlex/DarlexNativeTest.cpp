@@ -165,6 +165,8 @@ TEST_F(DarlexInterleavedTest, SeeksToEveryFrame) {
             ExpectFrame(Step(stream, true), frames[index], "again " + std::to_string(index));
         }
     }
+    EXPECT_EQ(Seek(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(LastError().rfind("DarlexStream > GoToTime _I64_MIN", 0), 0u) << LastError();
     EXPECT_EQ(Seek(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
     EXPECT_EQ(LastError().rfind("Failed to find valid frame", 0), 0u) << LastError();
     ExpectFrame(Step(stream, true), frames.front(), "after a seek before the start");
