@@ -495,6 +495,28 @@ void WriteCathexisSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_cathexis", "two_files", Vorn::Testing::JoinFileSet(files));
 }
 
+// Darlex images: one file with a track for the tracked frames, and two files with an untracked run
+// behind the track for all frames. The fields are cut short: a whole one costs the target most of
+// its time in the wavelet synthesis, which the codec's own target covers.
+void WriteDarlexSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<uint8_t> field = EncodeAdv601(Adv601Gradient(true).bgr.data());
+    field.resize(1024);
+    auto frame = [&](int32_t second, uint8_t camera) {
+        return DarlexFrame{{2021, 3, 4, 5, 6, second}, camera, field};
+    };
+    DarlexImage image;
+    image.tracks = {{{frame(1, 1), frame(2, 2)}}};
+    DarlexWritten one = WriteDarlex(image, "rec");
+    seeds.Add("fuzz_decoder_darlex_tracked", "one_file", Text(DarlexFileBytes(one.files[0])));
+    image.untracked = {frame(3, 1), frame(4, 1)};
+    image.fileSizes = {4096};
+    DarlexWritten two = WriteDarlex(image, "rec");
+    seeds.Add("fuzz_decoder_darlex_all_frames", "two_files",
+              Vorn::Testing::JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
+                                          {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
+}
+
 // A Pelco PNS file of a key frame and two tile updates.
 void WritePelcoPnsSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
@@ -826,6 +848,7 @@ int main(int argc, char** argv) {
     WriteIndigoVisionSeeds(seeds);
     WriteBoschArchiveSeeds(seeds);
     WriteCathexisSeeds(seeds);
+    WriteDarlexSeeds(seeds);
     WriteAviFamilySeeds(seeds);
     WriteVisimetricsSeeds(seeds);
     WritePelcoPnsSeeds(seeds);

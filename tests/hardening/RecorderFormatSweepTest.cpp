@@ -7,6 +7,7 @@
 #include "fixtures/formats/BaxallVividWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/CathexisWriter.h"
+#include "fixtures/formats/DarlexWriter.h"
 #include "fixtures/formats/FaiveleyWriter.h"
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
@@ -276,6 +277,34 @@ TEST(RecorderFormatSweep, NewWavestore) {
     options.maxCutsPerFile = 8;
     options.maxDamagePerFile = 8;
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeNewWavestore"), recording, options);
+}
+
+// A Darlex image of two files, a frame running over from the first into the second, where the
+// track's directory stands.
+TEST(RecorderFormatSweep, Darlex) {
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 4096;
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601Edges(true).bgr.data(), coarse);
+    DarlexImage image;
+    image.tracks = {{{{{2021, 3, 4, 5, 6, 7}, 1, field}, {{2021, 3, 4, 5, 6, 8}, 2, field}}}};
+    image.fileSizes = {4096};
+    DarlexWritten written = WriteDarlex(image, "disk");
+    SweepRecording recording;
+    recording.frameStarts.resize(2);
+    for (const DarlexFramePlace& place : written.places[0]) {
+        recording.frameStarts[static_cast<size_t>(place.file)].push_back(place.fileOffset);
+    }
+    for (const DarlexFileImage& file : written.files) {
+        std::vector<uint8_t> bytes = DarlexFileBytes(file);
+        recording.files.push_back({file.name, std::string(bytes.begin(), bytes.end())});
+    }
+    // The directory, the last piece written: its sectors and its bias.
+    const uint64_t directory = written.files[1].pieces.back().first;
+    recording.damagePlaces = {{1, directory + 44}, {1, directory + 56}, {1, directory + 3302}};
+    SweepOptions options;
+    options.maxCutsPerFile = 6;
+    options.maxDamagePerFile = 6;
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeDarlex"), recording, options);
 }
 
 // A TimeSpace X100 file of two cameras, pictures painted by the tests' stand-in codec.

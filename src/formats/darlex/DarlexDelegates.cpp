@@ -69,7 +69,8 @@ DecoderAction DecodeDarlexGettingFileSizes::Start(const char* loadPath) {
 void DecodeDarlexGettingFileSizes::GetListPath(char* directoryOut, char* maskOut, int32_t* depth) {
     std::snprintf(directoryOut, MaxPathLength, "%s/", directory);
     std::snprintf(maskOut, MaxPathLength, "%s", mask);
-    *depth = 0;
+    *depth = 1; // copies of the image in folders one level down join the set
+
 }
 
 DecoderAction DecodeDarlexGettingFileSizes::FileListComplete(bool ok, FileList& files) {
@@ -301,7 +302,7 @@ DecoderAction DecodeDarlexIndexingTrackedFrames::NextStep() {
 // when that one goes on in the open file.
 DecoderAction DecodeDarlexIndexingTrackedFrames::EndTrack() {
     Track& ended = tables.tracks[track];
-    done += ended.endOffset - ended.startOffset;
+    done += ended.endOffset; // with the start taken off before, the track's whole range
     CollectTrackCameras(tables, ended);
     if (++track >= static_cast<int32_t>(tables.tracks.size())) {
         track = -1;

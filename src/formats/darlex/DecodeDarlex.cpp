@@ -71,6 +71,8 @@ void DecodeDarlex::ReportDelegateProgress(double fraction) {
     const StageWeights& w = Variant() == 1 ? AllFramesWeights : TrackedWeights;
     const double starts[StageCount + 1] = {0, w.a, w.b, w.c, 1.0};
     int32_t stage = std::clamp(runningStage, 1, StageCount);
+    // A damaged directory can put a track's end before its start; the fraction stays in bounds.
+    fraction = std::clamp(fraction, 0.0, 1.0);
     ReportProgress(starts[stage - 1] + (starts[stage] - starts[stage - 1]) * fraction);
 }
 
