@@ -332,23 +332,34 @@ int BixBoxFile::ReadRecord(const KodicomFrameItem& item) {
 
 // The picture header of the record read last. Behind a block map it is found by search: the place
 // where the map's length is the header's count of blocks and the header's length fits the record.
-bool BixBoxFile::FindPictureHeader(const KodicomFrameItem& item, PictureHeader* header) const {
+// The map of the picture size seen last is tried first, which spares the search on every frame.
+bool BixBoxFile::FindPictureHeader(const KodicomFrameItem& item, PictureHeader* header,
+                                   int32_t likelyMap) const {
     const ByteView view(record.data(), record.size());
     const int64_t length = static_cast<int64_t>(record.size());
-    for (int64_t at = 0; at + PictureHeaderBytes + 1 <= length; ++at) {
+    auto headerAt = [&](int64_t at) {
         const int32_t width = view.I32LE(static_cast<size_t>(at) + 28);
         const int32_t height = view.I32LE(static_cast<size_t>(at) + 32);
         const int64_t blocks = int64_t{width / Block} * (height / Block);
         const int64_t changed = view.U32LE(static_cast<size_t>(at) + 16);
-        const bool fits = width > 0 && height > 0 && width % Block == 0 && height % Block == 0 &&
-                          view.U32LE(static_cast<size_t>(at)) + at + 4 <= length;
-        if (fits && (!item.hasBlockMap || at == blocks)) {
-            *header = {static_cast<int32_t>(at), static_cast<int32_t>(std::min<int64_t>(changed, INT32_MAX)),
-                       width, height};
-            return changed <= blocks && at + PictureHeaderBytes + 2 * changed < length;
-        }
-        if (!item.hasBlockMap) {
-            break;
+        const bool fits = at + PictureHeaderBytes + 1 <= length && width > 0 && height > 0 &&
+                          width % Block == 0 && height % Block == 0 &&
+                          view.U32LE(static_cast<size_t>(at)) + at + 4 <= length &&
+                          (!item.hasBlockMap || at == blocks);
+        *header = {static_cast<int32_t>(at), static_cast<int32_t>(std::min<int64_t>(changed, INT32_MAX)),
+                   width, height};
+        return fits;
+    };
+    auto valid = [&] {
+        return int64_t{header->changedBlocks} <= int64_t{header->width / Block} * (header->height / Block) &&
+               header->mapLength + PictureHeaderBytes + 2 * int64_t{header->changedBlocks} < length;
+    };
+    if (!item.hasBlockMap || (likelyMap > 0 && headerAt(likelyMap))) {
+        return headerAt(item.hasBlockMap ? likelyMap : 0) && valid();
+    }
+    for (int64_t at = 0; at + PictureHeaderBytes + 1 <= length; ++at) {
+        if (headerAt(at)) {
+            return valid();
         }
     }
     return false;
@@ -360,7 +371,7 @@ int BixBoxFile::DecompressPartial(const KodicomFrameItem& item, KodicomAccumulat
         return status;
     }
     PictureHeader header;
-    if (!FindPictureHeader(item, &header)) {
+    if (!FindPictureHeader(item, &header, picture->width / Block * (picture->height / Block))) {
         return NativeFail(SourceFile, __LINE__, GeneralFailure,
                           "BixBoxFile: Record at 0x%llx has no valid picture header",
                           static_cast<unsigned long long>(item.offset));
@@ -376,6 +387,13 @@ int BixBoxFile::DecompressPartial(const KodicomFrameItem& item, KodicomAccumulat
         picture->width = header.width;
         picture->height = header.height;
     }
+    *whole = header.changedBlocks == 0;
+    return DecodeJpeg(header, *whole, picture);
+}
+
+// The record's JPEG: a whole picture into the accumulator, straight when its lines fit it as they
+// are, or the strip of changed blocks, which are then pasted.
+int BixBoxFile::DecodeJpeg(const PictureHeader& header, bool whole, KodicomAccumulator* picture) {
     const int32_t start = header.mapLength + PictureHeaderBytes + 2 * header.changedBlocks;
     const uint8_t* jpeg = record.data() + start;
     const auto jpegSize = static_cast<int32_t>(record.size()) - start;
@@ -384,25 +402,28 @@ int BixBoxFile::DecompressPartial(const KodicomFrameItem& item, KodicomAccumulat
         (planes != 1 && planes != 3)) {
         return NativeFail(SourceFile, __LINE__, GeneralFailure, "Failed to decode JPEG header");
     }
+    if (whole && (jpegWidth != header.width || jpegHeight != header.height)) {
+        return NativeFail(SourceFile, __LINE__, GeneralFailure, "Kodicom::DecompressPartial failed\n");
+    }
     const int64_t stride = (int64_t{jpegWidth} * planes + 3) / 4 * 4;
     if (stride * jpegHeight > MaxNativeImageBytes) {
         return NativeFail(SourceFile, __LINE__, GeneralFailure,
                           "Uncompressed image size was out of sensible range %d",
                           static_cast<int32_t>(std::min<int64_t>(stride * jpegHeight, INT32_MAX)));
     }
-    decoded.resize(static_cast<size_t>(stride * jpegHeight));
-    if (!Decoders::JpegDecodeToBuffer(scratch, jpeg, jpegSize, decoded.data(),
-                                      static_cast<int32_t>(decoded.size()))) {
+    const bool straight = whole && stride == int64_t{jpegWidth} * 3;
+    if (!straight) {
+        decoded.resize(static_cast<size_t>(stride * jpegHeight));
+    }
+    std::vector<uint8_t>& target = straight ? picture->pixels : decoded;
+    if (!Decoders::JpegDecodeToBuffer(scratch, jpeg, jpegSize, target.data(),
+                                      static_cast<int32_t>(target.size()))) {
         return NativeFail(SourceFile, __LINE__, GeneralFailure, "Failed to decompress JPEG data");
     }
-    *whole = header.changedBlocks == 0;
-    if (!*whole) {
+    if (!whole) {
         return PasteBlocks(header, jpegWidth, jpegHeight, planes, picture);
     }
-    if (jpegWidth != header.width || jpegHeight != header.height) {
-        return NativeFail(SourceFile, __LINE__, GeneralFailure, "Kodicom::DecompressPartial failed\n");
-    }
-    for (int32_t y = 0; y < jpegHeight; ++y) {
+    for (int32_t y = 0; !straight && y < jpegHeight; ++y) {
         CopyPixels(&decoded[static_cast<size_t>(y * stride)], planes, jpegWidth,
                    &picture->pixels[static_cast<size_t>(y) * header.width * 3]);
     }

@@ -81,10 +81,11 @@ private:
     void LogSpans() const;
     void LearnPictureSizes();
     int ReadRecord(const KodicomFrameItem& item);
-    bool FindPictureHeader(const KodicomFrameItem& item, PictureHeader* header) const;
+    bool FindPictureHeader(const KodicomFrameItem& item, PictureHeader* header, int32_t likelyMap = 0) const;
     int FindRoot(std::vector<KodicomFrameItem>& items, int32_t index, int32_t* root);
     int ApplyFrames(int32_t channel, int32_t from, int32_t to, int32_t root);
     int DecompressPartial(const KodicomFrameItem& item, KodicomAccumulator* picture, bool* whole);
+    int DecodeJpeg(const PictureHeader& header, bool whole, KodicomAccumulator* picture);
     int PasteBlocks(const PictureHeader& header, int32_t stripWidth, int32_t stripHeight, int32_t planes,
                     KodicomAccumulator* picture) const;
 
