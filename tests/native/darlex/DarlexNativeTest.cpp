@@ -74,29 +74,6 @@ protected:
         EXPECT_EQ(Track_GetStream(track, number, &stream), 0);
         return stream;
     }
-    // A step or seek that decodes the picture only when asked, as pictures cost most of the time.
-    static Delivered Take(int stream, int status, VcSample& sample) {
-        Delivered delivered;
-        delivered.status = status;
-        delivered.time = sample.time;
-        if (sample.uncompressedData != nullptr) {
-            delivered.data.assign(sample.uncompressedData, sample.uncompressedData + sample.uncompressedSize);
-            Stream_ReleaseSample(stream, sample);
-        }
-        return delivered;
-    }
-    static Delivered Step(int stream, bool forward, bool picture = false) {
-        const VcSampleRequest request{NeverAbort, {0, 0}, picture ? 1 : 0, 0};
-        VcSample sample{};
-        const int status = forward ? Stream_GetNextSample(stream, request, &sample)
-                                   : Stream_GetPreviousSample(stream, request, &sample);
-        return Take(stream, status, sample);
-    }
-    static Delivered Seek(int stream, int64_t time, bool picture = false) {
-        const VcSeekRequest request{NeverAbort, {0, 0}, picture ? 1 : 0, 0, 0, time};
-        VcSample sample{};
-        return Take(stream, Stream_GoToTime(stream, request, &sample), sample);
-    }
     static void ExpectFrame(const Delivered& delivered, const Expected& frame, const std::string& where,
                             bool picture = false) {
         ASSERT_EQ(delivered.status, 0) << where << ": " << LastError();
@@ -137,16 +114,15 @@ TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
         const int stream = StreamOf(camera - 1);
         const std::vector<Expected>& frames = expected[camera];
         for (size_t index = 0; index < frames.size(); ++index) {
-            ExpectFrame(Step(stream, true, index % 5 == 0), frames[index],
-                        "forward " + std::to_string(index));
+            ExpectFrame(Next(stream, index % 5 == 0), frames[index], "forward " + std::to_string(index));
         }
-        EXPECT_EQ(Step(stream, true).status, VC_EndOfStreamAfterEnd);
-        EXPECT_EQ(Step(stream, true).status, VC_EndOfStreamAfterEnd);
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
         for (size_t index = frames.size(); index-- > 0;) {
-            ExpectFrame(Step(stream, false, index % 5 == 1), frames[index], "back " + std::to_string(index));
+            ExpectFrame(Previous(stream, index % 5 == 1), frames[index], "back " + std::to_string(index));
         }
-        EXPECT_EQ(Step(stream, false).status, VC_EndOfStreamBeforeStart);
-        ExpectFrame(Step(stream, true), frames.front(), "first again");
+        EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
+        ExpectFrame(Next(stream, false), frames.front(), "first again");
     }
 }
 
@@ -158,20 +134,20 @@ TEST_F(DarlexInterleavedTest, SeeksToEveryFrame) {
     for (size_t index = frames.size(); index-- > 0;) {
         const int64_t share =
             index + 1 < frames.size() ? (frames[index + 1].time - frames[index].time) / 2 : 0;
-        ExpectFrame(Seek(stream, frames[index].time + share, index % 4 == 0), frames[index],
+        ExpectFrame(GoTo(stream, frames[index].time + share, index % 4 == 0), frames[index],
                     "seek " + std::to_string(index));
         if (index > 0) {
-            ExpectFrame(Step(stream, false), frames[index - 1], "before " + std::to_string(index));
-            ExpectFrame(Step(stream, true), frames[index], "again " + std::to_string(index));
+            ExpectFrame(Previous(stream, false), frames[index - 1], "before " + std::to_string(index));
+            ExpectFrame(Next(stream, false), frames[index], "again " + std::to_string(index));
         }
     }
-    EXPECT_EQ(Seek(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(GoTo(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
     EXPECT_EQ(LastError().rfind("DarlexStream > GoToTime _I64_MIN", 0), 0u) << LastError();
-    EXPECT_EQ(Seek(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(GoTo(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
     EXPECT_EQ(LastError().rfind("Failed to find valid frame", 0), 0u) << LastError();
-    ExpectFrame(Step(stream, true), frames.front(), "after a seek before the start");
-    ExpectFrame(Seek(stream, frames.back().time + 60 * Second), frames.back(), "past the end");
-    EXPECT_EQ(Step(stream, true).status, VC_EndOfStreamAfterEnd);
+    ExpectFrame(Next(stream, false), frames.front(), "after a seek before the start");
+    ExpectFrame(GoTo(stream, frames.back().time + 60 * Second, false), frames.back(), "past the end");
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
     VcSample empty{};
     EXPECT_EQ(Stream_ReleaseSample(stream, empty), VC_InvalidArgument);
     EXPECT_EQ(LastError().rfind("sample.uncompressedData", 0), 0u) << LastError();
@@ -191,12 +167,12 @@ TEST_F(DarlexNativeTest, HeadersThatLie) {
     const int stream = StreamOf(0);
     const std::vector<Expected>& frames = expected[1];
     for (size_t index = 0; index < frames.size(); ++index) {
-        ExpectFrame(Step(stream, true), frames[index], "forward " + std::to_string(index));
+        ExpectFrame(Next(stream, false), frames[index], "forward " + std::to_string(index));
     }
     // The untracked frame lies behind the track's bounds.
-    EXPECT_EQ(Step(stream, true).status, VC_EndOfStreamAfterEnd);
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
     for (size_t index = 0; index < frames.size(); ++index) {
-        const Delivered found = Seek(stream, frames[index].time);
+        const Delivered found = GoTo(stream, frames[index].time, false);
         EXPECT_TRUE(found.status == 0 || found.status == VC_EndOfStreamBeforeStart) << found.status;
     }
 
@@ -206,12 +182,12 @@ TEST_F(DarlexNativeTest, HeadersThatLie) {
     Serve(past);
     ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
     const int last = StreamOf(0);
-    EXPECT_EQ(Step(last, true).status, 0);
-    EXPECT_EQ(Step(last, true, true).status, VC_GeneralFailure);
+    EXPECT_EQ(Next(last, false).status, 0);
+    EXPECT_EQ(Next(last).status, VC_GeneralFailure);
     EXPECT_EQ(LastError().rfind("DarlexStream: Read got wrong number of bytes", 0), 0u) << LastError();
-    EXPECT_EQ(Step(last, true).status, VC_EndOfStreamAfterEnd);
-    EXPECT_EQ(Step(last, false, true).status, VC_GeneralFailure);
-    EXPECT_EQ(Step(last, false, true).status, 0);
+    EXPECT_EQ(Next(last, false).status, VC_EndOfStreamAfterEnd);
+    EXPECT_EQ(Previous(last).status, VC_GeneralFailure);
+    EXPECT_EQ(Previous(last).status, 0);
 }
 
 // An image of 4.5 GB on disk, sparse, with one frame every 24 MB: seeks land on their frames, and
@@ -232,14 +208,14 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
     const int stream = StreamOf(0);
     const std::vector<Expected>& frames = expected[3];
     for (size_t index : {size_t{190}, size_t{0}, size_t{97}, size_t{5}, size_t{143}, size_t{191}}) {
-        ExpectFrame(Seek(stream, frames[index].time, index == 97), frames[index],
+        ExpectFrame(GoTo(stream, frames[index].time, index == 97), frames[index],
                     "seek " + std::to_string(index));
         if (index + 1 < frames.size()) {
-            ExpectFrame(Step(stream, true), frames[index + 1], "after " + std::to_string(index));
-            ExpectFrame(Step(stream, false), frames[index], "back " + std::to_string(index));
+            ExpectFrame(Next(stream, false), frames[index + 1], "after " + std::to_string(index));
+            ExpectFrame(Previous(stream, false), frames[index], "back " + std::to_string(index));
         }
         if (index > 1) {
-            ExpectFrame(Step(stream, false), frames[index - 1], "back " + std::to_string(index));
+            ExpectFrame(Previous(stream, false), frames[index - 1], "back " + std::to_string(index));
         }
     }
     EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
