@@ -155,7 +155,7 @@ int DarlexStream::FindChannelFrame(int32_t direction, int64_t start, int64_t lim
 
 // Halves the range by the time of the camera's frame at or after its middle, until a frame of the
 // target's second is met or the range is one sector; then the frame at or before the target.
-int DarlexStream::SearchByTime(int64_t target, AbortOperation abort, Found* found) {
+int DarlexStream::SearchByTime(int64_t target, AbortOperation abort, Found* found, Bounds* second) {
     int64_t lower = lowerBound;
     int64_t upper = upperBound;
     int64_t midpoint = OnGrid(lower + (upper - lower) / 2);
@@ -183,7 +183,9 @@ int DarlexStream::SearchByTime(int64_t target, AbortOperation abort, Found* foun
                 TimeToText(target).text, TimeToText(candidate.header.second).text);
             lower = candidate.position + DarlexBlockBytes;
         } else {
+            // Before `lower` lie earlier seconds, and from `upper` on later ones.
             *found = candidate;
+            *second = {lower, upper};
             return Success;
         }
         midpoint = OnGrid(lower + (upper - lower) / 2);
@@ -192,6 +194,8 @@ int DarlexStream::SearchByTime(int64_t target, AbortOperation abort, Found* foun
             "\t\tRange=0x%08" PRIx64 "\n",
             lower, midpoint, upper, upper - lower);
     }
+    // The frame found running back may share its second with frames before `lower`.
+    *second = {lowerBound, upper};
     return RunBack(upper, found, abort);
 }
 
@@ -232,8 +236,9 @@ int32_t DarlexStream::IndexOf(int64_t framePosition) const {
 }
 
 // The camera's frames of the second of `from`: back to the second's first, then forward to its
-// last. Headers hold whole seconds only, so the frames share the second out evenly.
-int DarlexStream::BuildLocalIndex(const Found& from, AbortOperation abort) {
+// last, looking no further than the bounds given. Headers hold whole seconds only, so the frames
+// share the second out evenly.
+int DarlexStream::BuildLocalIndex(const Found& from, AbortOperation abort, Bounds bounds) {
     Log(SourceFile, __LINE__, LogTrace, "Building local index from 0x%08" PRIx64 " for camera %d\n",
         from.position, streamNumber);
     localIndex.clear();
@@ -241,7 +246,7 @@ int DarlexStream::BuildLocalIndex(const Found& from, AbortOperation abort) {
     Found first = from;
     Found other;
     for (int64_t at = from.position - DarlexBlockBytes;
-         at >= lowerBound && FindChannelFrame(-1, at, lowerBound, &other, abort) == Success &&
+         at >= bounds.lower && FindChannelFrame(-1, at, bounds.lower, &other, abort) == Success &&
          other.header.second == from.header.second;
          at = other.position - DarlexBlockBytes) {
         first = other;
@@ -254,8 +259,9 @@ int DarlexStream::BuildLocalIndex(const Found& from, AbortOperation abort) {
         "Add initial frame at 0x%08" PRIx64 " with time %s to localindex\n", first.position,
         TimeToText(first.header.second).text);
     for (int64_t at = first.position + DarlexBlockBytes;
-         at < upperBound && localIndex.size() < MaxFramesPerSecond; at = other.position + DarlexBlockBytes) {
-        const int status = FindChannelFrame(1, at, upperBound, &other, abort);
+         at < bounds.upper && localIndex.size() < MaxFramesPerSecond;
+         at = other.position + DarlexBlockBytes) {
+        const int status = FindChannelFrame(1, at, bounds.upper, &other, abort);
         if (status == EndOfStreamAfterEnd) {
             break;
         }
@@ -296,7 +302,7 @@ int DarlexStream::StepToNextSecond(AbortOperation abort) {
         Log(SourceFile, __LINE__, LogCore, "DarlexStream > Failure building local index\n");
         return status;
     }
-    status = BuildLocalIndex(next, abort);
+    status = BuildLocalIndex(next, abort, {lowerBound, upperBound});
     if (status != Success) {
         return NativeFail(SourceFile, __LINE__, status, "DarlexStream > Could not build local index");
     }
@@ -319,7 +325,7 @@ int DarlexStream::StepToPreviousSecond(AbortOperation abort) {
         Log(SourceFile, __LINE__, LogCore, "DarlexStream > Failure building local index\n");
         return status;
     }
-    status = BuildLocalIndex(previous, abort);
+    status = BuildLocalIndex(previous, abort, {lowerBound, upperBound});
     if (status != Success) {
         return NativeFail(SourceFile, __LINE__, status, "DarlexStream > Could not build local index");
     }
@@ -341,13 +347,14 @@ int DarlexStream::GoToTime(SeekRequest request, Sample* sample) {
         return SetLastError(EndOfStreamBeforeStart, SourceFile, __LINE__, "DarlexStream > GoToTime _I64_MIN");
     }
     Found found;
-    int status = SearchByTime(target, request.abort, &found);
+    Bounds second;
+    int status = SearchByTime(target, request.abort, &found, &second);
     if (status == EndOfStreamBeforeStart) {
         position = BeforeStart;
         currentPosition = -1;
     }
     if (status == Success) {
-        status = BuildLocalIndex(found, request.abort);
+        status = BuildLocalIndex(found, request.abort, second);
     }
     if (status != Success) {
         return status;

@@ -43,6 +43,11 @@ public:
 
 private:
     enum Position : int32_t { BeforeStart = 0, OnSample = 1, AfterEnd = 2 };
+    // A stretch of the image: positions from `lower` on and below `upper`.
+    struct Bounds {
+        int64_t lower = 0;
+        int64_t upper = 0;
+    };
     struct Found {
         int64_t position = 0;
         DarlexFrameHeader header;
@@ -51,9 +56,9 @@ private:
     int FindFrameHeader(int32_t direction, int64_t start, int64_t limit, Found* found, AbortOperation abort);
     int FindChannelFrame(int32_t direction, int64_t start, int64_t limit, Found* found, AbortOperation abort);
     int ReadBlocks(int64_t first, int64_t count);
-    int SearchByTime(int64_t target, AbortOperation abort, Found* found);
+    int SearchByTime(int64_t target, AbortOperation abort, Found* found, Bounds* second);
     int RunBack(int64_t from, Found* found, AbortOperation abort);
-    int BuildLocalIndex(const Found& from, AbortOperation abort);
+    int BuildLocalIndex(const Found& from, AbortOperation abort, Bounds bounds);
     void AddToLocalIndex(const Found& frame);
     int32_t IndexOf(int64_t position) const;
     int StepToNextSecond(AbortOperation abort);

@@ -84,6 +84,8 @@ void BixBoxFile::Release() {
     if (useCount > 0 && --useCount == 0) {
         frames.clear();
         accumulators.clear();
+        std::vector<uint8_t>().swap(record);
+        std::vector<uint8_t>().swap(decoded);
         recordOffset = -1;
         box = File();
     }
