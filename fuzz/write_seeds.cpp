@@ -19,6 +19,7 @@
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/KodicomWriter.h"
 #include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
@@ -809,6 +810,45 @@ void WriteDvdSeeds(SeedFolder& seeds) {
     }
 }
 
+// Kodicom folders of one span and of two, two cameras with key pictures, block updates and maps.
+void WriteKodicomSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (int32_t span = 0; span < 2; ++span) {
+        const KodicomSpan written =
+            WriteKodicomSpan(KodicomFrames(2, 4, 638000000000000000 + span * 600000000LL, 5, 2, 32, 24));
+        const std::string name = span == 0 ? "KD" : "KD1";
+        files.push_back({name + ".bix", written.bix});
+        files.push_back({name + ".box", written.box});
+        seeds.Add("fuzz_kodicom_decoder", "spans" + std::to_string(span + 1),
+                  Vorn::Testing::JoinFileSet(files));
+    }
+}
+
+// Darlex images of one file and of two, two cameras, a second of two frames among them.
+void WriteDarlexNativeSeeds(SeedFolder& seeds) {
+    using namespace Vorn::Vorncast::Decoders::Testing;
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601Gradient(true).bgr.data());
+    DarlexImage image;
+    image.tracks.resize(1);
+    for (int32_t second : {1, 1, 2}) {
+        for (uint8_t camera : {1, 2}) {
+            image.tracks[0].frames.push_back({{2021, 11, 25, 5, 0, second}, camera, field});
+        }
+    }
+    for (int32_t files = 1; files <= 2; ++files) {
+        const DarlexWritten written = WriteDarlex(image, "REC");
+        std::vector<Vorn::Testing::FileSetFile> pieces;
+        for (const DarlexFileImage& file : written.files) {
+            const std::vector<uint8_t> bytes = DarlexFileBytes(file);
+            pieces.push_back({file.name, std::string(bytes.begin(), bytes.end())});
+        }
+        seeds.Add("fuzz_darlex_native_decoder", "image" + std::to_string(files),
+                  Vorn::Testing::JoinFileSet(pieces));
+        image.fileSizes = {written.streamSize / 2 / 4096 * 4096};
+    }
+}
+
 } // namespace
 
 // A Synetics pair of one camera: I frames in one file, P and B frames in the other.
@@ -872,6 +912,8 @@ int main(int argc, char** argv) {
     WriteViseumSeeds(seeds);
     WriteIRecordSeeds(seeds);
     WriteDvdSeeds(seeds);
+    WriteKodicomSeeds(seeds);
+    WriteDarlexNativeSeeds(seeds);
     WriteViconNetSeeds(seeds);
     WriteSanyoSeeds(seeds);
     WriteGeutebruckSeeds(seeds);

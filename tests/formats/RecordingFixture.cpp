@@ -22,10 +22,10 @@ private:
     int* reads;
 };
 
-VcSampleRequest Request() {
+VcSampleRequest Request(bool picture) {
     VcSampleRequest request{};
     request.abort = NeverAbort;
-    request.wantData = 1;
+    request.wantData = picture ? 1 : 0;
     return request;
 }
 
@@ -112,30 +112,32 @@ Delivered RecordingTest::Take(int stream, int status, VcSample& sample) {
     Delivered delivered;
     delivered.status = status;
     if (status == 0) {
-        delivered.data.assign(sample.uncompressedData, sample.uncompressedData + sample.uncompressedSize);
         delivered.time = sample.time;
         delivered.descriptionHandle = sample.descriptionHandle;
+    }
+    if (status == 0 && sample.uncompressedData != nullptr) {
+        delivered.data.assign(sample.uncompressedData, sample.uncompressedData + sample.uncompressedSize);
         Stream_ReleaseSample(stream, sample);
     }
     return delivered;
 }
 
-Delivered RecordingTest::Next(int stream) {
+Delivered RecordingTest::Next(int stream, bool picture) {
     VcSample sample{};
-    const int status = Stream_GetNextSample(stream, Request(), &sample);
+    const int status = Stream_GetNextSample(stream, Request(picture), &sample);
     return Take(stream, status, sample);
 }
 
-Delivered RecordingTest::Previous(int stream) {
+Delivered RecordingTest::Previous(int stream, bool picture) {
     VcSample sample{};
-    const int status = Stream_GetPreviousSample(stream, Request(), &sample);
+    const int status = Stream_GetPreviousSample(stream, Request(picture), &sample);
     return Take(stream, status, sample);
 }
 
-Delivered RecordingTest::GoTo(int stream, int64_t time) {
+Delivered RecordingTest::GoTo(int stream, int64_t time, bool picture) {
     VcSeekRequest request{};
     request.abort = NeverAbort;
-    request.wantData = 1;
+    request.wantData = picture ? 1 : 0;
     request.targetTime = time;
     VcSample sample{};
     const int status = Stream_GoToTime(stream, request, &sample);

@@ -81,9 +81,10 @@ protected:
     int AudioStream() { return StreamOfType(VC_StreamAudio); }
     int StreamCount();
 
-    Delivered Next(int stream);
-    Delivered Previous(int stream);
-    Delivered GoTo(int stream, int64_t time);
+    // Without `picture`, the sample carries its time and description only.
+    Delivered Next(int stream, bool picture = true);
+    Delivered Previous(int stream, bool picture = true);
+    Delivered GoTo(int stream, int64_t time, bool picture = true);
     VcPublicVideoDescription VideoDescription(int stream, const Delivered& sample);
     VcPublicAudioDescription AudioDescription(int stream, const Delivered& sample);
     std::string StreamName(int stream);

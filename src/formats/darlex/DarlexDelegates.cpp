@@ -67,7 +67,10 @@ DecoderAction DecodeDarlexGettingFileSizes::Start(const char* loadPath) {
 }
 
 void DecodeDarlexGettingFileSizes::GetListPath(char* directoryOut, char* maskOut, int32_t* depth) {
-    std::snprintf(directoryOut, MaxPathLength, "%s/", directory);
+    // A path cut to fit the buffer names no file: the listing then finds nothing.
+    if (std::snprintf(directoryOut, MaxPathLength, "%s/", directory) >= MaxPathLength) {
+        directoryOut[0] = '\0';
+    }
     std::snprintf(maskOut, MaxPathLength, "%s", mask);
     *depth = 1; // copies of the image in folders one level down join the set
 
@@ -93,7 +96,10 @@ DecoderAction DecodeDarlexGettingFileSizes::FileListComplete(bool ok, FileList& 
 
 void DecodeDarlexGettingFileSizes::GetOpenName(char* name) {
     FileEntry entry;
-    std::snprintf(entry.path, sizeof(entry.path), "%s/%s", directory, names.GetCurrent());
+    if (std::snprintf(entry.path, sizeof(entry.path), "%s/%s", directory, names.GetCurrent()) >=
+        static_cast<int>(sizeof(entry.path))) {
+        entry.path[0] = '\0'; // cut to fit, it would name another file
+    }
     tables.files.push_back(entry);
     tables.currentFile = static_cast<int32_t>(tables.files.size()) - 1;
     std::snprintf(name, MaxPathLength, "%s", entry.path);

@@ -1,9 +1,10 @@
 #include "model/collection/NativeEntries.h"
 
 #include "legacy/LegacyDecoderHost.h"
-#include "model/collection/UnavailableDecoder.h"
 #include "model/support/Guid.h"
+#include "native/darlex/DarlexDecoder.h"
 #include "native/dvd/DVDDecoder.h"
+#include "native/kodicom/KodicomDecoder.h"
 
 #include <dlfcn.h>
 
@@ -20,15 +21,14 @@ struct NativeRow {
     DecoderCreator creator;
 };
 
-// Native decoders not part of this build yet stand in the collection so that indexes and lookups are
-// those of the full library.
+// The native decoders, in the order of the collection's last entries.
 const NativeRow NativeRows[NativeEntryCount] = {
     {"Tecton Darlex (Tracked Frames Only)", "{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", 1, "vid", nullptr, 0,
-     UnavailableDecoder::Create},
+     DarlexDecoder::Create},
     {"DVD Video", "{508C3FE8-0034-4216-8E06-0020B1619331}", 0, "ifo;vob", "VIDEO_TS.ifo||", 2,
      DVDDecoder::Create},
     {"Kodicom", "{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "bix;box;kif", "<a:+d1,0>.box||", 4,
-     UnavailableDecoder::Create},
+     KodicomDecoder::Create},
 };
 
 } // namespace

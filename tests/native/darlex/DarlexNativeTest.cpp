@@ -1,0 +1,224 @@
+// Darlex disk images written at test time, read by the native decoder through the exported
+// functions: its searches by time over the sector grid, the local index of one second, steps across
+// seconds and files both ways, and images of several GB whose frames lie far apart.
+#include "core/time/Ticks.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/DarlexWriter.h"
+#include "formats/RecordingFixture.h"
+
+#include <unistd.h>
+
+namespace {
+
+using namespace FormatTests;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+constexpr int64_t Second = 10000000;
+
+const std::vector<Adv601TestPicture>& Pictures() {
+    static const std::vector<Adv601TestPicture> pictures = {Adv601Gradient(true), Adv601ColourBars(true),
+                                                            Adv601Edges(true)};
+    return pictures;
+}
+
+const std::vector<uint8_t>& Field(size_t picture) {
+    static std::vector<std::vector<uint8_t>> fields;
+    for (size_t p = fields.size(); p < Pictures().size(); ++p) {
+        fields.push_back(EncodeAdv601(Pictures()[p].bgr.data()));
+    }
+    return fields[picture];
+}
+
+// A frame as the stream should give it: its time within its second, and its picture.
+struct Expected {
+    int64_t time;
+    size_t picture;
+};
+
+class DarlexNativeTest : public RecordingTest {
+protected:
+    // Frames of `camera` in second `second` after 2021-11-25 04:59:00, `count` of them.
+    void AddSecond(std::vector<DarlexFrame>& frames, int32_t second, uint8_t camera, int32_t count,
+                   uint64_t gap = 0) {
+        const int64_t start =
+            Vorn::Vorncast::Decoders::TicksFromSystemTime(2021, 11, 25, 4, 59 + second / 60, second % 60, 0);
+        for (int32_t k = 0; k < count; ++k) {
+            const size_t picture = static_cast<size_t>(second + k) % Pictures().size();
+            frames.push_back({{2021, 11, 25, 4, 59 + second / 60, second % 60}, camera, Field(picture), gap});
+            expected[camera].push_back({start + k * (Second / count), picture});
+        }
+    }
+    int LoadImage(const std::string& path) {
+        VcGuid guid{};
+        Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
+        int resources = 0;
+        if (decoder != 0) {
+            Decoder_Release(decoder);
+            decoder = 0;
+        }
+        if (Decoder_Create(collection, guid, 1, -1, &decoder) != 0) {
+            return -1;
+        }
+        const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
+                                        nullptr, NeverAbort, &resources);
+        return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
+    }
+    void Serve(const DarlexImage& image) {
+        for (const DarlexFileImage& file : WriteDarlex(image, "REC").files) {
+            AddFile("/disk/" + file.name, DarlexFileBytes(file));
+        }
+    }
+    int StreamOf(int number) {
+        int stream = 0;
+        EXPECT_EQ(Track_GetStream(track, number, &stream), 0);
+        return stream;
+    }
+    static void ExpectFrame(const Delivered& delivered, const Expected& frame, const std::string& where,
+                            bool picture = false) {
+        ASSERT_EQ(delivered.status, 0) << where << ": " << LastError();
+        EXPECT_EQ(delivered.time.recordedTime, frame.time) << where;
+        EXPECT_EQ(delivered.time.streamTime, frame.time) << where;
+        if (!delivered.data.empty() || picture) {
+            EXPECT_GT(Adv601Psnr(Pictures()[frame.picture].bgr, delivered.data), 30.0) << where;
+        }
+    }
+
+    std::map<uint8_t, std::vector<Expected>> expected;
+};
+
+// Cameras 1 and 2 interleaved, a varying number of frames a second (ten in one of them), the image
+// split over three files with frames running from one into the next.
+class DarlexInterleavedTest : public DarlexNativeTest {
+protected:
+    void SetUp() override {
+        DarlexNativeTest::SetUp();
+        DarlexImage image;
+        image.tracks.resize(1);
+        const int32_t counts[] = {2, 10, 1, 3};
+        for (int32_t second = 0; second < 4; ++second) {
+            AddSecond(image.tracks[0].frames, second, 1, counts[second]);
+            AddSecond(image.tracks[0].frames, second, 2, 2);
+        }
+        const uint64_t size = WriteDarlex(image, "REC").streamSize;
+        image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
+        image.trailingBytes = 8192;
+        Serve(image);
+        ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    }
+};
+
+TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
+    ASSERT_EQ(StreamCount(), 2);
+    for (uint8_t camera = 1; camera <= 2; ++camera) {
+        const int stream = StreamOf(camera - 1);
+        const std::vector<Expected>& frames = expected[camera];
+        for (size_t index = 0; index < frames.size(); ++index) {
+            ExpectFrame(Next(stream, index % 5 == 0), frames[index], "forward " + std::to_string(index));
+        }
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+        for (size_t index = frames.size(); index-- > 0;) {
+            ExpectFrame(Previous(stream, index % 5 == 1), frames[index], "back " + std::to_string(index));
+        }
+        EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
+        ExpectFrame(Next(stream, false), frames.front(), "first again");
+    }
+}
+
+// A time inside a frame's share of its second gives that frame (0.55 s into a second of ten frames
+// gives the sixth); steps from there give its neighbours; times outside give the ends.
+TEST_F(DarlexInterleavedTest, SeeksToEveryFrame) {
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[1];
+    for (size_t index = frames.size(); index-- > 0;) {
+        const int64_t share =
+            index + 1 < frames.size() ? (frames[index + 1].time - frames[index].time) / 2 : 0;
+        ExpectFrame(GoTo(stream, frames[index].time + share, index % 4 == 0), frames[index],
+                    "seek " + std::to_string(index));
+        if (index > 0) {
+            ExpectFrame(Previous(stream, false), frames[index - 1], "before " + std::to_string(index));
+            ExpectFrame(Next(stream, false), frames[index], "again " + std::to_string(index));
+        }
+    }
+    EXPECT_EQ(GoTo(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(LastError().rfind("DarlexStream > GoToTime _I64_MIN", 0), 0u) << LastError();
+    EXPECT_EQ(GoTo(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(LastError().rfind("Failed to find valid frame", 0), 0u) << LastError();
+    ExpectFrame(Next(stream, false), frames.front(), "after a seek before the start");
+    ExpectFrame(GoTo(stream, frames.back().time + 60 * Second, false), frames.back(), "past the end");
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+    VcSample empty{};
+    EXPECT_EQ(Stream_ReleaseSample(stream, empty), VC_InvalidArgument);
+    EXPECT_EQ(LastError().rfind("sample.uncompressedData", 0), 0u) << LastError();
+}
+
+// Headers that lie: a time that goes back, and a size that runs past the end of the image. Every
+// frame is still met once, in the order of the image, and the frame that lies gives its status.
+TEST_F(DarlexNativeTest, HeadersThatLie) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    for (int32_t second : {0, 1, 2, 1, 3}) {
+        AddSecond(image.tracks[0].frames, second, 1, 1);
+    }
+    image.untracked = {{{2021, 11, 25, 5, 30, 0}, 1, Field(0), 0, 30000}};
+    Serve(image);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[1];
+    for (size_t index = 0; index < frames.size(); ++index) {
+        ExpectFrame(Next(stream, false), frames[index], "forward " + std::to_string(index));
+    }
+    // The untracked frame lies behind the track's bounds.
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+    for (size_t index = 0; index < frames.size(); ++index) {
+        const Delivered found = GoTo(stream, frames[index].time, false);
+        EXPECT_TRUE(found.status == 0 || found.status == VC_EndOfStreamBeforeStart) << found.status;
+    }
+
+    DarlexImage past;
+    past.tracks = {
+        {{{{2021, 11, 25, 5, 0, 0}, 1, Field(1)}, {{2021, 11, 25, 5, 0, 1}, 1, Field(2), 0, 30000}}}};
+    Serve(past);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    const int last = StreamOf(0);
+    EXPECT_EQ(Next(last, false).status, 0);
+    EXPECT_EQ(Next(last).status, VC_GeneralFailure);
+    EXPECT_EQ(LastError().rfind("DarlexStream: Read got wrong number of bytes", 0), 0u) << LastError();
+    EXPECT_EQ(Next(last, false).status, VC_EndOfStreamAfterEnd);
+    EXPECT_EQ(Previous(last).status, VC_GeneralFailure);
+    EXPECT_EQ(Previous(last).status, 0);
+}
+
+// An image of 4.5 GB on disk, sparse, with one frame every 24 MB: seeks land on their frames, and
+// steps cross seconds both ways.
+TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    for (int32_t second = 0; second < 48; ++second) {
+        AddSecond(image.tracks[0].frames, second, 3, 4, uint64_t{24} << 20);
+    }
+    const std::string folder = testing::TempDir() + "darlex-native-" + std::to_string(getpid());
+    ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
+    const DarlexWritten written = WriteDarlex(image, "BIG");
+    ASSERT_GT(written.streamSize, uint64_t{9} << 29);
+    ASSERT_TRUE(WriteDarlexFiles(written, folder));
+    Vorn::FileSource::SetCurrent(nullptr);
+    ASSERT_EQ(LoadImage(folder + "/BIG.VID"), 0) << LastError();
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[3];
+    for (size_t index : {size_t{190}, size_t{0}, size_t{97}, size_t{5}, size_t{143}, size_t{191}}) {
+        ExpectFrame(GoTo(stream, frames[index].time, index == 97), frames[index],
+                    "seek " + std::to_string(index));
+        if (index + 1 < frames.size()) {
+            ExpectFrame(Next(stream, false), frames[index + 1], "after " + std::to_string(index));
+            ExpectFrame(Previous(stream, false), frames[index], "back " + std::to_string(index));
+        }
+        if (index > 1) {
+            ExpectFrame(Previous(stream, false), frames[index - 1], "back " + std::to_string(index));
+        }
+    }
+    EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
+}
+
+} // namespace
