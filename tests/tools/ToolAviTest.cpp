@@ -41,6 +41,22 @@ TEST_F(ToolTest, GeoVisionAviIsFoundWithItsTimes) {
     }
 }
 
+// A bare file name, as typed in the recording's own folder, names a file of the current directory:
+// the decoder lists and opens that folder.
+TEST_F(ToolTest, ABareFileNameReadsFromTheCurrentDirectory) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty()) {
+        GTEST_SKIP() << "no MPEG-4 encoder";
+    }
+    WriteFile(Work("recording") / written[0].name, written[0].bytes);
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(Work("recording"));
+    const ToolRun frames = RunTool({"frames", written[0].name, "--json"});
+    std::filesystem::current_path(before);
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    EXPECT_EQ(json::parse(frames.out).size(), 6u);
+}
+
 // ffmpeg's AVI cut before its idx1 would load for ever: the tool ends the load once its progress
 // stands still and says why, with the status of a failed load.
 TEST_F(ToolTest, AnAviCutBeforeItsIndexIsExplained) {
