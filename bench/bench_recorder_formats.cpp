@@ -13,9 +13,9 @@
 // updates; PnsPicturesAlone decodes the same key frames and tile strips with libjpeg-turbo and
 // nothing else. The line printed at the end divides the two processor times (aim: at most 1.10, an
 // update costing no more than its own tiles); a second line sets the stepping against the key
-// frames alone (aim: one and the share of the pictures' pixels that the tiles cover). Every step also
-// hands the whole running picture to a new sample of the host, 1.2 MB a frame, which decoding the
-// pictures alone does not: on this machine that copy costs more than decoding a strip of tiles.
+// frames alone (aim: one and the share of the pictures' pixels that the tiles cover). A step hands
+// the decoder's running picture to the host's sample without copying it, and the next step updates
+// it in place once the sample is let go.
 // LoadAVerMediaSet loads a set of 16 AVI files of 4 cameras with the same 100 000 frames: the AVI
 // family reads a file's whole index in one read.
 //

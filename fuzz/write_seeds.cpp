@@ -702,8 +702,8 @@ void WriteTimeSpaceSeeds(SeedFolder& seeds) {
               Vorn::Testing::JoinFileSet({{"", file}, {"", file}}));
 }
 
-// An LJD Leviathan export: settings, index and image store. The maker's library is not beside the
-// fuzzer, so a run reads the three files and ends where the library would open the recording.
+// An LJD Leviathan export: settings, index and image store. The tests' stand-in for the maker's
+// library lies beside the fuzzer and reads the store from the fuzzer's file set.
 void WriteLjdLeviathanSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
     std::vector<LjdFrame> frames;

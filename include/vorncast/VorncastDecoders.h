@@ -130,7 +130,9 @@ typedef struct VcFrameTimes {
 /** One frame or block of audio, filled in by the step and seek functions. */
 typedef struct VcSample {
     uint32_t uncompressedSize; /**< bytes of the picture or audio, also when no data was asked for */
-    uint8_t* uncompressedData; /**< allocated by the stream; freed by Stream_ReleaseSample */
+    uint8_t* uncompressedData; /**< allocated by the stream; freed by Stream_ReleaseSample. Read it,
+                                    do not write into it: a picture may be the decoder's own, which
+                                    later frames are built on once the sample is released */
     int32_t descriptionHandle; /**< the format of the sample, see Stream_GetVideoSampleDescription */
     VcFrameTimes time;         /**< the times of the frame */
     int32_t reserved;          /**< zero */

@@ -2,6 +2,7 @@
 
 #include "interface/LibraryFrame.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -25,6 +26,36 @@ LegacyDecoderVideoStream::LegacyDecoderVideoStream(const LegacyStreamSetup& setu
     description.aspectNumerator = image.aspectX;
     description.aspectDenominator = image.aspectY;
     description.format = 1;
+}
+
+// Samples the host still holds keep their pictures, as samples with pictures of their own would.
+LegacyDecoderVideoStream::~LegacyDecoderVideoStream() {
+    for (Decoders::SharedPicture& picture : lent) {
+        new Decoders::SharedPicture(std::move(picture));
+    }
+}
+
+int LegacyDecoderVideoStream::ReleaseSample(Sample sample) {
+    for (auto held = lent.begin(); held != lent.end(); ++held) {
+        if ((*held)->data() == sample.uncompressedData) {
+            lent.erase(held);
+            return Success;
+        }
+    }
+    return Stream::ReleaseSample(sample);
+}
+
+uint8_t* LegacyDecoderVideoStream::SampleData(Decoders::SharedPicture shared, std::unique_ptr<uint8_t[]> copy,
+                                              int64_t size) {
+    if (shared == nullptr) {
+        return copy.release();
+    }
+    if (static_cast<int64_t>(shared->size()) != size) {
+        std::memcpy(copy.get(), shared->data(), std::min<size_t>(shared->size(), static_cast<size_t>(size)));
+        return copy.release();
+    }
+    lent.push_back(std::move(shared));
+    return lent.back()->data();
 }
 
 int32_t LegacyDecoderVideoStream::NextFrame(int32_t frame) {
@@ -58,14 +89,15 @@ int LegacyDecoderVideoStream::ChannelOfFrame(int32_t index, int32_t* channel) {
 }
 
 LegacyDecoderVideoStream::FrameReport LegacyDecoderVideoStream::FetchFrame(int32_t index, uint8_t* picture,
-                                                                           int32_t size) {
+                                                                           int32_t size,
+                                                                           Decoders::SharedPicture* shared) {
     FrameReport report{FCR_FAILURE, {}, -1};
     int32_t total = 0;
     uint64_t period = 0;
     if (picture != nullptr) {
         int64_t duration = 0;
         report.result = Client::GetFrame(client, index, &report.times, size, picture, &duration, &total,
-                                         &period, &report.channel, nullptr);
+                                         &period, &report.channel, nullptr, shared);
     } else {
         int64_t lastTime = 0;
         report.result = Client::GetFrameInfo(client, index, &report.times, &lastTime, &total, &period,
@@ -108,7 +140,8 @@ int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest
         return AbortedByUser("Operation was aborted by user");
     }
     SelectOwnTrack();
-    FrameReport report = FetchFrame(frameIndex, picture.get(), static_cast<int32_t>(size));
+    Decoders::SharedPicture shared;
+    FrameReport report = FetchFrame(frameIndex, picture.get(), static_cast<int32_t>(size), &shared);
     if (report.result == FCR_CATASTROPHIC) {
         return SetLastError(CatastrophicFailure, SourceFile, __LINE__, "FileClient failed catastrophically");
     }
@@ -132,7 +165,8 @@ int LegacyDecoderVideoStream::DecompressSample(int32_t frameIndex, SampleRequest
     // A sample without data still tells the picture's size, so that a host can size its buffers from
     // a walk of times alone.
     sample->uncompressedSize = static_cast<uint32_t>(size);
-    sample->uncompressedData = picture.release();
+    sample->uncompressedData =
+        picture != nullptr ? SampleData(std::move(shared), std::move(picture), size) : nullptr;
     sample->time = report.times;
     currentFrame = frameIndex;
     position = OnFrame;

@@ -110,8 +110,9 @@ INSTANTIATE_TEST_SUITE_P(
         LoadFailure{"JpegMissingFile", GenericJpegGuid, {}, "/rec/missing.mjp", FCR_CATASTROPHIC, {EmptyJpegText}},
         LoadFailure{"FolderWithoutJpgFiles", FolderOfJpegsGuid, {{"/empty/a.png", {1, 2, 3}}, {"/empty/b.jpeg", {1, 2, 3}}},
             "/empty/a.png", FCR_FAILURE, {"DecodeGenericFolderOfJpegs Failed to find any jpg files in the folder.\n"}},
-        LoadFailure{"FolderMissing", FolderOfJpegsGuid, {}, "001.jpg", FCR_FAILURE,
-            {"DecodeGenericFolderOfJpegs LoadingFileListComplete failed with bad result\n"}},
+        // A missing folder lists as an empty one.
+        LoadFailure{"FolderMissing", FolderOfJpegsGuid, {}, "/missing/001.jpg", FCR_FAILURE,
+            {"DecodeGenericFolderOfJpegs Failed to find any jpg files in the folder.\n"}},
         LoadFailure{"FolderWithAnEmptyFirstFile", FolderOfJpegsGuid, {{"/zero/001.jpg", {}}}, "/zero/001.jpg",
             FCR_FAILURE, {"DecodeGenericFolderOfJpegs::LoadingOpenComplete failed with bad fileId or fileSize\n"}},
         LoadFailure{"Adv601WithoutDelimiter", GenericAdv601Guid, {{"/rec/stream.601", Filler(5000)}}, "/rec/stream.601",

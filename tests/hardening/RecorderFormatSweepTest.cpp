@@ -12,6 +12,7 @@
 #include "fixtures/formats/GeutebruckWriter.h"
 #include "fixtures/formats/IRecordWriter.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
+#include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/LorikanWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/ParVuWriter.h"
@@ -31,6 +32,8 @@
 #include "hardening/DamageSweep.h"
 
 #include <gtest/gtest.h>
+
+#include <dlfcn.h>
 
 using namespace Hardening;
 using namespace Vorn::Vorncast::Decoders::Testing;
@@ -353,6 +356,30 @@ TEST(RecorderFormatSweep, TimeSpaceX200) {
     Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
     ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeTimeSpaceX200"), recording);
     Vorn::Vorncast::Decoders::SetTimeSpaceFrameDecoder(nullptr);
+}
+
+// An LJD Leviathan export of two cameras. The tests' stand-in for the maker's library, loaded first
+// so that the library's search finds it by name, reads the damaged store from the sweep's files.
+TEST(RecorderFormatSweep, LjdLeviathan) {
+    void* standIn = dlopen(VDBFILE_STANDIN, RTLD_NOW);
+    ASSERT_NE(standIn, nullptr) << dlerror();
+    std::vector<LjdFrame> frames;
+    for (uint8_t index = 0; index < 6; ++index) {
+        frames.push_back({static_cast<uint8_t>(index % 2), index < 2 || index == 4, 45000.5 + index / 86400.0,
+                          16, 8, MakeQuadrantPicture(16, 8, index).bgr});
+    }
+    const LjdRecording written = WriteLjdLeviathan(frames, {{0, "Gate"}, {1, "Yard"}});
+    SweepRecording recording;
+    recording.files = {{"rec.vdb", std::string(written.index.begin(), written.index.end())},
+                       {"rec.vmb", std::string(written.store.begin(), written.store.end())},
+                       {"rec.vdd", written.settings}};
+    recording.frameStarts = {{}, written.imageStarts};
+    for (uint64_t record = 0; record < frames.size(); ++record) {
+        recording.frameStarts[0].push_back(53 + record * 23);
+    }
+    recording.damagePlaces = {{0, 0}, {2, 0}};
+    ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeLjdLeviathan"), recording);
+    dlclose(standIn);
 }
 
 // The recorders of the AVI family, each in its dialect. An AVI cut before its index waits for the

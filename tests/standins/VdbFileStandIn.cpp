@@ -1,8 +1,12 @@
 // A stand-in for the LJD Leviathan maker's picture library: it reads the image store (.vmb) itself,
 // each image a 24-byte header and its picture as raw blue, green, red lines, top line first, of the
 // header's two measures. A camera's chain is its records in store order. It counts the bitmaps it
-// decodes, so that a test can see how many calls a fetch took.
+// decodes, so that a test can see how many calls a fetch took. When the program that loads it exports
+// VdbStandInReadFile, the store is read through it, so that a test or a fuzzer can serve a file set
+// from memory; otherwise from the file system.
 #include "formats/ljd/VdbFile.h"
+
+#include <dlfcn.h>
 
 #include <atomic>
 #include <cstdio>
@@ -43,19 +47,40 @@ int32_t Give(Store* store, int32_t record, VdbBitmap* bitmap) {
     return 0;
 }
 
+// The program's reader: the size of the file at `path` (-1 when it cannot be read), and up to
+// `capacity` of its bytes into `bytes` when that is not null.
+using ProgramReader = int64_t (*)(const char* path, uint8_t* bytes, int64_t capacity);
+
+bool ReadThroughProgram(ProgramReader reader, const char* path, std::vector<uint8_t>* bytes) {
+    const int64_t size = reader(path, nullptr, 0);
+    bytes->resize(size > 0 ? static_cast<size_t>(size) : 0);
+    return size >= 0 && reader(path, bytes->data(), size) == size;
+}
+
+bool ReadFromFileSystem(const char* path, std::vector<uint8_t>* bytes) {
+    FILE* file = std::fopen(path, "rb");
+    if (file == nullptr) {
+        return false;
+    }
+    uint8_t chunk[4096];
+    for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
+        bytes->insert(bytes->end(), chunk, chunk + got);
+    }
+    std::fclose(file);
+    return true;
+}
+
 } // namespace
 
 VDB_EXPORT VdbHandle VDB_Open(const char* path) {
-    FILE* file = std::fopen(path, "rb");
-    if (file == nullptr) {
+    auto* store = new Store;
+    auto reader = reinterpret_cast<ProgramReader>(dlsym(RTLD_DEFAULT, "VdbStandInReadFile"));
+    const bool served = reader != nullptr ? ReadThroughProgram(reader, path, &store->bytes)
+                                          : ReadFromFileSystem(path, &store->bytes);
+    if (!served) {
+        delete store;
         return nullptr;
     }
-    auto* store = new Store;
-    uint8_t chunk[4096];
-    for (size_t got; (got = std::fread(chunk, 1, sizeof chunk, file)) > 0;) {
-        store->bytes.insert(store->bytes.end(), chunk, chunk + got);
-    }
-    std::fclose(file);
     for (size_t at = 0; at + 24 <= store->bytes.size();) {
         const uint8_t* header = store->bytes.data() + at;
         const uint32_t size = Word(header + 4, 4);

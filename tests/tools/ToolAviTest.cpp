@@ -41,6 +41,50 @@ TEST_F(ToolTest, GeoVisionAviIsFoundWithItsTimes) {
     }
 }
 
+// A bare file name, as typed in the recording's own folder, names a file of the current directory:
+// the decoder lists and opens that folder.
+TEST_F(ToolTest, ABareFileNameReadsFromTheCurrentDirectory) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty()) {
+        GTEST_SKIP() << "no MPEG-4 encoder";
+    }
+    WriteFile(Work("recording") / written[0].name, written[0].bytes);
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(Work("recording"));
+    const ToolRun frames = RunTool({"frames", written[0].name, "--json"});
+    std::filesystem::current_path(before);
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    EXPECT_EQ(json::parse(frames.out).size(), 6u);
+}
+
+// Export writes every frame of the AVI recording as the picture ffmpeg decodes from the same file
+// (colours converted as the codec driver converts them), and convert writes one movie with every
+// frame in its log.
+TEST_F(ToolTest, GeoVisionAviIsExportedAndConverted) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty() || !IsoTest::HaveFfmpegTools()) {
+        GTEST_SKIP() << "no MPEG-4 encoder or no ffmpeg program";
+    }
+    const std::filesystem::path path = Work("recording") / written[0].name;
+    WriteFile(path, written[0].bytes);
+    const std::vector<IsoTest::Bytes> reference =
+        IsoTest::FfmpegVideoFrames(path.string(), 48, 32, "bilinear+accurate_rnd+full_chroma_int");
+    ASSERT_EQ(reference.size(), 6u);
+    const ToolRun exported = RunTool({"export", path.string(), "--out", Work("export").string()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = json::parse(ReadText(Work("export") / "frames.json"));
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); ++index) {
+        const BgrPicture expected{48, 32, reference[index]};
+        EXPECT_LT(MeanDifference(expected, ReadPng(Work("export") / log[index]["output"].get<std::string>())),
+                  1.0)
+            << index;
+    }
+    const ToolRun converted = RunTool({"convert", path.string(), Work("convert").string()});
+    ASSERT_EQ(converted.exitCode, 0) << converted.err;
+    EXPECT_EQ(json::parse(ReadText(Work("convert") / "frames.json")).size(), reference.size());
+}
+
 // ffmpeg's AVI cut before its idx1 would load for ever: the tool ends the load once its progress
 // stands still and says why, with the status of a failed load.
 TEST_F(ToolTest, AnAviCutBeforeItsIndexIsExplained) {

@@ -411,9 +411,17 @@ void FileClient::LogFrameFailure(FileClientResult result, const char* normalText
     }
 }
 
+bool FileClient::HandOverPicture(SharedPicture* shared) {
+    if (shared == nullptr) {
+        return false;
+    }
+    *shared = SharePicture();
+    return *shared != nullptr;
+}
+
 FileClientResult FileClient::GetFrame(int32_t frame, FrameTimes* times, int32_t bufferSize, uint8_t* buffer,
                                       int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod,
-                                      int32_t* camera, char* name) {
+                                      int32_t* camera, char* name, SharedPicture* shared) {
     if (frame < 0 || frame >= GetTotalFrames()) {
         Log(LogCore, "FileClient::GetFrame failed (normally) due to range error\n");
         return FCR_FAILURE;
@@ -428,7 +436,7 @@ FileClientResult FileClient::GetFrame(int32_t frame, FrameTimes* times, int32_t 
         CameraTag tag = {};
         GetFrameInfo(&reported, &tag, &frames);
         CopyFrameReport(reported, tag, times, camera, name);
-        if (withPicture && !GetImage(bufferSize, buffer)) {
+        if (withPicture && !HandOverPicture(shared) && !GetImage(bufferSize, buffer)) {
             result = FCR_FAILURE;
         }
     }

@@ -34,11 +34,12 @@ public:
                                  AudioInfo* audio, TrackTimes* span, int32_t* totalFrames,
                                  int32_t* totalAudioFrames, int64_t* duration, bool* hasAudio);
 
-    // Positions on `frame` and, with a buffer, decompresses it into the buffer. `name` may be null,
-    // else it takes CameraNameLength bytes.
+    // Positions on `frame` and, with a buffer, decompresses it into the buffer; with `shared` too,
+    // a decoder that shares its picture hands it over there instead, and the buffer is left as it
+    // was. `name` may be null, else it takes CameraNameLength bytes.
     FileClientResult GetFrame(int32_t frame, FrameTimes* times, int32_t bufferSize, uint8_t* buffer,
                               int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod, int32_t* camera,
-                              char* name);
+                              char* name, SharedPicture* shared = nullptr);
     // Positions on `frame` without a range test. `lastFrameTime` gets the recorded time of the last
     // frame whatever the outcome; `framePeriod` is left untouched.
     FileClientResult GetFrameInfo(int32_t frame, FrameTimes* times, int64_t* lastFrameTime,
@@ -100,6 +101,8 @@ private:
     void PrepareOpen(const Guid& guid, const char* path);
     void ClearOpenOutputs(const OpenOutputs& out);
     void FillOpenOutputs(const OpenOutputs& out);
+    // With somewhere to put it, takes the decoder's shared picture of the current frame.
+    bool HandOverPicture(SharedPicture* shared);
     void CopyFrameReport(const FrameTimes& reported, const CameraTag& camera, FrameTimes* times,
                          int32_t* cameraNumber, char* name);
     void LogFrameFailure(FileClientResult result, const char* normalText, const char* catastrophicText);

@@ -139,10 +139,10 @@ FileClientResult OpenWithDecoder(ClientHandle handle, uint32_t guid0, uint32_t g
 
 FileClientResult GetFrame(ClientHandle handle, int32_t frame, FrameTimes* times, int32_t bufferSize,
                           uint8_t* buffer, int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod,
-                          int32_t* camera, char* name) {
+                          int32_t* camera, char* name, SharedPicture* shared) {
     return OnClient(handle, __func__, FCR_CATASTROPHIC, [&](FileClient& client) {
         return client.GetFrame(frame, times, bufferSize, buffer, duration, totalFrames, framePeriod, camera,
-                               name);
+                               name, shared);
     });
 }
 

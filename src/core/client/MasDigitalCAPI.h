@@ -43,7 +43,7 @@ FileClientResult OpenWithDecoder(ClientHandle handle, uint32_t guid0, uint32_t g
 
 FileClientResult GetFrame(ClientHandle handle, int32_t frame, FrameTimes* times, int32_t bufferSize,
                           uint8_t* buffer, int64_t* duration, int32_t* totalFrames, uint64_t* framePeriod,
-                          int32_t* camera, char* name);
+                          int32_t* camera, char* name, SharedPicture* shared = nullptr);
 FileClientResult GetFrameInfo(ClientHandle handle, int32_t frame, FrameTimes* times, int64_t* lastFrameTime,
                               int32_t* totalFrames, uint64_t* framePeriod, int32_t* camera, char* name);
 FileClientResult GetAudioFrame(ClientHandle handle, int32_t frame, FrameTimes* times, int32_t bufferSize,

@@ -59,6 +59,10 @@ bool MasDigitalDecoder::GetImage(int32_t bufferSize, uint8_t* buffer) {
     return decoder != nullptr && decoder->GetImage(bufferSize, buffer);
 }
 
+SharedPicture MasDigitalDecoder::SharePicture() {
+    return decoder != nullptr ? decoder->SharePicture() : nullptr;
+}
+
 void MasDigitalDecoder::GetOpenName(char* name) {
     if (decoder != nullptr) {
         decoder->GetOpenName(name);

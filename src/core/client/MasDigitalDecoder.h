@@ -31,6 +31,7 @@ public:
     void GetFrameInfo(FrameTimes* times, CameraTag* camera, int32_t* totalFrames) override;
     int32_t IndexOfFrameAtStreamTime(int64_t streamTime) override;
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
+    SharedPicture SharePicture() override;
 
     void GetOpenName(char* name) override;
     DecoderAction OpenComplete(int32_t fileId, uint64_t fileSize) override;

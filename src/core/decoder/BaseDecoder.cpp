@@ -1,5 +1,7 @@
 #include "core/decoder/BaseDecoder.h"
 
+#include "model/support/Path.h"
+
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
@@ -207,7 +209,7 @@ DecoderAction BaseDecoder::StartPhase(const char* path, int32_t flags, DecoderSt
         Log(LogCore, "BaseDecoder::%s BAD STATE %d\n", operation, static_cast<int>(state));
         return DDA_FAILED;
     }
-    std::snprintf(loadName, sizeof loadName, "%s", path);
+    Path::WithDirectory(path, loadName, sizeof loadName);
     currentFrame = -1;
     currentAudioFrame = -1;
     loadFlags = flags;

@@ -3,11 +3,17 @@
 #include "core/CoreTypes.h"
 
 #include <cstdint>
+#include <memory>
+#include <vector>
 
 namespace Vorn::Vorncast::Decoders {
 
 // The standard frame record of the frame lists.
 struct FrameInfo;
+
+// A decoded picture that its decoder hands out without copying it. Whoever holds it only reads it;
+// the decoder writes into it again only once it is the sole holder, and takes a copy before that.
+using SharedPicture = std::shared_ptr<std::vector<uint8_t>>;
 
 // A decoder of the digital core as its client sees it. A decoder never touches a file: every
 // operation that can need I/O returns a DecoderAction, the client carries it out and calls the
@@ -29,6 +35,10 @@ public:
     virtual int32_t IndexOfFrameAtStreamTime(int64_t streamTime) = 0;
     // Writes the decoded picture of the current frame; false when it cannot be decoded.
     virtual bool GetImage(int32_t bufferSize, uint8_t* buffer) = 0;
+    // The decoded picture of the current frame as the decoder keeps it, for a caller that would
+    // otherwise copy it whole; null when the decoder keeps none to share or the frame did not decode,
+    // and GetImage serves.
+    virtual SharedPicture SharePicture() { return nullptr; }
 
     // The action protocol: parameters of the pending action, then its completion.
     virtual void GetOpenName(char* name) = 0;

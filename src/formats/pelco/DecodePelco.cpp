@@ -6,6 +6,7 @@
 #include "model/support/Limits.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstring>
 
@@ -89,7 +90,7 @@ void DecodePelco::ForgetRecording() {
     timeBase = 0;
     walkFrame = -1;
     camera = 0;
-    picture.clear();
+    picture.reset();
     tiles.clear();
     pictureGood = false;
 }
@@ -210,8 +211,9 @@ DecoderAction DecodePelco::Finish() {
     SetImageFormat(imageWidth, imageHeight, aspectX, aspectY, true, totalFrames);
     SetTimeSpan(frames.ItemAt(0).recordedTime, frames.ItemAt(totalFrames - 1).recordedTime);
     frames.AssignStreamTimes();
-    picture.assign(static_cast<size_t>(imageWidth) * static_cast<size_t>(imageHeight) * 3, UndecodedFill);
-    tiles.assign(picture.size(), UndecodedFill);
+    picture = std::make_shared<std::vector<uint8_t>>(
+        static_cast<size_t>(imageWidth) * static_cast<size_t>(imageHeight) * 3, UndecodedFill);
+    tiles.assign(picture->size(), UndecodedFill);
     ReportProgress(1.0);
     return DDA_COMPLETE;
 }
@@ -254,8 +256,9 @@ DecoderAction DecodePelco::ReadWalkFrame() {
 DecoderAction DecodePelco::OnWalkFrame(ByteView bytes) {
     const PelcoFrame& frame = frames.ItemAt(walkFrame);
     if (IsKeyFrame(walkFrame)) {
+        std::vector<uint8_t>& running = WritablePicture();
         pictureGood = JpegDecodeToBuffer(jpegScratch, bytes.Data(), static_cast<int32_t>(bytes.Size()),
-                                         picture.data(), static_cast<int32_t>(picture.size()));
+                                         running.data(), static_cast<int32_t>(running.size()));
     } else if (frame.size != 0 && frame.tileCount != 0) {
         pictureGood = ApplyTiles(bytes, frame.tileCount);
     } else {
@@ -280,6 +283,7 @@ bool DecodePelco::ApplyTiles(ByteView update, uint32_t tileCount) {
         return false;
     }
     const size_t lineBytes = static_cast<size_t>(imageWidth) * 3;
+    uint8_t* running = WritablePicture().data();
     for (uint32_t tile = 0; tile < tileCount && list.Has(size_t{tile} * 2, 2); ++tile) {
         const uint32_t x = list.U8(size_t{tile} * 2);
         const uint32_t y = list.U8(size_t{tile} * 2 + 1);
@@ -288,7 +292,7 @@ bool DecodePelco::ApplyTiles(ByteView update, uint32_t tileCount) {
             continue;
         }
         const uint8_t* source = tiles.data() + size_t{tile} * TileBytes;
-        uint8_t* destination = picture.data() + (size_t{y} * imageWidth + x) * TileRowBytes;
+        uint8_t* destination = running + (size_t{y} * imageWidth + x) * TileRowBytes;
         for (uint32_t row = 0; row < TileSide; ++row) {
             std::memcpy(destination + row * lineBytes, source + row * TileRowBytes, TileRowBytes);
         }
@@ -296,11 +300,21 @@ bool DecodePelco::ApplyTiles(ByteView update, uint32_t tileCount) {
     return true;
 }
 
+// A sample that still shows the running picture keeps it as it was: the walk goes on in a copy.
+std::vector<uint8_t>& DecodePelco::WritablePicture() {
+    if (picture.use_count() > 1) {
+        picture = std::make_shared<std::vector<uint8_t>>(*picture);
+    }
+    // A sample let go on another thread was only read there; its reads come before these writes.
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return *picture;
+}
+
 bool DecodePelco::GetImage(int32_t bufferSize, uint8_t* buffer) {
-    if (!pictureGood || buffer == nullptr || bufferSize < static_cast<int32_t>(picture.size())) {
+    if (!pictureGood || buffer == nullptr || bufferSize < static_cast<int32_t>(picture->size())) {
         return false;
     }
-    std::memcpy(buffer, picture.data(), picture.size());
+    std::memcpy(buffer, picture->data(), picture->size());
     return true;
 }
 

@@ -18,6 +18,7 @@ public:
     using FormatDecoder::FormatDecoder;
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
+    SharedPicture SharePicture() override { return pictureGood ? picture : nullptr; }
     int32_t GetPreviousFrame(int32_t frame, int32_t) override;
     int32_t GetNextFrame(int32_t frame, int32_t) override;
     void GetCameras(uint8_t* mask) override;
@@ -57,6 +58,7 @@ private:
     DecoderAction ReadWalkFrame();
     DecoderAction OnWalkFrame(ByteView frame);
     bool ApplyTiles(ByteView update, uint32_t tileCount);
+    std::vector<uint8_t>& WritablePicture();
     bool IsKeyFrame(int32_t frame) const { return (frames.ItemAt(frame).flags & 1) != 0; }
 
     QuickFrameItemList<PelcoFrame> frames;
@@ -69,7 +71,7 @@ private:
     int64_t timeBase = 0;
     int32_t walkFrame = -1;
     uint16_t camera = 0;
-    std::vector<uint8_t> picture;
+    SharedPicture picture; // the running picture, shared with the samples that show it
     std::vector<uint8_t> tiles;
     bool pictureGood = false;
     JpegDecoderScratch jpegScratch;

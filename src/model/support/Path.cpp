@@ -1,5 +1,6 @@
 #include "model/support/Path.h"
 
+#include <cstdio>
 #include <string>
 #include <strings.h>
 
@@ -146,6 +147,11 @@ Buffer Join(std::string_view directory, std::string_view name) {
     }
     joined += name;
     return BufferOf(joined);
+}
+
+void WithDirectory(std::string_view path, char* out, size_t size) {
+    const bool bare = !path.empty() && PathPart(path).find_last_of("\\/") == std::string_view::npos;
+    std::snprintf(out, size, "%s%.*s", bare ? "./" : "", static_cast<int>(path.size()), path.data());
 }
 
 } // namespace Vorn::Path

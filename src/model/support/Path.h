@@ -47,4 +47,9 @@ bool TextOf(const Buffer& buffer, std::string_view* text);
 // Joins a directory and a name with '/' unless the directory already ends in a separator.
 Buffer Join(std::string_view directory, std::string_view name);
 
+// Writes `path` into `out` (`size` bytes, terminated, cut to fit) with "./" in front when its path
+// part has no separator: a bare file name names a file of the current directory, and decoders that
+// take the folder of their path then list and open that folder.
+void WithDirectory(std::string_view path, char* out, size_t size);
+
 } // namespace Vorn::Path

@@ -61,6 +61,27 @@ TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReached) {
     ExpectFrame(GoTo(stream, walked[2].time.streamTime), 2);
 }
 
+// Samples the host keeps while it steps on keep their own pictures, however the decoder goes on
+// with its running picture.
+TEST_F(PelcoPnsTest, HeldSamplesKeepTheirPictures) {
+    AddFile("/cam.pns", WritePelcoPns(frames, Width, Height, 0x20, TimeBase).bytes);
+    ASSERT_EQ(Load(PnsGuid, "/cam.pns"), 0) << LastError();
+    const int stream = VideoStream();
+    VcSampleRequest request{};
+    request.abort = [] { return 0; };
+    request.wantData = 1;
+    std::vector<VcSample> held(frames.size());
+    for (VcSample& sample : held) {
+        ASSERT_EQ(Stream_GetNextSample(stream, request, &sample), 0);
+    }
+    for (size_t index = 0; index < held.size(); ++index) {
+        EXPECT_LT(CompareBgr(expected[index], held[index].uncompressedData, Width * 3).meanAbsolute, 3.0)
+            << index;
+        Stream_ReleaseSample(stream, held[index]);
+    }
+    ExpectFrame(Previous(stream), frames.size() - 2);
+}
+
 // A seek to an update with no key frame before it has no picture to go on: it shows black.
 TEST_F(PelcoPnsTest, AnUpdateWithoutAKeyFrameBeforeItIsBlack) {
     frames.erase(frames.begin());
