@@ -73,7 +73,6 @@ void DecodeDarlexGettingFileSizes::GetListPath(char* directoryOut, char* maskOut
     }
     std::snprintf(maskOut, MaxPathLength, "%s", mask);
     *depth = 1; // copies of the image in folders one level down join the set
-
 }
 
 DecoderAction DecodeDarlexGettingFileSizes::FileListComplete(bool ok, FileList& files) {

@@ -45,16 +45,10 @@ int32_t GatherDecimal(const uint8_t (&bytes)[8], const BitPlace (&tens)[T], cons
     return Gather(bytes, tens) * 10 + Gather(bytes, units);
 }
 
-// The stored BCD times: minute, hour, day, second, year in the 2000s, month.
 int64_t ReadDirectoryTime(ByteReader& r) {
-    int32_t minute = static_cast<int32_t>(Bcd::Value(r.U8()));
-    int32_t hour = static_cast<int32_t>(Bcd::Value(r.U8()));
-    int32_t day = static_cast<int32_t>(Bcd::Value(r.U8()));
-    int32_t second = static_cast<int32_t>(Bcd::Value(r.U8()));
-    int32_t year = 2000 + static_cast<int32_t>(Bcd::Value(r.U8()));
-    int32_t month = static_cast<int32_t>(Bcd::Value(r.U8()));
+    const int64_t time = DirectoryTime(r.Bytes(6));
     r.Skip(2); // unused
-    return TicksFromSystemTime(year, month, day, hour, minute, second, 0);
+    return time;
 }
 
 // A sector number stored as two 16-bit halves, the high half first.
@@ -76,6 +70,17 @@ void ReadCameraName(ByteReader& r, CameraTag* camera) {
 }
 
 } // namespace
+
+int64_t DirectoryTime(ByteView bytes) {
+    ByteReader r(bytes);
+    int32_t minute = static_cast<int32_t>(Bcd::Value(r.U8()));
+    int32_t hour = static_cast<int32_t>(Bcd::Value(r.U8()));
+    int32_t day = static_cast<int32_t>(Bcd::Value(r.U8()));
+    int32_t second = static_cast<int32_t>(Bcd::Value(r.U8()));
+    int32_t year = 2000 + static_cast<int32_t>(Bcd::Value(r.U8()));
+    int32_t month = static_cast<int32_t>(Bcd::Value(r.U8()));
+    return TicksFromSystemTime(year, month, day, hour, minute, second, 0);
+}
 
 bool ReadDirectory(ByteView block, Directory* directory) {
     ByteReader r(block);

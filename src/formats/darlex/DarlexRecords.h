@@ -63,6 +63,8 @@ struct FrameHeader {
     int16_t sectors = 0;
 };
 
+// Six BCD bytes in the recorder's order: minute, hour, day, second, year in the 2000s, month.
+int64_t DirectoryTime(ByteView bytes);
 // False unless the block holds both magic words of a directory.
 bool ReadDirectory(ByteView block, Directory* directory);
 // False unless the bytes start with the frame magic.
