@@ -683,15 +683,6 @@ IsoTest::TrackLayout AmrTrack(int32_t frameCount) {
     return sound;
 }
 
-Vorn::Vorncast::Decoders::TimeZoneInformation CentralEurope() {
-    Vorn::Vorncast::Decoders::TimeZoneInformation zone = {};
-    zone.Bias = -60;
-    zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
-    zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
-    zone.DaylightBias = -60;
-    return zone;
-}
-
 // Phone files of a small MPEG-4 clip, with and without AMR sound, and a Vigilant export of it with
 // its camera texts and time zone behind the movie.
 void WriteIsoSeeds(SeedFolder& seeds) {
@@ -709,7 +700,7 @@ void WriteIsoSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_phone_3gp", "mpeg4_amr", Text(IsoTest::WriteMovieFile(phone)));
 
     constexpr uint64_t FileTime = (Created + 11644473600ull) * 10000000ull;
-    const auto zone = CentralEurope();
+    const auto zone = IsoTest::CentralEurope();
     const IsoTest::MovieLayout vigilant =
         IsoTest::VigilantMovie(clip, FileTime, {IsoTest::VigilantFreePayload(819, "Gate", "Yard", &zone)});
     seeds.Add("fuzz_decoder_vigilant_mp4", "mpeg4_zone", Text(IsoTest::WriteMovieFile(vigilant)));
