@@ -81,6 +81,15 @@ std::string Text(const Unit& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
 
+// A file set of the files a writer gives by path, each path cut by `cut` leading characters.
+template <class Files> std::string FileSet(const Files& written, size_t cut = 0) {
+    std::vector<Vorn::Testing::FileSetFile> files;
+    for (const auto& [path, bytes] : written) {
+        files.push_back({path.substr(cut), Text(bytes)});
+    }
+    return Vorn::Testing::JoinFileSet(files);
+}
+
 // Option values that choose a picture size of FuzzVideoAdapter.h (bits 2-3) and the like.
 constexpr uint8_t Size176x144 = 0 << 2;
 constexpr uint8_t Size64x48 = 1 << 2;
@@ -91,9 +100,7 @@ constexpr uint8_t ConfigurationFirst = 1 << 1;
 
 // The entropy-coded bytes behind the SOS header, up to and including EOI.
 Unit ScanData(const Unit& jpeg) {
-    size_t sos = FindMarker(jpeg, JpegSos);
-    size_t length = static_cast<size_t>(jpeg[sos + 2] << 8 | jpeg[sos + 3]);
-    return Unit(jpeg.begin() + static_cast<long>(sos + 2 + length), jpeg.end());
+    return Unit(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
 }
 
 void WriteJpegSeeds(SeedFolder& seeds) {
@@ -141,10 +148,11 @@ void WriteLosslessSeeds(SeedFolder& seeds) {
 
 // ---- video ----
 
-std::vector<Unit> Frames(const CodecTest::EncodedVideo& video, size_t count) {
+// The first `count` frames of an encoded clip or sound.
+template <class Encoded> std::vector<Unit> Frames(const Encoded& encoded, size_t count) {
     std::vector<Unit> frames;
-    for (size_t index = 0; index < video.frames.size() && index < count; ++index) {
-        frames.push_back(video.frames[index].data);
+    for (size_t index = 0; index < encoded.frames.size() && index < count; ++index) {
+        frames.push_back(encoded.frames[index].data);
     }
     return frames;
 }
@@ -255,14 +263,6 @@ void WriteMpeg2AndDvSeeds(SeedFolder& seeds) {
 
 // ---- audio ----
 
-std::vector<Unit> AudioFrames(const CodecTest::EncodedAudio& audio, size_t count) {
-    std::vector<Unit> frames;
-    for (size_t index = 0; index < audio.frames.size() && index < count; ++index) {
-        frames.push_back(audio.frames[index].data);
-    }
-    return frames;
-}
-
 bool EncodeSound(const char* encoder, int32_t rate, int32_t channels, CodecTest::EncodedAudio* audio) {
     *audio = {};
     if (!CodecTest::HasEncoder(encoder) || !CodecTest::EncodeAudio(encoder, rate, channels, 4, audio)) {
@@ -272,42 +272,31 @@ bool EncodeSound(const char* encoder, int32_t rate, int32_t channels, CodecTest:
     return true;
 }
 
-// A storage-format AMR frame of `mode` with payload bits from a fixed pattern.
-Unit AmrFrame(int32_t mode, uint8_t seed) {
-    constexpr int32_t SpeechBits[8] = {95, 103, 118, 134, 148, 159, 204, 244};
-    Unit frame = {static_cast<uint8_t>(mode << 3 | 0x04)};
-    for (int32_t index = 0; index < SpeechBits[mode] / 8 + 1; ++index) {
-        frame.push_back(static_cast<uint8_t>(seed * 31 + index * 17));
-    }
-    return frame;
-}
-
 void WriteAudioSeeds(SeedFolder& seeds) {
     CodecTest::EncodedAudio audio;
     if (EncodeSound("mp2", 48000, 2, &audio)) {
-        seeds.Add("fuzz_codec_mp3", "layer2", 0, AudioFrames(audio, 4));
+        seeds.Add("fuzz_codec_mp3", "layer2", 0, Frames(audio, 4));
         std::vector<Unit> packs;
-        for (const Unit& frame : AudioFrames(audio, 2)) {
+        for (const Unit& frame : Frames(audio, 2)) {
             packs.push_back(CodecTest::WrapInProgramStream(frame, 0xC0, 400));
         }
         seeds.Add("fuzz_codec_mpeg2ps", "audio_packs", 1 << 4, packs);
     }
     if (EncodeSound("libmp3lame", 44100, 2, &audio)) {
-        seeds.Add("fuzz_codec_mp3", "layer3", 0, AudioFrames(audio, 4));
+        seeds.Add("fuzz_codec_mp3", "layer3", 0, Frames(audio, 4));
     }
     if (EncodeSound("aac", 44100, 2, &audio)) {
-        seeds.Add("fuzz_codec_aac", "config_and_frames", 1,
-                  WithFirst(audio.extradata, AudioFrames(audio, 4)));
+        seeds.Add("fuzz_codec_aac", "config_and_frames", 1, WithFirst(audio.extradata, Frames(audio, 4)));
     }
     if (EncodeSound("ac3", 48000, 2, &audio)) {
-        seeds.Add("fuzz_codec_ac3", "stereo", 0, AudioFrames(audio, 3));
+        seeds.Add("fuzz_codec_ac3", "stereo", 0, Frames(audio, 3));
     }
     Unit three;
     for (int32_t mode : {7, 0, 4}) {
-        Unit frame = AmrFrame(mode, static_cast<uint8_t>(mode));
+        Unit frame = CodecTest::AmrFrame(mode, static_cast<uint8_t>(mode));
         three.insert(three.end(), frame.begin(), frame.end());
     }
-    seeds.Add("fuzz_codec_amr", "modes", 0, {AmrFrame(5, 1), AmrFrame(2, 3), three});
+    seeds.Add("fuzz_codec_amr", "modes", 0, {CodecTest::AmrFrame(5, 1), CodecTest::AmrFrame(2, 3), three});
 }
 
 // ---- JPEG 2000 ----
@@ -439,12 +428,8 @@ void WriteBoschArchiveSeeds(SeedFolder& seeds) {
     if (clip.empty()) {
         return;
     }
-    std::vector<Vorn::Testing::FileSetFile> files;
-    for (const auto& [path, bytes] :
-         WriteBoschArchive("", "rec", {{"B", "Cam", "", {{"T", clip}}}}, 32, 16)) {
-        files.push_back({path.substr(1), Text(bytes)});
-    }
-    seeds.Add("fuzz_decoder_bosch_archive", "one_backup", Vorn::Testing::JoinFileSet(files));
+    seeds.Add("fuzz_decoder_bosch_archive", "one_backup",
+              FileSet(WriteBoschArchive("", "rec", {{"B", "Cam", "", {{"T", clip}}}}, 32, 16), 1));
 }
 
 // The recorders of the AVI family, each a small recording in its dialect.
@@ -564,11 +549,7 @@ void WriteIRecordSeeds(SeedFolder& seeds) {
 void WriteViconNetSeeds(SeedFolder& seeds) {
     using namespace Vorn::Vorncast::Decoders::Testing;
     const ViconNetArchive archive = SmallViconNetArchive(false);
-    std::vector<Vorn::Testing::FileSetFile> files;
-    for (const auto& [path, bytes] : WriteViconNet(archive)) {
-        files.push_back({path, Text(bytes)});
-    }
-    seeds.Add("fuzz_decoder_vicon_net", "two_slices", Vorn::Testing::JoinFileSet(files));
+    seeds.Add("fuzz_decoder_vicon_net", "two_slices", FileSet(WriteViconNet(archive)));
 }
 
 // Sanyo trees of two cameras, with JPEG and with JPEG 2000 images.
@@ -582,11 +563,8 @@ void WriteSanyoSeeds(SeedFolder& seeds) {
                               jpeg2000 ? Jpeg2000Testing::Encode(planes, 16, 8, {})
                                        : EncodeTestJpeg(MakeQuadrantPicture(16, 8, index), 50)});
         }
-        std::vector<Vorn::Testing::FileSetFile> files;
-        for (const auto& [path, bytes] : WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, jpeg2000)) {
-            files.push_back({path, Text(bytes)});
-        }
-        seeds.Add("fuzz_decoder_sanyo", jpeg2000 ? "jpeg2000" : "jpeg", Vorn::Testing::JoinFileSet(files));
+        seeds.Add("fuzz_decoder_sanyo", jpeg2000 ? "jpeg2000" : "jpeg",
+                  FileSet(WriteSanyo("SANYO", "00001", {"Door", "Till"}, frames, jpeg2000)));
     }
 }
 
@@ -720,36 +698,17 @@ void WriteLjdLeviathanSeeds(SeedFolder& seeds) {
 
 // ---- ISO media files ----
 
-// The AMR frames of a storage file, one a sample, so that the sound track decodes.
-std::vector<Unit> AmrSamples(int32_t frameCount) {
-    const Unit file = IsoTest::WriteAmrFile(frameCount);
-    std::vector<Unit> samples;
-    for (size_t at = sizeof "#!AMR\n" - 1; at < file.size();) {
-        const auto bytes = static_cast<size_t>(IsoTest::AmrFrameBytes(file[at] >> 3 & 15));
-        samples.emplace_back(file.begin() + static_cast<long>(at),
-                             file.begin() + static_cast<long>(at + bytes));
-        at += bytes;
-    }
-    return samples;
-}
-
+// An AMR sound track of one frame a sample, walking through the speech modes.
 IsoTest::TrackLayout AmrTrack(int32_t frameCount) {
     IsoTest::TrackLayout sound;
     sound.kind = IsoTest::TrackLayout::Sound;
     sound.timescale = 8000;
     sound.entries = {IsoTest::AudioEntry("samr", 1, 8000, IsoTest::AmrSpecificBox(1))};
-    sound.samples = AmrSamples(frameCount);
+    for (int32_t frame = 0; frame < frameCount; ++frame) {
+        sound.samples.push_back(CodecTest::AmrFrame(frame % 8, static_cast<uint8_t>(frame)));
+    }
     sound.deltas.assign(sound.samples.size(), 160);
     return sound;
-}
-
-Vorn::Vorncast::Decoders::TimeZoneInformation CentralEurope() {
-    Vorn::Vorncast::Decoders::TimeZoneInformation zone = {};
-    zone.Bias = -60;
-    zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
-    zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
-    zone.DaylightBias = -60;
-    return zone;
 }
 
 // Phone files of a small MPEG-4 clip, with and without AMR sound, and a Vigilant export of it with
@@ -769,7 +728,7 @@ void WriteIsoSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_decoder_phone_3gp", "mpeg4_amr", Text(IsoTest::WriteMovieFile(phone)));
 
     constexpr uint64_t FileTime = (Created + 11644473600ull) * 10000000ull;
-    const auto zone = CentralEurope();
+    const auto zone = IsoTest::CentralEurope();
     const IsoTest::MovieLayout vigilant =
         IsoTest::VigilantMovie(clip, FileTime, {IsoTest::VigilantFreePayload(819, "Gate", "Yard", &zone)});
     seeds.Add("fuzz_decoder_vigilant_mp4", "mpeg4_zone", Text(IsoTest::WriteMovieFile(vigilant)));

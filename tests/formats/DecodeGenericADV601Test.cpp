@@ -157,7 +157,3 @@ TEST_F(GenericAdv601Test, AnOversizedFrameIsClampedAndDoesNotCountAsGood) {
     EXPECT_EQ(LoadFile(stream), FCR_FAILURE);
     EXPECT_TRUE(WasLogged("DecodeGenericADV601 Insufficient good frames\n"));
 }
-
-TEST_F(GenericAdv601Test, QueryScoresFiftyForAnyPath) {
-    EXPECT_EQ(QueryConfidence(GenericAdv601Guid, "/anything.at.all"), 50);
-}

@@ -120,11 +120,6 @@ TEST_F(GenericJpegTest, FramesAreSteppedByIndexOnOneCameraWithEveryTimeZero) {
     EXPECT_TRUE(std::all_of(mask + 1, std::end(mask), [](uint8_t byte) { return byte == 0; }));
 }
 
-TEST_F(GenericJpegTest, QueryScoresFiftyForAnyFileWithoutOpeningIt) {
-    EXPECT_EQ(QueryConfidence(GenericJpegGuid, "/nowhere/clip.xyz"), 50);
-    EXPECT_EQ(QueryConfidence(GenericJpegGuid, "/nowhere/noextension"), 50);
-}
-
 TEST_F(GenericJpegTest, ScanningReportsProgressFromZeroToOne) {
     ASSERT_EQ(LoadFile(Concatenate(EncodeAll(QuadrantFrames(2)), 3000, 4096).bytes), FCR_SUCCESS);
     const std::vector<double>& progress = ReportedProgress();

@@ -14,23 +14,6 @@ struct Rect {
     int32_t x, y, width, height;
 };
 
-// The layout of a 288-line field, written out: for each group of three block indexes the luma
-// rectangle and the rectangle that both chroma blocks take in their planes.
-struct GroupLayout {
-    Rect luma;
-    Rect chroma;
-};
-
-const GroupLayout TallLayout[14] = {
-    {{360, 0, 360, 288}, {180, 0, 180, 288}}, {{180, 144, 180, 144}, {90, 144, 90, 144}},
-    {{180, 0, 180, 144}, {90, 0, 90, 144}},   {{0, 144, 180, 144}, {0, 144, 90, 144}},
-    {{90, 72, 90, 72}, {45, 72, 45, 72}},     {{90, 0, 90, 72}, {45, 0, 45, 72}},
-    {{0, 72, 90, 72}, {0, 72, 45, 72}},       {{45, 36, 45, 36}, {23, 36, 22, 36}},
-    {{45, 0, 45, 36}, {23, 0, 22, 36}},       {{0, 36, 45, 36}, {0, 36, 23, 36}},
-    {{23, 18, 22, 18}, {12, 18, 11, 18}},     {{23, 0, 22, 18}, {12, 0, 11, 18}},
-    {{0, 18, 23, 18}, {0, 18, 12, 18}},       {{0, 0, 23, 18}, {0, 0, 12, 18}},
-};
-
 void ExpectBlock(const ADV601BlockGeometry& block, int32_t plane, const Rect& rect, int32_t index) {
     EXPECT_EQ(block.plane, plane) << "block " << index;
     EXPECT_EQ(block.x, rect.x) << "block " << index;
@@ -61,15 +44,6 @@ std::vector<std::vector<int32_t>> Coverage(bool tallField) {
 }
 
 } // namespace
-
-TEST(ADV601Geometry, TallFieldBlocksLieWhereTheLayoutPutsThem) {
-    const ADV601BlockGeometry* blocks = ADV601Geometry(true);
-    for (int32_t group = 0; group < 14; ++group) {
-        ExpectBlock(blocks[3 * group], ADV601PlaneY, TallLayout[group].luma, 3 * group);
-        ExpectBlock(blocks[3 * group + 1], ADV601PlaneU, TallLayout[group].chroma, 3 * group + 1);
-        ExpectBlock(blocks[3 * group + 2], ADV601PlaneV, TallLayout[group].chroma, 3 * group + 2);
-    }
-}
 
 TEST(ADV601Geometry, ShortFieldHalvesItsHeightRoundingUp) {
     // 243 lines: 122, 61, 31 and 16 at the four levels below the full height.
@@ -142,51 +116,5 @@ TEST(ADV601Huffman, PrefixLookupAgreesWithTheSearchForEveryPeek) {
                 ASSERT_GT(codes[found].length, ADV601PrefixBits) << "table " << table << " peek " << peek;
             }
         }
-    }
-}
-
-TEST(ADV601Huffman, CodesCountUpWithinALengthAndDoubleBetweenLengths) {
-    int32_t count = 0;
-    const ADV601Code* table0 = ADV601Codes(0, &count);
-    // Lengths 2, 3, 3, 4, 4: 00, 010, 011, 1000, 1001.
-    EXPECT_EQ(table0[0].symbol, 127);
-    EXPECT_EQ(table0[0].length, 2);
-    EXPECT_EQ(table0[0].code, 0x0000);
-    EXPECT_EQ(table0[1].symbol, 129);
-    EXPECT_EQ(table0[1].code, 0x4000);
-    EXPECT_EQ(table0[2].code, 0x6000);
-    EXPECT_EQ(table0[3].symbol, 126);
-    EXPECT_EQ(table0[3].length, 4);
-    EXPECT_EQ(table0[3].code, 0x8000);
-    EXPECT_EQ(table0[count - 1].symbol, 251);
-    EXPECT_EQ(table0[count - 1].code, 0xFFFE);
-
-    const ADV601Code* table2 = ADV601Codes(2, &count);
-    // Two codes of length 2, none of length 3, then 1000.
-    EXPECT_EQ(table2[1].code, 0x4000);
-    EXPECT_EQ(table2[2].symbol, 30);
-    EXPECT_EQ(table2[2].length, 4);
-    EXPECT_EQ(table2[2].code, 0x8000);
-    EXPECT_EQ(table2[count - 1].symbol, 239);
-    EXPECT_EQ(table2[count - 1].length, 16);
-}
-
-TEST(ADV601Huffman, TablesHoldTheSymbolsOfTheirModels) {
-    std::set<int32_t> table0(ADV601HuffmanTable(0).symbols, ADV601HuffmanTable(0).symbols + 256);
-    EXPECT_EQ(table0.size(), 256u);
-
-    // Symbol model 1: values 0 to 64 but 32, runs 65 to 123, long runs 239 to 250, escapes 254
-    // and 255, and 253, which the model refuses.
-    std::set<int32_t> model1;
-    for (int32_t symbol = 0; symbol <= 255; ++symbol) {
-        bool used = (symbol <= 123 && symbol != 32) || (symbol >= 239 && symbol <= 250) || symbol >= 253;
-        if (used) {
-            model1.insert(symbol);
-        }
-    }
-    for (int32_t table = 1; table <= 2; ++table) {
-        const ADV601HuffmanDefinition& definition = ADV601HuffmanTable(table);
-        std::set<int32_t> symbols(definition.symbols, definition.symbols + definition.symbolCount);
-        EXPECT_EQ(symbols, model1) << "table " << table;
     }
 }

@@ -165,23 +165,6 @@ TEST(Ac3AudioAdapterTest, OutputIsAlwaysTwoChannels) {
     }
 }
 
-TEST(AmrAudioAdapterTest, HeaderByteGivesModeBitsBytesAndRate) {
-    const int32_t bits[8] = {95, 103, 118, 134, 148, 159, 204, 244};
-    const int32_t rates[8] = {4750, 5150, 5900, 6700, 7400, 7950, 10200, 12200};
-    const int32_t storageBytes[8] = {12, 13, 15, 17, 19, 20, 26, 31};
-    for (int32_t mode = 0; mode < 16; ++mode) {
-        for (uint8_t quality : {0, 4}) {
-            const AmrFrameHeader header =
-                ParseAmrFrameHeader(static_cast<uint8_t>((mode << 3) | quality | 0x81));
-            EXPECT_EQ(header.mode, mode);
-            EXPECT_EQ(header.quality, quality != 0);
-            EXPECT_EQ(header.speechBits, mode < 8 ? bits[mode] : -1) << mode;
-            EXPECT_EQ(header.payloadBytes, mode < 8 ? storageBytes[mode] : 0) << mode;
-            EXPECT_EQ(header.bitRate, mode < 8 ? rates[mode] : 0) << mode;
-        }
-    }
-}
-
 TEST(AmrAudioAdapterTest, EachFrameGivesThreeHundredTwentyBytes) {
     IppDecoderAMRAudio adapter;
     ASSERT_TRUE(adapter.Initialise());

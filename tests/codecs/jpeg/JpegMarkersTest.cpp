@@ -90,58 +90,6 @@ TEST(JpegMarkerParse, MalformedOrder) {
     EXPECT_EQ(Parse(shortLength, &header), JpegParseBadSegment);
 }
 
-TEST(JpegMarkerParse, McuGeometryFollowsTheLargestSamplingFactors) {
-    struct Case {
-        uint8_t sampling;
-        int32_t mcuWidth, mcuHeight, perRow, rows, right, bottom;
-    };
-    for (const Case& test : {Case{0x11, 8, 8, 5, 3, 7, 7}, Case{0x21, 16, 8, 3, 3, 15, 7},
-                             Case{0x22, 16, 16, 3, 2, 15, 15}, Case{0x12, 8, 16, 5, 2, 7, 15}}) {
-        JpegFrameHeader header;
-        ASSERT_EQ(Parse(MakeHeader(33, 17, test.sampling), &header), JpegParseOk);
-        EXPECT_EQ(header.mcuWidth, test.mcuWidth);
-        EXPECT_EQ(header.mcuHeight, test.mcuHeight);
-        EXPECT_EQ(header.mcusPerRow, test.perRow);
-        EXPECT_EQ(header.mcuRows, test.rows);
-        EXPECT_EQ(header.paddingRight, test.right);
-        EXPECT_EQ(header.paddingBottom, test.bottom);
-        EXPECT_EQ(header.components[0].horizontal, test.sampling >> 4);
-        EXPECT_EQ(header.components[1].quantTable, 1);
-    }
-}
-
-TEST(JpegMarkerParse, LosslessUnitIsOneSample) {
-    std::vector<uint8_t> jpeg = EncodeLosslessJpeg(MakeGradient(33, 17, 3));
-    JpegFrameHeader header;
-    ASSERT_EQ(Parse(jpeg, &header), JpegParseOk);
-    EXPECT_EQ(header.process, JpegProcess::Lossless);
-    EXPECT_EQ(header.mcuWidth, 1);
-    EXPECT_EQ(header.mcusPerRow, 33);
-    EXPECT_EQ(header.paddingRight, 0);
-}
-
-TEST(JpegMarkerParse, NotesRestartIntervalJfifAdobeAndTheScanPosition) {
-    EncodeOptions options;
-    options.restartInterval = 5;
-    options.progressive = true;
-    std::vector<uint8_t> jfif = EncodeJpeg(MakeGradient(16, 16, 3), options);
-    JpegFrameHeader header;
-    ASSERT_EQ(Parse(jfif, &header), JpegParseOk);
-    EXPECT_EQ(header.process, JpegProcess::Progressive);
-    EXPECT_TRUE(header.jfif);
-    EXPECT_FALSE(header.adobe);
-    EXPECT_EQ(header.restartInterval, 5);
-    EXPECT_EQ(static_cast<size_t>(header.scanOffset), FindMarker(jfif, 0xDA));
-
-    EncodeOptions ycck;
-    ycck.ycck = true;
-    std::vector<uint8_t> adobe = EncodeJpeg(MakeGradient(8, 8, 4), ycck);
-    ASSERT_EQ(Parse(adobe, &header), JpegParseOk);
-    EXPECT_TRUE(header.adobe);
-    EXPECT_EQ(header.adobeTransform, 2);
-    EXPECT_EQ(header.componentCount, 4);
-}
-
 TEST(JpegMarkerParse, PassesOverFillBytesRestartMarkersAndUnknownSegments) {
     std::vector<uint8_t> bytes = {0x00, 0xFF, 0x00, 0xFF, 0xD8, 0xFF, 0xFF,
                                   0xD3, 0xFF, 0xE5, 0x00, 0x04, 0xFF, 0xFF};

@@ -83,22 +83,6 @@ TEST(DibPictures, AnswerFormatIs24BitRgbOfTheStreamSize) {
     }
 }
 
-TEST(StartCodes, EncodedStreamsAreToldApart) {
-    EncodedStream mpeg4;
-    ASSERT_TRUE(EncodeFrames("mpeg4", 64, 48, 2, {}, &mpeg4));
-    EXPECT_EQ(ProbeStartCodes(ByteView(mpeg4.frames[0].data(), mpeg4.frames[0].size())),
-              StartCodeFamily::Mpeg4Part2);
-    EXPECT_EQ(ProbeStartCodes(ByteView(mpeg4.frames[1].data(), mpeg4.frames[1].size())),
-              StartCodeFamily::Mpeg4Part2);
-    EncodedStream h264;
-    if (EncodeFrames("libx264", 64, 48, 2, {}, &h264)) {
-        EXPECT_EQ(ProbeStartCodes(ByteView(h264.frames[0].data(), h264.frames[0].size())),
-                  StartCodeFamily::H264);
-        EXPECT_EQ(ProbeStartCodes(ByteView(h264.frames[1].data(), h264.frames[1].size())),
-                  StartCodeFamily::H264);
-    }
-}
-
 TEST(StartCodes, CodesBothCouldMeanDecideNothing) {
     auto probe = [](std::string_view bytes) {
         return ProbeStartCodes(ByteView(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));

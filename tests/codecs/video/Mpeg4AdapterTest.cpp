@@ -205,19 +205,6 @@ TEST_F(Mpeg4AdapterTest, MissingInputLogsTheMediaDataTexts) {
                                                         "MediaDataEx::SetDataSize failed\n"}));
 }
 
-TEST_F(Mpeg4AdapterTest, InitialiseNeedsThreeChannelsAndASize) {
-    EXPECT_FALSE(adapter.Initialise(Width, Height, 1, false));
-    EXPECT_FALSE(adapter.IsInitialised());
-    EXPECT_FALSE(adapter.Initialise(0, Height, 3, false));
-    std::vector<uint8_t> output(PictureBytes);
-    EXPECT_FALSE(DecodeInto(adapter, plain->frames[0], output));
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    EXPECT_TRUE(adapter.IsInitialised());
-    EXPECT_EQ(adapter.GetWidth(), Width);
-    EXPECT_EQ(adapter.GetHeight(), Height);
-    EXPECT_EQ(adapter.GetChannels(), 3);
-}
-
 TEST_F(Mpeg4AdapterTest, BufferFormReportsOneOrZero) {
     ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
     const auto& frame = plain->frames[0].data;

@@ -10,22 +10,11 @@ using Vorn::Vorncast::Decoders::TimeZoneInformation;
 
 namespace {
 
-// 2020-07-01 12:00:00 UTC, in summer time for the zone below.
+// 2020-07-01 12:00:00 UTC, in summer time in CentralEurope().
 constexpr int64_t SummerUnixSeconds = 1593604800;
 constexpr uint64_t SummerFileTime = (SummerUnixSeconds + 11644473600ull) * 10000000ull;
 constexpr int64_t TicksPerMinute = 600000000;
 constexpr double MinimumPsnr = 40.0;
-
-// One hour east of UTC, with an hour of daylight saving from the last Sunday of March to the last
-// Sunday of October.
-TimeZoneInformation CentralEurope() {
-    TimeZoneInformation zone = {};
-    zone.Bias = -60;
-    zone.StandardDate = {0, 10, 0, 5, 3, 0, 0, 0};
-    zone.DaylightDate = {0, 3, 0, 5, 2, 0, 0, 0};
-    zone.DaylightBias = -60;
-    return zone;
-}
 
 class VigilantMp4Test : public IsoFormatTest {
 protected:
@@ -84,43 +73,33 @@ TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
     }
 }
 
-TEST_F(VigilantMp4Test, FreeBoxOfAnotherSizeLeavesTheNameEmptyAndNoZone) {
+// Free boxes the recorder did not write this way: no camera name, or no zone, and UTC times.
+TEST_F(VigilantMp4Test, FreeBoxesOfOtherSizesOrZonesGiveNoNameOrNoZone) {
     const TimeZoneInformation zone = CentralEurope();
     Bytes odd = VigilantFreePayload(819, "Front door", "Site 7", &zone);
     odd.push_back(0);
     odd[0] = 0x34; // 820, the payload's own size, but not one of the recorder's
     odd[1] = 0x03;
-    AddFile("odd.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {odd})));
-    ASSERT_EQ(Load(VigilantGuid, "odd.mp4"), 0) << LastError();
-    const int stream = VideoStream();
-    EXPECT_EQ(StreamName(stream), "");
-    const Delivered first = Next(stream);
-    ExpectPicture(first, reference[0], 0);
-    EXPECT_EQ(first.time.recordedTime, TicksFromUnix(SummerUnixSeconds));
-    EXPECT_EQ(first.time.zoneKnown, 0);
-    EXPECT_EQ(first.time.zoneBias, 0);
-}
-
-TEST_F(VigilantMp4Test, ZoneWithABiasThatCannotBeNegatedIsNoZone) {
-    TimeZoneInformation zone = CentralEurope();
-    zone.StandardBias = INT32_MIN;
-    AddFile("zone.mp4",
-            WriteMovieFile(VigilantMovie(clip, SummerFileTime,
-                                         {VigilantFreePayload(1741, "Front door", "Site 7", &zone)})));
-    ASSERT_EQ(Load(VigilantGuid, "zone.mp4"), 0) << LastError();
-    const int stream = VideoStream();
-    EXPECT_EQ(StreamName(stream), "Front door - Site 7");
-    const Delivered first = Next(stream);
-    EXPECT_EQ(first.time.recordedTime, TicksFromUnix(SummerUnixSeconds));
-    EXPECT_EQ(first.time.zoneKnown, 0);
-}
-
-TEST_F(VigilantMp4Test, FreeBoxWhoseSizeWordDisagreesIsIgnored) {
     Bytes shortened = VigilantFreePayload(819, "Front door", "Site 7", nullptr);
-    shortened.pop_back();
-    AddFile("short.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {shortened})));
-    ASSERT_EQ(Load(VigilantGuid, "short.mp4"), 0) << LastError();
-    EXPECT_EQ(StreamName(VideoStream()), "");
+    shortened.pop_back(); // the size word disagrees with the payload
+    TimeZoneInformation unnegatable = zone;
+    unnegatable.StandardBias = INT32_MIN;
+    const std::pair<Bytes, const char*> cases[] = {
+        {odd, ""},
+        {shortened, ""},
+        {VigilantFreePayload(1741, "Front door", "Site 7", &unnegatable), "Front door - Site 7"},
+    };
+    for (const auto& [payload, name] : cases) {
+        AddFile("free.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {payload})));
+        ASSERT_EQ(Load(VigilantGuid, "free.mp4"), 0) << LastError();
+        const int stream = VideoStream();
+        EXPECT_EQ(StreamName(stream), name);
+        const Delivered first = Next(stream);
+        ExpectPicture(first, reference[0], 0);
+        EXPECT_EQ(first.time.recordedTime, TicksFromUnix(SummerUnixSeconds));
+        EXPECT_EQ(first.time.zoneKnown, 0);
+        EXPECT_EQ(first.time.zoneBias, 0);
+    }
 }
 
 TEST_F(VigilantMp4Test, FileTypeBoxMarksAFileOfAnotherRecorder) {

@@ -69,15 +69,6 @@ TEST(JpegStartScanTest, EveryStartPairCountsAtTheOffsetOfItsLastFF) {
     EXPECT_EQ(Starts({0xD8, 0xFF}, 0), (std::vector<uint64_t>{}));
 }
 
-TEST(JpegStartScanTest, APairSplitBetweenTwoBlocksIsNotSeen) {
-    std::vector<uint8_t> first(4096, 0x20);
-    first[4095] = 0xFF;
-    std::vector<uint8_t> second(4096, 0x20);
-    second[0] = 0xD8;
-    EXPECT_TRUE(Starts(first, 0).empty());
-    EXPECT_TRUE(Starts(second, 4096).empty());
-}
-
 TEST(JpegStartScanTest, FramesReachToTheNextStartAndTheLastToTheEndOfTheFile) {
     FrameInfoList list;
     AppendStarts(list, {10, 110, 1110});
