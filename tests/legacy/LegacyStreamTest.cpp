@@ -244,18 +244,3 @@ TEST_F(LegacyStreamTest, PicturesAboveTheSizeLimitAreRefusedBeforeAnyAllocation)
     LegacyDecoderVideoStream atLimit(setup, Decoders::ImageInfo{65535, 768, 3, 1, 1});
     EXPECT_EQ(atLimit.DecompressSample(0, Request(0), &sample), CatastrophicFailure);
 }
-
-TEST_F(LegacyStreamTest, HandlesDieWithTheDecoder) {
-    LoadRecording(recording);
-    int zero = StreamOf(track, 0);
-    StepTo(zero, true, 0);
-    ASSERT_EQ(Decoder_Close(decoderHandle), 0);
-    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
-    VcSample sample{};
-    EXPECT_EQ(Stream_GetNextSample(zero, Request(), &sample), InvalidHandle);
-    VcTrackInfo info{};
-    EXPECT_EQ(Track_GetInfo(track, &info), InvalidHandle);
-    int count = 0;
-    EXPECT_EQ(Decoder_GetTrackCount(decoderHandle, &count), InvalidHandle);
-    decoderHandle = 0;
-}
