@@ -319,7 +319,8 @@ static void WalkTimesOnly(int stream) {
 
 static int LoadWith(int collection, const char* decoderName, const char* url) {
     int decoder = CreateByGuid(collection, decoderName), resources = 0;
-    CHECK_STATUS(Decoder_Load(decoder, (int)strlen(url), url, NULL, NULL, NeverAbort, &resources), VC_Success);
+    CHECK_STATUS(Decoder_Load(decoder, (int)strlen(url), url, NULL, NULL, NeverAbort, &resources),
+                 VC_Success);
     return decoder;
 }
 
