@@ -4,6 +4,7 @@
 #include "core/client/MasDigitalCAPI.h"
 #include "core/client/PlaceholderDecoder.h"
 #include "model/decoder/ModelTypes.h"
+#include "model/files/FileTestSupport.h"
 #include "model/files/MemoryFileSource.h"
 
 #include <gtest/gtest.h>
@@ -49,37 +50,18 @@ private:
     std::vector<std::string>* faults;
 };
 
-class WatchedSource : public Vorn::FileSource {
+class WatchedSource : public Vorn::MemoryFileSource {
 public:
     explicit WatchedSource(std::vector<std::string>* faults) : faults(faults) {}
 
-    Vorn::MemoryFileSource& Files() { return files; }
-
     std::unique_ptr<Vorn::SourceFile> Open(std::string_view path) override {
-        std::unique_ptr<Vorn::SourceFile> file = files.Open(path);
-        if (file == nullptr) {
-            return nullptr;
-        }
-        return std::make_unique<WatchedFile>(std::move(file), std::string(path), faults);
-    }
-    bool Exists(std::string_view path) override { return files.Exists(path); }
-    bool IsDirectory(std::string_view path) override { return files.IsDirectory(path); }
-    bool List(std::string_view directory, std::vector<Vorn::DirectoryEntry>* entries) override {
-        return files.List(directory, entries);
+        std::unique_ptr<Vorn::SourceFile> file = MemoryFileSource::Open(path);
+        return file == nullptr ? nullptr
+                               : std::make_unique<WatchedFile>(std::move(file), std::string(path), faults);
     }
 
 private:
-    Vorn::MemoryFileSource files;
     std::vector<std::string>* faults;
-};
-
-// Puts the source in place for the life of one run and takes it out again.
-class InstalledSource {
-public:
-    explicit InstalledSource(Vorn::FileSource* source) { Vorn::FileSource::SetCurrent(source); }
-    ~InstalledSource() { Vorn::FileSource::SetCurrent(nullptr); }
-    InstalledSource(const InstalledSource&) = delete;
-    InstalledSource& operator=(const InstalledSource&) = delete;
 };
 
 // Puts a decoder of the tests' own in a row of the table for the life of a sweep.
@@ -397,9 +379,9 @@ RunOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4], 
                  const SweepOptions& options, std::vector<std::string>* faults) {
     WatchedSource source(faults);
     for (const FileSetFile& file : files) {
-        source.Files().AddFile(Folder + file.name, file.bytes);
+        source.AddFile(Folder + file.name, file.bytes);
     }
-    InstalledSource installed(&source);
+    FileTesting::InstalledSource installed(&source);
     const std::string path = Folder + files.front().name;
     SweepRun run(guid, path, actionLimit, options.maxFramesDecoded, faults, options.hostAbortsLongLoads);
     return run.Run();

@@ -239,23 +239,7 @@ TEST_F(LegacyStreamTest, PicturesAboveTheSizeLimitAreRefusedBeforeAnyAllocation)
     VcSample sample{};
     EXPECT_EQ(tooLarge.DecompressSample(0, Request(), &sample), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "Uncompressed image size was out of sensible range 151189245");
-    EXPECT_TRUE(WasLogged(LogTraceDetail, "LegacyDecoderVideoStream > DecompressSample 0\n"));
     // At the limit the picture passes the test and goes to the core, here a client that is missing.
     LegacyDecoderVideoStream atLimit(setup, Decoders::ImageInfo{65535, 768, 3, 1, 1});
     EXPECT_EQ(atLimit.DecompressSample(0, Request(0), &sample), CatastrophicFailure);
-}
-
-TEST_F(LegacyStreamTest, HandlesDieWithTheDecoder) {
-    LoadRecording(recording);
-    int zero = StreamOf(track, 0);
-    StepTo(zero, true, 0);
-    ASSERT_EQ(Decoder_Close(decoderHandle), 0);
-    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
-    VcSample sample{};
-    EXPECT_EQ(Stream_GetNextSample(zero, Request(), &sample), InvalidHandle);
-    VcTrackInfo info{};
-    EXPECT_EQ(Track_GetInfo(track, &info), InvalidHandle);
-    int count = 0;
-    EXPECT_EQ(Decoder_GetTrackCount(decoderHandle, &count), InvalidHandle);
-    decoderHandle = 0;
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 using namespace Vorn;
@@ -77,13 +78,8 @@ TEST(Calendar, KnownDatesAndLimits) {
 
     SystemTime last{};
     ASSERT_TRUE(FileTimeToSystemTime(0x7FFFFFFFFFFFFFFFu, &last));
-    EXPECT_EQ(last.wYear, 30828);
-    EXPECT_EQ(last.wMonth, 9);
-    EXPECT_EQ(last.wDay, 14);
-    EXPECT_EQ(last.wHour, 2);
-    EXPECT_EQ(last.wMinute, 48);
-    EXPECT_EQ(last.wSecond, 5);
-    EXPECT_EQ(last.wMilliseconds, 477);
+    const SystemTime expected{30828, 9, 4, 14, 2, 48, 5, 477};
+    EXPECT_EQ(std::memcmp(&last, &expected, sizeof last), 0);
 
     SystemTime untouched{};
     EXPECT_FALSE(FileTimeToSystemTime(0x8000000000000000u, &untouched));

@@ -75,12 +75,13 @@ InterfaceView ViewThroughInterface(const std::string& path, const char* decoderN
     return view;
 }
 
-void ExpectProbeAgrees(const std::string& path, const char* decoderName) {
+// The probe agrees with the interface, and both find the frames that were written.
+void ExpectProbeAgrees(const std::string& path, const char* decoderName, size_t frames) {
     const ToolRun run = RunTool({"probe", path, "--decoder", decoderName, "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const json probe = json::parse(run.out);
     const InterfaceView view = ViewThroughInterface(path, decoderName);
-    ASSERT_FALSE(view.frames.empty());
+    ASSERT_EQ(view.frames.size(), frames);
 
     EXPECT_EQ(probe["decoder"]["name"], view.decoderName);
     ASSERT_EQ(probe["tracks"].size(), static_cast<size_t>(view.trackCount));
@@ -100,17 +101,12 @@ void ExpectProbeAgrees(const std::string& path, const char* decoderName) {
 
 TEST_F(ToolTest, ProbeJsonAgreesWithTheInterfaceForBothJpegFormats) {
     const std::string file = WriteJpegRecording(5, 80, 48);
-    ExpectProbeAgrees(file, GenericJpeg);
-    const json probe = json::parse(RunTool({"probe", file, "--decoder", GenericJpeg, "--json"}).out);
-    EXPECT_EQ(probe["tracks"][0]["streams"][0]["frames"], 5);
-    EXPECT_EQ(probe["tracks"][0]["streams"][0]["video"]["width"], 80);
+    ExpectProbeAgrees(file, GenericJpeg, 5);
 
     std::filesystem::remove(file);
     pictures.clear();
     const std::string first = WriteJpegFolder(4, 64, 32);
-    ExpectProbeAgrees(first, FolderOfJpegs);
-    const json folder = json::parse(RunTool({"probe", first, "--decoder", FolderOfJpegs, "--json"}).out);
-    EXPECT_EQ(folder["tracks"][0]["streams"][0]["frames"], 4);
+    ExpectProbeAgrees(first, FolderOfJpegs, 4);
 }
 
 TEST_F(ToolTest, DecoderIsNamedByNameGuidOrIndexAlike) {

@@ -1,25 +1,16 @@
-// The tool's helpers that do not need a recording: times, arguments, hashes, frame choice and timing,
-// JSON text, and the MP4 writer with audio.
+// The tool's helpers that do not need a recording: times, arguments, frame choice and timing, and
+// JSON text. Hashes and the MP4 writer are checked on the tool's own output.
 
 #include "support/Arguments.h"
 #include "support/FrameSelection.h"
 #include "support/FrameTiming.h"
 #include "support/Json.h"
-#include "support/Mp4Writer.h"
 #include "support/RecorderTime.h"
-#include "support/Sha256.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cmath>
-#include <filesystem>
 #include <limits>
-#include <unistd.h>
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 namespace {
 
@@ -82,29 +73,6 @@ TEST(Arguments, SplitsOptionsValuesAndPositionals) {
     EXPECT_THROW(Arguments::Parse({"--from", "soon"}, options).Time("from"), UsageError);
 }
 
-TEST(Sha256, KnownDigestsOfTextsAndFiles) {
-    const std::string abc = "abc";
-    EXPECT_EQ(Sha256OfBytes(reinterpret_cast<const uint8_t*>(abc.data()), abc.size()),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_EQ(Sha256OfBytes(nullptr, 0), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("vorncast-sha-" + std::to_string(getpid()));
-    {
-        FILE* file = std::fopen(path.c_str(), "wb");
-        // A million 'a's spans several read blocks.
-        const std::string block(1000, 'a');
-        for (int count = 0; count < 1000; ++count) {
-            std::fwrite(block.data(), 1, block.size(), file);
-        }
-        std::fclose(file);
-    }
-    const FileDigest digest = DigestFile(path.string());
-    std::filesystem::remove(path);
-    EXPECT_EQ(digest.size, 1000000u);
-    EXPECT_EQ(digest.sha256, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
-    EXPECT_THROW(DigestFile(path.string()), std::runtime_error);
-}
-
 TEST(FrameSelection, RangeEveryAndSpread) {
     const std::vector<int64_t> times = {10, 20, 20, 30, 40, 50, 60};
     EXPECT_EQ(SelectFrames(times, {}), (std::vector<size_t>{0, 1, 2, 3, 4, 5, 6}));
@@ -147,59 +115,6 @@ TEST(Json, WriterOutputParsesBackWithEscapes) {
     EXPECT_EQ(parsed["ok"], true);
     EXPECT_TRUE(parsed["empty"].empty());
     EXPECT_EQ(parsed["list"], nlohmann::json::parse("[1, null, 0.5]"));
-}
-
-TEST(Mp4Writer, VariableTimingAndAudioReadBack) {
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("vorncast-mp4-" + std::to_string(getpid()) + ".mp4");
-    std::filesystem::remove(path);
-    constexpr int64_t Ms = 10000;
-    const std::vector<int64_t> times = {0, 40 * Ms, 100 * Ms, 180 * Ms, 1000 * Ms};
-    {
-        Mp4Settings settings;
-        settings.width = 63; // odd sizes are padded for the encoder
-        settings.height = 47;
-        settings.audio = AudioFormat{8000, 1, 16};
-        Mp4Writer writer(path.string(), settings);
-        std::vector<uint8_t> pcm(1600 * 2);
-        for (size_t index = 0; index < 1600; ++index) {
-            const auto value = static_cast<int16_t>(8000 * std::sin(static_cast<double>(index) * 0.2));
-            pcm[index * 2] = static_cast<uint8_t>(value & 0xFF);
-            pcm[index * 2 + 1] = static_cast<uint8_t>((value >> 8) & 0xFF);
-        }
-        for (size_t index = 0; index < times.size(); ++index) {
-            writer.WriteVideo(Picture::Blank(63, 47, {static_cast<uint8_t>(index * 40), 80, 160}),
-                              times[index]);
-            writer.WriteAudio(pcm.data(), pcm.size(), static_cast<int64_t>(index) * 200 * Ms);
-        }
-        EXPECT_THROW(writer.WriteVideo(Picture::Blank(63, 47), 1000 * Ms), std::runtime_error);
-        writer.Finish(40 * Ms);
-    }
-    AVFormatContext* format = nullptr;
-    ASSERT_EQ(avformat_open_input(&format, path.c_str(), nullptr, nullptr), 0);
-    ASSERT_GE(avformat_find_stream_info(format, nullptr), 0);
-    ASSERT_EQ(format->nb_streams, 2u);
-    const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    const int audio = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
-    ASSERT_GE(video, 0);
-    ASSERT_GE(audio, 0);
-    EXPECT_EQ(format->streams[video]->codecpar->width, 64);
-    EXPECT_EQ(format->streams[audio]->codecpar->sample_rate, 8000);
-    std::vector<int64_t> pts;
-    AVPacket* packet = av_packet_alloc();
-    while (av_read_frame(format, packet) >= 0) {
-        if (packet->stream_index == video) {
-            pts.push_back(av_rescale_q(packet->pts, format->streams[video]->time_base, {1, 10000000}));
-        }
-        av_packet_unref(packet);
-    }
-    av_packet_free(&packet);
-    EXPECT_EQ(pts, times);
-    const AVStream* sound = format->streams[audio];
-    // Five runs of 0.2 s of audio placed back to back: one second.
-    EXPECT_NEAR(static_cast<double>(sound->duration) * av_q2d(sound->time_base), 1.0, 0.13);
-    avformat_close_input(&format);
-    std::filesystem::remove(path);
 }
 
 } // namespace

@@ -88,42 +88,35 @@ static unsigned long EncodeJpeg(const unsigned char* bgr, unsigned char** out) {
     return size;
 }
 
-static void WriteBytes(FILE* file, const unsigned char* bytes, unsigned long size) {
-    CHECK(fwrite(bytes, 1, size, file) == size);
-}
-
-/* All pictures end to end in one file, zeros to the end of its last 4096-byte block. */
-static void WriteConcatenatedRecording(const char* path) {
+static void WriteFile(const char* path, const unsigned char* bytes, unsigned long size) {
     FILE* file = fopen(path, "wb");
-    unsigned long total = 0;
-    CHECK(file != NULL);
-    for (int frame = 0; frame < FrameCount; ++frame) {
-        unsigned char* jpeg = NULL;
-        unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
-        WriteBytes(file, jpeg, size);
-        total += size;
-        free(jpeg);
+    CHECK(file != NULL && fwrite(bytes, 1, size, file) == size);
+    if (file != NULL) {
+        fclose(file);
     }
-    while (total % ScanBlock != 0) {
-        fputc(0, file);
-        ++total;
-    }
-    fclose(file);
 }
 
-static void WriteFolderRecording(const char* folder) {
+/* The pictures twice: end to end in one file, zeros to the end of its last 4096-byte block, and as
+ * numbered files of a folder. */
+static void WriteRecordings(const char* filePath, const char* folder) {
+    static unsigned char joined[FrameCount * Width * Height * 3 + ScanBlock];
+    unsigned long total = 0;
     char path[1024];
     mkdir(folder, 0755);
     for (int frame = 0; frame < FrameCount; ++frame) {
         unsigned char* jpeg = NULL;
         unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
+        CHECK(total + size <= sizeof joined);
+        memcpy(joined + total, jpeg, size);
+        total += size;
         CHECK(snprintf(path, sizeof path, "%s/%03d.jpg", folder, frame + 1) < (int)sizeof path);
-        FILE* file = fopen(path, "wb");
-        CHECK(file != NULL);
-        WriteBytes(file, jpeg, size);
-        fclose(file);
+        WriteFile(path, jpeg, size);
         free(jpeg);
     }
+    while (total % ScanBlock != 0) {
+        joined[total++] = 0;
+    }
+    WriteFile(filePath, joined, total);
 }
 
 /* ---- the host ---- */
@@ -135,10 +128,7 @@ static int logLines = 0;
 static double lastProgress = -1;
 
 static void OnLog(const char* file, int line, int level, const char* message) {
-    (void)file;
-    (void)line;
-    (void)level;
-    (void)message;
+    (void)file, (void)line, (void)level, (void)message;
     ++logLines;
 }
 
@@ -184,11 +174,16 @@ static int FrameOf(int stream, const VcSample* sample) {
     return -1;
 }
 
-static int Step(int stream, int forward, VcSample* sample) {
+static VcSampleRequest Request(int wantData) {
     VcSampleRequest request;
     memset(&request, 0, sizeof request);
     request.abort = NeverAbort;
-    request.wantData = 1;
+    request.wantData = wantData;
+    return request;
+}
+
+static int Step(int stream, int forward, VcSample* sample) {
+    VcSampleRequest request = Request(1);
     return forward ? Stream_GetNextSample(stream, request, sample)
                    : Stream_GetPreviousSample(stream, request, sample);
 }
@@ -312,12 +307,9 @@ static void AutodetectFindsNoneOfTheManualDecoders(int collection, const char* u
 
 /* Steps through every frame without pictures: each sample still tells the picture's size. */
 static void WalkTimesOnly(int stream) {
-    VcSampleRequest request;
+    VcSampleRequest request = Request(0);
     VcSample sample;
-    memset(&request, 0, sizeof request);
     memset(&sample, 0, sizeof sample);
-    request.abort = NeverAbort;
-    request.wantData = 0;
     for (int frame = 0; frame < FrameCount; ++frame) {
         CHECK_STATUS(Stream_GetNextSample(stream, request, &sample), VC_Success);
         CHECK(sample.uncompressedData == NULL && sample.uncompressedSize == Width * Height * 3);
@@ -327,7 +319,8 @@ static void WalkTimesOnly(int stream) {
 
 static int LoadWith(int collection, const char* decoderName, const char* url) {
     int decoder = CreateByGuid(collection, decoderName), resources = 0;
-    CHECK_STATUS(Decoder_Load(decoder, (int)strlen(url), url, NULL, NULL, NeverAbort, &resources), VC_Success);
+    CHECK_STATUS(Decoder_Load(decoder, (int)strlen(url), url, NULL, NULL, NeverAbort, &resources),
+                 VC_Success);
     return decoder;
 }
 
@@ -370,8 +363,7 @@ int main(int argc, char** argv) {
     snprintf(file, sizeof file, "%s/recording.mjpeg", argv[1]);
     snprintf(folder, sizeof folder, "%s/pictures", argv[1]);
     snprintf(first, sizeof first, "%s/001.jpg", folder);
-    WriteConcatenatedRecording(file);
-    WriteFolderRecording(folder);
+    WriteRecordings(file, folder);
 
     memset(&record, 0, sizeof record);
     record.logCallback = OnLog;

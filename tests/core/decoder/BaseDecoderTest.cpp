@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -427,69 +426,7 @@ TEST_F(BaseDecoderScenario, FileListTextArrivesAsTheListOfItsPathsUpToItsLength)
     EXPECT_THAT(decoder.receivedList, IsEmpty());
 }
 
-// ---- The parameters of a pending action, and the steps a decoder leaves unwritten ----
-
-// The prefix of a state's phase operations: DDS_POSITIONING_AUDIO gives "PositioningAudio".
-std::string PhaseOf(DecoderState state) {
-    std::string phase;
-    bool upper = true;
-    for (const char* letter = DecoderStateName(state) + 4; *letter != 0; ++letter) {
-        if (*letter == '_') {
-            upper = true;
-        } else {
-            phase += upper ? *letter : static_cast<char>(std::tolower(*letter));
-            upper = false;
-        }
-    }
-    return phase;
-}
-
-TEST_F(BaseDecoderScenario, ActionParametersComeFromTheCurrentPhaseAndAreZeroElsewhere) {
-    for (DecoderState state :
-         {DDS_IDLE, DDS_LOADED, DDS_QUERYING, DDS_LOADING, DDS_POSITIONING, DDS_POSITIONING_AUDIO,
-          DDS_DECOMPRESSING, DDS_DECOMPRESSING_AUDIO, DDS_UNLOADING, DDS_FAILING, DDS_QUERIED}) {
-        SCOPED_TRACE(DecoderStateName(state));
-        ScriptedDecoder scripted;
-        scripted.state = state;
-        bool reads = state != DDS_IDLE && state != DDS_LOADED && state != DDS_QUERIED &&
-                     state != DDS_UNLOADING && state != DDS_FAILING;
-        bool closes = reads || state == DDS_UNLOADING || state == DDS_FAILING;
-        bool lists = state == DDS_QUERYING || state == DDS_LOADING;
-        char name[MaxPathLength];
-        char pattern[MaxPathLength];
-        std::memset(name, 'x', sizeof name);
-        std::memset(pattern, 'x', sizeof pattern);
-        int32_t fileId = 1;
-        uint64_t offset = 1;
-        uint32_t size = 1;
-        int32_t depth = -5;
-        uint8_t* buffer = reinterpret_cast<uint8_t*>(name);
-        scripted.GetOpenName(name);
-        EXPECT_EQ(std::string(name), reads ? PhaseOf(state) + ".vid" : "");
-        scripted.GetReadParameters(&fileId, &offset, &size, &buffer);
-        EXPECT_EQ(offset, reads ? PhaseOf(state).size() : 0u);
-        EXPECT_EQ(size, reads ? ScriptedDecoder::ReadSize : 0u);
-        EXPECT_EQ(buffer, reads ? scripted.readBuffer.data() : nullptr);
-        scripted.GetFileToClose(&fileId);
-        EXPECT_EQ(fileId, closes ? ScriptedDecoder::CloseId : -1);
-        scripted.GetListPath(name, pattern, &depth);
-        EXPECT_EQ(std::string(name), lists ? "/" + PhaseOf(state) + "/" : "");
-        EXPECT_EQ(std::string(pattern), lists ? "*.vid" : "");
-        EXPECT_EQ(depth, lists ? 2 : 0);
-        std::vector<std::string> lines = log.Take();
-        if (!reads) {
-            EXPECT_THAT(lines,
-                        ::testing::Contains(
-                            "Scripted GetReadParameters while not loading, positioning, or decompressing\n"));
-        }
-        if (!closes) {
-            EXPECT_THAT(lines, ::testing::Contains("Scripted GetFileToClose while in wrong state\n"));
-        }
-        if (!lists) {
-            EXPECT_THAT(lines, ::testing::Contains("Scripted GetListPath while in wrong state\n"));
-        }
-    }
-}
+// ---- The steps a decoder leaves unwritten ----
 
 std::string Refusal(const std::string& operation) {
     return "BaseDecoder " + operation + " not implemented\n";
@@ -597,46 +534,6 @@ TEST_F(BaseDecoderScenario, TimeSpanFillsMissingStreamTimesAndTicksClearTheZone)
     EXPECT_EQ(gotFirst.zoneBias, 0);
     EXPECT_EQ(gotLast.recordedTime, 630000000100000000);
     EXPECT_EQ(gotLast.streamTime, 630000000100000000);
-}
-
-class TimedDecoder : public ScriptedDecoder {
-protected:
-    FrameTimes GetFrameTimes() override { return Times(100 + currentFrame, 200 + currentFrame); }
-    FrameTimes GetAudioFrameTimes() override { return Times(300 + currentAudioFrame, 0); }
-    void GetFrameCamera(CameraTag* camera) override { camera->number = 3; }
-    void GetAudioFrameCamera(CameraTag* camera) override { camera->number = 4; }
-};
-
-TEST_F(BaseDecoderScenario, FrameInfoComesFromTheTimesAndCameraOfTheCurrentFrame) {
-    TimedDecoder timed;
-    timed.totalFrames = 9;
-    timed.totalAudioFrames = 5;
-    timed.currentFrame = 2;
-    timed.currentAudioFrame = 1;
-    FrameTimes times{};
-    CameraTag camera{};
-    int32_t total = 0;
-    timed.GetFrameInfo(&times, &camera, &total);
-    EXPECT_EQ(times.recordedTime, 102);
-    EXPECT_EQ(times.streamTime, 202);
-    EXPECT_EQ(camera.number, 3);
-    EXPECT_EQ(total, 9);
-    timed.GetAudioFrameInfo(&times, &camera, &total);
-    EXPECT_EQ(times.recordedTime, 301);
-    EXPECT_EQ(camera.number, 4);
-    EXPECT_EQ(total, 5);
-}
-
-TEST_F(BaseDecoderScenario, DefaultQueryScoresTheExtensionWithoutOpeningFiles) {
-    MinimalDecoder minimal;
-    EXPECT_EQ(minimal.Query("C:\\Export\\CAM01.TST", 0), DDA_COMPLETE);
-    EXPECT_EQ(minimal.askedExtension, "TST");
-    EXPECT_EQ(minimal.GetConfidence(), 50);
-    EXPECT_EQ(minimal.Query("/export/cam01.avi", 0), DDA_COMPLETE);
-    EXPECT_EQ(minimal.GetConfidence(), 0);
-    minimal.Query("/export.tst/noextension", 0);
-    EXPECT_EQ(minimal.askedExtension, "");
-    EXPECT_THAT(minimal.calls, IsEmpty());
 }
 
 TEST_F(BaseDecoderScenario, PathPatternsNameEachExtensionCutToTheSharedBuffer) {

@@ -38,8 +38,7 @@ void ScriptedDecoder::Forget(int32_t fileId) {
 void ScriptedDecoder::OpenName(const char* phase, char* name) {
     Record(std::string(phase) + "GetOpenName");
     std::memset(name, 0, MaxPathLength);
-    std::snprintf(name, MaxPathLength, "%s",
-                  Scripted() ? Current().path.c_str() : (phase + std::string(".vid")).c_str());
+    std::snprintf(name, MaxPathLength, "%s", Scripted() ? Current().path.c_str() : "");
 }
 
 void ScriptedDecoder::FileToClose(const char* phase, int32_t* fileId) {
@@ -55,11 +54,7 @@ void ScriptedDecoder::ReadParameters(const char* phase, int32_t* fileId, uint64_
                                      uint8_t** buffer) {
     Record(std::string(phase) + "GetReadParameters");
     if (!Scripted()) {
-        readBuffer.assign(ReadSize, 0);
-        *fileId = CloseId;
-        *offset = std::strlen(phase);
-        *size = ReadSize;
-        *buffer = readBuffer.data();
+        *size = 0;
         return;
     }
     const Step& step = Current();
@@ -78,10 +73,6 @@ void ScriptedDecoder::ListPath(const char* phase, char* directory, char* pattern
         std::snprintf(directory, MaxPathLength, "%s", Current().directory.c_str());
         std::snprintf(pattern, MaxPathLength, "%s", Current().pattern.c_str());
         *depth = Current().depth;
-    } else {
-        std::snprintf(directory, MaxPathLength, "/%s/", phase);
-        std::snprintf(pattern, MaxPathLength, "*.vid");
-        *depth = 2;
     }
 }
 
@@ -154,8 +145,8 @@ DecoderAction ScriptedDecoder::PositioningCore() {
 DecoderAction ScriptedDecoder::DecompressingCore() {
     ++decompressCalls;
     pictureRead = false;
-    if (!decompressScript.empty() || HasReply("DecompressingCore") || dataFile < 0) {
-        return Core("DecompressingCore", decompressScript);
+    if (HasReply("DecompressingCore") || dataFile < 0) {
+        return Answer("DecompressingCore");
     }
     frameScript = {Step::Read(int64_t{currentFrame} * frameSize, frameSize, dataFile)};
     return Core("DecompressingCore", frameScript);

@@ -70,10 +70,7 @@ public:
         *count = extensionCount;
         return extensions;
     }
-    bool IsExtension(const char* extension) override {
-        askedExtension = extension;
-        return strcasecmp(extension, "tst") == 0;
-    }
+    bool IsExtension(const char* extension) override { return strcasecmp(extension, "tst") == 0; }
 
     // The fields a test sets up or checks.
     using BaseDecoder::aborted;
@@ -95,7 +92,6 @@ public:
     DecoderAction defaultReply = DDA_COMPLETE;
     const char* extensions = "tst";
     int32_t extensionCount = 1;
-    std::string askedExtension;
 
 protected:
     bool HasReply(const std::string& operation) const { return replies.count(operation) != 0; }
@@ -160,19 +156,16 @@ struct CallRecord {
 // The tests' decoder of every phase. Each operation is recorded by name ("LoadingOpenComplete") and
 // answers what the test scripted for that name. Without one, a phase follows its script of steps:
 // a load's steps end with `framesAfterLoad` frames of `frameSize` bytes in the file opened last,
-// and a frame's picture is the bytes read for it. Without a script, the parameters of an action
-// name their phase ("Loading.vid") and the steps answer `defaultReply`.
+// and a frame's picture is the bytes read for it. Without a script the steps answer `defaultReply`.
 class ScriptedDecoder : public MinimalDecoder {
 public:
     static constexpr int32_t CloseId = 7;
-    static constexpr uint32_t ReadSize = 16;
 
     using MinimalDecoder::MinimalDecoder;
 
     std::vector<Step> queryScript; // empty: the default extension test
     std::vector<Step> loadScript;
     std::vector<Step> positionScript;
-    std::vector<Step> decompressScript; // empty: read the current frame from the data file
     bool closeFilesOnFailure = true;
     bool closeFilesOnUnload = true;
     int32_t framesAfterLoad = 0;

@@ -1,5 +1,4 @@
 #include "core/filelists/DirectoryWalk.h"
-#include "core/decoder/ScriptedDecoder.h"
 #include "model/files/MemoryFileSource.h"
 
 #include <gmock/gmock.h>
@@ -84,26 +83,18 @@ TEST(WildcardTest, TrailingWildcardsMayStandForNothingAsOnTheRecorders) {
 
 // ---- The walk ----
 
-TEST(DirectoryWalkTest, DepthZeroListsMatchingFilesOfTheDirectoryAlone) {
+TEST(DirectoryWalkTest, EachDepthFinishesASubdirectoryBeforeTheNext) {
     TreeSource source = Recording();
-    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 0), ElementsAre("/rec/a.jpg", "/rec/B.JPG"));
-}
-
-TEST(DirectoryWalkTest, DepthOneAddsDirectSubdirectoriesInOrder) {
-    TreeSource source = Recording();
-    EXPECT_THAT(
-        Walk(source, "/rec/", "*.jpg", 1),
-        ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg", "/rec/sub2/f.jpg"));
-}
-
-TEST(DirectoryWalkTest, DeeperWalksFinishEachSubdirectoryBeforeTheNext) {
-    TreeSource source = Recording();
-    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 2),
-                ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg",
-                            "/rec/sub/deep/d.jpg", "/rec/sub2/f.jpg"));
-    EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 3),
-                ElementsAre("/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg",
-                            "/rec/sub/deep/d.jpg", "/rec/sub/deep/x/h.jpg", "/rec/sub2/f.jpg"));
+    const std::vector<std::vector<std::string>> byDepth = {
+        {"/rec/a.jpg", "/rec/B.JPG"},
+        {"/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg", "/rec/sub2/f.jpg"},
+        {"/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg", "/rec/sub/deep/d.jpg",
+         "/rec/sub2/f.jpg"},
+        {"/rec/a.jpg", "/rec/B.JPG", "/rec/dir.jpg/g.jpg", "/rec/sub/c.jpg", "/rec/sub/deep/d.jpg",
+         "/rec/sub/deep/x/h.jpg", "/rec/sub2/f.jpg"}};
+    for (size_t depth = 0; depth < byDepth.size(); ++depth) {
+        EXPECT_EQ(Walk(source, "/rec/", "*.jpg", static_cast<int32_t>(depth)), byDepth[depth]) << depth;
+    }
 }
 
 TEST(DirectoryWalkTest, NamesBeginningWithAPointAreNeverListedNorEntered) {
@@ -155,68 +146,36 @@ struct Listing {
 
 TEST(ListFilesTest, TextHoldsPathsRelativeToTheDirectoryEachEndedBySemicolon) {
     TreeSource source = Recording();
-    Listing listing;
-    ListFiles(source, "/rec", "*.jpg", 1, &listing.ok, &listing.length, &listing.text);
-    ASSERT_TRUE(listing.ok);
-    std::string expected = "a.jpg;B.JPG;dir.jpg/g.jpg;sub/c.jpg;sub2/f.jpg;";
-    EXPECT_EQ(std::string(listing.text), expected);
-    EXPECT_EQ(listing.length, expected.size());
-}
-
-TEST(ListFilesTest, DirectoryWithItsOwnSeparatorKeepsIt) {
-    TreeSource source = Recording();
-    Listing listing;
-    ListFiles(source, "\\rec\\", "b.jpg", 0, &listing.ok, &listing.length, &listing.text);
-    ASSERT_TRUE(listing.ok);
-    EXPECT_STREQ(listing.text, "B.JPG;");
-}
-
-TEST(ListFilesTest, NothingMatchingGivesAnEmptyTextThatIsOk) {
-    TreeSource source = Recording();
-    Listing listing;
-    ListFiles(source, "/rec/", "*.avi", 3, &listing.ok, &listing.length, &listing.text);
-    ASSERT_TRUE(listing.ok);
-    EXPECT_EQ(listing.length, 0u);
-    ASSERT_NE(listing.text, nullptr);
-    EXPECT_STREQ(listing.text, "");
+    const struct {
+        const char* directory;
+        const char* pattern;
+        int32_t depth;
+        std::string text;
+    } cases[] = {{"/rec", "*.jpg", 1, "a.jpg;B.JPG;dir.jpg/g.jpg;sub/c.jpg;sub2/f.jpg;"},
+                 {"\\rec\\", "b.jpg", 0, "B.JPG;"},
+                 {"/rec/", "*.avi", 3, ""}};
+    for (const auto& item : cases) {
+        Listing listing;
+        ListFiles(source, item.directory, item.pattern, item.depth, &listing.ok, &listing.length,
+                  &listing.text);
+        ASSERT_TRUE(listing.ok) << item.directory;
+        ASSERT_NE(listing.text, nullptr);
+        EXPECT_EQ(std::string(listing.text), item.text);
+        EXPECT_EQ(listing.length, item.text.size());
+    }
 }
 
 TEST(ListFilesTest, UnusableRequestsGiveNothing) {
     TreeSource source = Recording();
-    for (const char* directory : {static_cast<const char*>(nullptr), ""}) {
+    for (const auto& [directory, depth] :
+         std::vector<std::pair<const char*, int32_t>>{{nullptr, 1}, {"", 1}, {"/rec/", -1}}) {
         Listing listing;
-        ListFiles(source, directory, "*", 1, &listing.ok, &listing.length, &listing.text);
+        ListFiles(source, directory, "*", depth, &listing.ok, &listing.length, &listing.text);
         EXPECT_FALSE(listing.ok);
         EXPECT_EQ(listing.length, 0u);
         EXPECT_EQ(listing.text, nullptr);
     }
-    Listing negative;
-    ListFiles(source, "/rec/", "*", -1, &negative.ok, &negative.length, &negative.text);
-    EXPECT_FALSE(negative.ok);
-    EXPECT_EQ(negative.text, nullptr);
     EXPECT_THAT(source.listed, IsEmpty());
-}
-
-TEST(ListFilesTest, ListingReachesADecoderAsItsFileList) {
-    TreeSource source = Recording();
-    Testing::LogCapture log;
-    Testing::ScriptedDecoder decoder;
-    decoder.Script("LoadingCore", DDA_LIST_FILES);
-    decoder.Load("/rec/a.jpg", -1);
-    char directory[MaxPathLength];
-    char pattern[MaxPathLength];
-    int32_t depth = 0;
-    decoder.GetListPath(directory, pattern, &depth);
-
-    Listing listing;
-    ListFiles(source, "/rec/", "*.JPG", depth, &listing.ok, &listing.length, &listing.text);
-    EXPECT_EQ(decoder.FileListComplete(listing.ok, static_cast<int32_t>(listing.length), listing.text),
-              DDA_COMPLETE);
-
-    EXPECT_TRUE(decoder.receivedListOk);
-    EXPECT_THAT(decoder.receivedList,
-                ElementsAre("a.jpg", "B.JPG", "dir.jpg/g.jpg", "sub/c.jpg", "sub/deep/d.jpg", "sub2/f.jpg"));
-    EXPECT_EQ(decoder.GetState(), DDS_LOADED);
 }
 
 } // namespace

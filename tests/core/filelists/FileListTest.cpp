@@ -59,15 +59,5 @@ TEST(FileListComparerTest, IgnoresCaseAndComparesOtherBytesAsLowerCase) {
     EXPECT_LT(ComparePathsIgnoringCase("", "a"), 0);
 }
 
-TEST(FileListComparerTest, SortOrdersPathsAndKeepsEqualOnesInPlace) {
-    FileList list;
-    for (const char* path : {"c.jpg", "B.jpg", "a.JPG", "b.JPG", "A.jpg"}) {
-        list.Add(path);
-    }
-    FileListComparer comparer;
-    list.Sort(comparer);
-    EXPECT_THAT(Paths(list), ElementsAre("a.JPG", "A.jpg", "B.jpg", "b.JPG", "c.jpg"));
-}
-
 } // namespace
 } // namespace Vorn::Vorncast::Decoders

@@ -73,38 +73,6 @@ TEST(QuickListTest, PastTheEndReadsTheZeroRecordAndWritesNothing) {
     ExpectZero(list.GetAt(300));
 }
 
-TEST(QuickListTest, PagesAreAllocatedWhenTheirFirstItemIsWritten) {
-    PagedFrames list;
-    EXPECT_EQ(list.AllocatedBytes(), 0u);
-    AppendItems(list, 256);
-    size_t onePage = 256 * sizeof(QuickFrameItem);
-    size_t block = list.AllocatedBytes() - onePage;
-    AppendItems(list, 1);
-    EXPECT_EQ(list.AllocatedBytes(), block + 2 * onePage);
-    list.Clear();
-    EXPECT_EQ(list.AllocatedBytes(), 0u);
-    EXPECT_EQ(list.Count(), 0);
-    EXPECT_EQ(list.BlockCount(), 0);
-    AppendItems(list, 3);
-    ExpectItem(list.GetAt(2), 2);
-    ExpectZero(list.GetAt(3));
-}
-
-TEST(QuickListTest, SequentialAccessStepsOverEachBlockOnce) {
-    PagedFrames list;
-    AppendItems(list, 5 * 65536 + 17);
-    uint64_t before = list.BlockSteps();
-    for (int32_t i = 0; i < list.Count(); ++i) {
-        ASSERT_EQ(list.GetAt(i).size, static_cast<uint32_t>(i) + 1);
-    }
-    EXPECT_LE(list.BlockSteps() - before, 5u);
-    before = list.BlockSteps();
-    for (int32_t i = list.Count() - 1; i >= 0; --i) {
-        ASSERT_EQ(list.GetAt(i).size, static_cast<uint32_t>(i) + 1);
-    }
-    EXPECT_LE(list.BlockSteps() - before, 5u);
-}
-
 // A small geometry makes many blocks out of few items: jumps in every direction must find the
 // right block from head, tail or cursor.
 TEST(QuickListTest, JumpsBetweenManySmallBlocksFindEveryItem) {

@@ -52,15 +52,6 @@ struct TwinTree {
 
 } // namespace
 
-TEST(DirectoryOrder, ComparesUpperCasedBytesOrdinally) {
-    EXPECT_TRUE(DirectoryOrderLess("a", "B"));
-    EXPECT_TRUE(DirectoryOrderLess("zeta", "_x")) << "'Z' is below '_' once upper-cased";
-    EXPECT_TRUE(DirectoryOrderLess("abc", "ABCD"));
-    EXPECT_TRUE(DirectoryOrderLess("Z", "\xE9"));
-    EXPECT_FALSE(DirectoryOrderLess("ABC", "abc"));
-    EXPECT_FALSE(DirectoryOrderLess("abc", "ABC"));
-}
-
 TEST(NativeFileSource, ListsSortedWithoutDotEntriesAndFlagsDirectories) {
     TwinTree tree;
     NativeFileSource source;
@@ -90,16 +81,6 @@ TEST(NativeFileSource, ResolvesComponentsWithoutRegardToCase) {
     std::string resolved;
     ASSERT_TRUE(NativeFileSource::Resolve(root + "\\store\\SUBDIR\\..\\B.TXT", &resolved));
     EXPECT_EQ(resolved, root + "/Store/SubDir/../b.txt");
-}
-
-TEST(NativeFileSource, EmptyPathListsTheRoot) {
-    NativeFileSource source;
-    std::vector<DirectoryEntry> fromEmpty;
-    std::vector<DirectoryEntry> fromSlash;
-    ASSERT_TRUE(source.List("", &fromEmpty));
-    ASSERT_TRUE(source.List("/", &fromSlash));
-    EXPECT_EQ(Names(fromEmpty), Names(fromSlash));
-    EXPECT_FALSE(fromEmpty.empty());
 }
 
 TEST(FileSources, MemoryServesWhatTheDiskServes) {
@@ -163,14 +144,4 @@ TEST(MemoryFileSource, KeepsOpenedBytesAndGuardsItsTree) {
     std::vector<DirectoryEntry> entries;
     EXPECT_TRUE(source.List("", &entries));
     EXPECT_THAT(Names(entries), ElementsAre("f"));
-}
-
-TEST(FileSources, CurrentIsNativeUntilAnotherIsInstalled) {
-    EXPECT_NE(dynamic_cast<NativeFileSource*>(&FileSource::Current()), nullptr);
-    MemoryFileSource memory;
-    {
-        InstalledSource installed(&memory);
-        EXPECT_EQ(&FileSource::Current(), &memory);
-    }
-    EXPECT_NE(dynamic_cast<NativeFileSource*>(&FileSource::Current()), nullptr);
 }
