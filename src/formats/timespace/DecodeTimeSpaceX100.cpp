@@ -246,6 +246,9 @@ DecoderAction DecodeTimeSpaceX100::OnFrame(ByteView bytes) {
     const int32_t camera = frames.GetCamera(currentFrame);
     Picture& target = decodingKey ? keyPictures[camera] : currentPictures[camera];
     TimeSpacePictureDecoder decode = GetTimeSpacePictureDecoder();
+    if (decode == nullptr) {
+        Log(LogCore, "DecodeTimeSpaceX100 no picture decoder installed: the maker's codec is needed\n");
+    }
     if (decode == nullptr || !decode(bytes.Data(), static_cast<uint32_t>(bytes.Size()), target.pixels.data(),
                                      Width, Width, Height, 0.0, 0.0, 1.0, 1.0, 0, 1, 0)) {
         target.frame = -1;

@@ -250,6 +250,9 @@ DecoderAction DecodeTimeSpaceX200::OnFrame(ByteView data) {
     const TimeSpaceX200FrameInfo frame = frames.GetAt(decoding);
     const uint32_t camera = frame.camera.number;
     TimeSpaceFrameDecoder decode = GetTimeSpaceFrameDecoder();
+    if (decode == nullptr) {
+        Log(LogCore, "DecodeTimeSpaceX200 no frame decoder installed: the maker's codec is needed\n");
+    }
     if (camera >= MaxCamera || references[camera].empty() || decode == nullptr) {
         return DecoderFailure();
     }
