@@ -207,7 +207,7 @@ int32_t DecodeTimeSpaceX200::StartFrame(int32_t frame) {
 DecoderAction DecodeTimeSpaceX200::DecompressingCore() {
     goodPicture = false;
     decoding = StartFrame(currentFrame);
-    if (decoding == -1) {
+    if (decoding == -1 || decoding > currentFrame) {
         return Fail(
             "DecodeTimeSpaceX200::DecompressingReadComplete failed because no starting frame was found\n");
     }
@@ -275,8 +275,11 @@ DecoderAction DecodeTimeSpaceX200::OnFrame(ByteView data) {
     if (decoding == currentFrame) {
         return DDA_COMPLETE;
     }
+    // Each step must move on towards the wanted frame: damaged key-frame links could otherwise
+    // send the walk back to a frame it has already decoded, for ever.
+    const int32_t done = decoding;
     decoding = StartFrame(currentFrame);
-    if (decoding == -1) {
+    if (decoding <= done || decoding > currentFrame) {
         return Fail(
             "DecodeTimeSpaceX200::DecompressingReadComplete failed because no starting frame was found\n");
     }
