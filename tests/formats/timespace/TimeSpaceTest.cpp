@@ -248,4 +248,17 @@ TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
     EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200::LoadingCore failed with unsupported file extension\n"));
 }
 
+// A damaged camera word that aliases camera 0 puts a frame without a key frame among camera 0's:
+// the walk reaches the end, with camera 0's own frames as they were painted.
+TEST_F(TimeSpaceTest, X200AliasedCameraWordEndsTheWalk) {
+    std::vector<X200Record> records = TwoFiles()[0];
+    records[2] = records[3];
+    records[2].camera = 0x10000;
+    AddFile("/d/a.xba", WriteTimeSpaceX200(records).bytes);
+    ASSERT_EQ(Load(X200Guid, "/d/a.xba"), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStreams()[0]);
+    ASSERT_EQ(walked.size(), 3u);
+    EXPECT_TRUE(walked[0].data == X200Pictures({records, {}}, 0)[0]);
+}
+
 } // namespace
