@@ -28,21 +28,8 @@ LegacyDecoderVideoStream::LegacyDecoderVideoStream(const LegacyStreamSetup& setu
     description.format = 1;
 }
 
-// Samples the host still holds keep their pictures, as samples with pictures of their own would.
-LegacyDecoderVideoStream::~LegacyDecoderVideoStream() {
-    for (Decoders::SharedPicture& picture : lent) {
-        new Decoders::SharedPicture(std::move(picture));
-    }
-}
-
 int LegacyDecoderVideoStream::ReleaseSample(Sample sample) {
-    for (auto held = lent.begin(); held != lent.end(); ++held) {
-        if ((*held)->data() == sample.uncompressedData) {
-            lent.erase(held);
-            return Success;
-        }
-    }
-    return Stream::ReleaseSample(sample);
+    return lent.GiveBack(sample.uncompressedData) ? Success : Stream::ReleaseSample(sample);
 }
 
 uint8_t* LegacyDecoderVideoStream::SampleData(Decoders::SharedPicture shared, std::unique_ptr<uint8_t[]> copy,
@@ -54,8 +41,7 @@ uint8_t* LegacyDecoderVideoStream::SampleData(Decoders::SharedPicture shared, st
         std::memcpy(copy.get(), shared->data(), std::min<size_t>(shared->size(), static_cast<size_t>(size)));
         return copy.release();
     }
-    lent.push_back(std::move(shared));
-    return lent.back()->data();
+    return lent.Lend(std::move(shared));
 }
 
 int32_t LegacyDecoderVideoStream::NextFrame(int32_t frame) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "legacy/LegacyDecoderStream.h"
+#include "model/decoder/LentPictures.h"
 #include "model/decoder/SampleDescription.h"
 
 #include <memory>
@@ -12,7 +13,6 @@ namespace Vorn::Vorncast {
 class LegacyDecoderVideoStream : public LegacyDescribedStream<VideoSampleDescription> {
 public:
     LegacyDecoderVideoStream(const LegacyStreamSetup& setup, const Decoders::ImageInfo& image);
-    ~LegacyDecoderVideoStream() override;
 
     // A frame that fails in the normal way arrives as a black picture at its own time, so that
     // playback gets past damage; only a catastrophic failure of the core ends the step.
@@ -45,7 +45,7 @@ private:
     uint8_t* SampleData(Decoders::SharedPicture shared, std::unique_ptr<uint8_t[]> copy, int64_t size);
 
     // Shared pictures that samples still show, once for each sample.
-    std::vector<Decoders::SharedPicture> lent;
+    LentPictures lent;
 };
 
 } // namespace Vorn::Vorncast

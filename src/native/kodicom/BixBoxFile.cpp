@@ -385,7 +385,7 @@ int BixBoxFile::DecompressPartial(const KodicomFrameItem& item, KodicomAccumulat
                           static_cast<int32_t>(std::min<int64_t>(size, INT32_MAX)));
     }
     if (picture->width != header.width || picture->height != header.height) {
-        picture->pixels.assign(static_cast<size_t>(size), 0);
+        picture->pixels = std::make_shared<std::vector<uint8_t>>(static_cast<size_t>(size), 0);
         picture->width = header.width;
         picture->height = header.height;
     }
@@ -417,7 +417,8 @@ int BixBoxFile::DecodeJpeg(const PictureHeader& header, bool whole, KodicomAccum
     if (!straight) {
         decoded.resize(static_cast<size_t>(stride * jpegHeight));
     }
-    std::vector<uint8_t>& target = straight ? picture->pixels : decoded;
+    std::vector<uint8_t>& pixels = picture->Writable(!whole);
+    std::vector<uint8_t>& target = straight ? pixels : decoded;
     if (!Decoders::JpegDecodeToBuffer(scratch, jpeg, jpegSize, target.data(),
                                       static_cast<int32_t>(target.size()))) {
         return NativeFail(SourceFile, __LINE__, GeneralFailure, "Failed to decompress JPEG data");
@@ -427,7 +428,7 @@ int BixBoxFile::DecodeJpeg(const PictureHeader& header, bool whole, KodicomAccum
     }
     for (int32_t y = 0; !straight && y < jpegHeight; ++y) {
         CopyPixels(&decoded[static_cast<size_t>(y * stride)], planes, jpegWidth,
-                   &picture->pixels[static_cast<size_t>(y) * header.width * 3]);
+                   &pixels[static_cast<size_t>(y) * header.width * 3]);
     }
     return Success;
 }
@@ -454,7 +455,7 @@ int BixBoxFile::PasteBlocks(const PictureHeader& header, int32_t stripWidth, int
         const int32_t toY = block / columns * Block;
         for (int32_t y = 0; y < Block; ++y) {
             CopyPixels(&decoded[static_cast<size_t>((stripRow * Block + y) * stride + fromX)], planes, Block,
-                       &picture->pixels[(static_cast<size_t>(toY + y) * header.width + toX) * 3]);
+                       &(*picture->pixels)[(static_cast<size_t>(toY + y) * header.width + toX) * 3]);
         }
     }
     return Success;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/decoder/LentPictures.h"
+
 #include "codecs/jpeg/JpegCodec.h"
 #include "model/decoder/ModelTypes.h"
 #include "model/files/File.h"
@@ -25,10 +27,21 @@ struct KodicomFrameItem {
 
 // The picture a channel's partial pictures are pasted on, and the frame of the channel it shows.
 struct KodicomAccumulator {
-    std::vector<uint8_t> pixels; // width x height, blue first, top line first
+    // width x height, blue first, top line first; lent to the samples that show it
+    LentPictures::Picture pixels = std::make_shared<std::vector<uint8_t>>();
     int32_t width = 0;
     int32_t height = 0;
     int32_t frame = -1;
+
+    // The pixels to write into, copied first while a sample still shows them; `keep` false when
+    // the whole picture is about to be written anew.
+    std::vector<uint8_t>& Writable(bool keep) {
+        if (pixels.use_count() > 1) {
+            pixels = keep ? std::make_shared<std::vector<uint8_t>>(*pixels)
+                          : std::make_shared<std::vector<uint8_t>>(pixels->size());
+        }
+        return *pixels;
+    }
 };
 
 // One recording span: a `.bix` index and its `.box` records. The index is read when the first

@@ -4,8 +4,6 @@
 #include "model/support/TimeText.h"
 #include "native/NativeFailure.h"
 
-#include <cstring>
-
 namespace Vorn::Vorncast {
 namespace {
 
@@ -225,13 +223,15 @@ int KodicomStream::Deliver(int32_t frame, const SampleRequest& request, Sample* 
     }
     sample->uncompressedSize = static_cast<uint32_t>(size);
     if (request.wantData == 1) {
-        sample->uncompressedData = new uint8_t[static_cast<size_t>(size)];
-        std::memcpy(sample->uncompressedData, file.Accumulator(channel).pixels.data(),
-                    static_cast<size_t>(size));
+        sample->uncompressedData = lent.Lend(file.Accumulator(channel).pixels);
     }
     sample->descriptionHandle = DescriptionOf(width, height)->Handle();
     sample->time = item->time;
     return Success;
+}
+
+int KodicomStream::ReleaseSample(Sample sample) {
+    return lent.GiveBack(sample.uncompressedData) ? Success : Stream::ReleaseSample(sample);
 }
 
 } // namespace Vorn::Vorncast

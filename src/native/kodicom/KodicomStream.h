@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/decoder/LentPictures.h"
 #include "model/decoder/SampleDescription.h"
 #include "model/decoder/Stream.h"
 #include "native/kodicom/KodicomDecoder.h"
@@ -25,6 +26,8 @@ public:
     int GetNextSample(SampleRequest request, Sample* sample) override;
     int GetPreviousSample(SampleRequest request, Sample* sample) override;
     SampleDescription* GetSampleDescription(int descriptionHandle) override;
+    // A sample shows its channel's running picture rather than a copy; letting it go gives it back.
+    int ReleaseSample(Sample sample) override;
 
 private:
     enum Position : int32_t { BeforeStart = 0, OnSample = 1, AfterEnd = 2 };
@@ -42,6 +45,7 @@ private:
     int32_t currentFrame = -1;
     int32_t position = BeforeStart;
     std::vector<std::unique_ptr<VideoSampleDescription>> descriptions;
+    LentPictures lent;
 };
 
 } // namespace Vorn::Vorncast

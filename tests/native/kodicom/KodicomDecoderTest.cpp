@@ -77,6 +77,30 @@ TEST_F(KodicomTest, WalksBothCamerasAcrossSpansBothWays) {
     }
 }
 
+// Samples the host keeps while it steps on keep their own pictures, however the running picture
+// they were lent goes on, across key pictures and the span boundary.
+TEST_F(KodicomTest, HeldSamplesKeepTheirPictures) {
+    Serve(2, 8, 3);
+    ASSERT_EQ(LoadFolder(), 0) << LastError();
+    const int stream = StreamOf(1);
+    const std::vector<const KodicomFrame*> frames = FramesOf(1);
+    VcSampleRequest request{};
+    request.abort = [] { return 0; };
+    request.wantData = 1;
+    std::vector<VcSample> held(frames.size());
+    for (VcSample& sample : held) {
+        ASSERT_EQ(Stream_GetNextSample(stream, request, &sample), 0) << LastError();
+    }
+    for (size_t index = 0; index < held.size(); ++index) {
+        const KodicomFrame& frame = *frames[index];
+        EXPECT_GE(ComparePicture(frame.picture, held[index].uncompressedData, frame.picture.width * 3).psnr,
+                  MinimumPsnr)
+            << index;
+        Stream_ReleaseSample(stream, held[index]);
+    }
+    ExpectFrame(Previous(stream), *frames[frames.size() - 2], "back after the held walk");
+}
+
 // A seek to any frame's time, or to a time just after it, gives that frame, decoded from its key
 // picture whatever the accumulator held; a step from there gives the neighbours.
 TEST_F(KodicomTest, SeeksToEveryFrameFromAnywhere) {
