@@ -14,7 +14,33 @@ extern "C" {
 #include <string>
 #include <vector>
 
-inline void FfmpegDecodeFileToBgr(const std::string& path) {
+// Converts every picture a decoder has ready to blue-first bytes, one picture kept at a time.
+class BgrPictureSink {
+public:
+    explicit BgrPictureSink(int scaleFlags) : scaleFlags(scaleFlags) {}
+    BgrPictureSink(const BgrPictureSink&) = delete;
+    BgrPictureSink& operator=(const BgrPictureSink&) = delete;
+    ~BgrPictureSink() { sws_freeContext(scaler); }
+
+    void Drain(AVCodecContext* context, AVFrame* frame) {
+        while (avcodec_receive_frame(context, frame) == 0) {
+            scaler = sws_getCachedContext(
+                scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width,
+                frame->height, AV_PIX_FMT_BGR24, scaleFlags, nullptr, nullptr, nullptr);
+            picture.resize(static_cast<size_t>(frame->width) * frame->height * 3);
+            uint8_t* planes[4] = {picture.data()};
+            int strides[4] = {frame->width * 3};
+            sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, planes, strides);
+        }
+    }
+
+private:
+    int scaleFlags;
+    SwsContext* scaler = nullptr;
+    std::vector<uint8_t> picture;
+};
+
+inline void FfmpegDecodeFileToBgr(const std::string& path, int scaleFlags = SWS_BICUBIC) {
     AVFormatContext* format = nullptr;
     avformat_open_input(&format, path.c_str(), nullptr, nullptr);
     avformat_find_stream_info(format, nullptr);
@@ -26,29 +52,16 @@ inline void FfmpegDecodeFileToBgr(const std::string& path) {
     avcodec_open2(context, codec, nullptr);
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
-    SwsContext* scaler = nullptr;
-    std::vector<uint8_t> picture;
-    auto drain = [&] {
-        while (avcodec_receive_frame(context, frame) == 0) {
-            scaler = sws_getCachedContext(
-                scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width,
-                frame->height, AV_PIX_FMT_BGR24, SWS_BICUBIC, nullptr, nullptr, nullptr);
-            picture.resize(static_cast<size_t>(frame->width) * frame->height * 3);
-            uint8_t* planes[4] = {picture.data()};
-            int strides[4] = {frame->width * 3};
-            sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, planes, strides);
-        }
-    };
+    BgrPictureSink sink(scaleFlags);
     while (av_read_frame(format, packet) >= 0) {
         if (packet->stream_index == index) {
             avcodec_send_packet(context, packet);
-            drain();
+            sink.Drain(context, frame);
         }
         av_packet_unref(packet);
     }
     avcodec_send_packet(context, nullptr);
-    drain();
-    sws_freeContext(scaler);
+    sink.Drain(context, frame);
     av_frame_free(&frame);
     av_packet_free(&packet);
     avcodec_free_context(&context);

@@ -10,6 +10,7 @@
 // GoToTimeHour seeks to random times in a one-hour 320 x 180 H.264 file with a key frame every 2 s;
 // its time per iteration is the time of one seek with its picture (aim: under 100 ms).
 #include "CpuTimeRatio.h"
+#include "FfmpegReference.h"
 #include "fixtures/iso/FfmpegTool.h"
 
 #include <vorncast/VorncastDecoders.h>
@@ -115,41 +116,7 @@ BENCHMARK(StepPlugin)->Unit(benchmark::kMillisecond)->Iterations(3);
 void DecodeAlone(benchmark::State& state) {
     const std::string path = SteppedFile();
     for (auto _ : state) {
-        AVFormatContext* format = nullptr;
-        avformat_open_input(&format, path.c_str(), nullptr, nullptr);
-        avformat_find_stream_info(format, nullptr);
-        const AVCodecParameters* parameters = format->streams[0]->codecpar;
-        const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-        AVCodecContext* context = avcodec_alloc_context3(codec);
-        avcodec_parameters_to_context(context, parameters);
-        context->thread_count = 1;
-        avcodec_open2(context, codec, nullptr);
-        AVPacket* packet = av_packet_alloc();
-        AVFrame* frame = av_frame_alloc();
-        SwsContext* scaler = nullptr;
-        std::vector<uint8_t> picture(static_cast<size_t>(parameters->width) * parameters->height * 3);
-        auto drain = [&] {
-            while (avcodec_receive_frame(context, frame) >= 0) {
-                scaler = sws_getCachedContext(
-                    scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-                    frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr, nullptr, nullptr);
-                uint8_t* planes[4] = {picture.data()};
-                int strides[4] = {frame->width * 3};
-                sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, planes, strides);
-            }
-        };
-        while (av_read_frame(format, packet) >= 0) {
-            avcodec_send_packet(context, packet);
-            av_packet_unref(packet);
-            drain();
-        }
-        avcodec_send_packet(context, nullptr);
-        drain();
-        sws_freeContext(scaler);
-        av_frame_free(&frame);
-        av_packet_free(&packet);
-        avcodec_free_context(&context);
-        avformat_close_input(&format);
+        FfmpegDecodeFileToBgr(path, SWS_BILINEAR);
     }
 }
 BENCHMARK(DecodeAlone)->Unit(benchmark::kMillisecond)->Iterations(3);

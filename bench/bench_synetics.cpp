@@ -6,6 +6,7 @@
 // `ffmpeg -threads 1 -i FILE -pix_fmt bgr24 -f null -` does. The line printed at the end divides
 // the two processor times (aim: at most 1.15).
 #include "CpuTimeRatio.h"
+#include "FfmpegReference.h"
 #include "fixtures/formats/SyneticsWriter.h"
 #include "model/files/MemoryFileSource.h"
 #include "model/support/Guid.h"
@@ -93,7 +94,6 @@ void DecodeAlone(benchmark::State& state) {
         state.SkipWithError("the mpeg2video encoder is missing");
         return;
     }
-    std::vector<uint8_t> picture(static_cast<size_t>(Width) * Height * 3);
     for (auto _ : state) {
         const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_MPEG2VIDEO);
         AVCodecContext* context = avcodec_alloc_context3(codec);
@@ -101,27 +101,16 @@ void DecodeAlone(benchmark::State& state) {
         avcodec_open2(context, codec, nullptr);
         AVPacket* packet = av_packet_alloc();
         AVFrame* frame = av_frame_alloc();
-        SwsContext* scaler = nullptr;
-        auto drain = [&] {
-            while (avcodec_receive_frame(context, frame) >= 0) {
-                scaler = sws_getCachedContext(
-                    scaler, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-                    frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr, nullptr, nullptr);
-                uint8_t* planes[4] = {picture.data()};
-                int strides[4] = {frame->width * 3};
-                sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, planes, strides);
-            }
-        };
+        BgrPictureSink sink(SWS_BILINEAR);
         for (const CodecTest::EncodedFrame& unit : video.frames) {
             av_new_packet(packet, static_cast<int>(unit.data.size()));
             std::memcpy(packet->data, unit.data.data(), unit.data.size());
             avcodec_send_packet(context, packet);
             av_packet_unref(packet);
-            drain();
+            sink.Drain(context, frame);
         }
         avcodec_send_packet(context, nullptr);
-        drain();
-        sws_freeContext(scaler);
+        sink.Drain(context, frame);
         av_frame_free(&frame);
         av_packet_free(&packet);
         avcodec_free_context(&context);

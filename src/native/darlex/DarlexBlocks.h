@@ -1,5 +1,7 @@
 #pragma once
 
+#include "formats/darlex/DarlexRecords.h"
+
 #include <cstdint>
 #include <string>
 
@@ -7,11 +9,10 @@ namespace Vorn::Vorncast {
 
 // The blocks of a Tecton Darlex disk image: 512-byte sectors, a frame starting on a sector with a
 // header block in front of its compressed field, and track directories of 3304 bytes.
-constexpr int64_t DarlexBlockBytes = 512;
+constexpr int64_t DarlexBlockBytes = Decoders::Darlex::SectorSize;
 constexpr int32_t DarlexHeaderBytes = 32;
-constexpr int32_t DarlexDirectoryBytes = 3304;
-constexpr int32_t DarlexCameraNames = 20;
-constexpr int64_t DarlexTicksPerSecond = 10000000;
+constexpr int32_t DarlexDirectoryBytes = Decoders::Darlex::DirectorySize;
+constexpr int32_t DarlexCameraNames = Decoders::Darlex::NamedCameras;
 
 struct DarlexFrameHeader {
     int64_t second = 0; // the frame's time, whole seconds in ticks

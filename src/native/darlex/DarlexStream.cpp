@@ -1,5 +1,6 @@
 #include "native/darlex/DarlexStream.h"
 
+#include "core/time/Ticks.h"
 #include "interface/LibraryFrame.h"
 #include "model/support/TimeText.h"
 #include "native/NativeFailure.h"
@@ -24,7 +25,7 @@ bool Aborted(AbortOperation abort) {
 
 // Truncated, which cannot overflow at the extreme times.
 int64_t WholeSecond(int64_t time) {
-    return time - time % DarlexTicksPerSecond;
+    return time - time % Decoders::TicksPerSecond;
 }
 
 int64_t OnGrid(int64_t position) {
@@ -280,7 +281,7 @@ int DarlexStream::BuildLocalIndex(const Found& from, AbortOperation abort, Bound
         Log(SourceFile, __LINE__, LogTraceDetail, "Add frame at 0x%08" PRIx64 " with time %s to localindex\n",
             other.position, TimeToText(other.header.second).text);
     }
-    const int64_t gap = DarlexTicksPerSecond / static_cast<int64_t>(localIndex.size());
+    const int64_t gap = Decoders::TicksPerSecond / static_cast<int64_t>(localIndex.size());
     for (DarlexFrameInfo& frame : localIndex) {
         frame.time += frame.ordinal * gap;
     }

@@ -1,5 +1,6 @@
 #include "native/dvd/DVDStream.h"
 
+#include "core/time/Ticks.h"
 #include "interface/LibraryFrame.h"
 #include "model/support/TimeText.h"
 #include "native/dvd/DvdFiles.h"
@@ -21,7 +22,7 @@ namespace {
 
 constexpr const char* SourceFile = "Decoders\\DVD\\DVDStream";
 constexpr AVRational TickBase = {1, 10000000};
-constexpr int64_t TicksPerSecond = 10000000;
+using Decoders::TicksPerSecond;
 // How far before a target a seek starts looking for its VOBU, so that the pictures a target
 // depends on come from the VOBU ahead when the target lies at the start of one.
 constexpr int64_t SeekLead = TicksPerSecond * 3 / 25;
