@@ -1,8 +1,6 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/FaiveleyWriter.h"
-#include "fixtures/formats/TestJpegPictures.h"
-#include "fixtures/jpeg/JpegTestSupport.h"
-#include "formats/RecordingFixture.h"
+#include "fixtures/formats/RecorderChecks.h"
 
 namespace {
 
@@ -25,7 +23,7 @@ struct Variant {
     int32_t quality;
 };
 
-class FaiveleyTest : public RecordingTest, public testing::WithParamInterface<Variant> {};
+class FaiveleyTest : public RecorderTest, public testing::WithParamInterface<Variant> {};
 
 // Two cameras take turns; their names join the site's and the camera's texts, and each picture
 // decodes with the tables of the recording's compression, whether the images are swapped or not.
@@ -41,62 +39,41 @@ TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     AddFile("/f/train.arc",
             WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes);
     ASSERT_EQ(Load(FaiveleyGuid, "/f/train.arc"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(StreamName(streams[0]), "North Depot - Cab");
-    EXPECT_EQ(StreamName(streams[1]), "North Depot - Platform");
-    for (size_t camera = 0; camera < 2; ++camera) {
-        std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ASSERT_EQ(walked.size(), 2u);
-        for (size_t at = 0; at < 2; ++at) {
-            const size_t index = at * 2 + camera;
-            const FaiveleyFrame& frame = frames[index];
-            EXPECT_EQ(walked[at].time.recordedTime,
-                      TicksFromSystemTime(2024, 3, 14, 15, 26, frame.second, frame.hundredths * 10));
-            ASSERT_EQ(walked[at].data.size(), size_t{Width * Height * 3});
-            EXPECT_GE(ComparePicture(pictures[index], walked[at].data.data(), Width * 3).psnr, 25) << index;
-        }
-    }
+    ExpectWalks(TakingTurns(2, 4),
+                [&](const Delivered& frame, size_t index) {
+                    EXPECT_EQ(frame.time.recordedTime,
+                              TicksFromSystemTime(2024, 3, 14, 15, 26, frames[index].second,
+                                                  frames[index].hundredths * 10));
+                    ASSERT_EQ(frame.data.size(), size_t{Width * Height * 3});
+                    EXPECT_GE(ComparePicture(pictures[index], frame.data.data(), Width * 3).psnr, 25);
+                },
+                {"North Depot - Cab", "North Depot - Platform"});
 }
 
 INSTANTIATE_TEST_SUITE_P(Storage, FaiveleyTest,
                          testing::Values(Variant{false, 0, 24}, Variant{true, 'P', 60}));
 
-class FaiveleyDamageTest : public RecordingTest {};
+class FaiveleyDamageTest : public RecorderTest {};
 
 TEST_F(FaiveleyDamageTest, DamagedFilesEndTheLoadWithTheirText) {
     std::vector<FaiveleyFrame> frames(
         3, {1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, Scan(MakeGradient(Width, Height, 3), 24)});
     const FaiveleyFile good = WriteFaiveley("Depot", {{1, "Cab"}}, frames, false);
-    auto changed = [&](size_t at, uint8_t value) {
-        std::vector<uint8_t> bytes = good.bytes;
-        bytes[at] = value;
-        return bytes;
-    };
-    std::vector<uint8_t> lateFrames = changed(472 + 8 + 2, 0x7F);
-    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
-        {changed(104, 0), "DecodeFaiveley LoadingReadComplete failing due to invalid id's\n"},
-        {changed(196 + 8 + 3, 0x10),
-         "DecodeFaiveley LoadingReadComplete failing due to file header parameter offset errors\n"},
-        {lateFrames, "DecodeFaively LoadingReadComplete failing when reading FirstImageHeader\n"},
-        {changed(good.frameStarts.back() + 40, 3),
-         "DecodeFaiveley::LoadingReadComplete unknown image type\n"},
-        {std::vector<uint8_t>(1000, 0),
-         "DecodeFaiveley LoadingOpenComplete failing due to file being too small to contain headers\n"},
-        // A frame whose sector lost its magic is passed over; its data joins the frame before.
-        {changed(good.frameStarts[1], 0), nullptr},
-    };
-    int file = 0;
-    for (const auto& [bytes, text] : cases) {
-        const std::string path = "/bad" + std::to_string(file++) + ".arc";
-        AddFile(path, bytes);
-        if (text != nullptr) {
-            EXPECT_TRUE(LoadFailsWith(FaiveleyGuid, path, text));
-        } else {
-            ASSERT_EQ(Load(FaiveleyGuid, path), 0) << LastError();
-            EXPECT_EQ(WalkForward(VideoStream()).size(), 2u);
-        }
-    }
+    ExpectLoadsFail(
+        FaiveleyGuid, "x.arc",
+        {{WithByte(good.bytes, 104, 0), "DecodeFaiveley LoadingReadComplete failing due to invalid id's\n"},
+         {WithByte(good.bytes, 196 + 8 + 3, 0x10),
+          "DecodeFaiveley LoadingReadComplete failing due to file header parameter offset errors\n"},
+         {WithByte(good.bytes, 472 + 8 + 2, 0x7F),
+          "DecodeFaively LoadingReadComplete failing when reading FirstImageHeader\n"},
+         {WithByte(good.bytes, good.frameStarts.back() + 40, 3),
+          "DecodeFaiveley::LoadingReadComplete unknown image type\n"},
+         {Bytes(1000, 0),
+          "DecodeFaiveley LoadingOpenComplete failing due to file being too small to contain headers\n"}});
+    // A frame whose sector lost its magic is passed over; its data joins the frame before.
+    AddFile("/lost/x.arc", WithByte(good.bytes, good.frameStarts[1], 0));
+    ASSERT_EQ(Load(FaiveleyGuid, "/lost/x.arc"), 0) << LastError();
+    EXPECT_EQ(WalkForward(VideoStream()).size(), 2u);
     AddFile("/bad.arx", good.bytes);
     EXPECT_TRUE(
         LoadFailsWith(FaiveleyGuid, "/bad.arx",

@@ -1,7 +1,5 @@
 #include "fixtures/formats/GeutebruckWriter.h"
-#include "fixtures/formats/TestJpegPictures.h"
-#include "fixtures/jpeg/JpegTestSupport.h"
-#include "formats/RecordingFixture.h"
+#include "fixtures/formats/RecorderChecks.h"
 
 namespace {
 
@@ -20,11 +18,7 @@ std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
     return {jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end()};
 }
 
-int64_t TicksOf(uint32_t day, uint32_t milliseconds) {
-    return ((int64_t{day} - 1) * 86400000 + milliseconds) * 10000;
-}
-
-class GeutebruckTest : public RecordingTest {};
+class GeutebruckTest : public RecorderTest {};
 
 // Two named cameras take turns; frames of mode 0 take the header's own tables, frames of mode
 // 128 the base tables scaled by it, and one entry is longer than the first directory read.
@@ -39,47 +33,29 @@ TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
     }
     AddFile("/g/rec.MBF", WriteGeutebruck({{7, "Till"}, {3, "Entrance"}}, frames).bytes);
     ASSERT_EQ(Load(GeutebruckGuid, "/g/rec.MBF"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(StreamName(streams[0]), "Entrance");
-    EXPECT_EQ(StreamName(streams[1]), "Till");
-    for (size_t camera = 0; camera < 2; ++camera) {
-        std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ASSERT_EQ(walked.size(), 2u);
-        for (size_t at = 0; at < 2; ++at) {
-            const size_t index = at * 2 + camera;
-            EXPECT_EQ(walked[at].time.recordedTime, TicksOf(738000, frames[index].milliseconds));
-            ASSERT_EQ(walked[at].data.size(), size_t{Width * Height * 3});
-            EXPECT_GE(ComparePicture(pictures[at], walked[at].data.data(), Width * 3).psnr, 30) << index;
-        }
-    }
+    ExpectWalks(TakingTurns(2, 4),
+                [&](const Delivered& frame, size_t index) {
+                    EXPECT_EQ(frame.time.recordedTime,
+                              (int64_t{738000 - 1} * 86400000 + frames[index].milliseconds) * 10000);
+                    ASSERT_EQ(frame.data.size(), size_t{Width * Height * 3});
+                    EXPECT_GE(ComparePicture(pictures[index / 2], frame.data.data(), Width * 3).psnr, 30);
+                },
+                {"Entrance", "Till"});
 }
 
 TEST_F(GeutebruckTest, DamagedFilesEndTheLoadWithTheirText) {
     const GeutebruckFile good =
         WriteGeutebruck({}, {{1, 738000, 0, 0, 100, Scan(MakeGradient(Width, Height, 3), 25)}});
-    auto changed = [&](size_t at, uint8_t value) {
-        std::vector<uint8_t> bytes = good.bytes;
-        bytes[at] = value;
-        return bytes;
-    };
     const size_t clusterHead = good.entryStarts[0] - 128;
-    std::vector<uint8_t> noEntries = changed(clusterHead + 24, 0);
-    noEntries[clusterHead + 25] = 0;
-    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
-        {changed(16, 'X'), "DecodeGeutebruck::LoadingReadComplete failed to find MHD0 header\n"},
-        {changed(clusterHead + 36, 0x55),
-         "DecodeGeutebruck::LoadingReadComplete Dir0/Clu0 header offset mismatch\n"},
-        {noEntries, "DecodeGeutebruck::LoadingReadComplete failed with framesInSequence <= 0\n"},
-        {std::vector<uint8_t>(28000, 0),
-         "DecodeGeutebruck::LoadingOpenComplete failed because the file was too short\n"},
-    };
-    int file = 0;
-    for (const auto& [bytes, text] : cases) {
-        const std::string path = "/bad" + std::to_string(file++) + ".mbf";
-        AddFile(path, bytes);
-        EXPECT_TRUE(LoadFailsWith(GeutebruckGuid, path, text));
-    }
+    ExpectLoadsFail(
+        GeutebruckGuid, "x.mbf",
+        {{WithByte(good.bytes, 16, 'X'),
+          "DecodeGeutebruck::LoadingReadComplete failed to find MHD0 header\n"},
+         {WithByte(good.bytes, clusterHead + 36, 0x55),
+          "DecodeGeutebruck::LoadingReadComplete Dir0/Clu0 header offset mismatch\n"},
+         {WithByte(WithByte(good.bytes, clusterHead + 24, 0), clusterHead + 25, 0),
+          "DecodeGeutebruck::LoadingReadComplete failed with framesInSequence <= 0\n"},
+         {Bytes(28000, 0), "DecodeGeutebruck::LoadingOpenComplete failed because the file was too short\n"}});
 }
 
 } // namespace

@@ -1,14 +1,13 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/IndigoVisionWriter.h"
-#include "formats/RecordingFixture.h"
+#include "fixtures/formats/RecorderChecks.h"
 
 namespace {
 
 using namespace FormatTests;
 using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Vorncast::Decoders::TicksFromUnixMilliseconds;
-using Vorn::Vorncast::Decoders::TimeZoneInformation;
 
 constexpr const char* IndigoGuid = "CF20DCA0-3A9A-497f-8CB0-8A765E4CD802";
 constexpr uint64_t Start = 1700000000000;
@@ -17,28 +16,24 @@ Bytes AsBytes(const std::string& text) {
     return Bytes(text.begin(), text.end());
 }
 
-// libavcodec's own pictures of a clip, in order.
-std::vector<CodecTest::Picture> Reference(AVCodecID codec, const std::vector<IndigoFrame>& clip) {
-    CodecTest::EncodedVideo video;
-    for (const IndigoFrame& frame : clip) {
-        video.frames.push_back({frame.data, frame.key, 0});
-    }
-    return CodecTest::ReferenceDecode(codec, video, false);
-}
-
-class IndigoVisionTest : public RecordingTest {
+class IndigoVisionTest : public RecorderTest {
 protected:
+    // Every frame of the channel with its time and libavcodec's own picture, then into the middle of
+    // the second group of pictures and on by one.
     void ExpectChannel(int stream, const std::vector<IndigoFrame>& clip, AVCodecID codec) {
-        std::vector<CodecTest::Picture> reference = Reference(codec, clip);
-        std::vector<Delivered> walked = WalkForward(stream);
+        CodecTest::EncodedVideo video;
+        for (const IndigoFrame& frame : clip) {
+            video.frames.push_back({frame.data, frame.key, 0});
+        }
+        const std::vector<CodecTest::Picture> reference = CodecTest::ReferenceDecode(codec, video, false);
+        const std::vector<Delivered> walked = WalkForward(stream);
         ASSERT_EQ(walked.size(), clip.size());
         for (size_t index = 0; index < walked.size(); ++index) {
             EXPECT_EQ(walked[index].time.recordedTime, TicksFromUnixMilliseconds(clip[index].milliseconds));
             ASSERT_EQ(walked[index].data.size(), reference[index].Bytes()) << index;
             EXPECT_GE(CodecTest::Psnr(reference[index], walked[index].data.data()), 40.0) << index;
         }
-        // Into the middle of the second group of pictures, and on by one.
-        Delivered middle = GoTo(stream, TicksFromUnixMilliseconds(clip[7].milliseconds));
+        const Delivered middle = GoTo(stream, TicksFromUnixMilliseconds(clip[7].milliseconds));
         ASSERT_EQ(middle.status, 0);
         EXPECT_GE(CodecTest::Psnr(reference[7], middle.data.data()), 40.0);
         EXPECT_GE(CodecTest::Psnr(reference[8], Next(stream).data.data()), 40.0);
@@ -46,13 +41,14 @@ protected:
 };
 
 // An incident: its camera list names the channels by the beginning of their file names; an MPEG-4
-// and an H.264 channel interleave in time and each keeps its own pictures, times and zone.
+// and an H.264 channel interleave in time and each keeps its own pictures, times and zone. A file
+// with no incident above it loads alone, named by its file.
 TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCodec) {
-    std::vector<IndigoFrame> gate = EncodeIndigoClip("mpeg4", 64, 48, 10, 5, Start);
-    std::vector<IndigoFrame> yard = EncodeIndigoClip("libx264", 64, 48, 10, 5, Start + 20);
+    const std::vector<IndigoFrame> gate = EncodeIndigoClip("mpeg4", 64, 48, 10, 5, Start);
+    const std::vector<IndigoFrame> yard = EncodeIndigoClip("libx264", 64, 48, 10, 5, Start + 20);
     ASSERT_FALSE(gate.empty());
     ASSERT_FALSE(yard.empty()) << "libx264 is needed";
-    TimeZoneInformation zone{};
+    Vorn::Vorncast::Decoders::TimeZoneInformation zone{};
     zone.Bias = -60;
     AddFile("/case/incident.ivi", AsBytes(IndigoIncident("db", "Footage")));
     AddFile("/case/db/sites.vdb", AsBytes(IndigoSites({{3, "Gate"}, {7, "local:Yard"}, {200, "Gate"}})));
@@ -60,7 +56,6 @@ TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCode
     AddFile("/case/Footage/Yard.vmf", WriteIndigoFootage(yard, nullptr, 0x20).bytes);
     AddFile("/case/Footage/notes.txt", AsBytes("not footage"));
     ASSERT_EQ(Load(IndigoGuid, "/case/Footage/Yard.vmf"), 0) << LastError();
-
     std::vector<int> streams = VideoStreams();
     ASSERT_EQ(streams.size(), 2u);
     EXPECT_EQ(StreamName(streams[0]), "Gate");
@@ -68,51 +63,36 @@ TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCode
     ExpectChannel(streams[0], gate, AV_CODEC_ID_MPEG4);
     ExpectChannel(streams[1], yard, AV_CODEC_ID_H264);
     EXPECT_EQ(GoTo(streams[0], TicksFromUnixMilliseconds(Start)).time.zoneKnown, 1);
-}
 
-// A file with no incident above it loads alone, named by its file.
-TEST_F(IndigoVisionTest, FootageWithoutAnIncidentLoadsAlone) {
-    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 64, 48, 10, 5, Start);
-    AddFile("/loose/Lobby.vmf", WriteIndigoFootage(clip, nullptr).bytes);
+    AddFile("/loose/Lobby.vmf", WriteIndigoFootage(gate, nullptr).bytes);
     ASSERT_EQ(Load(IndigoGuid, "/loose/Lobby.vmf"), 0) << LastError();
-    ASSERT_EQ(VideoStreams().size(), 1u);
-    EXPECT_EQ(StreamName(VideoStreams()[0]), "Lobby");
-    ExpectChannel(VideoStreams()[0], clip, AV_CODEC_ID_MPEG4);
+    streams = VideoStreams();
+    ASSERT_EQ(streams.size(), 1u);
+    EXPECT_EQ(StreamName(streams[0]), "Lobby");
+    ExpectChannel(streams[0], gate, AV_CODEC_ID_MPEG4);
 }
 
 TEST_F(IndigoVisionTest, DamagedExportsEndTheLoadWithTheirText) {
-    std::vector<IndigoFrame> clip = EncodeIndigoClip("mpeg4", 64, 48, 4, 2, Start);
-    struct Case {
-        std::string path;
-        std::vector<std::pair<std::string, Bytes>> files;
-        const char* text;
-    };
-    const Case cases[] = {
-        {"/a/x.mp4",
-         {{"/a/x.mp4", WriteIndigoFootage(clip, nullptr, 0x30).bytes}},
-         "DecodeIndigoVision::LoadingReadComplete cannot handle MP4 files without VSES tag at 0x10 or "
-         "0x20\n"},
-        {"/b/i.ivi",
-         {{"/b/i.ivi", AsBytes("just one line\r\n")}},
-         "DecodeIndigoVision::LoadingReadComplete failing with incorrect number a fields, parsing ivi\n"},
-        {"/c/i.ivi",
-         {{"/c/i.ivi", AsBytes(IndigoIncident("db", "F"))},
-          {"/c/db/sites.vdb", AsBytes("<Site/>")},
-          {"/c/F/readme.txt", AsBytes("x")}},
-         "DecodeIndigoVision LoadingFileListComplete failing due to list of footage files with no mp4 or vmf "
-         "files\n"},
-        {"/d/empty.vmf",
-         {{"/d/empty.vmf", WriteIndigoFootage({}, nullptr).bytes}},
-         "DecodeIndigoVisoin::LoadingReadComplete failed to identify compression type\n"},
-    };
-    for (const Case& damaged : cases) {
-        LoggedTexts().clear();
-        for (const auto& [path, bytes] : damaged.files) {
-            AddFile(path, bytes);
-        }
-        EXPECT_NE(Load(IndigoGuid, damaged.path), 0) << damaged.path;
-        EXPECT_TRUE(WasLogged(damaged.text)) << damaged.path;
-    }
+    AddFile("/a/x.mp4",
+            WriteIndigoFootage(EncodeIndigoClip("mpeg4", 64, 48, 4, 2, Start), nullptr, 0x30).bytes);
+    EXPECT_TRUE(LoadFailsWith(IndigoGuid, "/a/x.mp4",
+                              "DecodeIndigoVision::LoadingReadComplete cannot handle MP4 files without VSES "
+                              "tag at 0x10 or 0x20\n"));
+    AddFile("/b/i.ivi", AsBytes("just one line\r\n"));
+    EXPECT_TRUE(LoadFailsWith(
+        IndigoGuid, "/b/i.ivi",
+        "DecodeIndigoVision::LoadingReadComplete failing with incorrect number a fields, parsing ivi\n"));
+    AddFile("/c/i.ivi", AsBytes(IndigoIncident("db", "F")));
+    AddFile("/c/db/sites.vdb", AsBytes("<Site/>"));
+    AddFile("/c/F/readme.txt", AsBytes("x"));
+    EXPECT_TRUE(
+        LoadFailsWith(IndigoGuid, "/c/i.ivi",
+                      "DecodeIndigoVision LoadingFileListComplete failing due to list of footage files "
+                      "with no mp4 or vmf files\n"));
+    AddFile("/d/empty.vmf", WriteIndigoFootage({}, nullptr).bytes);
+    EXPECT_TRUE(
+        LoadFailsWith(IndigoGuid, "/d/empty.vmf",
+                      "DecodeIndigoVisoin::LoadingReadComplete failed to identify compression type\n"));
 }
 
 } // namespace

@@ -1,9 +1,8 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/LorikanWriter.h"
-#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
-#include "formats/RecordingFixture.h"
 
 namespace {
 
@@ -21,7 +20,7 @@ template <class Check> void ExpectInChildProcess(Check check) {
     EXPECT_EXIT(std::_Exit(check() ? 0 : 1), ::testing::ExitedWithCode(0), "");
 }
 
-class LorikanTest : public RecordingTest {
+class LorikanTest : public RecorderTest {
 protected:
     // Six JPEG frames of two cameras, three on one stamp and three on a stamp 0.6 s later, in data
     // files too small for a picture, so that most pictures run on into the next file.
@@ -58,24 +57,16 @@ TEST_F(LorikanTest, VixFramesRunAcrossDataFilesAndKeepTheirCamerasAndTimes) {
     AddVix("/v/", vix, "/v/data/");
     AddFile("/v/clip.txt", VixCompanionText("/v/data"));
     ASSERT_EQ(Load(VixGuid, "/v/clip.vix"), 0) << LastError();
-    EXPECT_TRUE(WasLogged("DecodeLorikanVix loaded with 6 frames\n"));
-    const std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
     const int64_t streamTimes[] = {Start + 1000000,           Start + 3000000,
                                    Start + 5000000,           Start + 6000000 + 1666666,
                                    Start + 6000000 + 4999999, Start + 6000000 + 8333332};
-    for (size_t camera = 0; camera < 2; ++camera) {
-        EXPECT_EQ(StreamName(streams[camera]), camera == 0 ? "Gate" : "Yard");
-        const std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ASSERT_EQ(walked.size(), 3u);
-        for (size_t at = 0; at < walked.size(); ++at) {
-            const size_t index = at * 2 + camera;
-            EXPECT_EQ(walked[at].time.recordedTime, Start + (index < 3 ? 0 : 6000000)) << index;
-            EXPECT_EQ(walked[at].time.streamTime, streamTimes[index]) << index;
-            ASSERT_EQ(walked[at].data.size(), pictures[index].bgr.size());
-            EXPECT_LT(CompareBgr(pictures[index], walked[at].data.data(), 64 * 3).meanAbsolute, 3.0) << index;
-        }
-    }
+    ExpectWalks(TakingTurns(2, 6),
+                [&](const Delivered& frame, size_t index) {
+                    EXPECT_EQ(frame.time.recordedTime, Start + (index < 3 ? 0 : 6000000));
+                    EXPECT_EQ(frame.time.streamTime, streamTimes[index]);
+                    ExpectNear(pictures[index], frame);
+                },
+                {"Gate", "Yard"});
 }
 
 // The first kind of index: JPEG 2000 files of 720 x 288 whatever the header says, an index box
@@ -88,7 +79,6 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     VixLayout layout;
     layout.secondKind = false;
     layout.indexRunsToEnd = true;
-    layout.formatType = 1; // overruled by the first kind
     layout.width = 32;
     layout.height = 32;
     layout.fileTableVersion = 0;
@@ -98,42 +88,27 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     const VixRecording vix = WriteVix(layout, {{Start, 0, jp2}, {Start, 0, jp2}});
     AddVix("/w/", vix, "");
     ASSERT_EQ(Load(VixGuid, "/w/clip.vix"), 0) << LastError();
-    const std::vector<Delivered> walked = WalkForward(VideoStream());
-    ASSERT_EQ(walked.size(), 2u);
-    for (size_t index = 0; index < 2; ++index) {
-        EXPECT_EQ(walked[index].time.recordedTime, Start);
-        EXPECT_EQ(walked[index].time.streamTime, Start + static_cast<int64_t>(index) * 400000);
-        EXPECT_GT(Jpeg2000Testing::Psnr(walked[index].data, Jpeg2000Testing::ToBgr(rgb)), 30.0);
-    }
+    ExpectWalks({{0, 1}}, [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, Start);
+        EXPECT_EQ(frame.time.streamTime, Start + static_cast<int64_t>(index) * 400000);
+        EXPECT_GT(Jpeg2000Testing::Psnr(frame.data, Jpeg2000Testing::ToBgr(rgb)), 30.0);
+    });
 }
 
 TEST_F(LorikanTest, DamagedVixIndexesEndTheLoadWithTheirText) {
     const VixRecording good = WriteJpegVix("/d/");
-    auto changed = [&](uint64_t at, uint8_t value) {
-        std::vector<uint8_t> bytes = good.index;
-        bytes[at] = value;
-        return bytes;
-    };
+    const Bytes& index = good.index;
     const std::string prefix = "DecodeLorikanVix::LoadingReadComplete failed ";
-    const std::pair<std::vector<uint8_t>, std::string> cases[] = {
-        {changed(4, 'w'), prefix + "with bad file signature\n"},
-        {changed(16, 'F'), prefix + "ftyp expected\n"},
-        {changed(20, 'V'), prefix + "not vix type\n"},
-        {changed(15, 229), prefix + "bad box size\n"},
-        {changed(good.headerBoxAt + 4, 'I'), prefix + "ixhd not found\n"},
-        {changed(good.headerBoxAt + 12, 'X'), prefix + "ParseIndexHeader\n"},
-        {changed(good.frameIndexAt + 4, 'X'), prefix + "not ixbd or ixb2\n"},
-        {changed(good.frameIndexAt + 8, 2), prefix + "unexpected version\n"},
-        {std::vector<uint8_t>(good.index.begin(), good.index.end() - 30), prefix + "with bad result\n"},
-    };
-    int file = 0;
-    for (const auto& [bytes, text] : cases) {
-        LoggedTexts().clear();
-        const std::string path = "/bad" + std::to_string(file++) + "/clip.vix";
-        AddFile(path, bytes);
-        EXPECT_NE(Load(VixGuid, path), 0) << text;
-        EXPECT_TRUE(WasLogged(text)) << text;
-    }
+    ExpectLoadsFail(VixGuid, "clip.vix",
+                    {{WithByte(index, 4, 'w'), prefix + "with bad file signature\n"},
+                     {WithByte(index, 16, 'F'), prefix + "ftyp expected\n"},
+                     {WithByte(index, 20, 'V'), prefix + "not vix type\n"},
+                     {WithByte(index, 15, 229), prefix + "bad box size\n"},
+                     {WithByte(index, good.headerBoxAt + 4, 'I'), prefix + "ixhd not found\n"},
+                     {WithByte(index, good.headerBoxAt + 12, 'X'), prefix + "ParseIndexHeader\n"},
+                     {WithByte(index, good.frameIndexAt + 4, 'X'), prefix + "not ixbd or ixb2\n"},
+                     {WithByte(index, good.frameIndexAt + 8, 2), prefix + "unexpected version\n"},
+                     {CutTo(index, index.size() - 30), prefix + "with bad result\n"}});
 }
 
 // Two matching texts are too many; a text under 256 bytes ends the load without a word; a data
@@ -143,9 +118,8 @@ TEST_F(LorikanTest, CompanionTextsAndMissingDataFiles) {
     AddFile("/two/clip.vix", vix.index);
     AddFile("/two/clip.txt", VixCompanionText("/d"));
     AddFile("/two/old/clip.txt", VixCompanionText("/d"));
-    EXPECT_NE(Load(VixGuid, "/two/clip.vix"), 0);
-    EXPECT_TRUE(WasLogged("DecodeLorikanVix::LoadingFileListComplete too many files\n"));
-
+    EXPECT_TRUE(LoadFailsWith(VixGuid, "/two/clip.vix",
+                              "DecodeLorikanVix::LoadingFileListComplete too many files\n"));
     LoggedTexts().clear();
     AddFile("/short/clip.vix", vix.index);
     AddFile("/short/clip.txt", std::vector<uint8_t>(255, 'a'));
@@ -173,7 +147,7 @@ constexpr IndexCase IndexCases[] = {{false, true}, {false, false}, {true, true},
 // The cases run one after the other in one test rather than as parameters of a suite: decoder types
 // exist once in a process, and a suite of parameters would run after the damage sweeps, which may
 // leave them refusing every call.
-class LorikanIndexTest : public RecordingTest {
+class LorikanIndexTest : public RecorderTest {
 protected:
     void Take(const IndexCase& next) {
         format = next;
@@ -216,24 +190,15 @@ TEST_F(LorikanIndexTest, EveryFrameDecodesExactlyWithItsTimeAndCamera) {
         AddFile(Index(), recording.index);
         AddFile(folder + "clip.dat", recording.data);
         ASSERT_EQ(Load(Guid(), Index()), 0) << LastError();
-        const std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), format.master ? 2u : 1u);
-        const std::vector<std::vector<size_t>> order = format.master
-                                                           ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
-                                                           : std::vector<std::vector<size_t>>{{0, 1, 2, 3}};
         const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
-        for (size_t stream = 0; stream < streams.size(); ++stream) {
-            if (format.master) {
-                EXPECT_EQ(StreamName(streams[stream]), stream == 0 ? "North" : "South");
-            }
-            const std::vector<Delivered> walked = WalkForward(streams[stream]);
-            ASSERT_EQ(walked.size(), order[stream].size());
-            for (size_t at = 0; at < walked.size(); ++at) {
-                const size_t index = order[stream][at];
-                EXPECT_EQ(walked[at].time.recordedTime, Start + offsets[index]) << index;
-                EXPECT_EQ(walked[at].data, pictures[index].pixels) << index;
-            }
-        }
+        ExpectWalks(
+            format.master ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
+                          : std::vector<std::vector<size_t>>{{0, 1, 2, 3}},
+            [&](const Delivered& frame, size_t index) {
+                EXPECT_EQ(frame.time.recordedTime, Start + offsets[index]);
+                EXPECT_EQ(frame.data, pictures[index].pixels);
+            },
+            format.master ? std::vector<std::string>{"North", "South"} : std::vector<std::string>{});
     }
 }
 
@@ -242,39 +207,34 @@ TEST_F(LorikanIndexTest, DamagedIndexesAndMissingDataFiles) {
         Take(next);
         SCOPED_TRACE(Index());
         const std::string name = format.master ? "DecodeLorikanMaster" : "DecodeLorikan";
+        const std::string badHeader = name + "::LoadingReadComplete failed because file has invalid header\n";
+        const std::string badFile =
+            name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n";
         LorikanIndexRecording recording = Write(false);
         recording.index[0] = 'X';
         AddFile(Index(), recording.index);
-        EXPECT_NE(Load(Guid(), Index()), 0);
-        EXPECT_TRUE(WasLogged(name + "::LoadingReadComplete failed because file has invalid header\n"));
-
+        EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badHeader));
         Take(next);
         AddFile(Index(), std::vector<uint8_t>(155, 0));
-        EXPECT_NE(Load(Guid(), Index()), 0);
-        EXPECT_TRUE(
-            WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
+        EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badFile));
 
         // The master index's version test lets no digits pass: the layout with a version text fails
         // without a word, where the single-camera index loads it.
         if (format.master) {
             LoggedTexts().clear();
             Take(next);
-            AddFile(Index(), Write(true).index);
-            AddFile(folder + "clip.dat", Write(true).data);
+            recording = Write(true);
+            AddFile(Index(), recording.index);
+            AddFile(folder + "clip.dat", recording.data);
             EXPECT_NE(Load(Guid(), Index()), 0);
-            EXPECT_FALSE(WasLogged(name + "::LoadingReadComplete failed because file has invalid header\n"));
-            EXPECT_FALSE(
-                WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
+            EXPECT_FALSE(WasLogged(badHeader) || WasLogged(badFile));
         }
 
         // No data file: the master index fails its load, the other its first frame.
-        LoggedTexts().clear();
         Take(next);
         AddFile(Index(), Write(false).index);
         if (format.master) {
-            EXPECT_NE(Load(Guid(), Index()), 0);
-            EXPECT_TRUE(
-                WasLogged(name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n"));
+            EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badFile));
         } else {
             ExpectInChildProcess([&] {
                 return Load(Guid(), Index()) == 0 && Next(VideoStream()).status != 0 &&

@@ -1,8 +1,7 @@
 #include "core/time/Ticks.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/SanyoWriter.h"
-#include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
-#include "formats/RecordingFixture.h"
 
 #include <cctype>
 
@@ -20,16 +19,15 @@ int64_t TicksOf(uint32_t seconds) {
     return (int64_t{seconds} + 946684800 + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class SanyoTest : public RecordingTest {
+class SanyoTest : public RecorderTest {
 protected:
-    void Add(const SanyoFiles& files, bool lowerCase = false) {
+    void Add(const SanyoFiles& files, const std::string& top = "", bool lowerCase = false) {
         for (auto [path, bytes] : files) {
             if (lowerCase) {
-                for (char& c : path) {
-                    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-                }
+                std::transform(path.begin(), path.end(), path.begin(),
+                               [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
             }
-            AddFile(path, bytes);
+            AddFile(top + path, bytes);
         }
     }
 };
@@ -47,21 +45,12 @@ TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
     }
     Add(WriteSanyo("/disk/SANYO", "00003", {"Front", "Back"}, frames, false));
     ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00003/INFO/00003.inf"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(StreamName(streams[0]), "Front");
-    EXPECT_EQ(StreamName(streams[1]), "Back");
-    for (size_t camera = 0; camera < 2; ++camera) {
-        std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ASSERT_EQ(walked.size(), 3u);
-        for (size_t at = 0; at < walked.size(); ++at) {
-            const size_t index = at * 2 + camera;
-            EXPECT_EQ(walked[at].time.recordedTime, TicksOf(frames[index].seconds));
-            ASSERT_EQ(walked[at].data.size(), pictures[index].bgr.size());
-            EXPECT_LT(CompareBgr(pictures[index], walked[at].data.data(), Width * 3).meanAbsolute, 3.0)
-                << index;
-        }
-    }
+    ExpectWalks(TakingTurns(2, 6),
+                [&](const Delivered& frame, size_t index) {
+                    EXPECT_EQ(frame.time.recordedTime, TicksOf(frames[index].seconds));
+                    ExpectNear(pictures[index], frame);
+                },
+                {"Front", "Back"});
 }
 
 // JPEG 2000 images behind the recorder's header, in a tree whose names are all in lower case.
@@ -73,33 +62,28 @@ TEST_F(SanyoTest, Jpeg2000ImagesInATreeOfAnyCase) {
                           Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, Width, Height), Width,
                                                   Height, {.jp2 = index == 1})});
     }
-    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), true);
+    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), "", true);
     ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
-    std::vector<Delivered> walked = WalkForward(VideoStream());
-    ASSERT_EQ(walked.size(), 3u);
-    for (size_t at = 0; at < walked.size(); ++at) {
-        EXPECT_EQ(walked[at].time.recordedTime, TicksOf(Start + static_cast<uint32_t>(at)));
-        EXPECT_EQ(walked[at].data, Jpeg2000Testing::ToBgr(rgb)) << at;
-    }
+    ExpectWalks(TakingTurns(1, 3), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, TicksOf(Start + static_cast<uint32_t>(index)));
+        EXPECT_EQ(frame.data, Jpeg2000Testing::ToBgr(rgb));
+    });
 }
 
 TEST_F(SanyoTest, DamagedTreesEndTheLoadWithTheirText) {
-    const std::vector<SanyoFrame> frames = {
-        {Start, 0, 1, EncodeTestJpeg(MakeQuadrantPicture(Width, Height))}};
-    const SanyoFiles good = WriteSanyo("/SANYO", "00001", {}, frames, false);
-    SanyoFiles noFrames = good;
+    const SanyoFiles good = WriteSanyo(
+        "/SANYO", "00001", {}, {{Start, 0, 1, EncodeTestJpeg(MakeQuadrantPicture(Width, Height))}}, false);
+    SanyoFiles noFrames = good, brokenImage = good, shortIndex = good;
     noFrames[0].second.assign(592, 0);
-    SanyoFiles brokenImage = good;
     brokenImage[1].second.resize(2);
-    SanyoFiles noImages = {good[0]};
     // The index may name more records than it holds: those it holds load.
-    SanyoFiles shortIndex = good;
     shortIndex[0].second[0] = 9;
     const std::tuple<SanyoFiles, const char*, const char*> cases[] = {
         {noFrames, "00001/INFO/00001.inf", "DecodeSanyo::LoadingReadComplete no frames found\n"},
         {brokenImage, "00001/INFO/00001.inf",
          "DecodeSanyo::LoadReadComplete failed to decode first image header\n"},
-        {noImages, "00001/INFO/00001.inf",
+        {{good[0]},
+         "00001/INFO/00001.inf",
          "DecodeSanyo::LoadingFileListComplete failed because fileList had no entries\n"},
         {good, "00001/INFO/00001.txt", "DecodeSanyo::LoadingCore: extension not recognised\n"},
         {good, "IMG00001/00000001.jpg", "DecodeSanyo::LoadingCore directory not valid\n"},
@@ -108,9 +92,7 @@ TEST_F(SanyoTest, DamagedTreesEndTheLoadWithTheirText) {
     int tree = 0;
     for (const auto& [files, name, text] : cases) {
         const std::string top = "/t" + std::to_string(tree++);
-        for (const auto& [path, bytes] : files) {
-            AddFile(top + path, bytes);
-        }
+        Add(files, top);
         AddFile(top + "/SANYO/IMG00001/00000001.jpg", files.size() > 1 ? files[1].second : Bytes{});
         if (text != nullptr) {
             EXPECT_TRUE(LoadFailsWith(SanyoGuid, top + "/SANYO/" + name, text));

@@ -1,7 +1,7 @@
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/time/Ticks.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
-#include "formats/RecordingFixture.h"
 
 #include <cstring>
 
@@ -34,17 +34,17 @@ std::vector<X100Frame> TwoCameras() {
             {0, false, {{600, 0, 100, 100, 7, 7, 7}}}};
 }
 
-class TimeSpaceTest : public RecordingTest {
+class TimeSpaceTest : public RecorderTest {
 protected:
     void SetUp() override {
-        RecordingTest::SetUp();
+        RecorderTest::SetUp();
         SetTimeSpacePictureDecoder(PaintTimeSpaceUpdate);
         SetTimeSpaceFrameDecoder(PaintTimeSpaceFrame);
     }
     void TearDown() override {
         SetTimeSpacePictureDecoder(nullptr);
         SetTimeSpaceFrameDecoder(nullptr);
-        RecordingTest::TearDown();
+        RecorderTest::TearDown();
     }
     // The picture of frame `index`: its camera's key frame and every later frame up to it, lines
     // in the order the stream delivers them.
@@ -72,54 +72,39 @@ protected:
 
 // Each camera's frames come out built on their key frame, timed between the key frames around them
 // (31 in the seconds field is 31 seconds); the directory may lie in front of the frames or behind.
+// Going back within one key frame's run starts again from the kept key picture: one read, for the
+// frame itself.
 TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
     const std::vector<X100Frame> frames = TwoCameras();
     const int64_t base = TicksFromSystemTime(2024, 3, 14, 10, 0, 0, 0);
     const int64_t second = TicksPerSecond;
+    const int64_t step = 29 * second / 4;
     const int64_t times[] = {base,
                              base + 2 * second,
-                             base + 2 * second + 29 * second / 4,
-                             base + 2 * second + 2 * 29 * second / 4,
-                             base + 2 * second + 3 * 29 * second / 4,
+                             base + 2 * second + step,
+                             base + 2 * second + 2 * step,
+                             base + 2 * second + 3 * step,
                              base + 31 * second,
-                             base + 31 * second + 29 * second / 4,
-                             base + 31 * second + 2 * 29 * second / 4};
-    const std::vector<std::vector<size_t>> byCamera = {{0, 2, 4, 5, 7}, {1, 3, 6}};
+                             base + 31 * second + step,
+                             base + 31 * second + 2 * step};
     for (bool inFront : {false, true}) {
         SCOPED_TRACE(inFront ? "directory in front" : "directory behind");
         const X100File file = WriteTimeSpaceX100(frames, inFront);
         const std::string path = inFront ? "/front/rec.oba" : "/behind/rec.oba";
         AddFile(path, file.bytes);
         ASSERT_EQ(Load(X100Guid, path), 0) << LastError();
-        const std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), 2u);
-        for (size_t camera = 0; camera < 2; ++camera) {
-            const std::vector<Delivered> walked = WalkForward(streams[camera]);
-            ASSERT_EQ(walked.size(), byCamera[camera].size());
-            for (size_t at = 0; at < walked.size(); ++at) {
-                const size_t index = byCamera[camera][at];
-                EXPECT_EQ(walked[at].time.recordedTime, times[index]) << index;
-                EXPECT_TRUE(walked[at].data == Expected(file, frames, index)) << index;
-            }
-        }
+        std::vector<int64_t> streamTimes(frames.size());
+        ExpectWalks({{0, 2, 4, 5, 7}, {1, 3, 6}}, [&](const Delivered& frame, size_t index) {
+            EXPECT_EQ(frame.time.recordedTime, times[index]);
+            EXPECT_TRUE(frame.data == Expected(file, frames, index));
+            streamTimes[index] = frame.time.streamTime;
+        });
+        const int stream = VideoStreams()[0];
+        ASSERT_EQ(GoTo(stream, streamTimes[4]).status, 0);
+        const int readsBefore = countingFiles.reads;
+        EXPECT_TRUE(GoTo(stream, streamTimes[2]).data == Expected(file, frames, 2));
+        EXPECT_EQ(countingFiles.reads - readsBefore, 1);
     }
-}
-
-// Going back within one key frame's run starts again from the kept key picture: one read, for
-// the frame itself.
-TEST_F(TimeSpaceTest, StepsBackWithinAKeyRunReadOnlyTheFramesApplied) {
-    const std::vector<X100Frame> frames = TwoCameras();
-    const X100File file = WriteTimeSpaceX100(frames, false);
-    AddFile("/r/rec.oba", file.bytes);
-    ASSERT_EQ(Load(X100Guid, "/r/rec.oba"), 0) << LastError();
-    const int stream = VideoStreams()[0];
-    const std::vector<Delivered> walked = WalkForward(stream);
-    ASSERT_EQ(walked.size(), 5u);
-    ASSERT_EQ(GoTo(stream, walked[2].time.streamTime).status, 0);
-    const int readsBefore = countingFiles.reads;
-    const Delivered back = GoTo(stream, walked[1].time.streamTime);
-    EXPECT_EQ(countingFiles.reads - readsBefore, 1);
-    EXPECT_TRUE(back.data == Expected(file, frames, 2));
 }
 
 TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
@@ -130,29 +115,22 @@ TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
         return bytes;
     };
     const std::string prefix = "DecodeTimeSpaceX100::LoadingReadComplete ";
-    const std::pair<std::vector<uint8_t>, std::string> cases[] = {
-        {changed(8, 2), prefix + "failed because dirHeader.Type != 1\n"},
-        {changed(4, 100000001), prefix + "failed because dirHeader.Length > 100000000\n"},
-        {changed(4, 0), "DecodeTimeSpaceX100 ReadComplete with no images in KEYFRAMEV2 header\n"},
-        {changed(good.directoryAt + 32, 99),
-         "DecodeTimeSpaceX100::LoadingReadComplete() KeyFrameV2 headers not sequential\n"},
-        {changed(good.frameStarts[3], 0), "TimeSpace LoadingReadComplete() - invalid image header\n"},
-        {changed(good.directoryAt + 36, 0x10000),
-         "DecodeTimeSpace::LoadingReadComplete() past end of frameInfoList\n"},
-        {std::vector<uint8_t>(31, 0),
-         "DecodeTimeSpaceX100::LoadingOpenComplete failing because fileId or fileSize was invalid\n"},
-    };
-    int file = 0;
-    for (const auto& [bytes, text] : cases) {
-        LoggedTexts().clear();
-        const std::string path = "/bad" + std::to_string(file++) + ".oba";
-        AddFile(path, bytes);
-        EXPECT_NE(Load(X100Guid, path), 0) << text;
-        EXPECT_TRUE(WasLogged(text)) << text;
-    }
+    ExpectLoadsFail(
+        X100Guid, "x.oba",
+        {{changed(8, 2), "DecodeTimeSpaceX100::LoadingReadComplete failed because dirHeader.Type != 1\n"},
+         {changed(4, 100000001),
+          "DecodeTimeSpaceX100::LoadingReadComplete failed because dirHeader.Length > 100000000\n"},
+         {changed(4, 0), "DecodeTimeSpaceX100 ReadComplete with no images in KEYFRAMEV2 header\n"},
+         {changed(good.directoryAt + 32, 99),
+          "DecodeTimeSpaceX100::LoadingReadComplete() KeyFrameV2 headers not sequential\n"},
+         {changed(good.frameStarts[3], 0), "TimeSpace LoadingReadComplete() - invalid image header\n"},
+         {changed(good.directoryAt + 36, 0x10000),
+          "DecodeTimeSpace::LoadingReadComplete() past end of frameInfoList\n"},
+         {Bytes(31, 0),
+          "DecodeTimeSpaceX100::LoadingOpenComplete failing because fileId or fileSize was invalid\n"}});
     AddFile("/rec.obx", good.bytes);
-    EXPECT_NE(Load(X100Guid, "/rec.obx"), 0);
-    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX100::LoadingCore failed with unsupported file extension\n"));
+    EXPECT_TRUE(LoadFailsWith(X100Guid, "/rec.obx",
+                              "DecodeTimeSpaceX100::LoadingCore failed with unsupported file extension\n"));
 }
 
 // ---- X200 ----
@@ -161,21 +139,9 @@ TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
 // frames; camera 0's second key frame lies in the second file.
 std::vector<std::vector<X200Record>> TwoFiles() {
     auto frame = [](uint32_t kind, uint32_t camera, PaintedRectangle paint, uint8_t second) {
-        X200Record record;
-        record.type = kind;
-        record.camera = camera;
-        record.update = {paint};
-        record.second = second;
-        record.minute = 30;
-        record.hour = 9;
-        record.day = 14;
-        record.month = 3;
-        return record;
+        return X200Record{kind, camera, {paint}, second, 30, 9, 14, 3};
     };
-    X200Record passed, other;
-    passed.type = 254;
-    other.type = 7;
-    other.update = {{1, 2, 3, 4, 5, 6, 7}};
+    const X200Record passed{254}, other{7, 0, {{1, 2, 3, 4, 5, 6, 7}}};
     return {{frame(0, 0, {0, 0, 720, 288, 200, 0, 0}, 0), frame(0, 1, {0, 0, 720, 288, 0, 200, 0}, 0), passed,
              frame(1, 0, {10, 10, 100, 50, 0, 0, 250}, 1), other,
              frame(1, 1, {300, 200, 40, 40, 1, 2, 3}, 1)},
@@ -227,31 +193,25 @@ TEST_F(TimeSpaceTest, X200CamerasStepThroughTheirFramesAcrossFiles) {
 }
 
 // A last file cut inside a record keeps the frames before the cut; a set without frames and a
-// path of another extension fail.
+// path of another extension fail. A damaged camera word that aliases camera 0 puts a frame without a
+// key frame among camera 0's: the walk reaches the end, with camera 0's own frames as they were
+// painted.
 TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
     const std::vector<std::vector<X200Record>> files = TwoFiles();
     const X200File last = WriteTimeSpaceX200(files[1]);
     AddFile("/c/a.xba", WriteTimeSpaceX200(files[0]).bytes);
-    AddFile("/c/b.xba",
-            std::vector<uint8_t>(last.bytes.begin(), last.bytes.begin() + last.recordStarts[1] + 30));
+    AddFile("/c/b.xba", CutTo(last.bytes, last.recordStarts[1] + 30));
     ASSERT_EQ(Load(X200Guid, "/c/a.xba"), 0) << LastError();
     EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200 LoadingReadComplete failed with bad result\n"));
     EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 3u);
 
-    X200Record passed;
-    passed.type = 254;
-    AddFile("/n/a.xba", WriteTimeSpaceX200({passed}).bytes);
-    EXPECT_NE(Load(X200Guid, "/n/a.xba"), 0);
-    EXPECT_TRUE(WasLogged("Failed to find any frames\n"));
+    AddFile("/n/a.xba", WriteTimeSpaceX200({X200Record{254}}).bytes);
+    EXPECT_TRUE(LoadFailsWith(X200Guid, "/n/a.xba", "Failed to find any frames\n"));
     AddFile("/n/a.xbb", WriteTimeSpaceX200(files[0]).bytes);
-    EXPECT_NE(Load(X200Guid, "/n/a.xbb"), 0);
-    EXPECT_TRUE(WasLogged("DecodeTimeSpaceX200::LoadingCore failed with unsupported file extension\n"));
-}
+    EXPECT_TRUE(LoadFailsWith(X200Guid, "/n/a.xbb",
+                              "DecodeTimeSpaceX200::LoadingCore failed with unsupported file extension\n"));
 
-// A damaged camera word that aliases camera 0 puts a frame without a key frame among camera 0's:
-// the walk reaches the end, with camera 0's own frames as they were painted.
-TEST_F(TimeSpaceTest, X200AliasedCameraWordEndsTheWalk) {
-    std::vector<X200Record> records = TwoFiles()[0];
+    std::vector<X200Record> records = files[0];
     records[2] = records[3];
     records[2].camera = 0x10000;
     AddFile("/d/a.xba", WriteTimeSpaceX200(records).bytes);

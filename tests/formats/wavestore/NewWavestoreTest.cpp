@@ -1,10 +1,8 @@
-#include "core/time/Ticks.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
-#include "formats/RecordingFixture.h"
+#include "fixtures/formats/RecorderChecks.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -27,22 +25,11 @@ struct EncodedFields {
     }
 };
 
-class NewWavestoreTest : public RecordingTest {
+class NewWavestoreTest : public RecorderTest {
 protected:
     static const EncodedFields& Encoded() {
         static const EncodedFields encoded;
         return encoded;
-    }
-    // Two cameras, each in a file of its own deep in the tree; their frames alternate in time.
-    void AddExport(const std::string& folder) {
-        std::vector<WavestoreFrame> front, back;
-        for (int64_t index = 0; index < 3; ++index) {
-            front.push_back({1, "Front", 900 + index * 60, fields[index]});
-            back.push_back({2, "Back", 901 + index * 60, fields[2 - index]});
-        }
-        AddFile(folder + "export.dat", {0});
-        AddFile(folder + "a/b/c/0001.v", WriteWavestoreFile(front).bytes);
-        AddFile(folder + "a/b/d/0002.v", WriteWavestoreFile(back, false).bytes);
     }
     int Opens() const {
         return static_cast<int>(
@@ -53,10 +40,18 @@ protected:
     const std::vector<std::vector<uint8_t>>& fields = Encoded().fields;
 };
 
-// Every field of both cameras with its time in 1/300 s (900 units are 3 s after 1970, and 901
-// truncate to 3.0033333 s); once each camera has its file open, stepping them in turn opens none.
+// Two cameras, each in a file of its own deep in the tree, their frames alternating in time: every
+// field of both with its time in 1/300 s (900 units are 3 s after 1970, and 901 truncate to
+// 3.0033333 s); once each camera has its file open, stepping them in turn opens none.
 TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
-    AddExport("/ws/");
+    std::vector<WavestoreFrame> front, back;
+    for (int64_t index = 0; index < 3; ++index) {
+        front.push_back({1, "Front", 900 + index * 60, fields[index]});
+        back.push_back({2, "Back", 901 + index * 60, fields[2 - index]});
+    }
+    AddFile("/ws/export.dat", {0});
+    AddFile("/ws/a/b/c/0001.v", WriteWavestoreFile(front).bytes);
+    AddFile("/ws/a/b/d/0002.v", WriteWavestoreFile(back, false).bytes);
     ASSERT_EQ(Load(WavestoreGuid, "/ws/export.dat"), 0) << LastError();
     const std::vector<int> streams = VideoStreams();
     ASSERT_EQ(streams.size(), 2u);
@@ -69,12 +64,9 @@ TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
             ASSERT_EQ(frame.status, 0);
             const int64_t units = 900 + camera + index * 60;
             EXPECT_EQ(frame.time.recordedTime, EpochTicks + units * 100000 / 3) << units;
-            const Adv601TestPicture& picture = pictures[camera == 0 ? index : 2 - index];
-            EXPECT_GT(Adv601Psnr(picture.bgr, frame.data), 40.0) << units;
+            EXPECT_GT(Adv601Psnr(pictures[camera == 0 ? index : 2 - index].bgr, frame.data), 40.0) << units;
         }
-        if (index == 0) {
-            opensAfterFirstFrames = Opens();
-        }
+        opensAfterFirstFrames = index == 0 ? Opens() : opensAfterFirstFrames;
     }
     EXPECT_EQ(Opens(), opensAfterFirstFrames);
     EXPECT_EQ(Next(streams[0]).status, 4);
@@ -88,28 +80,28 @@ TEST_F(NewWavestoreTest, DamagedFilesEndTheLoadWithTheirText) {
         std::memcpy(bytes.data() + at, &value, 4);
         return bytes;
     };
-    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
+    const std::string badResult = "DecodeNewWavestore::LoadingReadComplete failed with bad result\n";
+    const DamagedFile cases[] = {
         {changed(0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
         {changed(40, 0x7FFFFFFF), "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
         {changed(36, 0x7FFFFFFF),
          "DecodeNewWavestore::LoadingReadComplete failed with no frames in sequence\n"},
-        {changed(good.frameStarts[0] + 8, 0x00FFFFFF),
-         "DecodeNewWavestore::LoadingReadComplete failed with bad result\n"},
-        {std::vector<uint8_t>(good.bytes.begin(), good.bytes.begin() + 1000),
-         "DecodeNewWavestore::LoadingReadComplete failed with bad result\n"},
+        {changed(good.frameStarts[0] + 8, 0x00FFFFFF), badResult},
+        {CutTo(good.bytes, 1000), badResult},
+        {{}, "DecodeNewWavestore::LoadingFileListComplete failed with no files found\n"},
     };
     int folder = 0;
     for (const auto& [bytes, text] : cases) {
         LoggedTexts().clear();
         const std::string root = "/bad" + std::to_string(folder++) + "/";
-        AddFile(root + "x/1.v", bytes);
-        Load(WavestoreGuid, root + "export.dat");
+        AddFile(root + "export.dat", {0});
+        if (!bytes.empty()) {
+            AddFile(root + "x/1.v", bytes);
+        }
+        const int status = Load(WavestoreGuid, root + "export.dat");
+        EXPECT_TRUE(status != 0 || !bytes.empty());
         EXPECT_TRUE(WasLogged(text)) << text;
     }
-    LoggedTexts().clear();
-    AddFile("/empty/export.dat", {0});
-    EXPECT_NE(Load(WavestoreGuid, "/empty/export.dat"), 0);
-    EXPECT_TRUE(WasLogged("DecodeNewWavestore::LoadingFileListComplete failed with no files found\n"));
 }
 
 } // namespace
