@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
-#include "formats/RecordingFixture.h"
+#include "fixtures/formats/RecorderChecks.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,10 +17,10 @@ constexpr uint32_t Width = 96;
 constexpr uint32_t Height = 64;
 constexpr uint32_t FirstSecond = 1700000000;
 
-class PelcoEnduraTest : public RecordingTest {
+class PelcoEnduraTest : public RecorderTest {
 protected:
     void SetUp() override {
-        RecordingTest::SetUp();
+        RecorderTest::SetUp();
         frames = Vorn::Vorncast::Decoders::Testing::EncodeEnduraClip(Width, Height, 12, 5);
         ASSERT_FALSE(frames.empty());
         CodecTest::EncodedVideo video;
@@ -73,41 +73,19 @@ TEST_F(PelcoEnduraTest, FramesWalkBothWaysAndSeekIntoAGroup) {
 
 TEST_F(PelcoEnduraTest, DamagedExportsEndTheLoadWithTheirText) {
     const std::vector<uint8_t> good = WritePelcoEndura(frames, "Gate", Width, Height).bytes;
-    auto withByte = [&](size_t at, uint8_t value) {
-        std::vector<uint8_t> bytes = good;
-        bytes[at] = value;
-        return bytes;
-    };
-    auto find = [&](std::string_view text) {
+    auto at = [&](std::string_view text) {
         return static_cast<size_t>(std::search(good.begin(), good.end(), text.begin(), text.end()) -
                                    good.begin());
     };
-    struct Case {
-        const char* name;
-        std::vector<uint8_t> bytes;
-        const char* text;
-    };
-    const Case cases[] = {
-        {"no vdat", withByte(0, 'w'),
-         "DecodePelcoEndura::LoadingReadComplete failed No vdat found at start\n"},
-        {"cut in a frame", std::vector<uint8_t>(good.begin(), good.begin() + 300),
-         "DecodePelcoEndura::LoadingReadComplete failed File too short\n"},
-        {"no PLCO", withByte(find("PLCO"), 'X'),
-         "DecodePelcoEndura::LoadingReadComplete failed No PLCO user data found\n"},
-        {"stamp too long", withByte(find("PLCO") + 7, 250),
-         "DecodePelcoEndura::LoadingReadComplete failed Bad PLCO user data length\n"},
-        {"not MPEG-4", withByte(find("Mpeg-4"), 'J'),
-         "DecodePelcoEndura::DecompressingReadComplete failed Not MPEG4 compression\n"},
-        {"no siof", withByte(find("siof"), 'x'),
-         "DecodePelcoEndura::LoadingReadComplete failed No siof file section found\n"},
-    };
-    for (const Case& damaged : cases) {
-        LoggedTexts().clear();
-        const std::string path = std::string("/") + damaged.name + ".pef";
-        AddFile(path, damaged.bytes);
-        EXPECT_NE(Load(EnduraGuid, path), 0) << damaged.name;
-        EXPECT_TRUE(WasLogged(damaged.text)) << damaged.name;
-    }
+    const std::string prefix = "DecodePelcoEndura::LoadingReadComplete failed ";
+    ExpectLoadsFail(EnduraGuid, "x.pef",
+                    {{WithByte(good, 0, 'w'), prefix + "No vdat found at start\n"},
+                     {CutTo(good, 300), prefix + "File too short\n"},
+                     {WithByte(good, at("PLCO"), 'X'), prefix + "No PLCO user data found\n"},
+                     {WithByte(good, at("PLCO") + 7, 250), prefix + "Bad PLCO user data length\n"},
+                     {WithByte(good, at("Mpeg-4"), 'J'),
+                      "DecodePelcoEndura::DecompressingReadComplete failed Not MPEG4 compression\n"},
+                     {WithByte(good, at("siof"), 'x'), prefix + "No siof file section found\n"}});
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/SyneticsWriter.h"
-#include "formats/RecordingFixture.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ struct Camera {
     std::vector<CodecTest::Picture> reference;
 };
 
-class SyneticsTest : public RecordingTest {
+class SyneticsTest : public RecorderTest {
 protected:
     // A camera's clip: `frames` pictures with two B frames between references and a key frame every
     // `gop`, stamped 40 ms apart from `offsetMs` after the start.
@@ -70,10 +70,8 @@ TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     std::vector<Delivered> stamps;
     for (size_t index = 0; index < 2; ++index) {
         const Camera& camera = index == 0 ? gate : yard;
-        std::vector<Delivered> walked = WalkForward(streams[index]);
-        if (index == 0) {
-            stamps = walked;
-        }
+        const std::vector<Delivered> walked = WalkForward(streams[index]);
+        stamps = index == 0 ? walked : stamps;
         ASSERT_EQ(walked.size(), camera.times.size());
         for (size_t frame = 0; frame < walked.size(); ++frame) {
             ExpectFrame(walked[frame], camera, frame);
@@ -151,9 +149,7 @@ TEST_F(SyneticsTest, DamagedPairsFailTheFramesThatNeedTheDamageAndPlayTheRest) {
             ExpectFrame(walked[frame], clip, frame);
         } else {
             EXPECT_EQ(walked[frame].time.recordedTime, clip.times[frame]);
-            EXPECT_EQ(std::count(walked[frame].data.begin(), walked[frame].data.end(), 0),
-                      static_cast<ptrdiff_t>(walked[frame].data.size()))
-                << "frame " << frame;
+            EXPECT_TRUE(IsBlack(walked[frame])) << "frame " << frame;
         }
     }
     EXPECT_TRUE(WasLogged(

@@ -3,10 +3,9 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
-#include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecordingFixture.h"
 
 namespace {
 
@@ -26,7 +25,7 @@ std::vector<UvmsImage> Slice(const std::vector<UvmsImage>& images, size_t from, 
             images.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
-class UvmsTest : public RecordingTest {
+class UvmsTest : public RecorderTest {
 protected:
     void AddMedia(const std::string& path, const UvmsMediaFile& file) {
         AddFile(path, WriteUvmsMediaFile(file));
@@ -104,14 +103,13 @@ TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolder) {
              {7, 0, {UvmsJpegImage(64, 48, 0), UvmsJpegImage(64, 48, 1)}});
     AddMedia("/site/UVMSMedia/000001/000002/0002", {9, 0, {UvmsJpegImage(64, 48, 0)}});
     ASSERT_EQ(Load(UvmsGuid, "/site/UVMSMedia/000001/000001/0001"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 1u);
-    EXPECT_EQ(StreamName(streams[0]), "Input Number: 7");
-    std::vector<Delivered> walked = WalkForward(streams[0]);
-    ASSERT_EQ(walked.size(), 2u);
-    const BgrPicture expected = MakeQuadrantPicture(64, 48, 1);
-    EXPECT_LT(CompareBgr(expected, walked[1].data.data(), 64 * 3).meanAbsolute, 3.0);
-    EXPECT_EQ(walked[1].time.recordedTime, Ticks(StartMilliseconds + 40));
+    ExpectWalks({{0, 1}},
+                [&](const Delivered& frame, size_t index) {
+                    ExpectNear(MakeQuadrantPicture(64, 48, static_cast<int32_t>(index)), frame);
+                    EXPECT_EQ(frame.time.recordedTime,
+                              Ticks(StartMilliseconds + static_cast<int64_t>(index) * 40));
+                },
+                {"Input Number: 7"});
 }
 
 TEST_F(UvmsTest, BrokenTreesFailWithTheirText) {

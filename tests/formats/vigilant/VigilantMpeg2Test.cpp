@@ -3,9 +3,9 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecordingFixture.h"
 
 #include <algorithm>
 
@@ -23,10 +23,10 @@ int64_t Ticks(uint32_t seconds) {
     return (int64_t{seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class VigilantMpeg2Test : public RecordingTest {
+class VigilantMpeg2Test : public RecorderTest {
 protected:
     void SetUp() override {
-        RecordingTest::SetUp();
+        RecorderTest::SetUp();
         if (!IsoTest::HaveFfmpegTools()) {
             SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
         }
@@ -103,13 +103,11 @@ TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysAndSeeksIntoGroups) {
 }
 
 // A stream cut short inside its last group loads what it holds; the pictures before the cut play. A
-// name too long for a camera tag keeps the second text run alone.
-TEST_F(VigilantMpeg2Test, StreamCutShortPlaysUpToTheCut) {
-    VigilantMpeg2File file =
-        WriteVigilantMpeg2(Encode(16), {std::string(40, 'S'), std::string(30, 'C'), 0, {}});
-    Bytes cut(file.bytes.begin(),
-              file.bytes.begin() + static_cast<std::ptrdiff_t>(file.pictures.back().offset + 20));
-    AddFile("/export/cut.mpg", cut);
+// name too long for a camera tag keeps the second text run alone. Damaged streams fail with their text.
+TEST_F(VigilantMpeg2Test, StreamsCutShortPlayUpToTheCutAndDamagedOnesFail) {
+    const Bytes stream = Encode(16);
+    VigilantMpeg2File file = WriteVigilantMpeg2(stream, {std::string(40, 'S'), std::string(30, 'C'), 0, {}});
+    AddFile("/export/cut.mpg", CutTo(file.bytes, file.pictures.back().offset + 20));
     ASSERT_EQ(Load(VigilantGuid, "/export/cut.mpg"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStream()), std::string(30, 'C'));
     std::vector<Delivered> walked = WalkForward(VideoStream());
@@ -117,28 +115,18 @@ TEST_F(VigilantMpeg2Test, StreamCutShortPlaysUpToTheCut) {
     for (size_t frame = 0; frame + 1 < walked.size(); ++frame) {
         ExpectPicture(walked[frame], frame);
     }
-}
 
-TEST_F(VigilantMpeg2Test, DamagedStreamsFailWithTheirText) {
-    const Bytes stream = Encode(16, 4);
     VigilantMpeg2Options noTimes;
     noTimes.omitGroupTimes = true;
-    Bytes noHeader = WriteVigilantMpeg2(stream, {}).bytes;
-    noHeader[3] = 0xB8;
-    const std::pair<Bytes, const char*> cases[] = {
-        // Two slices a picture: a picture 32 lines high.
-        {WriteVigilantMpeg2(Encode(32, 4), {}).bytes,
-         "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n"},
-        {WriteVigilantMpeg2(stream, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
-        {noHeader, "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
-        {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
-    };
-    int index = 0;
-    for (const auto& [bytes, text] : cases) {
-        const std::string path = "/export/bad" + std::to_string(index++) + ".mpg";
-        AddFile(path, bytes);
-        EXPECT_TRUE(LoadFailsWith(VigilantGuid, path, text));
-    }
+    ExpectLoadsFail(
+        VigilantGuid, "x.mpg",
+        {{WriteVigilantMpeg2(stream, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
+         {WithByte(WriteVigilantMpeg2(stream, {}).bytes, 3, 0xB8),
+          "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
+         {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
+         // Two slices a picture: a picture 32 lines high.
+         {WriteVigilantMpeg2(Encode(32, 4), {}).bytes,
+          "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n"}});
 }
 
 } // namespace
