@@ -3,6 +3,7 @@
 #include "fixtures/formats/LjdLeviathanWriter.h"
 #include "fixtures/formats/RecorderChecks.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -90,11 +91,19 @@ TEST_F(LjdLeviathanTest, FramesDecodeThroughTheMakersLibraryOnItsThread) {
                     },
                     {"Gate", "Yard"});
     }
-    // A frame wanted again comes back as it was, and the chain goes on from it.
+    // A frame wanted again is copied without a call to the library; the next one of its chain, from
+    // a frame past the key frame, costs one call.
+    void* library = dlopen(beside.c_str(), RTLD_NOW);
+    auto calls = reinterpret_cast<int32_t (*)()>(dlsym(library, "VDB_StandInBitmapCalls"));
+    ASSERT_NE(calls, nullptr);
     const int stream = VideoStreams()[0];
     EXPECT_EQ(GoTo(stream, streamTimes[2]).data, pictures[2].bgr);
+    const int32_t callsBefore = calls();
     EXPECT_EQ(GoTo(stream, streamTimes[2]).data, pictures[2].bgr);
+    EXPECT_EQ(calls(), callsBefore);
     EXPECT_EQ(Next(stream).data, pictures[4].bgr);
+    EXPECT_EQ(calls(), callsBefore + 1);
+    dlclose(library);
 }
 
 // Each damage ends the load with its text; these fail before the library is asked.
