@@ -160,10 +160,9 @@ protected:
         // Out of time order: the master index is sorted, the single-camera one kept as it stands.
         const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
         for (int32_t index = 0; index < 4; ++index) {
-            pictures.push_back(index % 2 == 0 ? MakeGradient(32, 16, format.colour ? 3 : 1)
-                                              : MakeColourBars(32, 16));
+            pictures.push_back(index % 2 == 0 || !format.colour ? MakeGradient(32, 16, format.colour ? 3 : 1)
+                                                                : MakeColourBars(32, 16));
             if (!format.colour && index % 2 == 1) {
-                pictures.back() = MakeGradient(32, 16, 1);
                 std::reverse(pictures.back().pixels.begin(), pictures.back().pixels.end());
             }
             frames.push_back({Start + offsets[index],
