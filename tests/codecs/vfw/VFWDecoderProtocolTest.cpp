@@ -44,15 +44,8 @@ class ScriptedDriver : public VfwDriver {
 public:
     int32_t GetFormat(const uint8_t* input, uint32_t, uint8_t* output) override {
         BitmapInfoHeader in = BitmapInfoHeader::Read(ByteView(input, 40));
-        BitmapInfoHeader answer;
-        answer.size = 40;
-        answer.width = in.width;
-        answer.height = in.height;
-        answer.planes = 1;
-        answer.bitCount = 24;
-        answer.compression = script.answerCompression;
-        answer.sizeImage = static_cast<uint32_t>(in.width * in.height * 3);
-        answer.Write(output);
+        std::vector<uint8_t> answer = BitmapFormat(in.width, in.height, script.answerCompression, 24);
+        std::copy_n(answer.begin(), 40, output);
         return ICERR_OK;
     }
     int32_t Begin(const uint8_t*, const uint8_t*, uint32_t) override {

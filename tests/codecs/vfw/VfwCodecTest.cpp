@@ -50,9 +50,7 @@ class VfwCodecs : public testing::TestWithParam<CodecCase> {};
 TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {
     const CodecCase& c = GetParam();
     EncodedStream stream;
-    EncodeSettings settings;
-    settings.globalHeader = c.globalHeader;
-    if (!EncodeFrames(c.encoder, c.width, c.height, FrameCount, settings, &stream)) {
+    if (!EncodeFrames(c.encoder, c.width, c.height, FrameCount, c.globalHeader, &stream)) {
         SKIP_OR_FAIL_FOR_MISSING(std::string("the encoder ") + c.encoder);
     }
     std::vector<uint8_t> format =
@@ -146,7 +144,7 @@ TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
 TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
     for (auto [encoder, fourCC] : {std::pair{"mpeg4", "XVID"}, std::pair{"libx264", "H264"}}) {
         EncodedStream stream;
-        if (!EncodeFrames(encoder, 176, 144, 2, {}, &stream)) {
+        if (!EncodeFrames(encoder, 176, 144, 2, false, &stream)) {
             continue;
         }
         std::vector<uint8_t> format = BitmapFormat(176, 144, FourCC(fourCC), 24);
@@ -170,7 +168,8 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
             decode(key, cut);
         }
         EXPECT_EQ(decode(key, key.size()), 0) << encoder;
-        EXPECT_GT(Psnr(TopDown(outFormat, dib, 176, 144), MakeBgrPicture(176, 144, 0)), MinimumPsnr);
+        EXPECT_GT(Psnr(TopDown(outFormat, dib, 176, 144), MakeBgrPicture(176, 144, 0)), MinimumPsnr)
+            << encoder;
         const std::vector<uint8_t>& next = stream.frames[1];
         EXPECT_EQ(decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
         EXPECT_EQ(dib, black);
