@@ -6,10 +6,13 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+#include "model/files/FileTestSupport.h"
+
 #include <gtest/gtest.h>
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 
@@ -135,8 +138,9 @@ TEST_F(Mpeg2PsDecoderTest, ABrokenPesHeaderFailsTheFrameAndTheAdapterStaysUsable
     frame[firstPes + 9 + 2] &= 0xFE;
     LogCapture log;
     EXPECT_FALSE(Decode(frame));
-    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n"));
-    EXPECT_TRUE(log.Contains("MPEG2VideoDecoder::GetFrame failed\n"));
+    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n",
+                             Vorn::Vorncast::LogCore));
+    EXPECT_TRUE(log.Contains("MPEG2VideoDecoder::GetFrame failed\n", Vorn::Vorncast::LogCore));
 
     adapter.Reset();
     for (size_t index = 0; index < 2; ++index) {
@@ -162,7 +166,8 @@ TEST_F(Mpeg2PsDecoderTest, AStreamCutShortByABrokenPacketFails) {
     Append(frame, second);
     LogCapture log;
     EXPECT_FALSE(Decode(frame));
-    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (32..30 of timestamp)\n"));
+    EXPECT_TRUE(log.Contains("Packet::Decode failing because bits & 1 != 1 (32..30 of timestamp)\n",
+                             Vorn::Vorncast::LogCore));
 }
 
 TEST_F(Mpeg2PsDecoderTest, OutputBelowThePictureSizeIsRefused) {

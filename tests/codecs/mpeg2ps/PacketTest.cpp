@@ -2,12 +2,15 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 
+#include "model/files/FileTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 

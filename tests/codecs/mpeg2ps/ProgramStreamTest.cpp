@@ -1,11 +1,14 @@
 #include "codecs/mpeg2ps/ProgramStream.h"
-#include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 #include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/mpeg2ps/ProgramStreamWriter.h"
+
+#include "model/files/FileTestSupport.h"
 
 #include <gtest/gtest.h>
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 

@@ -1,10 +1,13 @@
 #include "codecs/video/IppDecoderMPEG2.h"
 #include "codecs/video/VideoTestHelpers.h"
 
+#include "model/files/FileTestSupport.h"
+
 #include <gtest/gtest.h>
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 

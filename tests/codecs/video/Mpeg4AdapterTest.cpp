@@ -1,6 +1,8 @@
 #include "codecs/video/IppDecoderMPEG4.h"
 #include "codecs/video/VideoTestHelpers.h"
 
+#include "model/files/FileTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 using namespace Vorn;
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 
