@@ -70,35 +70,21 @@ TEST_F(Mpeg4AdapterTest, VolHeaderMayComeAsConfiguration) {
     EXPECT_FALSE(decoded && output == reference[0].bgr);
 }
 
-TEST_F(Mpeg4AdapterTest, LineDoublingWritesEveryLineTwice) {
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    std::vector<uint8_t> single(PictureBytes);
-    ASSERT_TRUE(DecodeInto(adapter, plain->frames[0], single));
-
-    IppDecoderMPEG4 doubling;
-    ASSERT_TRUE(doubling.Initialise(Width, Height, 3, true));
-    std::vector<uint8_t> doubled(2 * PictureBytes, 0x5A);
-    ASSERT_TRUE(DecodeInto(doubling, plain->frames[0], doubled));
-    const size_t line = Width * 3;
-    for (size_t row = 0; row < Height; ++row) {
-        const uint8_t* source = &single[row * line];
-        ASSERT_TRUE(std::equal(source, source + line, &doubled[2 * row * line])) << row;
-        ASSERT_TRUE(std::equal(source, source + line, &doubled[(2 * row + 1) * line])) << row;
-    }
-}
-
-TEST_F(Mpeg4AdapterTest, OtherSizesCutThePictureOrPadItWithBlack) {
+// Other sizes cut the picture or pad it with black; line doubling writes every line twice.
+TEST_F(Mpeg4AdapterTest, OutputGeometryFollowsTheInitialisedSize) {
     const Picture full = ReferenceDecode(AV_CODEC_ID_MPEG4, *plain, false)[0];
-    for (int32_t delta : {-16, 16}) {
+    for (auto [delta, doubling] : {std::pair{-16, false}, std::pair{16, false}, std::pair{0, true}}) {
         const int32_t width = Width + delta;
         const int32_t height = Height + delta;
         IppDecoderMPEG4 sized;
-        ASSERT_TRUE(sized.Initialise(width, height, 3, false));
-        std::vector<uint8_t> output(static_cast<size_t>(width) * height * 3, 0x5A);
+        ASSERT_TRUE(sized.Initialise(width, height, 3, doubling));
+        const int32_t rows = doubling ? 2 * height : height;
+        std::vector<uint8_t> output(static_cast<size_t>(width) * rows * 3, 0x5A);
         ASSERT_TRUE(DecodeInto(sized, plain->frames[0], output));
-        for (int32_t y = 0; y < height; ++y) {
+        for (int32_t y = 0; y < rows; ++y) {
+            const int32_t row = doubling ? y / 2 : y;
             for (int32_t x = 0; x < width * 3; ++x) {
-                const uint8_t expected = (y < Height && x < Width * 3) ? full.bgr[y * Width * 3 + x] : 0;
+                const uint8_t expected = (row < Height && x < Width * 3) ? full.bgr[row * Width * 3 + x] : 0;
                 ASSERT_EQ(output[y * width * 3 + x], expected) << "size " << width << " at " << x << "," << y;
             }
         }
