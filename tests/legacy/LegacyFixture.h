@@ -1,39 +1,30 @@
 #pragma once
 
 #include "core/client/DecoderTable.h"
-#include "fixtures/legacy/TinyRecording.h"
+#include "fixtures/codecs/CodecRecording.h"
 #include "model/files/MemoryFileSource.h"
 
 #include <vorncast/VorncastDecoders.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace LegacyTests {
 
-struct LoggedLine {
-    int level;
-    std::string text;
-};
+using namespace Hardening;
 
-inline std::vector<LoggedLine>& LibraryLog() {
-    static std::vector<LoggedLine> lines;
+// What the library logged since the fixture's set-up: level and text.
+inline std::vector<std::pair<int, std::string>>& LibraryLog() {
+    static std::vector<std::pair<int, std::string>> lines;
     return lines;
 }
 
 inline void CollectLibraryLog(const char*, int, int level, const char* message) {
-    LibraryLog().push_back({level, message});
-}
-
-inline bool WasLogged(int level, const std::string& text) {
-    for (const LoggedLine& line : LibraryLog()) {
-        if (line.level == level && line.text == text) {
-            return true;
-        }
-    }
-    return false;
+    LibraryLog().emplace_back(level, message);
 }
 
 inline std::string LastError() {
@@ -48,32 +39,31 @@ inline std::string LastError() {
 // The message of the last error without its " (file:line)" suffix.
 inline std::string LastErrorMessage() {
     std::string text = LastError();
-    size_t suffix = text.rfind(" (");
-    return suffix == std::string::npos ? text : text.substr(0, suffix);
+    return text.substr(0, text.rfind(" ("));
 }
 
-inline VcGuid TinyGuid() {
+inline VcGuid RecordingGuid() {
     VcGuid guid;
-    Vorn::ParseGuid(std::string("{") + TinyRecordingDecoder::Guid + "}", &guid);
+    Vorn::ParseGuid(std::string("{") + CodecRecordingDecoder::Guid + "}", &guid);
     return guid;
 }
 
 // Two cameras, 0 and 2, taking turns except at the end: ten pictures 40 ms apart.
-inline TinyRecording TwoCameras() {
-    TinyRecording recording;
+inline CodecRecording TwoCameras() {
+    CodecRecording recording;
     const uint16_t cameras[] = {0, 2, 0, 2, 0, 2, 0, 0, 2, 0};
     for (int32_t step = 0; step < 10; ++step) {
-        recording.records.push_back({PictureRecord, 0, cameras[step], TimeAt(step), false});
+        recording.records.push_back({PictureRecord, 0, cameras[step], TimeAt(step)});
     }
     return recording;
 }
 
-// Indexes in the file of the records of one camera of one track, in order.
-inline std::vector<size_t> PicturesOf(const TinyRecording& recording, int camera, int track = 0) {
+// Indexes in the file of the pictures of one camera of the first track, in order.
+inline std::vector<size_t> PicturesOf(const CodecRecording& recording, int camera) {
     std::vector<size_t> found;
     for (size_t index = 0; index < recording.records.size(); ++index) {
-        const TinyRecord& record = recording.records[index];
-        if (record.kind == PictureRecord && record.camera == camera && record.track == track) {
+        const Record& record = recording.records[index];
+        if (record.kind != AudioRecord && record.camera == camera && record.track == 0) {
             found.push_back(index);
         }
     }
@@ -104,7 +94,7 @@ inline VcSeekRequest SeekTo(int64_t time, int32_t wantData = 1, VcAbortOperation
 class LegacyFixture : public ::testing::Test {
 protected:
     static constexpr int32_t Row = 1;
-    static constexpr const char* Url = "rec/clip.tfr";
+    static constexpr const char* Url = "rec/clip.vcr";
 
     void SetUp() override {
         LibraryLog().clear();
@@ -126,14 +116,7 @@ protected:
         Vorn::FileSource::SetCurrent(nullptr);
     }
 
-    void AddRecording(const TinyRecording& recording, const char* path = Url) {
-        files.AddFile(path, recording.Bytes());
-    }
-
-    int CreateDecoder(int fromCollection = 0) {
-        return Decoder_Create(fromCollection != 0 ? fromCollection : collection, TinyGuid(), -1, -1,
-                              &decoderHandle);
-    }
+    int CreateDecoder() { return Decoder_Create(collection, RecordingGuid(), -1, -1, &decoderHandle); }
 
     int Load(const char* url = Url, VcAbortOperation abort = NeverAbort,
              VcProgressCallback progress = nullptr, VcMessageCallback message = nullptr) {
@@ -142,9 +125,9 @@ protected:
                             abort, &resources);
     }
 
-    // Creates and loads the decoder for `recording`, then opens the streams of the first track.
-    void LoadRecording(const TinyRecording& recording) {
-        AddRecording(recording);
+    // Creates and loads the decoder for `recording`, then opens the first track.
+    void LoadRecording(const CodecRecording& recording) {
+        files.AddFile(Url, recording.Bytes());
         ASSERT_EQ(CreateDecoder(), 0);
         ASSERT_EQ(Load(), 0) << LastError();
         ASSERT_EQ(Decoder_GetTrack(decoderHandle, 0, &track), 0);
@@ -162,17 +145,24 @@ protected:
         return info;
     }
 
-    std::string NameOf(int stream) {
-        int size = 0;
-        Stream_GetName(stream, &size, nullptr);
-        std::string name(static_cast<size_t>(size), '\0');
-        Stream_GetName(stream, &size, name.data());
-        name.resize(name.empty() ? 0 : name.size() - 1);
-        return name;
+    // Checks a delivered picture against record `index` of `recording`: its pixels, or black for a
+    // damaged record, and its time.
+    static void ExpectPicture(const CodecRecording& recording, const VcSample& sample, size_t index) {
+        const Record& written = recording.records[index];
+        std::vector<uint8_t> expected = recording.Payload(index);
+        if (written.kind == DamagedPicture) {
+            std::fill(expected.begin(), expected.end(), 0);
+        }
+        ASSERT_EQ(sample.uncompressedSize, expected.size());
+        ASSERT_NE(sample.uncompressedData, nullptr);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), sample.uncompressedData))
+            << "record " << index;
+        EXPECT_EQ(sample.time.recordedTime, written.time);
+        EXPECT_EQ(sample.time.streamTime, written.time);
     }
 
     Vorn::MemoryFileSource files;
-    TinyRecordingDecoder decoder;
+    CodecRecordingDecoder decoder;
     BaseDecoder* previous = nullptr;
     int collection = 0;
     int decoderHandle = 0;

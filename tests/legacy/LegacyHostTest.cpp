@@ -6,7 +6,6 @@
 #include "legacy/LegacyDecoderVideoStream.h"
 #include "legacy/LegacyFixture.h"
 
-#include <algorithm>
 #include <cstring>
 
 using namespace LegacyTests;
@@ -15,8 +14,6 @@ using Vorn::Buffer;
 using Vorn::DynamicClass;
 using Vorn::Vorncast::DecoderInfo;
 using Vorn::Vorncast::LegacyDecoderHost;
-using Vorn::Vorncast::LegacyDecoderStream;
-using Vorn::Vorncast::LegacyDecoderVideoStream;
 using Vorn::Vorncast::QueryResult;
 using Vorn::Vorncast::Track;
 
@@ -34,12 +31,6 @@ void SeeMessage(int32_t word) {
 }
 int AlwaysAbort() {
     return 1;
-}
-
-VcGuid GuidOf(const char* text) {
-    VcGuid guid;
-    EXPECT_TRUE(Vorn::ParseGuid(text, &guid));
-    return guid;
 }
 
 int Query(int decoder, const char* url, int detail, VcQueryResult* result) {
@@ -64,8 +55,8 @@ TEST_F(LegacyHostTest, QuickQueryAcceptsAnyUrlAndReadsNothing) {
 }
 
 TEST_F(LegacyHostTest, DetailedQueryReportsWhatTheFormatQueryFound) {
-    AddRecording(TwoCameras());
-    files.AddFile("rec/other.tfr", std::string(40, 'x'));
+    files.AddFile(Url, TwoCameras().Bytes());
+    files.AddFile("rec/other.vcr", std::string(40, 'x'));
     ASSERT_EQ(CreateDecoder(), 0);
     VcQueryResult result{};
     ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0);
@@ -80,17 +71,13 @@ TEST_F(LegacyHostTest, DetailedQueryReportsWhatTheFormatQueryFound) {
     EXPECT_EQ(result.startTime.recordedTime, TimeAt(0));
     EXPECT_EQ(result.endTime.streamTime, TimeAt(0));
 
-    VcQueryResult other{};
-    ASSERT_EQ(Query(decoderHandle, "rec/other.tfr", 1, &other), 0);
-    EXPECT_EQ(other.canLoad, 0);
-}
-
-TEST_F(LegacyHostTest, QueryOfAMissingFileTakesTheFailedOpensCountersForCounts) {
-    ASSERT_EQ(CreateDecoder(), 0);
-    VcQueryResult result{};
-    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0);
+    ASSERT_EQ(Query(decoderHandle, "rec/other.vcr", 1, &result), 0);
     EXPECT_EQ(result.canLoad, 0);
+
     // A failed open reports its counts as -1; the audio count is nonzero and so counts as given.
+    result = VcQueryResult{};
+    ASSERT_EQ(Query(decoderHandle, "rec/missing.vcr", 1, &result), 0);
+    EXPECT_EQ(result.canLoad, 0);
     EXPECT_EQ(result.hasFrameCount, 1);
     EXPECT_EQ(result.frameCountLow, 0xFFFFFFFFu);
     EXPECT_EQ(result.frameCountHigh, 0xFFFFFFFFu);
@@ -104,7 +91,7 @@ TEST_F(LegacyHostTest, TwoDarlexDisplayNamesLoadWhateverTheCoreSays) {
         int named = 0;
         ASSERT_EQ(DecoderCollection_Create(nullptr, &named), 0);
         int host = 0;
-        ASSERT_EQ(Decoder_Create(named, TinyGuid(), -1, -1, &host), 0);
+        ASSERT_EQ(Decoder_Create(named, RecordingGuid(), -1, -1, &host), 0);
         VcQueryResult result{};
         ASSERT_EQ(Query(host, Url, 1, &result), 0); // there is no file: the core says no
         EXPECT_EQ(result.canLoad, name[0] == 'T' ? 1 : 0) << name;
@@ -127,7 +114,7 @@ TEST_F(LegacyHostTest, DetailedQueryAndLoadNeedTheEntryInTheirCollection) {
     int early = 0;
     ASSERT_EQ(DecoderCollection_Create(nullptr, &early), 0);
     int host = 0;
-    ASSERT_EQ(Decoder_Create(early, TinyGuid(), -1, -1, &host), 0);
+    ASSERT_EQ(Decoder_Create(early, RecordingGuid(), -1, -1, &host), 0);
     ASSERT_EQ(DecoderCollection_Release(early), 0);
     EXPECT_EQ(Query(host, Url, 1, &result), InvalidHandle);
     EXPECT_EQ(LastErrorMessage(), "Decoder collection handle is invalid");
@@ -138,33 +125,30 @@ TEST_F(LegacyHostTest, DetailedQueryAndLoadNeedTheEntryInTheirCollection) {
 }
 
 TEST_F(LegacyHostTest, LoadMapsTheResultOfTheCoresOpen) {
-    files.AddFile("rec/bad.tfr", std::string(64, 'x'));
+    files.AddFile("rec/bad.vcr", std::string(64, 'x'));
+    files.AddFile(Url, TwoCameras().Bytes());
     ASSERT_EQ(CreateDecoder(), 0);
-    EXPECT_EQ(Load("rec/missing.tfr"), CatastrophicFailure);
+    EXPECT_EQ(Load("rec/missing.vcr"), CatastrophicFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 1");
-    EXPECT_EQ(Load("rec/bad.tfr"), GeneralFailure);
+    EXPECT_EQ(Load("rec/bad.vcr"), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
     int count = -1;
     EXPECT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
     EXPECT_EQ(count, 0);
-}
 
-TEST_F(LegacyHostTest, UserAbortInTheCoreFailsTheLoadLikeAnyOtherFailure) {
-    AddRecording(TwoCameras());
-    ASSERT_EQ(CreateDecoder(), 0);
+    // The core reports a user abort as a normal failure, so the load never sees an abort result.
     VcQueryResult result{};
     ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0); // leaves the abort hook in the format decoder
     EXPECT_EQ(Load(Url, AlwaysAbort), GeneralFailure);
-    // The core reports an abort as a normal failure, so the load never sees an abort result.
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
     EXPECT_EQ(decoder.GetState(), DDS_IDLE);
 }
 
 TEST_F(LegacyHostTest, TwoCamerasAndSoundGiveOneTrackWithAStreamPerChannel) {
-    TinyRecording recording = TwoCameras();
+    CodecRecording recording = TwoCameras();
     recording.audioBytes = 8;
-    recording.records.push_back({AudioRecord, 0, 0, TimeAt(1), false});
-    recording.records.push_back({AudioRecord, 0, 0, TimeAt(5), false});
+    recording.records.push_back({AudioRecord, 0, 0, TimeAt(1)});
+    recording.records.push_back({AudioRecord, 0, 0, TimeAt(5)});
     LoadRecording(recording);
     int count = 0;
     ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
@@ -186,7 +170,10 @@ TEST_F(LegacyHostTest, TwoCamerasAndSoundGiveOneTrackWithAStreamPerChannel) {
         int stream = StreamOf(track, index);
         EXPECT_EQ(InfoOf(stream).streamNumber, expected[index].number);
         EXPECT_EQ(InfoOf(stream).type, expected[index].type);
-        EXPECT_EQ(NameOf(stream), expected[index].name);
+        int size = 64;
+        std::string name(64, '\0');
+        Stream_GetName(stream, &size, name.data());
+        EXPECT_STREQ(name.c_str(), expected[index].name);
         auto* legacy = DynamicClass::FromHandle<LegacyDecoderStream>(stream);
         ASSERT_NE(legacy, nullptr);
         EXPECT_EQ(legacy->FirstTimes().recordedTime, expected[index].first) << index;
@@ -198,7 +185,7 @@ TEST_F(LegacyHostTest, TwoCamerasAndSoundGiveOneTrackWithAStreamPerChannel) {
 }
 
 TEST_F(LegacyHostTest, EveryTrackOfTheFormatGetsItsOwnChannels) {
-    TinyRecording recording;
+    CodecRecording recording;
     recording.tracks = 2;
     recording.records = {{PictureRecord, 0, 0, TimeAt(0)},
                          {PictureRecord, 1, 3, TimeAt(1)},
@@ -221,23 +208,18 @@ TEST_F(LegacyHostTest, EveryTrackOfTheFormatGetsItsOwnChannels) {
     int zero = StreamOf(track, 0);
     int three = StreamOf(second, 0);
     EXPECT_EQ(InfoOf(three).streamNumber, 3);
-    const struct {
-        int stream;
-        size_t record;
-    } turns[] = {{zero, 0}, {three, 1}, {zero, 4}, {three, 3}};
-    for (const auto& turn : turns) {
+    const std::pair<int, size_t> turns[] = {{zero, 0}, {three, 1}, {zero, 4}, {three, 3}};
+    for (const auto& [stream, record] : turns) {
         VcSample sample{};
-        ASSERT_EQ(Stream_GetNextSample(turn.stream, Request(), &sample), 0) << LastError();
-        std::vector<uint8_t> payload = recording.Payload(turn.record);
-        EXPECT_TRUE(std::equal(payload.begin(), payload.end(), sample.uncompressedData)) << turn.record;
-        EXPECT_EQ(sample.time.recordedTime, recording.records[turn.record].time);
-        Stream_ReleaseSample(turn.stream, sample);
+        ASSERT_EQ(Stream_GetNextSample(stream, Request(), &sample), 0) << LastError();
+        ExpectPicture(recording, sample, record);
+        Stream_ReleaseSample(stream, sample);
     }
 }
 
-TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheHostsCallbacks) {
-    AddRecording(TwoCameras());
-    files.AddFile("rec/second.TFR", "x");
+TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheNewestHostsCallbacks) {
+    files.AddFile(Url, TwoCameras().Bytes());
+    files.AddFile("rec/second.VCR", "x");
     files.AddFile("rec/notes.txt", "x");
     progressSeen.clear();
     messagesSeen.clear();
@@ -248,21 +230,23 @@ TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheHostsCallbacks) {
         EXPECT_DOUBLE_EQ(progressSeen[index], (index + 1) / 10.0);
     }
     // The texts go to the library log; the message callback hears the level of each.
-    EXPECT_TRUE(WasLogged(LogEvent, "width = 4    height = 3    planes = 3     frames = 10\n"));
-    EXPECT_TRUE(WasLogged(LogEvent, Url));
+    const std::pair<int, std::string> size{LogEvent,
+                                           "width = 4    height = 3    planes = 3     frames = 10\n"};
+    EXPECT_NE(std::find(LibraryLog().begin(), LibraryLog().end(), size), LibraryLog().end());
+    const std::pair<int, std::string> name{LogEvent, Url};
+    EXPECT_NE(std::find(LibraryLog().begin(), LibraryLog().end(), name), LibraryLog().end());
     EXPECT_GE(std::count(messagesSeen.begin(), messagesSeen.end(), LogEvent), 2);
     // The format's listing of its folder went through the host's lister.
-    EXPECT_EQ(decoder.listed, (std::vector<std::string>{"clip.tfr", "second.TFR"}));
-}
+    EXPECT_EQ(decoder.listed, (std::vector<std::string>{"clip.vcr", "second.VCR"}));
 
-TEST_F(LegacyHostTest, OnlyTheNewestHostHearsTheCore) {
-    AddRecording(TwoCameras());
+    // Only the newest host hears the core.
+    ASSERT_EQ(Decoder_Close(decoderHandle), 0);
     progressSeen.clear();
     messagesSeen.clear();
-    ASSERT_EQ(CreateDecoder(), 0);
     int newer = 0;
-    ASSERT_EQ(Decoder_Create(collection, GuidOf("{CE01A3D4-5141-46a6-AB06-6AAFA85C60A1}"), -1, -1, &newer),
-              0);
+    VcGuid other;
+    ASSERT_TRUE(Vorn::ParseGuid("{CE01A3D4-5141-46a6-AB06-6AAFA85C60A1}", &other));
+    ASSERT_EQ(Decoder_Create(collection, other, -1, -1, &newer), 0);
     ASSERT_EQ(Load(Url, NeverAbort, SeeProgress, SeeMessage), 0);
     EXPECT_TRUE(progressSeen.empty());
     EXPECT_TRUE(messagesSeen.empty());
@@ -271,19 +255,19 @@ TEST_F(LegacyHostTest, OnlyTheNewestHostHearsTheCore) {
 }
 
 TEST_F(LegacyHostTest, CloseOrReleaseHandsTheSharedFormatDecoderBackIdle) {
-    AddRecording(TwoCameras());
-    ASSERT_EQ(CreateDecoder(), 0);
-    ASSERT_EQ(Load(), 0);
-    EXPECT_EQ(decoder.GetState(), DDS_LOADED);
-    EXPECT_EQ(Decoder_Close(decoderHandle), 0);
-    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
-    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
-
-    ASSERT_EQ(CreateDecoder(), 0);
-    ASSERT_EQ(Load(), 0);
-    ASSERT_EQ(Decoder_Release(decoderHandle), 0);
-    decoderHandle = 0;
-    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    files.AddFile(Url, TwoCameras().Bytes());
+    for (bool close : {true, false}) {
+        ASSERT_EQ(CreateDecoder(), 0);
+        ASSERT_EQ(Load(), 0);
+        EXPECT_EQ(decoder.GetState(), DDS_LOADED);
+        if (close) {
+            EXPECT_EQ(Decoder_Close(decoderHandle), 0);
+            EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+        }
+        ASSERT_EQ(Decoder_Release(decoderHandle), 0);
+        decoderHandle = 0;
+        EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    }
     ASSERT_EQ(CreateDecoder(), 0);
     EXPECT_EQ(Load(), 0);
 }
@@ -295,8 +279,6 @@ TEST_F(LegacyHostTest, MissingTrackIsAGeneralFailure) {
     Track* missing = nullptr;
     auto* host = DynamicClass::FromHandle<LegacyDecoderHost>(decoderHandle);
     EXPECT_EQ(host->GetTrack(-1, &missing), GeneralFailure);
-    EXPECT_EQ(std::string(Vorn::Vorncast::LastErrorText())
-                  .rfind("Could not get track pointer for track number -1 (", 0),
-              0u);
+    EXPECT_EQ(std::string(LastErrorText()).rfind("Could not get track pointer for track number -1 (", 0), 0u);
     EXPECT_EQ(missing, nullptr);
 }

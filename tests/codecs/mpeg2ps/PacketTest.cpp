@@ -2,12 +2,15 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 
+#include "model/files/FileTestSupport.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace CodecTest;
+using FileTesting::LogCapture;
 
 namespace {
 
@@ -23,35 +26,17 @@ void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
     bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
 }
 
-PesOptions Options(void (*set)(PesOptions&)) {
-    PesOptions options;
-    set(options);
-    return options;
-}
-
-const PesOptions Pts = Options([](PesOptions& o) { o.pts = 0x1'2345'6789; });
-const PesOptions PtsDts = Options([](PesOptions& o) {
-    o.pts = 0x1'2345'6789;
-    o.dts = 0x0'8765'4321;
-});
-const PesOptions Escr = Options([](PesOptions& o) { o.escrBase = 1; });
-const PesOptions EsRate = Options([](PesOptions& o) { o.esRate = 5; });
-const PesOptions Dsm = Options([](PesOptions& o) { o.dsmTrickMode = 1; });
-const PesOptions CopyInfo = Options([](PesOptions& o) { o.additionalCopyInfo = 1; });
-const PesOptions Crc = Options([](PesOptions& o) { o.crc = 1; });
-const PesOptions Extension = Options([](PesOptions& o) { o.extension = true; });
-const PesOptions Private = Options([](PesOptions& o) {
-    o.extension = true;
-    o.privateData = std::array<uint8_t, 16>{};
-});
-const PesOptions PackField = Options([](PesOptions& o) {
-    o.extension = true;
-    o.packField = PackHeader();
-});
-const PesOptions Counter = Options([](PesOptions& o) {
-    o.extension = true;
-    o.sequenceCounter = 3;
-});
+const PesOptions Pts{.pts = 0x1'2345'6789};
+const PesOptions PtsDts{.pts = 0x1'2345'6789, .dts = 0x0'8765'4321};
+const PesOptions Escr{.escrBase = 1};
+const PesOptions EsRate{.esRate = 5};
+const PesOptions Dsm{.dsmTrickMode = 1};
+const PesOptions CopyInfo{.additionalCopyInfo = 1};
+const PesOptions Crc{.crc = 1};
+const PesOptions Extension{.extension = true};
+const PesOptions Private{.extension = true, .privateData = std::array<uint8_t, 16>{}};
+const PesOptions PackField{.extension = true, .packField = PackHeader()};
+const PesOptions Counter{.extension = true, .sequenceCounter = 3};
 
 Bytes Payload() {
     return Bytes{1, 2, 3, 4, 5};
@@ -85,20 +70,21 @@ Bytes Break(const BrokenField& broken) {
 } // namespace
 
 TEST(PacketTest, EveryOptionalFieldIsPassedOverToThePayload) {
-    PesOptions options = PtsDts;
-    options.escrBase = 0x1'0000'0001;
-    options.escrExtension = 0x155;
-    options.esRate = 0x2A5A5A;
-    options.dsmTrickMode = 0x9C;
-    options.additionalCopyInfo = 0x55;
-    options.crc = 0xBEEF;
-    options.extension = true;
-    options.privateData = std::array<uint8_t, 16>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-    options.packField = PackHeader();
-    options.sequenceCounter = 0x5A;
-    options.pStdBufferSize = 0x1234;
-    options.stuffing = 3;
-    const Bytes bytes = Build(options);
+    const Bytes bytes =
+        Build({.pts = 0x1'2345'6789,
+               .dts = 0x0'8765'4321,
+               .escrBase = 0x1'0000'0001,
+               .escrExtension = 0x155,
+               .esRate = 0x2A5A5A,
+               .dsmTrickMode = 0x9C,
+               .additionalCopyInfo = 0x55,
+               .crc = 0xBEEF,
+               .extension = true,
+               .privateData = std::array<uint8_t, 16>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16},
+               .packField = PackHeader(),
+               .sequenceCounter = 0x5A,
+               .pStdBufferSize = 0x1234,
+               .stuffing = 3});
 
     Packet packet;
     PacketReader reader(bytes.data(), static_cast<int32_t>(bytes.size()));
@@ -182,21 +168,18 @@ TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
     ASSERT_TRUE(packet.DecodePackHeader(reader));
     EXPECT_EQ(reader.Position(), Packet::PackHeaderBytes + 5);
 
+    // An MPEG-1 pack, cleared marker bits and a header cut short.
+    std::vector<Bytes> broken(5, PackHeader());
+    broken[0][4] = 0x21;
+    ClearBit(broken[1], 4, 2);
+    ClearBit(broken[2], 6, 2);
+    ClearBit(broken[3], 8, 2);
+    broken[4].pop_back();
     LogCapture log;
-    Bytes mpeg1 = PackHeader();
-    mpeg1[4] = 0x21;
-    PacketReader mpeg1Reader(mpeg1.data(), static_cast<int32_t>(mpeg1.size()));
-    EXPECT_FALSE(packet.DecodePackHeader(mpeg1Reader));
-    for (size_t at : {4u, 6u, 8u}) {
-        Bytes marker = PackHeader();
-        ClearBit(marker, at, 2);
-        PacketReader markerReader(marker.data(), static_cast<int32_t>(marker.size()));
-        EXPECT_FALSE(packet.DecodePackHeader(markerReader)) << at;
+    for (const Bytes& bad : broken) {
+        PacketReader badReader(bad.data(), static_cast<int32_t>(bad.size()));
+        EXPECT_FALSE(packet.DecodePackHeader(badReader));
     }
-    Bytes shortHeader = PackHeader();
-    shortHeader.pop_back();
-    PacketReader shortReader(shortHeader.data(), static_cast<int32_t>(shortHeader.size()));
-    EXPECT_FALSE(packet.DecodePackHeader(shortReader));
     EXPECT_EQ(log.Messages().size(), 5u);
     EXPECT_EQ(log.Messages().back(), Prefix + "too few bytes\n");
 }

@@ -44,15 +44,8 @@ class ScriptedDriver : public VfwDriver {
 public:
     int32_t GetFormat(const uint8_t* input, uint32_t, uint8_t* output) override {
         BitmapInfoHeader in = BitmapInfoHeader::Read(ByteView(input, 40));
-        BitmapInfoHeader answer;
-        answer.size = 40;
-        answer.width = in.width;
-        answer.height = in.height;
-        answer.planes = 1;
-        answer.bitCount = 24;
-        answer.compression = script.answerCompression;
-        answer.sizeImage = static_cast<uint32_t>(in.width * in.height * 3);
-        answer.Write(output);
+        std::vector<uint8_t> answer = BitmapFormat(in.width, in.height, script.answerCompression, 24);
+        std::copy_n(answer.begin(), 40, output);
         return ICERR_OK;
     }
     int32_t Begin(const uint8_t*, const uint8_t*, uint32_t) override {
@@ -96,106 +89,30 @@ class VfwProtocol : public testing::Test {
 protected:
     void SetUp() override { script = Script(); }
 
-    int32_t Initialise(VFWDecoder& decoder, const char* code = "lkz3") {
+    int32_t Initialise(const char* code = "lkz3") {
         return decoder.Initialise(FourCC(code), format.data(), static_cast<uint32_t>(format.size()),
                                   outFormat);
     }
-    int32_t Decompress(VFWDecoder& decoder, uint32_t flags = 0, uint32_t frame = 0) {
-        return decoder.Decompress(data, sizeof data, outFormat, picture.data(),
-                                  static_cast<uint32_t>(picture.size()), flags, frame);
+    int32_t Decompress() {
+        return decoder.Decompress(data, sizeof data, outFormat, picture.data(), ImageBytes, 0, 0);
     }
 
+    VFWDecoder decoder{nullptr, OpenScripted};
     std::vector<uint8_t> format = BitmapFormat(Width, Height, FourCC("GEOX"), 24);
     uint8_t outFormat[40] = {};
     uint8_t data[100] = {1, 2, 3};
     std::vector<uint8_t> picture = std::vector<uint8_t>(ImageBytes, 0x11);
 };
 
-TEST_F(VfwProtocol, OpensTheDriverOfTheMatchingCodeForDecompression) {
-    VFWDecoder decoder(nullptr, OpenScripted);
-    ASSERT_EQ(Initialise(decoder, "lkz5"), 0);
+TEST_F(VfwProtocol, OpensTheDriverOfTheMatchingCodeAndHandsFramesOverAndPicturesBack) {
+    ASSERT_EQ(Initialise("lkz5"), 0);
     EXPECT_EQ(script.opens, 1);
     EXPECT_EQ(script.begins, 1);
     EXPECT_TRUE(decoder.IsBegun());
-    BitmapInfoHeader answer = BitmapInfoHeader::Read(ByteView(outFormat, sizeof outFormat));
-    EXPECT_EQ(answer.width, Width);
-    EXPECT_EQ(answer.sizeImage, ImageBytes);
-}
+    EXPECT_EQ(BitmapInfoHeader::Read(ByteView(outFormat, sizeof outFormat)).sizeImage, ImageBytes);
 
-TEST_F(VfwProtocol, FailedOpenIsLoggedAndFindsNothing) {
-    script.openFails = true;
-    LogCapture log;
-    VFWDecoder decoder(nullptr, OpenScripted);
-    EXPECT_EQ(Initialise(decoder), -1);
-    const auto* failed = log.Find("Failed to open driver: ");
-    ASSERT_NE(failed, nullptr);
-    EXPECT_EQ(failed->message, "Failed to open driver: " + script.path + "\n");
-    EXPECT_EQ(log.Messages().back(), "Unable to locate suitable coded for FourCC: lkz3\n");
-    EXPECT_EQ(Decompress(decoder), VFWDecoder::NotBegun);
-}
-
-TEST_F(VfwProtocol, CompressedAnswerLeavesDecodingOff) {
-    script.answerCompression = FourCC("YUY2");
-    LogCapture log;
-    VFWDecoder decoder(nullptr, OpenScripted);
-    EXPECT_EQ(Initialise(decoder), 0);
-    EXPECT_TRUE(log.Contains("VFW decoder doesn't support RGB output\n", Vorn::Vorncast::LogCore));
-    EXPECT_EQ(script.begins, 0);
-    EXPECT_FALSE(decoder.IsBegun());
-    EXPECT_EQ(Decompress(decoder), VFWDecoder::NotBegun);
-    EXPECT_EQ(Initialise(decoder), 0);
-    EXPECT_EQ(script.opens, 1);
-    decoder.Close();
-    EXPECT_EQ(script.ends, 0);
-    EXPECT_EQ(script.closes, 1);
-}
-
-TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
-    // Named results log their name after the value.
-    const std::pair<int32_t, const char*> results[] = {{2, "ICERR_NEWPALETTE"}, {-201, "ICERR_BADIMAGESIZE"}};
-    for (const auto& [value, name] : results) {
-        script = Script();
-        script.beginResult = value;
-        LogCapture log;
-        VFWDecoder decoder(nullptr, OpenScripted);
-        EXPECT_EQ(Initialise(decoder), -1) << name;
-        std::vector<std::string> expected = {"Decompress Begin returned : " + std::to_string(value) + "\n",
-                                             std::string(name) + "\n", "Error in DECOMPRESS_BEGIN\n",
-                                             "Unable to locate suitable coded for FourCC: lkz3\n"};
-        std::vector<std::string> messages = log.Messages();
-        ASSERT_GE(messages.size(), expected.size());
-        EXPECT_EQ(std::vector<std::string>(messages.end() - 4, messages.end()), expected) << name;
-        EXPECT_EQ(script.closes, 1);
-        EXPECT_FALSE(decoder.IsBegun());
-    }
-    // Values outside the table fail as well, without a name.
-    for (int32_t value : {5, -50, -202}) {
-        script = Script();
-        script.beginResult = value;
-        LogCapture log;
-        VFWDecoder decoder(nullptr, OpenScripted);
-        EXPECT_EQ(Initialise(decoder), -1) << value;
-        EXPECT_EQ(log.Find("ICERR_"), nullptr) << value;
-        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCore));
-    }
-}
-
-TEST_F(VfwProtocol, DriverThatWillNotCloseIsReported) {
-    script.beginResult = ICERR_ERROR;
-    script.closeFails = true;
-    LogCapture log;
-    VFWDecoder decoder(nullptr, OpenScripted);
-    EXPECT_EQ(Initialise(decoder), -1);
-    EXPECT_TRUE(log.Contains("Error closing driver " + script.path + ".\n", Vorn::Vorncast::LogCore));
-}
-
-TEST_F(VfwProtocol, DecompressHandsTheFrameOverAndThePictureBack) {
-    VFWDecoder decoder(nullptr, OpenScripted);
-    ASSERT_EQ(Initialise(decoder), 0);
     uint8_t frameFormat[40] = {};
-    ASSERT_EQ(decoder.Decompress(data, 77, frameFormat, picture.data(), static_cast<uint32_t>(picture.size()),
-                                 0x10, 7),
-              0);
+    ASSERT_EQ(decoder.Decompress(data, 77, frameFormat, picture.data(), ImageBytes, 0x10, 7), 0);
     EXPECT_EQ(script.record.flags, 0x10u);
     EXPECT_EQ(script.record.frame, 7u);
     EXPECT_EQ(script.record.input, data);
@@ -203,28 +120,83 @@ TEST_F(VfwProtocol, DecompressHandsTheFrameOverAndThePictureBack) {
     EXPECT_NE(script.record.output, picture.data()); // the driver writes to the bridge's own buffer
     EXPECT_EQ(picture, std::vector<uint8_t>(ImageBytes, script.paint));
     EXPECT_EQ(std::memcmp(frameFormat, outFormat, sizeof outFormat), 0);
-}
 
-TEST_F(VfwProtocol, PictureHeldBackRepeatsThePreviousOne) {
-    VFWDecoder decoder(nullptr, OpenScripted);
-    ASSERT_EQ(Initialise(decoder), 0);
-    ASSERT_EQ(Decompress(decoder), 0);
+    // A picture held back repeats the previous one.
     script.decompressResult = ICERR_DONTDRAW;
     std::fill(picture.begin(), picture.end(), 0);
     LogCapture log;
-    EXPECT_EQ(Decompress(decoder), 0);
+    EXPECT_EQ(Decompress(), 0);
     EXPECT_EQ(picture, std::vector<uint8_t>(ImageBytes, script.paint));
-    EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Decompress returned : 1\n", "ICERR_DONTDRAW\n"}));
+    EXPECT_EQ(log.Messages().front(), "Decompress returned : 1\n");
+}
+
+TEST_F(VfwProtocol, FailedOpenIsLoggedAndFindsNothing) {
+    script.openFails = true;
+    LogCapture log;
+    EXPECT_EQ(Initialise(), -1);
+    const auto* failed = log.Find("Failed to open driver: ");
+    ASSERT_NE(failed, nullptr);
+    EXPECT_EQ(failed->message, "Failed to open driver: " + script.path + "\n");
+    EXPECT_EQ(log.Messages().back(), "Unable to locate suitable coded for FourCC: lkz3\n");
+    EXPECT_EQ(Decompress(), VFWDecoder::NotBegun);
+
+    // The owner's log gets the texts when there is an owner.
+    Testing::LogCapture decoderLog;
+    Testing::MinimalDecoder owner;
+    log.Clear();
+    VFWDecoder owned(&owner, OpenScripted);
+    EXPECT_EQ(
+        owned.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()), outFormat), -1);
+    EXPECT_TRUE(log.All().empty());
+    std::vector<std::string> lines = decoderLog.Take();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(), "Trying to locate suitable coded for FourCC: lkz3\n");
+    EXPECT_EQ(lines.back(), "Unable to locate suitable coded for FourCC: lkz3\n");
+}
+
+TEST_F(VfwProtocol, CompressedAnswerLeavesDecodingOff) {
+    script.answerCompression = FourCC("YUY2");
+    LogCapture log;
+    EXPECT_EQ(Initialise(), 0);
+    EXPECT_TRUE(log.Contains("VFW decoder doesn't support RGB output\n", Vorn::Vorncast::LogCore));
+    EXPECT_EQ(script.begins, 0);
+    EXPECT_EQ(Decompress(), VFWDecoder::NotBegun);
+    EXPECT_EQ(Initialise(), 0);
+    EXPECT_EQ(script.opens, 1);
+    decoder.Close();
+    EXPECT_EQ(script.ends, 0);
+    EXPECT_EQ(script.closes, 1);
+}
+
+// Every begin result but good fails and closes the driver; one that will not close is reported.
+TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
+    for (int32_t value : {2, -201, 5, -50}) {
+        script = Script();
+        script.beginResult = value;
+        script.closeFails = value == 5;
+        LogCapture log;
+        VFWDecoder failing(nullptr, OpenScripted);
+        EXPECT_EQ(failing.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()),
+                                     outFormat),
+                  -1);
+        EXPECT_TRUE(log.Contains("Decompress Begin returned : " + std::to_string(value) + "\n",
+                                 Vorn::Vorncast::LogCore));
+        EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCore)) << value;
+        EXPECT_EQ(log.Contains("Error closing driver " + script.path + ".\n", Vorn::Vorncast::LogCore),
+                  script.closeFails);
+        EXPECT_EQ(log.Messages().back(), "Unable to locate suitable coded for FourCC: lkz3\n");
+        EXPECT_EQ(script.closes, 1);
+        EXPECT_FALSE(failing.IsBegun());
+    }
 }
 
 TEST_F(VfwProtocol, FailedFrameGivesABlackPicture) {
-    VFWDecoder decoder(nullptr, OpenScripted);
-    ASSERT_EQ(Initialise(decoder), 0);
+    ASSERT_EQ(Initialise(), 0);
     for (int32_t value : {-100, 3, -2, -50}) {
         script.decompressResult = value;
         std::fill(picture.begin(), picture.end(), 0x99);
         LogCapture log;
-        EXPECT_EQ(Decompress(decoder), VFWDecoder::DecompressFailed);
+        EXPECT_EQ(Decompress(), VFWDecoder::DecompressFailed);
         EXPECT_EQ(picture, std::vector<uint8_t>(ImageBytes, 0));
         EXPECT_EQ(log.Messages().front(), "Decompress returned : " + std::to_string(value) + "\n");
     }
@@ -237,9 +209,8 @@ TEST_F(VfwProtocol, FailedFrameGivesABlackPicture) {
 }
 
 TEST_F(VfwProtocol, MissingArgumentsHaveTheirCodes) {
-    VFWDecoder decoder(nullptr, OpenScripted);
     EXPECT_EQ(decoder.Decompress(data, 1, outFormat, picture.data(), ImageBytes, 0, 0), VFWDecoder::NotBegun);
-    ASSERT_EQ(Initialise(decoder), 0);
+    ASSERT_EQ(Initialise(), 0);
     EXPECT_EQ(decoder.Decompress(data, 1, outFormat, nullptr, ImageBytes, 0, 0), VFWDecoder::NoOutputBuffer);
     EXPECT_EQ(decoder.Decompress(nullptr, 1, outFormat, nullptr, ImageBytes, 0, 0),
               VFWDecoder::NoDataNoOutputBuffer);
@@ -251,8 +222,7 @@ TEST_F(VfwProtocol, MissingArgumentsHaveTheirCodes) {
 TEST_F(VfwProtocol, CloseAndDestructionEndDecompression) {
     script.endResult = ICERR_ERROR;
     script.closeFails = true;
-    VFWDecoder decoder(nullptr, OpenScripted);
-    ASSERT_EQ(Initialise(decoder), 0);
+    ASSERT_EQ(Initialise(), 0);
     LogCapture log;
     decoder.Close();
     EXPECT_EQ(log.Messages(),
@@ -260,18 +230,19 @@ TEST_F(VfwProtocol, CloseAndDestructionEndDecompression) {
                                         "Error in DECOMPRESS_END\n", "Error closing driver.\n"}));
     EXPECT_EQ(script.ends, 1);
     EXPECT_EQ(script.closes, 1);
-    EXPECT_EQ(Decompress(decoder), VFWDecoder::NotBegun);
+    EXPECT_EQ(Decompress(), VFWDecoder::NotBegun);
     script = Script();
     {
         VFWDecoder again(nullptr, OpenScripted);
-        EXPECT_EQ(Initialise(again), 0);
+        EXPECT_EQ(
+            again.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()), outFormat),
+            0);
     }
     EXPECT_EQ(script.ends, 1);
     EXPECT_EQ(script.closes, 1);
 }
 
-TEST_F(VfwProtocol, ShortFormatReadsAsZeroes) {
-    VFWDecoder decoder(nullptr, OpenScripted);
+TEST_F(VfwProtocol, ShortOrMissingFormatReadsAsZeroes) {
     uint8_t shortFormat[10] = {40, 0, 0, 0, 8};
     EXPECT_EQ(decoder.Initialise(FourCC("lkz3"), shortFormat, sizeof shortFormat, outFormat), 0);
     EXPECT_EQ(script.open.fccHandler, 0u);
@@ -280,48 +251,28 @@ TEST_F(VfwProtocol, ShortFormatReadsAsZeroes) {
 }
 
 TEST_F(VfwProtocol, UncompressedStreamsNeverOpenADriver) {
+    std::vector<uint8_t> frame(ImageBytes);
+    for (size_t i = 0; i < frame.size(); ++i) {
+        frame[i] = static_cast<uint8_t>(i);
+    }
     for (uint32_t code : {FourCC("RGB2"), 0u}) {
-        script = Script();
         std::vector<uint8_t> rgb = BitmapFormat(Width, Height, code, 24);
         LogCapture log;
-        VFWDecoder decoder(nullptr, OpenScripted);
+        VFWDecoder plain(nullptr, OpenScripted);
         uint8_t answer[40] = {};
-        ASSERT_EQ(decoder.Initialise(code, rgb.data(), static_cast<uint32_t>(rgb.size()), answer), 0);
+        ASSERT_EQ(plain.Initialise(code, rgb.data(), static_cast<uint32_t>(rgb.size()), answer), 0);
         EXPECT_EQ(script.opens, 0);
         EXPECT_TRUE(log.All().empty());
-        EXPECT_TRUE(decoder.IsUncompressed());
+        EXPECT_TRUE(plain.IsUncompressed());
         EXPECT_EQ(std::memcmp(answer, rgb.data(), 40), 0);
-
-        std::vector<uint8_t> frame(ImageBytes);
-        for (size_t i = 0; i < frame.size(); ++i) {
-            frame[i] = static_cast<uint8_t>(i);
-        }
-        uint8_t frameFormat[40] = {};
-        ASSERT_EQ(decoder.Decompress(frame.data(), ImageBytes, frameFormat, picture.data(), ImageBytes, 0, 0),
-                  0);
+        ASSERT_EQ(plain.Decompress(frame.data(), ImageBytes, answer, picture.data(), ImageBytes, 0, 0), 0);
         EXPECT_EQ(picture, frame);
-        EXPECT_EQ(std::memcmp(frameFormat, rgb.data(), 40), 0);
         // A frame longer than the caller's buffer is cut to it.
         std::vector<uint8_t> small(10, 0xEE);
-        ASSERT_EQ(decoder.Decompress(frame.data(), ImageBytes, frameFormat, small.data(), 9, 0, 0), 0);
+        ASSERT_EQ(plain.Decompress(frame.data(), ImageBytes, answer, small.data(), 9, 0, 0), 0);
         EXPECT_EQ(small[8], 8);
         EXPECT_EQ(small[9], 0xEE);
     }
-}
-
-// The owner's log gets the texts when there is an owner.
-TEST_F(VfwProtocol, TextsGoToTheOwningDecoder) {
-    Testing::LogCapture decoderLog;
-    Testing::MinimalDecoder owner;
-    LogCapture libraryLog;
-    script.openFails = true;
-    VFWDecoder decoder(&owner, OpenScripted);
-    EXPECT_EQ(Initialise(decoder), -1);
-    EXPECT_TRUE(libraryLog.All().empty());
-    std::vector<std::string> lines = decoderLog.Take();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.front(), "Trying to locate suitable coded for FourCC: lkz3\n");
-    EXPECT_EQ(lines.back(), "Unable to locate suitable coded for FourCC: lkz3\n");
 }
 
 } // namespace

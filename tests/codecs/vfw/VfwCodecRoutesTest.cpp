@@ -24,8 +24,8 @@ TEST(VfwCodecRoutes, Adv601FieldsOfBothHeightsDecodeToDensePictures) {
                                         picture.data()));
         EXPECT_GT(Adv601Psnr(source.bgr, picture), 40.0);
         EXPECT_EQ(field, untouched); // the caller's bytes are not turned round
-        EXPECT_FALSE(DecodeAdv601Picture(field.data(), static_cast<uint32_t>(field.size()), 704, source.height,
-                                         picture.data()));
+        EXPECT_FALSE(DecodeAdv601Picture(field.data(), static_cast<uint32_t>(field.size()), 704,
+                                         source.height, picture.data()));
         EXPECT_FALSE(DecodeAdv601Picture(field.data(), static_cast<uint32_t>(field.size() / 2), 720,
                                          source.height, picture.data()));
     }

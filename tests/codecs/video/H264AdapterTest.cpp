@@ -15,7 +15,6 @@ namespace {
 
 constexpr int32_t Width = 176;
 constexpr int32_t Height = 144;
-constexpr int32_t PictureBytes = Width * Height * 3;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -44,112 +43,37 @@ protected:
 
 } // namespace
 
-TEST_F(H264AdapterTest, StartCodeAccessUnitsMatchLibavcodecAndTheSource) {
-    EncodedVideo video = Encode(6, 0, false);
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    EXPECT_EQ(run.heldBack, 0);
-    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
-    for (size_t index = 0; index < run.pictures.size(); ++index) {
-        EXPECT_GT(Psnr(video.sources[index], run.pictures[index].bgr.data()), SourcePsnrBound) << index;
+// Access units with length prefixes of four bytes and in-band parameter sets, of two bytes with
+// the sets in an AVC record, and with start codes and the sets in start-code configuration.
+TEST_F(H264AdapterTest, LengthPrefixesAndParameterSetsFromConfigurationDecodeAlike) {
+    for (bool globalHeader : {false, true}) {
+        EncodedVideo video = Encode(4, 0, globalHeader);
+        const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
+        ASSERT_EQ(reference.size(), video.frames.size());
+        const int32_t lengthSize = globalHeader ? 2 : 4;
+        EncodedVideo prefixed = video;
+        for (EncodedFrame& frame : prefixed.frames) {
+            frame.data = LengthPrefixed(frame.data, lengthSize);
+        }
+        const Bytes record = globalHeader ? AvcConfiguration(video.extradata, 2) : Bytes{};
+        IppDecoderH264 lengths;
+        ASSERT_TRUE(lengths.Initialise(Width, Height, 3, false, record.empty() ? nullptr : record.data(),
+                                       static_cast<int32_t>(record.size())));
+        AdapterRun run = DecodeAll(lengths, prefixed.frames, Width, Height);
+        EXPECT_EQ(run.failures, 0);
+        ExpectSamePictures(run.pictures, reference);
     }
-}
-
-TEST_F(H264AdapterTest, LengthPrefixedAccessUnitsDecodeAlike) {
-    EncodedVideo video = Encode(5, 0, false);
-    const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
-    EncodedVideo prefixed = video;
-    for (EncodedFrame& frame : prefixed.frames) {
-        frame.data = LengthPrefixed(frame.data, 4);
-    }
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    AdapterRun run = DecodeAll(adapter, prefixed.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, reference);
-}
-
-TEST_F(H264AdapterTest, ParameterSetsComeFromAvcRecordOrStartCodeConfiguration) {
     EncodedVideo video = Encode(4, 0, true);
     ASSERT_FALSE(video.extradata.empty());
-    const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
-    ASSERT_EQ(reference.size(), video.frames.size());
-
-    const Bytes record = AvcConfiguration(video.extradata, 2);
-    EncodedVideo prefixed = video;
-    for (EncodedFrame& frame : prefixed.frames) {
-        frame.data = LengthPrefixed(frame.data, 2);
-    }
-    ASSERT_TRUE(
-        adapter.Initialise(Width, Height, 3, false, record.data(), static_cast<int32_t>(record.size())));
-    ExpectSamePictures(DecodeAll(adapter, prefixed.frames, Width, Height).pictures, reference);
-
-    IppDecoderH264 startCodes;
-    ASSERT_TRUE(startCodes.Initialise(Width, Height, 3, false, video.extradata.data(),
-                                      static_cast<int32_t>(video.extradata.size())));
-    ExpectSamePictures(DecodeAll(startCodes, video.frames, Width, Height).pictures, reference);
+    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false, video.extradata.data(),
+                                   static_cast<int32_t>(video.extradata.size())));
+    ExpectSamePictures(DecodeAll(adapter, video.frames, Width, Height).pictures,
+                       ReferenceDecode(AV_CODEC_ID_H264, video, false));
 
     // Without the parameter sets nothing can be decoded.
     IppDecoderH264 bare;
     ASSERT_TRUE(bare.Initialise(Width, Height, 3, false));
     EXPECT_TRUE(DecodeAll(bare, video.frames, Width, Height).pictures.empty());
-}
-
-TEST_F(H264AdapterTest, HeldBackPicturesComeOutByFlushInDisplayOrder) {
-    EncodedVideo video = Encode(8, 2, false);
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    AdapterRun run = DecodeAll(adapter, video.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    EXPECT_GT(run.heldBack, 0);
-    EXPECT_EQ(run.pictures.size() + static_cast<size_t>(run.heldBack), video.frames.size());
-
-    std::vector<uint8_t> output(PictureBytes);
-    while (adapter.Flush(output.data(), PictureBytes)) {
-        EXPECT_TRUE(adapter.HasNewPicture());
-        run.pictures.push_back({Width, Height, output});
-    }
-    EXPECT_FALSE(adapter.HasNewPicture());
-    ASSERT_EQ(run.pictures.size(), video.frames.size());
-    ExpectSamePictures(run.pictures, ReferenceDecode(AV_CODEC_ID_H264, video, false));
-    for (size_t index = 0; index < run.pictures.size(); ++index) {
-        EXPECT_GT(Psnr(video.sources[index], run.pictures[index].bgr.data()), SourcePsnrBound) << index;
-    }
-
-    // After the flush the decoder starts again from a key frame.
-    AdapterRun again = DecodeAll(adapter, video.frames, Width, Height);
-    EXPECT_EQ(again.failures, 0);
-    EXPECT_EQ(again.heldBack, run.heldBack);
-}
-
-TEST_F(H264AdapterTest, FlushRefusesASmallOutputAndHasNothingWithoutDelay) {
-    EncodedVideo video = Encode(3, 0, false);
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    DecodeAll(adapter, video.frames, Width, Height);
-    std::vector<uint8_t> output(PictureBytes);
-    LogCapture log;
-    EXPECT_FALSE(adapter.Flush(output.data(), PictureBytes - 1));
-    EXPECT_TRUE(log.Contains("IppDecoderH264::Decode bad output buffer\n"));
-    EXPECT_FALSE(adapter.Flush(output.data(), PictureBytes));
-}
-
-TEST_F(H264AdapterTest, DamagedOrForeignAccessUnitsFail) {
-    EncodedVideo video = Encode(3, 0, false);
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    LogCapture log;
-
-    Bytes garbage(2000);
-    for (size_t index = 0; index < garbage.size(); ++index) {
-        garbage[index] = static_cast<uint8_t>(index * 37 + 11);
-    }
-    ExpectRefused(adapter, garbage, PictureBytes);
-    EXPECT_TRUE(log.Contains("H264VideoDecoder::GetFrame failed\n"));
-
-    Bytes truncated(video.frames[0].data.begin(),
-                    video.frames[0].data.begin() + video.frames[0].data.size() / 2);
-    ExpectRefused(adapter, truncated, PictureBytes);
-    ExpectRefused(adapter, ForeignMpeg4Frame(), PictureBytes);
-
-    ExpectCleanRunAfterReset(adapter, video, Width, Height, AV_CODEC_ID_H264, false);
 }
 
 TEST(H264FramingTest, LengthPrefixedUnitsMustFillTheAccessUnitExactly) {

@@ -57,25 +57,14 @@ inline void ExpectRefused(Vorn::Vorncast::Decoders::IppDecoder& adapter, const s
         adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), pictureBytes));
 }
 
-// One MPEG-4 part 2 frame, foreign to the adapters of every other codec.
-inline std::vector<uint8_t> ForeignMpeg4Frame() {
-    VideoSettings mpeg4;
-    mpeg4.encoder = "mpeg4";
-    mpeg4.frames = 1;
+// One frame foreign to the adapter of `codec`: MPEG-4 part 2, or MPEG-2 for the MPEG-4 adapter.
+inline std::vector<uint8_t> ForeignFrame(AVCodecID codec = AV_CODEC_ID_NONE) {
+    VideoSettings settings;
+    settings.encoder = codec == AV_CODEC_ID_MPEG4 ? "mpeg2video" : "mpeg4";
+    settings.frames = 1;
     EncodedVideo foreign;
-    EXPECT_TRUE(EncodeVideo(mpeg4, &foreign));
+    EXPECT_TRUE(EncodeVideo(settings, &foreign));
     return foreign.frames.empty() ? std::vector<uint8_t>{} : foreign.frames[0].data;
-}
-
-// After a reset, the whole of `video` decodes without a failure, picture for picture as libavcodec
-// decodes it: damage fed before leaves nothing behind.
-inline void ExpectCleanRunAfterReset(Vorn::Vorncast::Decoders::IppDecoder& adapter, const EncodedVideo& video,
-                                     int32_t width, int32_t height, AVCodecID codec,
-                                     bool decodingOrderOutput) {
-    adapter.Reset();
-    AdapterRun run = DecodeAll(adapter, video.frames, width, height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, ReferenceDecode(codec, video, decodingOrderOutput));
 }
 
 } // namespace CodecTest

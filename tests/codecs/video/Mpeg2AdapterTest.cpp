@@ -1,0 +1,64 @@
+#include "codecs/video/IppDecoderMPEG2.h"
+#include "codecs/video/VideoTestHelpers.h"
+
+#include "model/files/FileTestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace Vorn::Vorncast::Decoders;
+using namespace CodecTest;
+using FileTesting::LogCapture;
+
+namespace {
+
+constexpr int32_t Width = 176;
+constexpr int32_t Height = 144;
+constexpr int32_t PictureBytes = Width * Height * 3;
+
+EncodedVideo EncodeMpeg2(int32_t frames) {
+    VideoSettings settings;
+    settings.encoder = "mpeg2video";
+    settings.frames = frames;
+    EncodedVideo video;
+    EXPECT_TRUE(EncodeVideo(settings, &video));
+    return video;
+}
+
+} // namespace
+
+TEST(Mpeg2AdapterTest, ImageFormatFromTheSequenceHeader) {
+    EncodedVideo video = EncodeMpeg2(2);
+    const auto& first = video.frames[0].data;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t planes = 0;
+    ASSERT_TRUE(IppDecoderMPEG2::ParseImageFormat(first.data(), static_cast<int32_t>(first.size()), &width,
+                                                  &height, &planes));
+    EXPECT_EQ(width, Width);
+    EXPECT_EQ(height, Height);
+    EXPECT_EQ(planes, 3);
+    const auto& second = video.frames[1].data;
+    EXPECT_FALSE(IppDecoderMPEG2::ParseImageFormat(second.data(), static_cast<int32_t>(second.size()), &width,
+                                                   &height, &planes));
+    EXPECT_FALSE(IppDecoderMPEG2::ParseImageFormat(first.data(), 6, &width, &height, &planes));
+
+    IppDecoderMPEG2 configured;
+    ASSERT_TRUE(configured.Initialise(0, 0, 3, false, first.data(), static_cast<int32_t>(first.size())));
+    EXPECT_EQ(configured.GetWidth(), Width);
+    EXPECT_EQ(configured.GetHeight(), Height);
+}
+
+TEST(Mpeg2AdapterTest, CallerSizeStaysAndOutputIsCheckedAgainstIt) {
+    EncodedVideo video = EncodeMpeg2(1);
+    const auto& frame = video.frames[0].data;
+    IppDecoderMPEG2 adapter;
+    ASSERT_TRUE(adapter.Initialise(Width + 16, Height, 3, false));
+    std::vector<uint8_t> output((Width + 16) * Height * 3);
+    LogCapture log;
+    EXPECT_FALSE(
+        adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes));
+    EXPECT_EQ(log.Messages(), std::vector<std::string>{"IppDecoderMPEG2::Decode bad output buffer\n"});
+    EXPECT_TRUE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(),
+                               static_cast<int32_t>(output.size())));
+    EXPECT_EQ(adapter.GetWidth(), Width + 16);
+}
