@@ -233,15 +233,3 @@ TEST(Bcd, EveryByteAndRuns) {
     EXPECT_TRUE(nines.BcdRun(0, 9, &value));
     EXPECT_FALSE(nines.BcdRun(0, 10, &value));
 }
-
-TEST(ByteOrder, StoreAndLoadAreInverse) {
-    uint8_t bytes[8];
-    Store<int64_t, ByteOrder::Big>(bytes, -2);
-    EXPECT_EQ(bytes[0], 0xFF);
-    EXPECT_EQ(bytes[7], 0xFE);
-    EXPECT_EQ((Load<int64_t, ByteOrder::Big>(bytes)), -2);
-    Store<uint32_t, ByteOrder::Little>(bytes, 0xA1B2C3D4);
-    EXPECT_EQ(bytes[0], 0xD4);
-    EXPECT_EQ((Load<uint32_t, ByteOrder::Little>(bytes)), 0xA1B2C3D4u);
-    EXPECT_EQ((Load<uint32_t, ByteOrder::Big>(bytes)), 0xD4C3B2A1u);
-}
