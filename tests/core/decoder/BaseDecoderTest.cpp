@@ -13,60 +13,29 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-enum class Operation {
-    Query,
-    Load,
-    Unload,
-    GoTo,
-    GoToAudio,
-    Decompress,
-    DecompressAudio,
-    Open,
-    Close,
-    Read,
-    Event,
-    List,
-    Failure
+// An operation of the phase machine under the name its log lines give it.
+struct Operation {
+    const char* name;
+    DecoderAction (*perform)(ScriptedDecoder&);
+    bool operator==(const Operation& other) const { return perform == other.perform; }
 };
 
-const char* OperationName(Operation operation) {
-    static const char* names[] = {
-        "Query", "Load",  "Unload", "GoToFrame", "GoToAudioFrame", "Decompress",    "DecompressAudio",
-        "Open",  "Close", "Read",   "Event",     "FileList",       "DecoderFailure"};
-    return names[static_cast<int>(operation)];
-}
-
-DecoderAction Perform(ScriptedDecoder& decoder, Operation operation) {
-    switch (operation) {
-    case Operation::Query:
-        return decoder.Query("/rec/a.vid", 0);
-    case Operation::Load:
-        return decoder.Load("/rec/a.vid", -1);
-    case Operation::Unload:
-        return decoder.Unload();
-    case Operation::GoTo:
-        return decoder.GoToFrame(1);
-    case Operation::GoToAudio:
-        return decoder.GoToAudioFrame(1);
-    case Operation::Decompress:
-        return decoder.Decompress();
-    case Operation::DecompressAudio:
-        return decoder.DecompressAudio();
-    case Operation::Open:
-        return decoder.OpenComplete(0, 1);
-    case Operation::Close:
-        return decoder.CloseComplete(0);
-    case Operation::Read:
-        return decoder.ReadComplete(0, true);
-    case Operation::Event:
-        return decoder.EventComplete(nullptr);
-    case Operation::List:
-        return decoder.FileListComplete(true, 0, "");
-    case Operation::Failure:
-        return decoder.DecoderFailure();
-    }
-    return DDA_NO_ACTION;
-}
+// One operation a line.
+// clang-format off
+const Operation Query{"Query", [](ScriptedDecoder& d) { return d.Query("/rec/a.vid", 0); }};
+const Operation Load{"Load", [](ScriptedDecoder& d) { return d.Load("/rec/a.vid", -1); }};
+const Operation Unload{"Unload", [](ScriptedDecoder& d) { return d.Unload(); }};
+const Operation GoTo{"GoToFrame", [](ScriptedDecoder& d) { return d.GoToFrame(1); }};
+const Operation GoToAudio{"GoToAudioFrame", [](ScriptedDecoder& d) { return d.GoToAudioFrame(1); }};
+const Operation Decompress{"Decompress", [](ScriptedDecoder& d) { return d.Decompress(); }};
+const Operation DecompressAudio{"DecompressAudio", [](ScriptedDecoder& d) { return d.DecompressAudio(); }};
+const Operation Open{"Open", [](ScriptedDecoder& d) { return d.OpenComplete(0, 1); }};
+const Operation Close{"Close", [](ScriptedDecoder& d) { return d.CloseComplete(0); }};
+const Operation Read{"Read", [](ScriptedDecoder& d) { return d.ReadComplete(0, true); }};
+const Operation Event{"Event", [](ScriptedDecoder& d) { return d.EventComplete(nullptr); }};
+const Operation List{"FileList", [](ScriptedDecoder& d) { return d.FileListComplete(true, 0, ""); }};
+const Operation Failure{"DecoderFailure", [](ScriptedDecoder& d) { return d.DecoderFailure(); }};
+// clang-format on
 
 // One step of the phase machine: in `state` (after a failure in `before`), `operation` runs; the
 // decoder's own core or step, if reached, answers `reply`. The operation returns `result`, leaves
@@ -81,8 +50,6 @@ struct Transition {
     std::vector<std::string> log = {};
     DecoderState before = DDS_QUERYING;
 };
-
-using enum Operation;
 
 // One transition a line.
 // clang-format off
@@ -141,8 +108,8 @@ std::vector<Transition> Transitions() {
         {DDS_QUERIED, Failure, DDA_NO_ACTION, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
             {"Scripted DecoderFailure with bad state\n"}},
     };
-    for (Operation operation : {Open, Close, Event, Read}) {
-        std::string name = std::string(OperationName(operation)) + "Complete";
+    for (const Operation& operation : {Open, Close, Event, Read}) {
+        std::string name = std::string(operation.name) + "Complete";
         rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "",
             {"Scripted " + name + " with state DDS_IDLE\n"}});
         rows.push_back({DDS_LOADED, operation, DDA_COMPLETE, DDA_NO_ACTION, DDS_IDLE, "FailingCore",
@@ -150,9 +117,9 @@ std::vector<Transition> Transitions() {
         rows.push_back({DDS_QUERYING, operation, DDA_COMPLETE, DDA_COMPLETE, DDS_QUERIED, "Querying" + name});
         rows.push_back({DDS_LOADING, operation, DDA_READ, DDA_READ, DDS_LOADING, "Loading" + name});
     }
-    for (Operation operation : {GoTo, GoToAudio, Decompress, DecompressAudio}) {
+    for (const Operation& operation : {GoTo, GoToAudio, Decompress, DecompressAudio}) {
         rows.push_back({DDS_IDLE, operation, DDA_COMPLETE, DDA_FAILED, DDS_IDLE, "",
-            {"BaseDecoder::" + std::string(OperationName(operation)) + " BAD STATE 0\n"}});
+            {"BaseDecoder::" + std::string(operation.name) + " BAD STATE 0\n"}});
     }
     // In a frame phase each completion reaches that phase's step; a failed read ends the phase, other
     // failed steps leave it waiting, and a decoder failure fails the frame alone.
@@ -162,8 +129,8 @@ std::vector<Transition> Transitions() {
         {DDS_DECOMPRESSING, "Decompressing"},
         {DDS_DECOMPRESSING_AUDIO, "DecompressingAudio"}};
     for (const auto& [state, phase] : framePhases) {
-        for (Operation operation : {Open, Close, Event}) {
-            std::string step = phase + std::string(OperationName(operation)) + "Complete";
+        for (const Operation& operation : {Open, Close, Event}) {
+            std::string step = phase + std::string(operation.name) + "Complete";
             rows.push_back({state, operation, DDA_FAILED, DDA_FAILED, state, step});
             rows.push_back({state, operation, DDA_READ, DDA_READ, state, step});
         }
@@ -183,7 +150,7 @@ std::vector<Transition> Transitions() {
 
 TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
     for (const Transition& row : Transitions()) {
-        SCOPED_TRACE(std::string(DecoderStateName(row.state)) + " " + OperationName(row.operation) + " -> " +
+        SCOPED_TRACE(std::string(DecoderStateName(row.state)) + " " + row.operation.name + " -> " +
                      DecoderStateName(row.next));
         LogCapture log;
         ScriptedDecoder decoder;
@@ -192,7 +159,7 @@ TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
         decoder.totalFrames = 5;
         decoder.defaultReply = row.reply;
         decoder.Script("QueryingCore", row.reply);
-        DecoderAction result = Perform(decoder, row.operation);
+        DecoderAction result = row.operation.perform(decoder);
         if (row.operation == List && row.step.empty()) {
             // A list outside loading and querying is refused, whatever then becomes of the decoder.
             ASSERT_FALSE(log.lines.empty());
@@ -216,6 +183,17 @@ TEST(BaseDecoderTest, EveryTransitionOfThePhaseMachine) {
 
 class BaseDecoderScenario : public ::testing::Test {
 protected:
+    // What a decoder has learnt of its recording is forgotten.
+    void ExpectCleared() {
+        EXPECT_EQ(decoder.totalFrames, 0);
+        EXPECT_EQ(decoder.totalAudioFrames, 0);
+        EXPECT_EQ(decoder.totalTracks, 0);
+        EXPECT_EQ(decoder.currentTrack, 0);
+        EXPECT_EQ(decoder.currentFrame, -1);
+        EXPECT_EQ(decoder.currentAudioFrame, -1);
+        EXPECT_EQ(decoder.queryConfidence, 0);
+    }
+
     LogCapture log;
     ScriptedDecoder decoder;
 };
@@ -335,12 +313,7 @@ TEST_F(BaseDecoderScenario, FailingPhaseClosesFilesOneByOneBeforeEndingIdleWithE
 
     EXPECT_EQ(decoder.state, DDS_IDLE);
     EXPECT_EQ(decoder.stateBeforeFailure, DDS_LOADING);
-    EXPECT_EQ(decoder.totalFrames, 0);
-    EXPECT_EQ(decoder.totalAudioFrames, 0);
-    EXPECT_EQ(decoder.totalTracks, 0);
-    EXPECT_EQ(decoder.currentTrack, 0);
-    EXPECT_EQ(decoder.currentFrame, -1);
-    EXPECT_EQ(decoder.currentAudioFrame, -1);
+    ExpectCleared();
     EXPECT_THAT(log.lines, ElementsAre("Scripted DecoderFailure - DDS_LOADING\n"));
 }
 
@@ -361,11 +334,7 @@ TEST_F(BaseDecoderScenario, UnloadClearsTheCountersOnlyWhenItEndsAfterFileAction
     EXPECT_EQ(decoder.Unload(), DDA_CLOSE);
     EXPECT_EQ(decoder.GetTotalFrames(), 5);
     EXPECT_EQ(decoder.CloseComplete(ScriptedDecoder::CloseId), DDA_COMPLETE);
-    EXPECT_EQ(decoder.GetTotalFrames(), 0);
-    EXPECT_EQ(decoder.GetTotalTracks(), 0);
-    EXPECT_EQ(decoder.currentFrame, -1);
-    EXPECT_EQ(decoder.currentAudioFrame, -1);
-    EXPECT_EQ(decoder.queryConfidence, 0);
+    ExpectCleared();
 }
 
 TEST_F(BaseDecoderScenario, FramePhasesRunOnlyForANewFrameAndNotWhenAborted) {
