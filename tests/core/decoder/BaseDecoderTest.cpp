@@ -230,20 +230,6 @@ TEST_F(BaseDecoderScenario, QueryKeepsItsPathAndConfidenceAndClearsWhatTheLastRu
     EXPECT_EQ(decoder.queryConfidence, 0);
 }
 
-TEST_F(BaseDecoderScenario, LoadThroughReadsEndsLoadedOnTheCompletingStep) {
-    decoder.Script("LoadingCore", DDA_OPEN);
-    decoder.Script("LoadingOpenComplete", DDA_READ);
-    decoder.Script("LoadingReadComplete", DDA_CLOSE);
-    EXPECT_EQ(decoder.Load("/rec/a.vid", -1), DDA_OPEN);
-    EXPECT_EQ(decoder.OpenComplete(0, 100), DDA_READ);
-    EXPECT_EQ(decoder.ReadComplete(0, true), DDA_CLOSE);
-    EXPECT_EQ(decoder.state, DDS_LOADING);
-    EXPECT_EQ(decoder.CloseComplete(0), DDA_COMPLETE);
-    EXPECT_EQ(decoder.state, DDS_LOADED);
-    EXPECT_THAT(decoder.calls, ElementsAre("LoadingCore", "LoadingOpenComplete", "LoadingReadComplete",
-                                           "LoadingCloseComplete"));
-}
-
 TEST_F(BaseDecoderScenario, AbortDuringALoadFailsItAtTheNextStep) {
     decoder.Script("LoadingCore", DDA_OPEN);
     decoder.Script("LoadingOpenComplete", [this] {
