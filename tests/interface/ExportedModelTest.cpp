@@ -6,9 +6,11 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 using namespace Vorn::Vorncast;
 using Vorn::Buffer;
+using Vorn::HandleSource;
 
 namespace {
 
@@ -91,7 +93,12 @@ public:
         return Success;
     }
     int Close() override { return Success; }
+    int Initialise() override {
+        ++initialised;
+        return Success;
+    }
     std::string lastUrl;
+    int initialised = 0;
 };
 
 std::string LastError() {
@@ -153,28 +160,6 @@ TEST_F(ExportedModelTest, NamesUseTheTwoCallForm) {
     EXPECT_EQ(Track_GetName(track, &size, name), 0);
     EXPECT_STREQ(name, "Camera 1");
     EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
-
-    EXPECT_EQ(Stream_GetName(audio, &size, nullptr), 0);
-    EXPECT_EQ(size, 6);
-    uint32_t urlSize = 0;
-    EXPECT_EQ(Decoder_GetResourceURL(decoder->Handle(), 0, &urlSize, nullptr), 0);
-    std::string url(urlSize, '\0');
-    EXPECT_EQ(Decoder_GetResourceURL(decoder->Handle(), 0, &urlSize, url.data()), 0);
-    EXPECT_STREQ(url.c_str(), "/rec/cam.vid");
-}
-
-TEST_F(ExportedModelTest, InfoRecordsCopyTheTrackAndStreamFields) {
-    VcTrackInfo info;
-    std::memset(&info, 0xAB, sizeof info);
-    EXPECT_EQ(Track_GetInfo(track, &info), 0);
-    EXPECT_EQ(info.nameSize, 9);
-    EXPECT_EQ(info.streamCount, 2);
-    EXPECT_EQ(info.startTime.recordedTime, 100);
-    EXPECT_EQ(info.endTime.recordedTime, 200);
-    VcStreamInfo streamInfo{};
-    EXPECT_EQ(Stream_GetInfo(audio, &streamInfo), 0);
-    EXPECT_EQ(streamInfo.type, StreamAudio);
-    EXPECT_EQ(streamInfo.nameSize, 6);
 }
 
 TEST_F(ExportedModelTest, StepsDeliverAndReleaseSamplesAndReportBothEnds) {
@@ -239,4 +224,48 @@ TEST_F(ExportedModelTest, BadIndexesAndStaleHandles) {
     EXPECT_EQ(Decoder_Close(0), InvalidHandle);
     EXPECT_EQ(Stream_GetName(track, &count, nullptr), InvalidHandle); // a handle of another kind
     EXPECT_EQ(Library().guardThread, NoThread);
+}
+
+TEST(DecoderModel, DeletingADecoderInvalidatesEveryHandleBelowIt) {
+    int liveBefore = HandleSource::LiveCount();
+    auto* decoder = new OneTrackDecoder;
+    int32_t resources = 0;
+    ASSERT_EQ(decoder->Load(Buffer("/rec/a.vid"), nullptr, nullptr, nullptr, &resources), Success);
+    Track* track = nullptr;
+    ASSERT_EQ(decoder->GetTrack(0, &track), Success);
+    std::vector<int> handles{decoder->Handle(), track->Handle()};
+    for (int index = 0; index < track->streamCount; ++index) {
+        Stream* stream = nullptr;
+        ASSERT_EQ(track->GetStream(index, &stream), Success);
+        handles.push_back(stream->Handle());
+        handles.push_back(static_cast<CountingStream*>(stream)->description->Handle());
+    }
+    ASSERT_EQ(handles.size(), 6u);
+    for (int handle : handles) {
+        EXPECT_NE(HandleSource::Get(handle), nullptr);
+    }
+    delete decoder;
+    for (int handle : handles) {
+        EXPECT_EQ(HandleSource::Get(handle), nullptr);
+    }
+    EXPECT_EQ(HandleSource::LiveCount(), liveBefore);
+}
+
+TEST(DecoderModel, ResourcesAndDecoderInfo) {
+    OneTrackDecoder decoder;
+    decoder.SetDecoderInfo(DecoderInfo{});
+    EXPECT_EQ(decoder.initialised, 1);
+    decoder.AddResource(Buffer("/a"), 0);
+    decoder.AddResource(Buffer("/b"), 0);
+    EXPECT_EQ(decoder.GetResourceURL(2).Size(), 0);
+    EXPECT_TRUE(StartsWith(LastErrorText(), "resourceIndex out of range ("));
+    EXPECT_EQ(decoder.RemoveResource(Buffer("/c")), GeneralFailure);
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Resource was not found in resource list ("));
+    EXPECT_EQ(decoder.RemoveResource(Buffer("/a")), Success);
+    EXPECT_EQ(decoder.GetResourceCount(), 1);
+    EXPECT_STREQ(decoder.GetResourceURL(0).Text(), "/b");
+    decoder.ClearResources();
+    EXPECT_EQ(decoder.GetResourceCount(), 0);
+    Track* track = nullptr;
+    EXPECT_EQ(decoder.GetTrack(0, &track), InvalidArgument);
 }

@@ -16,24 +16,6 @@ const uint8_t Sample[8] = {0x01, 0x02, 0x03, 0x04, 0xF5, 0xF6, 0xF7, 0xF8};
 
 } // namespace
 
-TEST(ByteView, ReadsBothOrdersAndSigns) {
-    ByteView view(Sample, sizeof(Sample));
-    EXPECT_EQ(view.U8(4), 0xF5);
-    EXPECT_EQ(view.I8(4), -11);
-    EXPECT_EQ(view.U16LE(0), 0x0201);
-    EXPECT_EQ(view.U16BE(0), 0x0102);
-    EXPECT_EQ(view.I16LE(6), static_cast<int16_t>(0xF8F7));
-    EXPECT_EQ(view.I16BE(6), static_cast<int16_t>(0xF7F8));
-    EXPECT_EQ(view.U32LE(1), 0xF5040302u);
-    EXPECT_EQ(view.U32BE(1), 0x020304F5u);
-    EXPECT_EQ(view.I32LE(4), static_cast<int32_t>(0xF8F7F6F5));
-    EXPECT_EQ(view.I32BE(4), static_cast<int32_t>(0xF5F6F7F8));
-    EXPECT_EQ(view.U64LE(0), 0xF8F7F6F504030201u);
-    EXPECT_EQ(view.U64BE(0), 0x01020304F5F6F7F8u);
-    EXPECT_EQ(view.I64LE(0), static_cast<int64_t>(0xF8F7F6F504030201u));
-    EXPECT_EQ(view.I64BE(0), 0x01020304F5F6F7F8);
-}
-
 namespace {
 
 // Every reader at the last offset that fits, the first that does not, and an offset near the top
@@ -232,16 +214,4 @@ TEST(Bcd, EveryByteAndRuns) {
     ByteView nines(run, sizeof(run));
     EXPECT_TRUE(nines.BcdRun(0, 9, &value));
     EXPECT_FALSE(nines.BcdRun(0, 10, &value));
-}
-
-TEST(ByteOrder, StoreAndLoadAreInverse) {
-    uint8_t bytes[8];
-    Store<int64_t, ByteOrder::Big>(bytes, -2);
-    EXPECT_EQ(bytes[0], 0xFF);
-    EXPECT_EQ(bytes[7], 0xFE);
-    EXPECT_EQ((Load<int64_t, ByteOrder::Big>(bytes)), -2);
-    Store<uint32_t, ByteOrder::Little>(bytes, 0xA1B2C3D4);
-    EXPECT_EQ(bytes[0], 0xD4);
-    EXPECT_EQ((Load<uint32_t, ByteOrder::Little>(bytes)), 0xA1B2C3D4u);
-    EXPECT_EQ((Load<uint32_t, ByteOrder::Big>(bytes)), 0xD4C3B2A1u);
 }

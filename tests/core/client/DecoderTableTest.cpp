@@ -17,32 +17,6 @@ using ClientTests::WasLogged;
 
 namespace {
 
-struct Description {
-    bool found = false;
-    std::string name;
-    int32_t nameLength = -1;
-    std::string extensions;
-    int32_t extensionCount = -1;
-    int32_t patternCount = -2;
-    Capi::DecoderDescriptionFlags flags = {};
-    std::string guid;
-};
-
-Description Describe(int32_t index, int32_t nameSize = 256) {
-    Description d;
-    char name[256], extensions[256], guid[Capi::GuidTextSize];
-    std::memset(name, 'x', sizeof(name));
-    std::memset(extensions, 'x', sizeof(extensions));
-    std::memset(guid, 'x', sizeof(guid));
-    d.found =
-        Capi::GetDecoderDescription(index, name, nameSize, &d.nameLength, extensions, sizeof(extensions),
-                                    &d.extensionCount, &d.patternCount, &d.flags, guid);
-    d.name = name;
-    d.extensions = extensions;
-    d.guid = guid;
-    return d;
-}
-
 void Words(const char* guidText, uint32_t words[4]) {
     WordsFromGuid(GuidOf(guidText), words);
 }
@@ -67,9 +41,13 @@ TEST(DecoderTableTest, HoldsSeventyTwoRowsWithDistinctGuidsEachFoundAtItsOwnInde
 }
 
 TEST(DecoderTableTest, NameIsCutToTheBuffer) {
-    Description cut = Describe(2, 5);
-    EXPECT_EQ(cut.name, "Came");
-    EXPECT_EQ(cut.nameLength, 4);
+    char name[5], extensions[256], guid[Capi::GuidTextSize];
+    int32_t length = -1, count = 0, patterns = 0;
+    Capi::DecoderDescriptionFlags flags = {};
+    ASSERT_TRUE(Capi::GetDecoderDescription(2, name, sizeof(name), &length, extensions, sizeof(extensions),
+                                            &count, &patterns, &flags, guid));
+    EXPECT_STREQ(name, "Came");
+    EXPECT_EQ(length, 4);
 }
 
 TEST(DecoderTableTest, GuidLookupsIgnoreCaseAndMissUnknownGuids) {

@@ -228,28 +228,7 @@ private:
     BaseDecoder* previous = nullptr;
 };
 
-TEST_F(FileClientExecutorTest, WaitEndsWhenTheDecodersEventIsSetFromAnotherThread) {
-    WithoutLjdWaitObject withoutLjd;
-    WaitEvent event;
-    decoder.waitObject = &event;
-    RemakeClient();
-    EXPECT_EQ(client->GetWaitObjectListCount(), 1);
-
-    decoder.loadScript = {Step::Wait()};
-    std::thread worker([&event] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        event.Set();
-    });
-    FileClientResult result = Load();
-    worker.join();
-
-    EXPECT_EQ(result, FCR_SUCCESS);
-    ASSERT_EQ(decoder.completions.size(), 1u);
-    EXPECT_EQ(decoder.completions[0].kind, CallRecord::Event);
-    EXPECT_EQ(decoder.completions[0].signalled, &event);
-}
-
-TEST_F(FileClientExecutorTest, WaitWithoutWaitObjectsCompletesWithNone) {
+TEST_F(FileClientExecutorTest, WaitEndsWhenTheDecodersEventIsSetFromAnotherThreadOrAtOnceWithoutOne) {
     WithoutLjdWaitObject withoutLjd;
     RemakeClient();
     EXPECT_EQ(client->GetWaitObjectListCount(), 0);
@@ -257,4 +236,21 @@ TEST_F(FileClientExecutorTest, WaitWithoutWaitObjectsCompletesWithNone) {
     ASSERT_EQ(Load(), FCR_SUCCESS);
     ASSERT_EQ(decoder.completions.size(), 1u);
     EXPECT_EQ(decoder.completions[0].signalled, nullptr);
+
+    ASSERT_TRUE(client->Close());
+    WaitEvent event;
+    decoder.waitObject = &event;
+    decoder.completions.clear();
+    RemakeClient();
+    EXPECT_EQ(client->GetWaitObjectListCount(), 1);
+    std::thread worker([&event] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        event.Set();
+    });
+    FileClientResult result = Load();
+    worker.join();
+    EXPECT_EQ(result, FCR_SUCCESS);
+    ASSERT_EQ(decoder.completions.size(), 1u);
+    EXPECT_EQ(decoder.completions[0].kind, CallRecord::Event);
+    EXPECT_EQ(decoder.completions[0].signalled, &event);
 }

@@ -1,44 +1,39 @@
 #include "core/client/ScriptedFiles.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace ClientTests {
 
 namespace {
 
-class ScriptedFile : public Vorn::SourceFile {
+// A file of the memory source that meets the faults it was given and counts itself while open.
+class FaultyFile : public Vorn::SourceFile {
 public:
-    ScriptedFile(std::shared_ptr<std::vector<uint8_t>> bytes, FileFaults faults, std::shared_ptr<int> live)
-        : bytes(std::move(bytes)), faults(faults), live(std::move(live)) {
+    FaultyFile(std::unique_ptr<Vorn::SourceFile> file, FileFaults faults, std::shared_ptr<int> live)
+        : file(std::move(file)), faults(faults), live(std::move(live)) {
         ++*this->live;
     }
-    ~ScriptedFile() override { --*live; }
+    ~FaultyFile() override { --*live; }
 
-    int64_t Size() const override { return faults.sizeFails ? -1 : static_cast<int64_t>(bytes->size()); }
+    int64_t Size() const override { return faults.sizeFails ? -1 : file->Size(); }
 
     int64_t ReadAt(int64_t offset, void* destination, int64_t count) override {
-        if (faults.readFails || offset < 0 || count < 0) {
+        if (faults.readFails) {
             return -1;
         }
-        int64_t size = static_cast<int64_t>(bytes->size());
-        if (offset >= size) {
-            return 0;
-        }
-        int64_t available = std::min(count, size - offset);
-        if (faults.readLimit >= 0) {
-            available = std::min(available, faults.readLimit - delivered);
-            if (available <= 0) {
+        if (faults.readLimit >= 0 && count > 0) {
+            count = std::min(count, faults.readLimit - delivered);
+            if (count <= 0) {
                 return 0;
             }
         }
-        std::memcpy(destination, bytes->data() + offset, static_cast<size_t>(available));
-        delivered += available;
-        return available;
+        const int64_t read = file->ReadAt(offset, destination, count);
+        delivered += std::max<int64_t>(read, 0);
+        return read;
     }
 
 private:
-    std::shared_ptr<std::vector<uint8_t>> bytes;
+    std::unique_ptr<Vorn::SourceFile> file;
     FileFaults faults;
     std::shared_ptr<int> live;
     int64_t delivered = 0;
@@ -46,13 +41,23 @@ private:
 
 } // namespace
 
+void ScriptedFiles::AddPatterned(const std::string& path, int64_t size, FileFaults fileFaults) {
+    std::string bytes(static_cast<size_t>(size), '\0');
+    for (size_t position = 0; position < bytes.size(); ++position) {
+        bytes[position] = static_cast<char>(Pattern(static_cast<int64_t>(position)));
+    }
+    AddFile(path, bytes);
+    faults[path] = fileFaults;
+}
+
 std::unique_ptr<Vorn::SourceFile> ScriptedFiles::Open(std::string_view path) {
-    auto found = files.find(std::string(path));
-    if (found == files.end()) {
+    std::unique_ptr<Vorn::SourceFile> file = MemoryFileSource::Open(path);
+    if (file == nullptr) {
         return nullptr;
     }
-    ++opens;
-    return std::make_unique<ScriptedFile>(found->second.bytes, found->second.faults, live);
+    auto found = faults.find(path);
+    return std::make_unique<FaultyFile>(std::move(file), found != faults.end() ? found->second : FileFaults{},
+                                        live);
 }
 
 } // namespace ClientTests

@@ -35,84 +35,6 @@ private:
     static inline LogCapture* current = nullptr;
 };
 
-// A decoder that overrides only what every format decoder must supply; the phase operations it
-// does not override are BaseDecoder's own. Each core answers what the test scripted for it
-// (`defaultReply` unless told), and every call is recorded by name.
-class MinimalDecoder : public BaseDecoder {
-public:
-    using Reply = std::function<DecoderAction()>;
-
-    static constexpr const char* DefaultGuid = "0DDBA11C-0FFE-4EE5-8BAD-F00DCAFE0001";
-
-    explicit MinimalDecoder(const char* guid = DefaultGuid) : guid(guid) {
-        SetLogCallback(&LogCapture::Callback);
-    }
-
-    void Script(const std::string& operation, DecoderAction action) {
-        replies[operation] = [action] { return action; };
-    }
-    void Script(const std::string& operation, Reply reply) { replies[operation] = std::move(reply); }
-    // The step reports its failure the one proper way.
-    void ScriptFailure(const std::string& operation) {
-        replies[operation] = [this] { return DecoderFailure(); };
-    }
-
-    bool GetImage(int32_t, uint8_t*) override { return false; }
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t filter) override {
-        return GetPreviousFrame(frame + 1, filter);
-    }
-    int32_t GetPreviousFrame(int32_t frame, int32_t) override { return frame > 0 ? frame - 1 : -1; }
-    int32_t GetNextFrame(int32_t frame, int32_t) override { return frame + 1 < totalFrames ? frame + 1 : -1; }
-    void Reset() override { Record("Reset"); }
-    const char* GetDecoderName() override { return "Scripted"; }
-    void GetDecoderGuid(const char** text) override { *text = guid; }
-    const char* GetExtensions(int32_t* count) override {
-        *count = extensionCount;
-        return extensions;
-    }
-    bool IsExtension(const char* extension) override { return strcasecmp(extension, "tst") == 0; }
-
-    // The fields a test sets up or checks.
-    using BaseDecoder::aborted;
-    using BaseDecoder::currentAudioFrame;
-    using BaseDecoder::currentFrame;
-    using BaseDecoder::currentTrack;
-    using BaseDecoder::loadName;
-    using BaseDecoder::multiFileFlag;
-    using BaseDecoder::queryConfidence;
-    using BaseDecoder::queryScratch;
-    using BaseDecoder::state;
-    using BaseDecoder::stateBeforeFailure;
-    using BaseDecoder::totalAudioFrames;
-    using BaseDecoder::totalFrames;
-    using BaseDecoder::totalTracks;
-
-    std::vector<std::string> calls;
-    // What a core or step answers when the test scripted nothing for it.
-    DecoderAction defaultReply = DDA_COMPLETE;
-    const char* extensions = "tst";
-    int32_t extensionCount = 1;
-
-protected:
-    bool HasReply(const std::string& operation) const { return replies.count(operation) != 0; }
-    DecoderAction Answer(const std::string& operation) {
-        Record(operation);
-        auto reply = replies.find(operation);
-        return reply != replies.end() ? reply->second() : defaultReply;
-    }
-    void Record(const std::string& operation) { calls.push_back(operation); }
-
-    DecoderAction LoadingCore() override { return Answer("LoadingCore"); }
-    DecoderAction PositioningCore() override { return Answer("PositioningCore"); }
-    DecoderAction DecompressingCore() override { return Answer("DecompressingCore"); }
-    DecoderAction UnloadingCore() override { return Answer("UnloadingCore"); }
-
-    const char* guid;
-
-private:
-    std::map<std::string, Reply> replies;
-};
-
 // File id of a step that means "the file this decoder opened last".
 constexpr int32_t LastOpened = -100;
 
@@ -157,11 +79,53 @@ struct CallRecord {
 // answers what the test scripted for that name. Without one, a phase follows its script of steps:
 // a load's steps end with `framesAfterLoad` frames of `frameSize` bytes in the file opened last,
 // and a frame's picture is the bytes read for it. Without a script the steps answer `defaultReply`.
-class ScriptedDecoder : public MinimalDecoder {
+class ScriptedDecoder : public BaseDecoder {
 public:
+    using Reply = std::function<DecoderAction()>;
+
+    static constexpr const char* DefaultGuid = "0DDBA11C-0FFE-4EE5-8BAD-F00DCAFE0001";
     static constexpr int32_t CloseId = 7;
 
-    using MinimalDecoder::MinimalDecoder;
+    ScriptedDecoder() { SetLogCallback(&LogCapture::Callback); }
+
+    void Script(const std::string& operation, DecoderAction action) {
+        replies[operation] = [action] { return action; };
+    }
+    void Script(const std::string& operation, Reply reply) { replies[operation] = std::move(reply); }
+    // The step reports its failure the one proper way.
+    void ScriptFailure(const std::string& operation) {
+        replies[operation] = [this] { return DecoderFailure(); };
+    }
+
+    int32_t GetFrameAtOrBefore(int32_t frame, int32_t filter) override {
+        return GetPreviousFrame(frame + 1, filter);
+    }
+    void Reset() override { Record("Reset"); }
+    const char* GetDecoderName() override { return "Scripted"; }
+    void GetDecoderGuid(const char** text) override { *text = DefaultGuid; }
+    const char* GetExtensions(int32_t* count) override {
+        *count = 1;
+        return "tst";
+    }
+    bool IsExtension(const char* extension) override { return strcasecmp(extension, "tst") == 0; }
+
+    // The fields a test sets up or checks.
+    using BaseDecoder::aborted;
+    using BaseDecoder::currentAudioFrame;
+    using BaseDecoder::currentFrame;
+    using BaseDecoder::currentTrack;
+    using BaseDecoder::loadName;
+    using BaseDecoder::queryConfidence;
+    using BaseDecoder::queryScratch;
+    using BaseDecoder::state;
+    using BaseDecoder::stateBeforeFailure;
+    using BaseDecoder::totalAudioFrames;
+    using BaseDecoder::totalFrames;
+    using BaseDecoder::totalTracks;
+
+    std::vector<std::string> calls;
+    // What a core or step answers when the test scripted nothing for it.
+    DecoderAction defaultReply = DDA_COMPLETE;
 
     std::vector<Step> queryScript; // empty: the default extension test
     std::vector<Step> loadScript;
@@ -294,6 +258,18 @@ protected:
 #undef SCRIPTED_OPEN_STEPS
 #undef SCRIPTED_CLOSE_STEPS
 
+    bool HasReply(const std::string& operation) const {
+        return replies.count(operation) != 0;
+    }
+    DecoderAction Answer(const std::string& operation) {
+        Record(operation);
+        auto reply = replies.find(operation);
+        return reply != replies.end() ? reply->second() : defaultReply;
+    }
+    void Record(const std::string& operation) {
+        calls.push_back(operation);
+    }
+
 private:
     DecoderAction Start(const std::vector<Step>& steps);
     DecoderAction Next();
@@ -308,6 +284,7 @@ private:
     }
     void Forget(int32_t fileId);
 
+    std::map<std::string, Reply> replies;
     const std::vector<Step>* script = nullptr;
     std::vector<Step> frameScript;
     size_t stepIndex = 0;
@@ -326,5 +303,8 @@ inline void LoadThroughOneOpen(ScriptedDecoder& decoder, int32_t frames = 5) {
     decoder.totalFrames = frames;
     decoder.OpenComplete(0, 100);
 }
+
+// An owner for code that logs through a decoder.
+using MinimalDecoder = ScriptedDecoder;
 
 } // namespace Vorn::Vorncast::Decoders::Testing

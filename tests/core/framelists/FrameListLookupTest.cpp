@@ -35,32 +35,27 @@ TYPED_TEST(FrameListLookupTest, GetAtReturnsEveryAppendedRecord) {
     }
 }
 
-TYPED_TEST(FrameListLookupTest, GetAtOutOfRangeGivesAZeroRecord) {
-    AppendStamps(this->list, {BaseTime, BaseTime + 1});
-    this->list.AssignStreamTimes();
-    for (int32_t index : {-1, 2, 3, 1 << 30}) {
-        auto record = this->list.GetAt(index);
-        EXPECT_EQ(record.recordedTime, 0);
-        EXPECT_EQ(record.streamTime, 0);
-        EXPECT_EQ(record.offset, 0u);
-        EXPECT_EQ(record.size, 0u);
-    }
-}
-
-TYPED_TEST(FrameListLookupTest, ReplaceAtChangesOnlyItsRecord) {
+TYPED_TEST(FrameListLookupTest, ReplaceAtChangesOnlyItsRecordAndOutOfRangeReadsAZeroRecord) {
     AppendStamps(this->list, {BaseTime, BaseTime + 1, BaseTime + 2});
+    this->list.AssignStreamTimes();
     auto record = this->list.GetAt(1);
     record.recordedTime = 42;
     record.size = 99;
-    this->list.ReplaceAt(1, record);
-    this->list.ReplaceAt(3, record);
-    this->list.ReplaceAt(-1, record);
+    for (int32_t index : {1, 3, -1}) {
+        this->list.ReplaceAt(index, record);
+    }
     ASSERT_EQ(this->list.Count(), 3);
     EXPECT_EQ(this->list.GetAt(0).recordedTime, BaseTime);
     EXPECT_EQ(this->list.GetAt(1).recordedTime, 42);
     EXPECT_EQ(this->list.GetAt(1).size, 99u);
     EXPECT_EQ(this->list.GetAt(2).recordedTime, BaseTime + 2);
-    EXPECT_EQ(this->list.GetAt(3).recordedTime, 0);
+    for (int32_t index : {-1, 3, 4, 1 << 30}) {
+        auto outside = this->list.GetAt(index);
+        EXPECT_EQ(outside.recordedTime, 0);
+        EXPECT_EQ(outside.streamTime, 0);
+        EXPECT_EQ(outside.offset, 0u);
+        EXPECT_EQ(outside.size, 0u);
+    }
 }
 
 TYPED_TEST(FrameListLookupTest, FirstAndLastTimeSkipRecordsWithoutStamps) {
@@ -71,15 +66,6 @@ TYPED_TEST(FrameListLookupTest, FirstAndLastTimeSkipRecordsWithoutStamps) {
     AppendStamps(this->list, {BaseTime + 5, 0, BaseTime + 2, BaseTime + 9, 0, 0});
     EXPECT_EQ(this->list.GetFirstTime(), BaseTime + 5);
     EXPECT_EQ(this->list.GetLastTime(), BaseTime + 9);
-}
-
-TYPED_TEST(FrameListLookupTest, SearchOnEmptyAndOneRecordLists) {
-    EXPECT_EQ(this->list.IndexAtStreamTime(BaseTime), -1);
-    AppendStreamTimes(this->list, {BaseTime});
-    EXPECT_EQ(this->list.IndexAtStreamTime(BaseTime), 0);
-    EXPECT_EQ(this->list.IndexAtStreamTime(INT64_MAX), 0);
-    EXPECT_EQ(this->list.IndexAtStreamTime(BaseTime - 1), -1);
-    EXPECT_EQ(this->list.IndexAtStreamTime(INT64_MIN), -1);
 }
 
 TYPED_TEST(FrameListLookupTest, SearchFindsTheFrameAtOrBeforeEveryTime) {
@@ -100,20 +86,28 @@ TYPED_TEST(FrameListLookupTest, SearchFindsTheFrameAtOrBeforeEveryTime) {
     }
 }
 
-TYPED_TEST(FrameListLookupTest, SearchAmongEqualTimesAnswersTheFirstProbeThatHits) {
-    AppendStreamTimes(this->list, {0, 10, 10, 10, 10, 10, 10, 20});
-    // the first probe lands on index 3 of the run 1 to 6
-    EXPECT_EQ(this->list.IndexAtStreamTime(10), 3);
-    EXPECT_EQ(this->list.IndexAtStreamTime(15), 6);
-    EXPECT_EQ(this->list.IndexAtStreamTime(5), 0);
-    EXPECT_EQ(this->list.IndexAtStreamTime(20), 7);
-}
-
-TYPED_TEST(FrameListLookupTest, SearchWithAllTimesZeroAnswersTheLastFrameFromZeroOn) {
-    AppendStreamTimes(this->list, {0, 0, 0, 0, 0});
-    EXPECT_EQ(this->list.IndexAtStreamTime(0), 4);
-    EXPECT_EQ(this->list.IndexAtStreamTime(BaseTime), 4);
-    EXPECT_EQ(this->list.IndexAtStreamTime(-1), -1);
+TYPED_TEST(FrameListLookupTest, SearchOnSmallAndDegenerateLists) {
+    struct Case {
+        std::vector<int64_t> times;
+        int64_t probe;
+        int32_t expected;
+    };
+    // the first probe among equal times lands on index 3 of the run 1 to 6; with all times zero the
+    // last frame answers from zero on
+    // clang-format off
+    const Case cases[] = {
+        {{}, BaseTime, -1},
+        {{BaseTime}, BaseTime, 0}, {{BaseTime}, INT64_MAX, 0}, {{BaseTime}, BaseTime - 1, -1}, {{BaseTime}, INT64_MIN, -1},
+        {{0, 10, 10, 10, 10, 10, 10, 20}, 10, 3}, {{0, 10, 10, 10, 10, 10, 10, 20}, 15, 6},
+        {{0, 10, 10, 10, 10, 10, 10, 20}, 5, 0}, {{0, 10, 10, 10, 10, 10, 10, 20}, 20, 7},
+        {{0, 0, 0, 0, 0}, 0, 4}, {{0, 0, 0, 0, 0}, BaseTime, 4}, {{0, 0, 0, 0, 0}, -1, -1},
+    };
+    // clang-format on
+    for (const Case& row : cases) {
+        TypeParam list;
+        AppendStreamTimes(list, row.times);
+        EXPECT_EQ(list.IndexAtStreamTime(row.probe), row.expected) << row.times.size() << " at " << row.probe;
+    }
 }
 
 TYPED_TEST(FrameListLookupTest, StepsStayInsideTheList) {

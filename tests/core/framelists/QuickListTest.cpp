@@ -57,22 +57,6 @@ TEST_P(QuickListBoundaryTest, EveryItemSurvivesAroundTheBlockBoundary) {
 
 INSTANTIATE_TEST_SUITE_P(AroundOneBlock, QuickListBoundaryTest, ::testing::Values(65535, 65536, 65537));
 
-TEST(QuickListTest, PastTheEndReadsTheZeroRecordAndWritesNothing) {
-    PagedFrames list;
-    ExpectZero(list.GetAt(0));
-    AppendItems(list, 300);
-    for (int32_t index : {-1, 300, 65536, INT32_MAX}) {
-        ExpectZero(list.GetAt(index));
-        EXPECT_EQ(list.GetItemPointer(index), nullptr);
-        list.ReplaceAt(index, Item(1000));
-    }
-    list.ReplaceAt(299, Item(2000));
-    EXPECT_EQ(list.Count(), 300);
-    ExpectItem(list.GetAt(299), 2000);
-    ExpectItem(list.GetAt(298), 298);
-    ExpectZero(list.GetAt(300));
-}
-
 // A small geometry makes many blocks out of few items: jumps in every direction must find the
 // right block from head, tail or cursor.
 TEST(QuickListTest, JumpsBetweenManySmallBlocksFindEveryItem) {

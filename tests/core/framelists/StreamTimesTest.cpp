@@ -119,18 +119,13 @@ TYPED_TEST(StreamTimesTest, MonotonicFormClimbsThroughRepeatedBackwardJumps) {
     EXPECT_EQ(times.back(), BaseTime + 16 * Second + 24 * 400000);
 }
 
-TYPED_TEST(StreamTimesTest, OneGroupStepsBy40MillisecondsFromItsStamp) {
-    std::vector<int64_t> expected = From(BaseTime, {0, 400000, 800000, 1200000, 1600000});
-    EXPECT_EQ(this->Spread(std::vector<int64_t>(5, BaseTime)), expected);
-    this->list.AssignMonotonicStreamTimes();
-    EXPECT_EQ(StreamTimesOf(this->list), expected);
-}
-
 TYPED_TEST(StreamTimesTest, DegenerateLists) {
     EXPECT_EQ(this->Spread({}), std::vector<int64_t>{});
     EXPECT_EQ(this->list.EstimateFramePeriod(), 0);
     EXPECT_EQ(this->Spread({BaseTime}), std::vector<int64_t>{BaseTime});
     EXPECT_EQ(this->list.EstimateFramePeriod(), 0);
+    this->list.Clear();
+    EXPECT_EQ(this->Period(std::vector<int64_t>(50, BaseTime)), 0) << "no distinct stamps";
     this->list.Clear();
     // frames without stamps still play one after the other
     EXPECT_EQ(this->Spread({0, 0, 0}), (std::vector<int64_t>{0, 400000, 800000}));
@@ -161,10 +156,6 @@ TYPED_TEST(StreamTimesTest, PeriodAveragesTheMedianClassWithTheClassAbove) {
         stamps.push_back(stamps.back() + (i < 50 ? 60 : 70) * Millisecond);
     }
     EXPECT_EQ(this->Period(stamps), 650000);
-}
-
-TYPED_TEST(StreamTimesTest, PeriodIsZeroWithoutDistinctStamps) {
-    EXPECT_EQ(this->Period(std::vector<int64_t>(50, BaseTime)), 0);
 }
 
 TYPED_TEST(StreamTimesTest, DamagedStampsWrapInsteadOfTrapping) {

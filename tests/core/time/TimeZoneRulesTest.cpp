@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <utility>
+#include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
 using Vorn::SystemTime;
@@ -14,8 +16,8 @@ namespace {
 constexpr uint16_t Sunday = 0;
 constexpr uint16_t LastWeek = 5;
 
-SystemTime Rule(uint16_t month, uint16_t weekday, uint16_t week, uint16_t hour) {
-    return SystemTime{0, month, weekday, week, hour, 0, 0, 0};
+SystemTime Rule(uint16_t month, uint16_t weekday, uint16_t week, uint16_t hour, uint16_t minute = 0) {
+    return SystemTime{0, month, weekday, week, hour, minute, 0, 0};
 }
 
 int64_t At(int year, int month, int day, int hour = 0, int minute = 0) {
@@ -39,23 +41,15 @@ TimeZoneInformation SouthernZone() {
 TEST(TransitionTicks, MatchesTheCalendarForEveryRule) {
     using namespace std::chrono;
     for (int year = 1990; year <= 2190; ++year) {
-        for (unsigned month = 1; month <= 11; ++month) {
-            for (unsigned weekday = 0; weekday < 7; ++weekday) {
-                for (unsigned week = 1; week <= 5; ++week) {
+        for (uint16_t month = 1; month <= 11; ++month) {
+            for (uint16_t weekday = 0; weekday < 7; ++weekday) {
+                for (uint16_t week = 1; week <= 5; ++week) {
                     std::chrono::year_month ym = std::chrono::year{year} / std::chrono::month{month};
                     std::chrono::weekday day{weekday};
                     sys_days date = week == 5 ? sys_days{ym / day[last]} : sys_days{ym / day[week]};
                     year_month_day ymd{date};
                     int64_t expected = At(year, month, static_cast<unsigned>(ymd.day()), 3, 30);
-                    SystemTime rule{0,
-                                    static_cast<uint16_t>(month),
-                                    static_cast<uint16_t>(weekday),
-                                    static_cast<uint16_t>(week),
-                                    3,
-                                    30,
-                                    0,
-                                    0};
-                    ASSERT_EQ(TransitionTicks(year, rule), expected)
+                    ASSERT_EQ(TransitionTicks(year, Rule(month, weekday, week, 3, 30)), expected)
                         << year << "-" << month << " weekday " << weekday << " week " << week;
                 }
             }
@@ -87,101 +81,79 @@ TEST(TimeZoneRules, NoOffsetBeforeBuildOrAfterAFailedOne) {
     EXPECT_FALSE(enabled);
 }
 
-TEST(TimeZoneRules, RecordingWithinOneSummerIsFixedAtDaylightOffset) {
-    TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 6, 1), At(2004, 8, 1), FixedTimeZoneInformation()));
-    EXPECT_TRUE(rules.IsFixed());
-    EXPECT_EQ(rules.FixedOffset(), 60);
-    bool enabled = false;
-    EXPECT_EQ(rules.GetOffset(At(2004, 12, 24), &enabled), 60);
-    EXPECT_TRUE(enabled);
-
-    // Starting exactly on the change does not cross it.
-    ASSERT_TRUE(rules.Build(At(2004, 3, 28, 2), At(2004, 10, 31, 2), FixedTimeZoneInformation()));
-    EXPECT_TRUE(rules.IsFixed());
-    EXPECT_EQ(rules.FixedOffset(), 60);
-
-    ASSERT_TRUE(rules.Build(At(2004, 11, 5), At(2005, 2, 1), FixedTimeZoneInformation()));
-    EXPECT_TRUE(rules.IsFixed());
-    EXPECT_EQ(rules.FixedOffset(), 0);
+TimeZoneInformation WithBiases(TimeZoneInformation zone, int32_t bias, int32_t standardBias) {
+    zone.Bias = bias;
+    zone.StandardBias = standardBias;
+    return zone;
 }
 
-TEST(TimeZoneRules, RecordingAcrossAChangeFollowsIt) {
-    TimeZoneInformation zone = FixedTimeZoneInformation();
-    zone.Bias = 300;
-    zone.StandardBias = -5;
+// A recording's span in one zone, whether its offset is fixed (-1: either), and the offset in
+// minutes at given moments.
+struct SpanCase {
+    const char* label;
+    TimeZoneInformation zone;
+    int64_t from;
+    int64_t to;
+    int fixed;
+    std::vector<std::pair<int64_t, int32_t>> offsets;
+};
+
+TEST(TimeZoneRules, OffsetsOverARecordingsSpan) {
+    const TimeZoneInformation europe = FixedTimeZoneInformation();
+    TimeZoneInformation onlyStandard = europe;
+    onlyStandard.DaylightDate = SystemTime{};
+    // One span a line.
+    // clang-format off
+    const SpanCase cases[] = {
+        {"within one summer", europe, At(2004, 6, 1), At(2004, 8, 1), 1, {{At(2004, 12, 24), 60}}},
+        {"from change to change", europe, At(2004, 3, 28, 2), At(2004, 10, 31, 2), 1, {{At(2004, 1, 1), 60}}},
+        {"within one winter", europe, At(2004, 11, 5), At(2005, 2, 1), 1, {{At(2004, 7, 1), 0}}},
+        {"across the autumn change", WithBiases(europe, 300, -5), At(2004, 10, 1), At(2004, 11, 30), 0,
+            {{At(2004, 10, 31, 2) - 1, 60}, {At(2004, 10, 31, 2), 5}}},
+        // the changes of the first year serve all years: in the second summer the offset is standard
+        {"over three years", europe, At(2004, 6, 1), At(2006, 6, 1), 0, {{At(2004, 7, 15), 60}, {At(2005, 7, 15), 0}}},
+        {"southern year", SouthernZone(), At(2004, 1, 10), At(2004, 12, 20), 0,
+            {{At(2004, 1, 15), 60}, {At(2004, 3, 28, 3) - 1, 60}, {At(2004, 3, 28, 3), 0}, {At(2004, 6, 15), 0},
+             {At(2004, 10, 31, 2), 60}}},
+        {"southern summer over new year", SouthernZone(), At(2004, 12, 1), At(2005, 2, 15), 1, {{At(2005, 1, 1), 60}}},
+        {"no daylight", WithBiases({}, 300, -15), At(2004, 1, 1, 1), At(2004, 12, 31), -1, {{At(2004, 7, 1), 15}}},
+        // without a daylight date, daylight runs from tick 0 to the standard change
+        {"only a standard date", onlyStandard, At(2004, 1, 1, 1), At(2004, 12, 31), -1,
+            {{At(2004, 6, 1), 60}, {At(2004, 11, 1), 0}}},
+    };
+    // clang-format on
+    for (const SpanCase& row : cases) {
+        SCOPED_TRACE(row.label);
+        TimeZoneRules rules;
+        ASSERT_TRUE(rules.Build(row.from, row.to, row.zone));
+        if (row.fixed >= 0) {
+            EXPECT_EQ(rules.IsFixed(), row.fixed == 1);
+        }
+        for (const auto& [moment, offset] : row.offsets) {
+            bool enabled = false;
+            EXPECT_EQ(rules.GetOffset(moment, &enabled), offset) << moment;
+            EXPECT_TRUE(enabled);
+            if (!rules.IsFixed()) {
+                EXPECT_EQ(rules.IsDaylight(moment), offset == 60) << moment;
+            }
+        }
+    }
+}
+
+TEST(TimeZoneRules, YearsHoldTheFirstYearsChangesAndALaterBuildReplacesThem) {
     TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 10, 1), At(2004, 11, 30), zone));
-    EXPECT_FALSE(rules.IsFixed());
-    EXPECT_EQ(rules.BaseBiasTicks(), -300 * TicksPerMinute);
-    EXPECT_EQ(rules.StandardOffset(), 5);
-    EXPECT_EQ(rules.DaylightOffset(), 60);
-    ASSERT_EQ(rules.YearCount(), 1);
+    ASSERT_TRUE(rules.Build(At(2004, 6, 1), At(2006, 6, 1), FixedTimeZoneInformation()));
+    ASSERT_EQ(rules.YearCount(), 3);
     EXPECT_EQ(rules.FirstYear(), 2004);
     EXPECT_EQ(rules.Year(0)->yearStart, At(2004, 1, 1));
     EXPECT_EQ(rules.Year(0)->daylightStart, At(2004, 3, 28, 2));
     EXPECT_EQ(rules.Year(0)->standardStart, At(2004, 10, 31, 2));
-    EXPECT_EQ(rules.Year(1), nullptr);
-
-    bool enabled = false;
-    EXPECT_EQ(rules.GetOffset(At(2004, 10, 31, 2) - 1, &enabled), 60);
-    EXPECT_EQ(rules.GetOffset(At(2004, 10, 31, 2), &enabled), 5);
-    EXPECT_TRUE(enabled);
-
-    TimeZoneRules copy(rules);
-    EXPECT_EQ(copy.GetOffset(At(2004, 10, 15), &enabled), 60);
-    EXPECT_EQ(copy.Year(0)->standardStart, At(2004, 10, 31, 2));
-}
-
-// The changes of the first year serve all years: in the second summer the offset is standard.
-TEST(TimeZoneRules, LaterYearsUseTheFirstYearsChanges) {
-    TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 6, 1), At(2006, 6, 1), FixedTimeZoneInformation()));
-    EXPECT_FALSE(rules.IsFixed());
-    ASSERT_EQ(rules.YearCount(), 3);
     EXPECT_EQ(rules.Year(2)->daylightStart, At(2006, 3, 26, 2));
-    EXPECT_TRUE(rules.IsDaylight(At(2004, 7, 15)));
-    EXPECT_FALSE(rules.IsDaylight(At(2005, 7, 15)));
+    EXPECT_EQ(rules.Year(3), nullptr);
+    TimeZoneRules copy(rules);
+    EXPECT_EQ(copy.Year(0)->standardStart, At(2004, 10, 31, 2));
 
-    // A later build replaces the years.
     ASSERT_TRUE(rules.Build(At(2005, 1, 1), At(2005, 2, 1), FixedTimeZoneInformation()));
     EXPECT_EQ(rules.YearCount(), 1);
     EXPECT_EQ(rules.FirstYear(), 2005);
-}
-
-TEST(TimeZoneRules, SouthernHemisphere) {
-    TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 1, 10), At(2004, 12, 20), SouthernZone()));
-    EXPECT_FALSE(rules.IsFixed());
-    bool enabled = false;
-    EXPECT_EQ(rules.GetOffset(At(2004, 1, 15), &enabled), 60);
-    EXPECT_EQ(rules.GetOffset(At(2004, 3, 28, 3) - 1, &enabled), 60);
-    EXPECT_EQ(rules.GetOffset(At(2004, 3, 28, 3), &enabled), 0);
-    EXPECT_EQ(rules.GetOffset(At(2004, 6, 15), &enabled), 0);
-    EXPECT_EQ(rules.GetOffset(At(2004, 10, 31, 2), &enabled), 60);
-
-    // One southern summer across the new year.
-    ASSERT_TRUE(rules.Build(At(2004, 12, 1), At(2005, 2, 15), SouthernZone()));
-    EXPECT_TRUE(rules.IsFixed());
-    EXPECT_EQ(rules.FixedOffset(), 60);
-}
-
-TEST(TimeZoneRules, RulesWithoutMonth) {
-    TimeZoneInformation noDaylight{};
-    noDaylight.Bias = 300;
-    noDaylight.StandardBias = -15;
-    TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 1, 1, 1), At(2004, 12, 31), noDaylight));
-    EXPECT_EQ(rules.Year(0)->daylightStart, 0);
-    EXPECT_EQ(rules.Year(0)->standardStart, 0);
-    EXPECT_FALSE(rules.IsDaylight(At(2004, 7, 1)));
-    bool enabled = false;
-    EXPECT_EQ(rules.GetOffset(At(2004, 7, 1), &enabled), 15);
-
-    // Without a daylight date, daylight runs from tick 0 to the standard change.
-    TimeZoneInformation onlyStandard = FixedTimeZoneInformation();
-    onlyStandard.DaylightDate = SystemTime{};
-    ASSERT_TRUE(rules.Build(At(2004, 1, 1, 1), At(2004, 12, 31), onlyStandard));
-    EXPECT_TRUE(rules.IsDaylight(At(2004, 6, 1)));
-    EXPECT_FALSE(rules.IsDaylight(At(2004, 11, 1)));
 }

@@ -64,25 +64,6 @@ TEST(NativeFileSource, ListsSortedWithoutDotEntriesAndFlagsDirectories) {
     EXPECT_TRUE(entries.empty());
 }
 
-TEST(NativeFileSource, ResolvesComponentsWithoutRegardToCase) {
-    TwinTree tree;
-    NativeFileSource source;
-    std::string root = tree.disk.Path();
-    EXPECT_EQ(ReadWhole(source, root + "/store/subdir/STORECFG.VSB"), AsText(PatternBytes(300, 1)));
-    EXPECT_EQ(ReadWhole(source, root + "\\STORE\\SubDir\\video_ts.ifo"), AsText(PatternBytes(40, 2)));
-    // Of two names that differ only in case, the one written wins, else the first in listing order.
-    EXPECT_EQ(ReadWhole(source, root + "/Store/Data.bin"), AsText(PatternBytes(9, 6)));
-    EXPECT_EQ(ReadWhole(source, root + "/Store/data.bin"), AsText(PatternBytes(11, 7)));
-    EXPECT_TRUE(source.IsDirectory(root + "/STORE/subdir/"));
-    EXPECT_TRUE(source.Exists(root + "/store/EMPTY"));
-    EXPECT_FALSE(source.Exists(root + "/store/none"));
-    EXPECT_FALSE(source.Exists(root + "/store/b.txt/x"));
-    EXPECT_EQ(source.Open(root + "/Store/SubDir"), nullptr) << "a directory is not a readable file";
-    std::string resolved;
-    ASSERT_TRUE(NativeFileSource::Resolve(root + "\\store\\SUBDIR\\..\\B.TXT", &resolved));
-    EXPECT_EQ(resolved, root + "/Store/SubDir/../b.txt");
-}
-
 TEST(FileSources, MemoryServesWhatTheDiskServes) {
     TwinTree tree;
     NativeFileSource native;
