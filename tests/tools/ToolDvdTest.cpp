@@ -1,3 +1,4 @@
+#include "MissingTool.h"
 #include "fixtures/dvd/DvdAuthor.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "tools/ToolTestSupport.h"
@@ -8,20 +9,12 @@ namespace {
 namespace fs = std::filesystem;
 using json = nlohmann::json;
 
-VorncastTool::Picture PictureOf(const IsoTest::Bytes& bgr, int width, int height) {
-    VorncastTool::Picture picture;
-    picture.width = width;
-    picture.height = height;
-    picture.bytes.assign(bgr.begin(), bgr.end());
-    return picture;
-}
-
 // A disc of two title sets, the second of two cells, is found from the disc's folder: probe shows
 // a track a title set with its pictures and sound, frames lists the pictures, export writes them as
 // ffmpeg decodes them, and convert makes a file of each title set's pictures.
 TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
     if (!Vorn::Testing::HaveDvdTools()) {
-        GTEST_SKIP() << "ffmpeg or dvdauthor is not installed";
+        SKIP_OR_FAIL_FOR_MISSING("ffmpeg or dvdauthor");
     }
     const Vorn::Testing::DvdFolder& dvd = Vorn::Testing::AuthorDvd({false, {{0.6}, {0.4, 0.4}}, 1});
     ASSERT_EQ(dvd.error, "");
@@ -30,9 +23,7 @@ TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
         IsoTest::FfmpegVideoFrames(Vorn::Testing::JoinedTitle(dvd, 1), dvd.width, dvd.height);
     ASSERT_GT(reference.size(), 10u);
 
-    const ToolRun probe = RunTool({"probe", disc, "--json"});
-    ASSERT_EQ(probe.exitCode, 0) << probe.err;
-    const json report = json::parse(probe.out);
+    const json report = RunToolJson({"probe", disc, "--json"});
     EXPECT_EQ(report["decoder"]["name"], "DVD Video");
     ASSERT_EQ(report["tracks"].size(), 2u);
     const json& streams = report["tracks"][1]["streams"];
@@ -51,16 +42,16 @@ TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
     const ToolRun exported =
         RunTool({"export", disc, "--stream", std::to_string(videoStream), "--out", out.string()});
     ASSERT_EQ(exported.exitCode, 0) << exported.err;
-    const json log = json::parse(ReadText(out / "frames.json"));
+    const json log = ReadJson(out / "frames.json");
     ASSERT_EQ(log.size(), reference.size());
     for (size_t index = 0; index < log.size(); index += 4) {
         const VorncastTool::Picture picture = ReadPng(out / log[index]["output"].get<std::string>());
-        EXPECT_LT(MeanDifference(PictureOf(reference[index], dvd.width, dvd.height), picture), 1.0) << index;
+        EXPECT_LT(MeanDifference(BgrPicture{dvd.width, dvd.height, reference[index]}, picture), 1.0) << index;
     }
 
     const ToolRun converted = RunTool({"convert", dvd.directory, Work("convert").string()});
     ASSERT_EQ(converted.exitCode, 0) << converted.err;
-    EXPECT_EQ(json::parse(ReadText(Work("convert") / "frames.json")).size(),
+    EXPECT_EQ(ReadJson(Work("convert") / "frames.json").size(),
               reference.size() + report["tracks"][0]["streams"][0]["frames"].get<size_t>());
 }
 

@@ -2,6 +2,7 @@
 
 #include "fixtures/formats/GenericRecordings.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
@@ -57,16 +58,17 @@ ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
 
 } // namespace
 
-ToolRun RunTool(const std::vector<std::string>& arguments) {
+ToolRun RunTool(const std::vector<std::string>& arguments,
+                std::optional<std::chrono::milliseconds> interruptAfter) {
     std::vector<std::string> command = {VORNCAST_TOOL};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return Spawn(command, false);
+    return Spawn(command, false, interruptAfter);
 }
 
-ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after) {
-    std::vector<std::string> command = {VORNCAST_TOOL};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return Spawn(command, false, after);
+nlohmann::json RunToolJson(const std::vector<std::string>& arguments) {
+    const ToolRun run = RunTool(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return run.exitCode == 0 ? nlohmann::json::parse(run.out) : nlohmann::json();
 }
 
 std::string RunProgram(const std::vector<std::string>& arguments) {
@@ -78,6 +80,10 @@ std::string ReadText(const fs::path& path) {
     std::stringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+nlohmann::json ReadJson(const fs::path& path) {
+    return nlohmann::json::parse(ReadText(path));
 }
 
 std::string SystemSha256(const fs::path& path) {
@@ -132,7 +138,8 @@ std::vector<std::string> Lines(const std::string& text) {
 }
 
 void ToolTest::SetUp() {
-    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::replace(name.begin(), name.end(), '/', '-');
     folder = fs::temp_directory_path() / ("vorncast-tool-" + std::to_string(getpid()) + "-" + name);
     fs::remove_all(folder);
     fs::create_directories(folder / "recording");
@@ -142,14 +149,18 @@ void ToolTest::TearDown() {
     fs::remove_all(folder);
 }
 
-std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t height) {
+std::vector<std::vector<uint8_t>> ToolTest::EncodePictures(int32_t count, int32_t width, int32_t height) {
     std::vector<std::vector<uint8_t>> jpegs;
     for (int32_t index = 0; index < count; ++index) {
         pictures.push_back(MakeScenePicture(width, height, static_cast<uint32_t>(index + 1)));
         jpegs.push_back(EncodeTestJpeg(pictures.back(), 95));
     }
+    return jpegs;
+}
+
+std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t height) {
     // Whole 4096-byte blocks, so that the marker scan reads no stale bytes at the end.
-    const ConcatenatedFile file = Concatenate(jpegs, 0, 4096);
+    const ConcatenatedFile file = Concatenate(EncodePictures(count, width, height), 0, 4096);
     const fs::path path = folder / "recording" / "recording.mjpeg";
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(file.bytes.data()),
@@ -158,13 +169,13 @@ std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t h
 }
 
 std::string ToolTest::WriteJpegFolder(int32_t count, int32_t width, int32_t height) {
-    for (int32_t index = 0; index < count; ++index) {
-        pictures.push_back(MakeScenePicture(width, height, static_cast<uint32_t>(index + 1)));
-        const std::vector<uint8_t> jpeg = EncodeTestJpeg(pictures.back(), 95);
+    const std::vector<std::vector<uint8_t>> jpegs = EncodePictures(count, width, height);
+    for (size_t index = 0; index < jpegs.size(); ++index) {
         char name[16];
-        std::snprintf(name, sizeof(name), "%03d.jpg", index + 1);
+        std::snprintf(name, sizeof(name), "%03zu.jpg", index + 1);
         std::ofstream(folder / "recording" / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(jpeg.data()), static_cast<std::streamsize>(jpeg.size()));
+            .write(reinterpret_cast<const char*>(jpegs[index].data()),
+                   static_cast<std::streamsize>(jpegs[index].size()));
     }
     return (folder / "recording" / "001.jpg").string();
 }

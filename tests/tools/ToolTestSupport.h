@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,13 +26,16 @@ struct ToolRun {
     std::string err;
 };
 
-// Runs the tool with `arguments`, standard output and error captured.
-ToolRun RunTool(const std::vector<std::string>& arguments);
-// The same, with SIGINT sent to the tool `after` its start.
-ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after);
+// Runs the tool with `arguments`, standard output and error captured; with `interruptAfter`, SIGINT
+// is sent to the tool that long after its start.
+ToolRun RunTool(const std::vector<std::string>& arguments,
+                std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt);
+// Runs the tool, expecting success, and parses what it printed; null after a failure.
+nlohmann::json RunToolJson(const std::vector<std::string>& arguments);
 // Runs a program found on the path and gives its standard output.
 std::string RunProgram(const std::vector<std::string>& arguments);
 std::string ReadText(const std::filesystem::path& path);
+nlohmann::json ReadJson(const std::filesystem::path& path);
 // SHA-256 of a file by the system's sha256sum, a hash computed apart from the tool's.
 std::string SystemSha256(const std::filesystem::path& path);
 // A PNG file decoded to blue-first bytes (grey pictures widened).
@@ -54,6 +58,8 @@ protected:
     std::string WriteJpegRecording(int32_t count, int32_t width = 96, int32_t height = 64);
     // A folder of numbered JPEG files; returns the path of the first.
     std::string WriteJpegFolder(int32_t count, int32_t width = 96, int32_t height = 64);
+    // Makes `count` distinct pictures, kept in `pictures`, and encodes them.
+    std::vector<std::vector<uint8_t>> EncodePictures(int32_t count, int32_t width, int32_t height);
     std::filesystem::path Work(const std::string& name) const { return folder / name; }
 
     std::filesystem::path folder;

@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
 namespace {
 
 using namespace FormatTests;
@@ -23,10 +25,9 @@ const std::vector<Adv601TestPicture>& Pictures() {
 }
 
 const std::vector<uint8_t>& Field(size_t picture) {
-    static std::vector<std::vector<uint8_t>> fields;
-    for (size_t p = fields.size(); p < Pictures().size(); ++p) {
-        fields.push_back(EncodeAdv601(Pictures()[p].bgr.data()));
-    }
+    static const std::vector<uint8_t> fields[] = {EncodeAdv601(Pictures()[0].bgr.data()),
+                                                  EncodeAdv601(Pictures()[1].bgr.data()),
+                                                  EncodeAdv601(Pictures()[2].bgr.data())};
     return fields[picture];
 }
 
@@ -49,17 +50,13 @@ protected:
             expected[camera].push_back({start + k * (Second / count), picture});
         }
     }
+    // Loads with the native decoder, the GUID's variant 1.
     int LoadImage(const std::string& path) {
         VcGuid guid{};
         Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
         int resources = 0;
-        if (decoder != 0) {
-            Decoder_Release(decoder);
-            decoder = 0;
-        }
-        if (Decoder_Create(collection, guid, 1, -1, &decoder) != 0) {
-            return -1;
-        }
+        Decoder_Release(decoder);
+        EXPECT_EQ(Decoder_Create(collection, guid, 1, -1, &decoder), 0);
         const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
                                         nullptr, NeverAbort, &resources);
         return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
@@ -108,7 +105,10 @@ protected:
     }
 };
 
-TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
+// Both cameras step through every frame both ways. A time inside a frame's share of its second
+// gives that frame (0.55 s into a second of ten frames gives the sixth); steps from there give its
+// neighbours; times outside give the ends.
+TEST_F(DarlexInterleavedTest, StepsThroughAndSeeksToEveryFrame) {
     ASSERT_EQ(StreamCount(), 2);
     for (uint8_t camera = 1; camera <= 2; ++camera) {
         const int stream = StreamOf(camera - 1);
@@ -122,25 +122,19 @@ TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
             ExpectFrame(Previous(stream, index % 5 == 1), frames[index], "back " + std::to_string(index));
         }
         EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
-        ExpectFrame(Next(stream, false), frames.front(), "first again");
-    }
-}
-
-// A time inside a frame's share of its second gives that frame (0.55 s into a second of ten frames
-// gives the sixth); steps from there give its neighbours; times outside give the ends.
-TEST_F(DarlexInterleavedTest, SeeksToEveryFrame) {
-    const int stream = StreamOf(0);
-    const std::vector<Expected>& frames = expected[1];
-    for (size_t index = frames.size(); index-- > 0;) {
-        const int64_t share =
-            index + 1 < frames.size() ? (frames[index + 1].time - frames[index].time) / 2 : 0;
-        ExpectFrame(GoTo(stream, frames[index].time + share, index % 4 == 0), frames[index],
-                    "seek " + std::to_string(index));
-        if (index > 0) {
-            ExpectFrame(Previous(stream, false), frames[index - 1], "before " + std::to_string(index));
-            ExpectFrame(Next(stream, false), frames[index], "again " + std::to_string(index));
+        for (size_t index = frames.size(); index-- > 0;) {
+            const int64_t share =
+                index + 1 < frames.size() ? (frames[index + 1].time - frames[index].time) / 2 : 0;
+            ExpectFrame(GoTo(stream, frames[index].time + share, index % 4 == 0), frames[index],
+                        "seek " + std::to_string(index));
+            if (index > 0) {
+                ExpectFrame(Previous(stream, false), frames[index - 1], "before " + std::to_string(index));
+                ExpectFrame(Next(stream, false), frames[index], "again " + std::to_string(index));
+            }
         }
     }
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[1];
     EXPECT_EQ(GoTo(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
     EXPECT_EQ(LastError().rfind("DarlexStream > GoToTime _I64_MIN", 0), 0u) << LastError();
     EXPECT_EQ(GoTo(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
@@ -199,7 +193,7 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
         AddSecond(image.tracks[0].frames, second, 3, 4, uint64_t{24} << 20);
     }
     const std::string folder = testing::TempDir() + "darlex-native-" + std::to_string(getpid());
-    ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
+    std::filesystem::create_directories(folder);
     const DarlexWritten written = WriteDarlex(image, "BIG");
     ASSERT_GT(written.streamSize, uint64_t{9} << 29);
     ASSERT_TRUE(WriteDarlexFiles(written, folder));
@@ -218,7 +212,7 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
             ExpectFrame(Previous(stream, false), frames[index - 1], "back " + std::to_string(index));
         }
     }
-    EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace

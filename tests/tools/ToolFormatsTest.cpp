@@ -1,0 +1,246 @@
+// Recorder formats through the tool: each recording written at test time is found (by
+// autodetection or the decoder named), probe shows every camera with its name and frame count, and
+// frames lists one camera's frames, each with its camera and recorder time.
+#include "MissingTool.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/AviWriter.h"
+#include "fixtures/formats/BoschArchiveWriter.h"
+#include "fixtures/formats/DarlexWriter.h"
+#include "fixtures/formats/KodicomWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
+#include "support/RecorderTime.h"
+#include "tools/ToolTestSupport.h"
+
+#include <fstream>
+
+namespace ToolTests {
+namespace {
+
+namespace fs = std::filesystem;
+using json = nlohmann::json;
+using namespace Vorn::Vorncast::Decoders::Testing;
+
+void Save(const fs::path& path, const void* bytes, size_t size) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary).write(static_cast<const char*>(bytes), static_cast<long>(size));
+}
+
+void Save(const fs::path& path, const std::vector<uint8_t>& bytes) {
+    Save(path, bytes.data(), bytes.size());
+}
+
+// What a recording written for a case should show.
+struct Recording {
+    std::string path; // given to the tool; empty when an encoder is missing
+    std::vector<std::string> cameras;
+    std::vector<size_t> frames;     // per camera
+    size_t listed = 0;              // the camera whose frames are listed
+    std::vector<std::string> times; // of every listed frame; empty: not checked
+};
+
+struct FormatCase {
+    const char* name;
+    Recording (*write)(const fs::path& folder);
+    const char* decoder; // as probe names it
+    std::vector<std::string> options;
+};
+
+std::vector<std::string> Times(int64_t start, int64_t step, size_t count) {
+    std::vector<std::string> times;
+    for (size_t index = 0; index < count; ++index) {
+        times.push_back(VorncastTool::FormatRecorderTime(start + static_cast<int64_t>(index) * step));
+    }
+    return times;
+}
+
+Recording WriteBosch(const fs::path& folder) {
+    const std::vector<BoschFrame> clip = EncodeBoschClip(64, 48, 6, 3, true);
+    if (clip.empty()) {
+        return {};
+    }
+    for (const auto& [path, bytes] :
+         WriteBoschArchive(folder.string(), "Export",
+                           {{"B1", "Gate", "", {{"T", clip}}}, {"B2", "Yard", "", {{"T", clip}}}}, 64, 48)) {
+        Save(path, bytes);
+    }
+    return {(folder / "Export.info").string(),
+            {"Gate", "Yard"},
+            {6, 6},
+            1,
+            Times(*VorncastTool::ParseRecorderTime("2024/05/17 08:30:00"), 400000, 6)};
+}
+
+Recording WriteVigilant(const fs::path& folder) {
+    const VigilantMpeg2File written =
+        EncodeVigilantMpeg2Clip(32, 7, {"Depot", "Gate", 0, {1700000000, 1700003600}});
+    if (written.bytes.empty()) {
+        return {};
+    }
+    Save(folder / "clip.mpg", written.bytes);
+    return {(folder / "clip.mpg").string(),
+            {"Depot - Gate"},
+            {7},
+            0,
+            // Each frame at the time of its group, in display order.
+            {"2023/11/14 22:13:20.000", "2023/11/14 23:13:20.000", "2023/11/14 23:13:20.000",
+             "2023/11/14 23:13:20.000", "2023/11/14 23:13:21.000", "2023/11/14 23:13:21.000",
+             "2023/11/14 23:13:21.000"}};
+}
+
+Recording WriteUvms(const fs::path& folder) {
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(32, 16)) {
+        Save(folder / path, bytes);
+    }
+    return {(folder / "Configs/site.ocf").string(),
+            {"Input Number: 1, Gate", "Input Number: 2, Yard"},
+            {3, 2},
+            0,
+            Times(*VorncastTool::ParseRecorderTime("2023/11/14 22:13:20"), 400000, 3)};
+}
+
+Recording WriteGeoVision(const fs::path& folder) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty()) {
+        return {};
+    }
+    Save(folder / written[0].name, written[0].bytes);
+    return {(folder / written[0].name).string(),
+            {"Gate.avi"},
+            {6},
+            0,
+            Times(*VorncastTool::ParseRecorderTime("2021/03/04 05:06:00"), 10000000, 6)};
+}
+
+Recording WriteKodicom(const fs::path& folder) {
+    const KodicomSpan span = WriteKodicomSpan(KodicomFrames(2, 5, 638000000000000000, 5, 2, 32, 24));
+    Save(folder / "KD0.bix", span.bix.data(), span.bix.size());
+    Save(folder / "KD0.box", span.box.data(), span.box.size());
+    return {(folder / "KD0.bix").string(),
+            {"Camera 1", "Camera 2"},
+            {5, 5},
+            1,
+            Times(638000000000000000, 2000000, 5)};
+}
+
+// Three frames of camera 4, two in one second, which the stream spreads over that second.
+Recording WriteDarlexTracked(const fs::path& folder) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601Gradient(true).bgr.data());
+    for (int32_t second : {1, 1, 2}) {
+        image.tracks[0].frames.push_back({{2021, 11, 25, 5, 0, second}, 4, field});
+    }
+    fs::create_directories(folder);
+    WriteDarlexFiles(WriteDarlex(image, "REC"), folder.string());
+    return {(folder / "REC.VID").string(),
+            {"Camera 4"},
+            {3},
+            0,
+            Times(*VorncastTool::ParseRecorderTime("2021/11/25 05:00:01"), 5000000, 3)};
+}
+
+// Cameras named in the track directory.
+Recording WriteDarlexNamed(const fs::path& folder) {
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 4096;
+    const std::vector<uint8_t> field = EncodeAdv601(Adv601Flat(true, 40, 80, 120).bgr.data(), coarse);
+    DarlexImage image;
+    image.tracks = {{{{{2022, 6, 1, 9, 0, 1}, 1, field},
+                      {{2022, 6, 1, 9, 0, 1}, 2, field},
+                      {{2022, 6, 1, 9, 0, 2}, 2, field}},
+                     {"Gate", "Yard"}}};
+    fs::create_directories(folder);
+    WriteDarlexFiles(WriteDarlex(image, "DISK"), folder.string());
+    return {(folder / "DISK.VID").string(),
+            {"Gate", "Yard"},
+            {1, 2},
+            1,
+            Times(*VorncastTool::ParseRecorderTime("2022/06/01 09:00:01"), 10000000, 2)};
+}
+
+const FormatCase FormatCases[] = {
+    {"BoschArchive", WriteBosch, "Bosch Archive", {}},
+    {"VigilantMpeg2", WriteVigilant, "Vigilant Export Viewer MPEG2", {}},
+    {"Uvms", WriteUvms, "UVMS PI Vision Ltd", {}},
+    {"GeoVisionAvi", WriteGeoVision, "GeoVision", {}},
+    {"Kodicom", WriteKodicom, "Kodicom", {}},
+    {"DarlexByIndex", WriteDarlexTracked, "Tecton Darlex (Tracked Frames Only)", {"--decoder", "72"}},
+    {"DarlexByGuid",
+     WriteDarlexNamed,
+     "__LEGACY__ Tecton Darlex (Tracked frames only)",
+     {"--decoder", "{B672C4BD-2E7F-4b58-A943-929EAA3AA28E}"}},
+};
+
+class ToolFormatTest : public ToolTest, public ::testing::WithParamInterface<FormatCase> {
+protected:
+    json RunJson(std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), GetParam().options.begin(), GetParam().options.end());
+        arguments.push_back("--json");
+        return RunToolJson(arguments);
+    }
+};
+
+TEST_P(ToolFormatTest, ProbeShowsEveryCameraAndFramesListsOnesFrames) {
+    const Recording recording = GetParam().write(Work("recording"));
+    if (recording.path.empty()) {
+        SKIP_OR_FAIL_FOR_MISSING("the encoder for this recording");
+    }
+    const json report = RunJson({"probe", recording.path});
+    EXPECT_EQ(report["decoder"]["name"], GetParam().decoder);
+    const json& streams = report["tracks"][0]["streams"];
+    ASSERT_EQ(streams.size(), recording.cameras.size());
+    for (size_t stream = 0; stream < streams.size(); ++stream) {
+        EXPECT_EQ(streams[stream]["camera"], recording.cameras[stream]);
+        EXPECT_EQ(streams[stream]["frames"], recording.frames[stream]);
+    }
+    const json listed = RunJson({"frames", recording.path, "--stream", std::to_string(recording.listed)});
+    ASSERT_EQ(listed.size(), recording.frames[recording.listed]);
+    for (size_t index = 0; index < listed.size(); ++index) {
+        EXPECT_EQ(listed[index]["camera"], recording.cameras[recording.listed]) << index;
+        if (!recording.times.empty()) {
+            EXPECT_EQ(listed[index]["recorderTime"], recording.times[index]) << index;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, ToolFormatTest, ::testing::ValuesIn(FormatCases),
+                         [](const ::testing::TestParamInfo<FormatCase>& info) { return info.param.name; });
+
+// A Synetics pair is found by its name: frames lists its pictures in display order with their
+// recorder times, and export writes each as the encoder's own decoder gives it, B frames included.
+TEST_F(ToolTest, SyneticsPairIsListedAndExportedInDisplayOrder) {
+    CodecTest::EncodedVideo video;
+    if (!EncodeSyneticsVideo(64, 48, 9, 6, &video)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
+    }
+    const std::vector<CodecTest::Picture> reference =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, false);
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    Save(Work("syn/mpeg2_0001_1.dat"), pair.iFrames);
+    Save(Work("syn/mpeg2_0001_2.dat"), pair.otherFrames);
+    const std::string path = Work("syn/mpeg2_0001_1.dat").string();
+    const json listed = RunToolJson({"frames", path, "--json"});
+    ASSERT_EQ(listed.size(), reference.size());
+    const int64_t start = listed[0]["recorderTicks"];
+    for (size_t index = 0; index < listed.size(); ++index) {
+        EXPECT_EQ(listed[index]["camera"], "Gate");
+        EXPECT_EQ(listed[index]["recorderTicks"].get<int64_t>() - start,
+                  static_cast<int64_t>(index) * 400000);
+    }
+    const ToolRun exported = RunTool({"export", path, "--out", Work("out").string()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = ReadJson(Work("out") / "frames.json");
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); ++index) {
+        const VorncastTool::Picture picture = ReadPng(Work("out") / log[index]["output"].get<std::string>());
+        ASSERT_EQ(picture.bytes.size(), reference[index].Bytes());
+        EXPECT_GE(CodecTest::Psnr(reference[index], picture.bytes.data()), 40.0) << index;
+    }
+}
+
+} // namespace
+} // namespace ToolTests
