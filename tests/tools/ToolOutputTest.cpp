@@ -151,7 +151,7 @@ TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
 
     const fs::path every = Work("every");
     ASSERT_EQ(
-        RunTool({"export", file, "--decoder", GenericJpeg, "--out", every.string(), "--every", "3"}).exitCode,
+        RunTool({"export", file, "--decoder", GenericJpeg, "--out", every.string(), "--every=3"}).exitCode,
         0);
     const std::vector<std::string> csv = Lines(ReadText(every / "frames.csv"));
     const json chosen = ReadJson(every / "frames.json");

@@ -149,35 +149,19 @@ void ToolTest::TearDown() {
     fs::remove_all(folder);
 }
 
-std::vector<std::vector<uint8_t>> ToolTest::EncodePictures(int32_t count, int32_t width, int32_t height) {
+std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t height) {
     std::vector<std::vector<uint8_t>> jpegs;
     for (int32_t index = 0; index < count; ++index) {
         pictures.push_back(MakeScenePicture(width, height, static_cast<uint32_t>(index + 1)));
         jpegs.push_back(EncodeTestJpeg(pictures.back(), 95));
     }
-    return jpegs;
-}
-
-std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t height) {
     // Whole 4096-byte blocks, so that the marker scan reads no stale bytes at the end.
-    const ConcatenatedFile file = Concatenate(EncodePictures(count, width, height), 0, 4096);
+    const ConcatenatedFile file = Concatenate(jpegs, 0, 4096);
     const fs::path path = folder / "recording" / "recording.mjpeg";
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(file.bytes.data()),
                static_cast<std::streamsize>(file.bytes.size()));
     return path.string();
-}
-
-std::string ToolTest::WriteJpegFolder(int32_t count, int32_t width, int32_t height) {
-    const std::vector<std::vector<uint8_t>> jpegs = EncodePictures(count, width, height);
-    for (size_t index = 0; index < jpegs.size(); ++index) {
-        char name[16];
-        std::snprintf(name, sizeof(name), "%03zu.jpg", index + 1);
-        std::ofstream(folder / "recording" / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(jpegs[index].data()),
-                   static_cast<std::streamsize>(jpegs[index].size()));
-    }
-    return (folder / "recording" / "001.jpg").string();
 }
 
 } // namespace ToolTests

@@ -56,10 +56,6 @@ protected:
 
     // A file of concatenated JPEGs of `count` distinct pictures; returns its path.
     std::string WriteJpegRecording(int32_t count, int32_t width = 96, int32_t height = 64);
-    // A folder of numbered JPEG files; returns the path of the first.
-    std::string WriteJpegFolder(int32_t count, int32_t width = 96, int32_t height = 64);
-    // Makes `count` distinct pictures, kept in `pictures`, and encodes them.
-    std::vector<std::vector<uint8_t>> EncodePictures(int32_t count, int32_t width, int32_t height);
     std::filesystem::path Work(const std::string& name) const { return folder / name; }
 
     std::filesystem::path folder;
