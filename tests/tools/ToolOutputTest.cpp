@@ -141,9 +141,9 @@ TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
         const VorncastTool::Picture picture = ReadPng(out / name);
         ASSERT_EQ(picture.width, 96);
         ASSERT_EQ(picture.height, 64);
-        EXPECT_LT(MeanDifference(pictures[index], picture), 2.5) << name;
+        EXPECT_LT(MeanDifference(pictures[index].bgr, picture), 2.5) << name;
         if (index > 0) {
-            EXPECT_GT(MeanDifference(pictures[index - 1], picture), 4.5)
+            EXPECT_GT(MeanDifference(pictures[index - 1].bgr, picture), 4.5)
                 << name << " is the previous picture";
         }
     }
@@ -184,7 +184,7 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
     EXPECT_EQ(video.metadata.at("title"), "camera 0");
     EXPECT_NE(video.metadata.at("comment").find("Recorder start 0001/01/01 00:00:00.000"), std::string::npos);
     ASSERT_EQ(video.firstPicture.width, 160);
-    EXPECT_LT(MeanDifference(pictures[0], video.firstPicture), 6.0);
+    EXPECT_LT(MeanDifference(pictures[0].bgr, video.firstPicture), 6.0);
     const json log = ReadJson(out / "frames.json");
     ASSERT_EQ(log.size(), 3u);
     for (size_t index = 0; index < log.size(); ++index) {
@@ -276,7 +276,8 @@ TEST_F(ToolTest, SampleRecordingsReadBackWithTheirTimesAndPictures) {
         const int64_t ticks = SampleStart + index * SamplePeriod;
         const VorncastTool::Picture expected =
             VorncastTool::MakeTestPattern(128, 96, 0, index, VorncastTool::FormatRecorderTime(ticks));
-        EXPECT_LT(MeanDifference(expected, ReadPng(out / row["output"].get<std::string>())), 3.5) << index;
+        EXPECT_LT(MeanDifference(expected.bytes, ReadPng(out / row["output"].get<std::string>())), 3.5)
+            << index;
     }
 
     const fs::path jpegs = Work("sample-jpegs");

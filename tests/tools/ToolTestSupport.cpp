@@ -120,14 +120,6 @@ double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::
     return sum / static_cast<double>(expected.size());
 }
 
-double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual) {
-    return MeanDifference(expected.bgr, actual);
-}
-
-double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual) {
-    return MeanDifference(expected.bytes, actual);
-}
-
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
     std::stringstream stream(text);

@@ -40,9 +40,8 @@ nlohmann::json ReadJson(const std::filesystem::path& path);
 std::string SystemSha256(const std::filesystem::path& path);
 // A PNG file decoded to blue-first bytes (grey pictures widened).
 VorncastTool::Picture ReadPng(const std::filesystem::path& path);
-// Mean absolute difference over all bytes of two pictures of one size.
-double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual);
-double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual);
+// Mean absolute difference over all bytes of two pictures of one size, blue first.
+double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::Picture& actual);
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";
