@@ -1,10 +1,11 @@
 // Recorder formats through the tool: each recording written at test time is found (by
 // autodetection or the decoder named), probe shows every camera with its name and frame count, and
-// frames lists one camera's frames, each with its camera and recorder time. What export and convert
-// write is checked on the generic, AVI and DVD recordings.
+// frames lists one camera's frames, each with its camera and recorder time. Export and convert of an
+// AVI and a DVD recording write the pictures ffmpeg decodes; a cut-short AVI is explained.
 #include "MissingTool.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/dvd/DvdAuthor.h"
 #include "fixtures/formats/AviWriter.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/DarlexWriter.h"
@@ -12,6 +13,7 @@
 #include "fixtures/formats/SyneticsWriter.h"
 #include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
+#include "fixtures/iso/FfmpegTool.h"
 #include "support/RecorderTime.h"
 #include "tools/ToolTestSupport.h"
 
@@ -227,6 +229,106 @@ TEST_P(ToolFormatTest, ProbeShowsEveryCameraAndFramesListsOnesFrames) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, ToolFormatTest, ::testing::ValuesIn(FormatCases),
                          [](const ::testing::TestParamInfo<FormatCase>& info) { return info.param.name; });
+
+// A bare file name, as typed in the recording's own folder, names a file of the current directory.
+// Export writes every frame as the picture ffmpeg decodes from the same file (colours converted as
+// the codec driver converts them), and convert writes one movie with every frame in its log.
+TEST_F(ToolTest, GeoVisionAviIsReadByBareNameExportedAndConverted) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty() || !IsoTest::HaveFfmpegTools()) {
+        SKIP_OR_FAIL_FOR_MISSING("the MPEG-4 encoder or the ffmpeg program");
+    }
+    const fs::path path = Work("recording") / written[0].name;
+    ASSERT_TRUE(IsoTest::WriteWholeFile(path.string(), written[0].bytes));
+    const fs::path before = fs::current_path();
+    fs::current_path(Work("recording"));
+    const json frames = RunToolJson({"frames", written[0].name, "--json"});
+    fs::current_path(before);
+    EXPECT_EQ(frames.size(), 6u);
+
+    const std::vector<IsoTest::Bytes> reference =
+        IsoTest::FfmpegVideoFrames(path.string(), 48, 32, "bilinear+accurate_rnd+full_chroma_int");
+    ASSERT_EQ(reference.size(), 6u);
+    const ToolRun exported = RunTool({"export", path.string(), "--out", Work("export").string()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = ReadJson(Work("export") / "frames.json");
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); ++index) {
+        EXPECT_LT(MeanDifference(reference[index],
+                                 ReadPng(Work("export") / log[index]["output"].get<std::string>())),
+                  1.0)
+            << index;
+    }
+    const ToolRun converted = RunTool({"convert", path.string(), Work("convert").string()});
+    ASSERT_EQ(converted.exitCode, 0) << converted.err;
+    EXPECT_EQ(ReadJson(Work("convert") / "frames.json").size(), reference.size());
+}
+
+// ffmpeg's AVI cut before its idx1 would load for ever: the tool ends the load once its progress
+// stands still and says why, with the status of a failed load.
+TEST_F(ToolTest, AnAviCutBeforeItsIndexIsExplained) {
+    if (!IsoTest::HaveFfmpegTools()) {
+        SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+    }
+    const fs::path made = Work("made.avi");
+    ASSERT_TRUE(IsoTest::RunFfmpeg(
+        "-f lavfi -i testsrc=size=64x48:rate=25:duration=0.4 -c:v mpeg4 -vtag XVID '" + made.string() + "'"));
+    std::vector<uint8_t> bytes = IsoTest::ReadWholeFile(made.string());
+    const size_t index = std::string(bytes.begin(), bytes.end()).rfind("idx1");
+    ASSERT_NE(index, std::string::npos);
+    bytes.resize(index);
+    const fs::path cut = Work("recording/cut.avi");
+    ASSERT_TRUE(IsoTest::WriteWholeFile(cut.string(), bytes));
+    const ToolRun run = RunTool({"probe", cut.string()});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.err.find("the AVI file has no usable index"), std::string::npos) << run.err;
+}
+
+// A disc of two title sets, the second of two cells, is found from the disc's folder: probe shows
+// a track a title set with its pictures and sound, frames lists the pictures, export writes them as
+// ffmpeg decodes them, and convert makes a file of each title set's pictures.
+TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
+    if (!Vorn::Testing::HaveDvdTools()) {
+        SKIP_OR_FAIL_FOR_MISSING("ffmpeg or dvdauthor");
+    }
+    const Vorn::Testing::DvdFolder& dvd = Vorn::Testing::AuthorDvd({false, {{0.6}, {0.4, 0.4}}, 1});
+    ASSERT_EQ(dvd.error, "");
+    const std::string disc = fs::path(dvd.directory).parent_path().string();
+    const std::vector<IsoTest::Bytes> reference =
+        IsoTest::FfmpegVideoFrames(Vorn::Testing::JoinedTitle(dvd, 1), dvd.width, dvd.height);
+    ASSERT_GT(reference.size(), 10u);
+
+    const json report = RunToolJson({"probe", disc, "--json"});
+    EXPECT_EQ(report["decoder"]["name"], "DVD Video");
+    ASSERT_EQ(report["tracks"].size(), 2u);
+    const json& streams = report["tracks"][1]["streams"];
+    ASSERT_EQ(streams.size(), 2u);
+    EXPECT_EQ(streams[0]["type"], "video");
+    EXPECT_EQ(streams[0]["frames"], reference.size());
+    EXPECT_EQ(streams[1]["type"], "audio");
+    const int64_t videoStream = streams[0]["index"];
+
+    const ToolRun frames = RunTool(
+        {"frames", dvd.directory + "/VIDEO_TS.IFO", "--stream", std::to_string(videoStream), "--json"});
+    ASSERT_EQ(frames.exitCode, 0) << frames.err;
+    EXPECT_EQ(json::parse(frames.out).size(), reference.size());
+
+    const fs::path out = Work("export");
+    const ToolRun exported =
+        RunTool({"export", disc, "--stream", std::to_string(videoStream), "--out", out.string()});
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = ReadJson(out / "frames.json");
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); index += 4) {
+        const VorncastTool::Picture picture = ReadPng(out / log[index]["output"].get<std::string>());
+        EXPECT_LT(MeanDifference(reference[index], picture), 1.0) << index;
+    }
+
+    const ToolRun converted = RunTool({"convert", dvd.directory, Work("convert").string()});
+    ASSERT_EQ(converted.exitCode, 0) << converted.err;
+    EXPECT_EQ(ReadJson(Work("convert") / "frames.json").size(),
+              reference.size() + report["tracks"][0]["streams"][0]["frames"].get<size_t>());
+}
 
 } // namespace
 } // namespace ToolTests

@@ -2,7 +2,7 @@
  * recording of the generic formats: initialise, build the autodetect collection, autodetect with the
  * callbacks, create the manual-only decoders by GUID, list tracks and streams, seek, step to both ends
  * and back, fetch pictures and check them against the pictures that were encoded, release all, close.
- * The recordings are written here first, with libjpeg. Usage: vorncast_host_test WORK_FOLDER */
+ * The recordings are written here first, with TurboJPEG. Usage: vorncast_host_test WORK_FOLDER */
 #include <vorncast/VorncastDecoders.h>
 
 #include <errno.h>
@@ -11,7 +11,7 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include <jpeglib.h>
+#include <turbojpeg.h>
 
 enum { Width = 64, Height = 48, FrameCount = 5, ScanBlock = 4096 };
 
@@ -63,28 +63,12 @@ static void MakePicture(int frame, unsigned char* bgr) {
     }
 }
 
+/* Full-resolution colour, so that the decoded pictures stay close to the encoded ones. */
 static unsigned long EncodeJpeg(const unsigned char* bgr, unsigned char** out) {
-    struct jpeg_compress_struct compressor;
-    struct jpeg_error_mgr errors;
+    tjhandle compressor = tjInitCompress();
     unsigned long size = 0;
-    compressor.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&compressor);
-    jpeg_mem_dest(&compressor, out, &size);
-    compressor.image_width = Width;
-    compressor.image_height = Height;
-    compressor.input_components = 3;
-    compressor.in_color_space = JCS_EXT_BGR;
-    jpeg_set_defaults(&compressor);
-    jpeg_set_quality(&compressor, 95, TRUE);
-    compressor.comp_info[0].h_samp_factor = 1;
-    compressor.comp_info[0].v_samp_factor = 1;
-    jpeg_start_compress(&compressor, TRUE);
-    while (compressor.next_scanline < compressor.image_height) {
-        JSAMPROW row = (JSAMPROW)(bgr + compressor.next_scanline * Width * 3);
-        jpeg_write_scanlines(&compressor, &row, 1);
-    }
-    jpeg_finish_compress(&compressor);
-    jpeg_destroy_compress(&compressor);
+    CHECK(tjCompress2(compressor, bgr, Width, 0, Height, TJPF_BGR, out, &size, TJSAMP_444, 95, 0) == 0);
+    tjDestroy(compressor);
     return size;
 }
 
@@ -111,7 +95,7 @@ static void WriteRecordings(const char* filePath, const char* folder) {
         total += size;
         CHECK(snprintf(path, sizeof path, "%s/%03d.jpg", folder, frame + 1) < (int)sizeof path);
         WriteFile(path, jpeg, size);
-        free(jpeg);
+        tjFree(jpeg);
     }
     while (total % ScanBlock != 0) {
         joined[total++] = 0;
