@@ -85,30 +85,22 @@ protected:
 };
 
 // Cameras 1 and 2 interleaved, a varying number of frames a second (ten in one of them), the image
-// split over three files with frames running from one into the next.
-class DarlexInterleavedTest : public DarlexNativeTest {
-protected:
-    void SetUp() override {
-        DarlexNativeTest::SetUp();
-        DarlexImage image;
-        image.tracks.resize(1);
-        const int32_t counts[] = {2, 10, 1, 3};
-        for (int32_t second = 0; second < 4; ++second) {
-            AddSecond(image.tracks[0].frames, second, 1, counts[second]);
-            AddSecond(image.tracks[0].frames, second, 2, 2);
-        }
-        const uint64_t size = WriteDarlex(image, "REC").streamSize;
-        image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
-        image.trailingBytes = 8192;
-        Serve(image);
-        ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+// split over three files with frames running from one into the next. Both cameras step through every
+// frame both ways. A time inside a frame's share of its second gives that frame (0.55 s into a second
+// of ten frames gives the sixth); steps from there give its neighbours; times outside give the ends.
+TEST_F(DarlexNativeTest, InterleavedCamerasStepThroughAndSeekToEveryFrame) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    const int32_t counts[] = {2, 10, 1, 3};
+    for (int32_t second = 0; second < 4; ++second) {
+        AddSecond(image.tracks[0].frames, second, 1, counts[second]);
+        AddSecond(image.tracks[0].frames, second, 2, 2);
     }
-};
-
-// Both cameras step through every frame both ways. A time inside a frame's share of its second
-// gives that frame (0.55 s into a second of ten frames gives the sixth); steps from there give its
-// neighbours; times outside give the ends.
-TEST_F(DarlexInterleavedTest, StepsThroughAndSeeksToEveryFrame) {
+    const uint64_t size = WriteDarlex(image, "REC").streamSize;
+    image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
+    image.trailingBytes = 8192;
+    Serve(image);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
     ASSERT_EQ(StreamCount(), 2);
     for (uint8_t camera = 1; camera <= 2; ++camera) {
         const int stream = StreamOf(camera - 1);
