@@ -2,6 +2,7 @@
 
 #include "fixtures/formats/GenericRecordings.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
@@ -57,16 +58,17 @@ ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
 
 } // namespace
 
-ToolRun RunTool(const std::vector<std::string>& arguments) {
+ToolRun RunTool(const std::vector<std::string>& arguments,
+                std::optional<std::chrono::milliseconds> interruptAfter) {
     std::vector<std::string> command = {VORNCAST_TOOL};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return Spawn(command, false);
+    return Spawn(command, false, interruptAfter);
 }
 
-ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after) {
-    std::vector<std::string> command = {VORNCAST_TOOL};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return Spawn(command, false, after);
+nlohmann::json RunToolJson(const std::vector<std::string>& arguments) {
+    const ToolRun run = RunTool(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return run.exitCode == 0 ? nlohmann::json::parse(run.out) : nlohmann::json();
 }
 
 std::string RunProgram(const std::vector<std::string>& arguments) {
@@ -78,6 +80,10 @@ std::string ReadText(const fs::path& path) {
     std::stringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+nlohmann::json ReadJson(const fs::path& path) {
+    return nlohmann::json::parse(ReadText(path));
 }
 
 std::string SystemSha256(const fs::path& path) {
@@ -114,14 +120,6 @@ double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::
     return sum / static_cast<double>(expected.size());
 }
 
-double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual) {
-    return MeanDifference(expected.bgr, actual);
-}
-
-double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual) {
-    return MeanDifference(expected.bytes, actual);
-}
-
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
     std::stringstream stream(text);
@@ -132,7 +130,8 @@ std::vector<std::string> Lines(const std::string& text) {
 }
 
 void ToolTest::SetUp() {
-    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::replace(name.begin(), name.end(), '/', '-');
     folder = fs::temp_directory_path() / ("vorncast-tool-" + std::to_string(getpid()) + "-" + name);
     fs::remove_all(folder);
     fs::create_directories(folder / "recording");
@@ -155,18 +154,6 @@ std::string ToolTest::WriteJpegRecording(int32_t count, int32_t width, int32_t h
         .write(reinterpret_cast<const char*>(file.bytes.data()),
                static_cast<std::streamsize>(file.bytes.size()));
     return path.string();
-}
-
-std::string ToolTest::WriteJpegFolder(int32_t count, int32_t width, int32_t height) {
-    for (int32_t index = 0; index < count; ++index) {
-        pictures.push_back(MakeScenePicture(width, height, static_cast<uint32_t>(index + 1)));
-        const std::vector<uint8_t> jpeg = EncodeTestJpeg(pictures.back(), 95);
-        char name[16];
-        std::snprintf(name, sizeof(name), "%03d.jpg", index + 1);
-        std::ofstream(folder / "recording" / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(jpeg.data()), static_cast<std::streamsize>(jpeg.size()));
-    }
-    return (folder / "recording" / "001.jpg").string();
 }
 
 } // namespace ToolTests

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,20 +26,22 @@ struct ToolRun {
     std::string err;
 };
 
-// Runs the tool with `arguments`, standard output and error captured.
-ToolRun RunTool(const std::vector<std::string>& arguments);
-// The same, with SIGINT sent to the tool `after` its start.
-ToolRun RunToolInterrupted(const std::vector<std::string>& arguments, std::chrono::milliseconds after);
+// Runs the tool with `arguments`, standard output and error captured; with `interruptAfter`, SIGINT
+// is sent to the tool that long after its start.
+ToolRun RunTool(const std::vector<std::string>& arguments,
+                std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt);
+// Runs the tool, expecting success, and parses what it printed; null after a failure.
+nlohmann::json RunToolJson(const std::vector<std::string>& arguments);
 // Runs a program found on the path and gives its standard output.
 std::string RunProgram(const std::vector<std::string>& arguments);
 std::string ReadText(const std::filesystem::path& path);
+nlohmann::json ReadJson(const std::filesystem::path& path);
 // SHA-256 of a file by the system's sha256sum, a hash computed apart from the tool's.
 std::string SystemSha256(const std::filesystem::path& path);
 // A PNG file decoded to blue-first bytes (grey pictures widened).
 VorncastTool::Picture ReadPng(const std::filesystem::path& path);
-// Mean absolute difference over all bytes of two pictures of one size.
-double MeanDifference(const BgrPicture& expected, const VorncastTool::Picture& actual);
-double MeanDifference(const VorncastTool::Picture& expected, const VorncastTool::Picture& actual);
+// Mean absolute difference over all bytes of two pictures of one size, blue first.
+double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::Picture& actual);
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";
@@ -52,8 +55,6 @@ protected:
 
     // A file of concatenated JPEGs of `count` distinct pictures; returns its path.
     std::string WriteJpegRecording(int32_t count, int32_t width = 96, int32_t height = 64);
-    // A folder of numbered JPEG files; returns the path of the first.
-    std::string WriteJpegFolder(int32_t count, int32_t width = 96, int32_t height = 64);
     std::filesystem::path Work(const std::string& name) const { return folder / name; }
 
     std::filesystem::path folder;

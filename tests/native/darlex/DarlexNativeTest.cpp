@@ -9,6 +9,8 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+
 namespace {
 
 using namespace FormatTests;
@@ -23,10 +25,9 @@ const std::vector<Adv601TestPicture>& Pictures() {
 }
 
 const std::vector<uint8_t>& Field(size_t picture) {
-    static std::vector<std::vector<uint8_t>> fields;
-    for (size_t p = fields.size(); p < Pictures().size(); ++p) {
-        fields.push_back(EncodeAdv601(Pictures()[p].bgr.data()));
-    }
+    static const std::vector<uint8_t> fields[] = {EncodeAdv601(Pictures()[0].bgr.data()),
+                                                  EncodeAdv601(Pictures()[1].bgr.data()),
+                                                  EncodeAdv601(Pictures()[2].bgr.data())};
     return fields[picture];
 }
 
@@ -49,17 +50,13 @@ protected:
             expected[camera].push_back({start + k * (Second / count), picture});
         }
     }
+    // Loads with the native decoder, the GUID's variant 1.
     int LoadImage(const std::string& path) {
         VcGuid guid{};
         Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
         int resources = 0;
-        if (decoder != 0) {
-            Decoder_Release(decoder);
-            decoder = 0;
-        }
-        if (Decoder_Create(collection, guid, 1, -1, &decoder) != 0) {
-            return -1;
-        }
+        Decoder_Release(decoder);
+        EXPECT_EQ(Decoder_Create(collection, guid, 1, -1, &decoder), 0);
         const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
                                         nullptr, NeverAbort, &resources);
         return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
@@ -88,27 +85,22 @@ protected:
 };
 
 // Cameras 1 and 2 interleaved, a varying number of frames a second (ten in one of them), the image
-// split over three files with frames running from one into the next.
-class DarlexInterleavedTest : public DarlexNativeTest {
-protected:
-    void SetUp() override {
-        DarlexNativeTest::SetUp();
-        DarlexImage image;
-        image.tracks.resize(1);
-        const int32_t counts[] = {2, 10, 1, 3};
-        for (int32_t second = 0; second < 4; ++second) {
-            AddSecond(image.tracks[0].frames, second, 1, counts[second]);
-            AddSecond(image.tracks[0].frames, second, 2, 2);
-        }
-        const uint64_t size = WriteDarlex(image, "REC").streamSize;
-        image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
-        image.trailingBytes = 8192;
-        Serve(image);
-        ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+// split over three files with frames running from one into the next. Both cameras step through every
+// frame both ways. A time inside a frame's share of its second gives that frame (0.55 s into a second
+// of ten frames gives the sixth); steps from there give its neighbours; times outside give the ends.
+TEST_F(DarlexNativeTest, InterleavedCamerasStepThroughAndSeekToEveryFrame) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    const int32_t counts[] = {2, 10, 1, 3};
+    for (int32_t second = 0; second < 4; ++second) {
+        AddSecond(image.tracks[0].frames, second, 1, counts[second]);
+        AddSecond(image.tracks[0].frames, second, 2, 2);
     }
-};
-
-TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
+    const uint64_t size = WriteDarlex(image, "REC").streamSize;
+    image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
+    image.trailingBytes = 8192;
+    Serve(image);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
     ASSERT_EQ(StreamCount(), 2);
     for (uint8_t camera = 1; camera <= 2; ++camera) {
         const int stream = StreamOf(camera - 1);
@@ -124,11 +116,6 @@ TEST_F(DarlexInterleavedTest, StepsThroughEveryFrameBothWays) {
         EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
         ExpectFrame(Next(stream, false), frames.front(), "first again");
     }
-}
-
-// A time inside a frame's share of its second gives that frame (0.55 s into a second of ten frames
-// gives the sixth); steps from there give its neighbours; times outside give the ends.
-TEST_F(DarlexInterleavedTest, SeeksToEveryFrame) {
     const int stream = StreamOf(0);
     const std::vector<Expected>& frames = expected[1];
     for (size_t index = frames.size(); index-- > 0;) {
@@ -199,7 +186,7 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
         AddSecond(image.tracks[0].frames, second, 3, 4, uint64_t{24} << 20);
     }
     const std::string folder = testing::TempDir() + "darlex-native-" + std::to_string(getpid());
-    ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
+    std::filesystem::create_directories(folder);
     const DarlexWritten written = WriteDarlex(image, "BIG");
     ASSERT_GT(written.streamSize, uint64_t{9} << 29);
     ASSERT_TRUE(WriteDarlexFiles(written, folder));
@@ -218,7 +205,7 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
             ExpectFrame(Previous(stream, false), frames[index - 1], "back " + std::to_string(index));
         }
     }
-    EXPECT_EQ(system(("rm -r " + folder).c_str()), 0);
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace

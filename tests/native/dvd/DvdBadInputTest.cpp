@@ -1,5 +1,6 @@
 // Damaged and incomplete DVD-Video folders: each ends with the status and the texts a host sees,
 // and a folder whose damage leaves something readable still plays.
+#include "core/binary/ByteOrder.h"
 #include "native/dvd/DvdFixture.h"
 
 #include <algorithm>
@@ -10,18 +11,15 @@ using FormatTests::Delivered;
 
 namespace {
 
+using Vorn::Vorncast::Decoders::ByteOrder;
+
 uint32_t BigEndianAt(const std::string& bytes, size_t at) {
-    uint32_t value = 0;
-    for (size_t index = at; index < at + 4 && index < bytes.size(); ++index) {
-        value = value << 8 | static_cast<uint8_t>(bytes[index]);
-    }
-    return value;
+    return Vorn::Vorncast::Decoders::Load<uint32_t, ByteOrder::Big>(
+        reinterpret_cast<const uint8_t*>(&bytes[at]));
 }
 
 void WriteBigEndian(std::string& bytes, size_t at, uint32_t value) {
-    for (size_t index = 0; index < 4 && at + index < bytes.size(); ++index) {
-        bytes[at + index] = static_cast<char>(value >> (24 - 8 * index));
-    }
+    Vorn::Vorncast::Decoders::Store<uint32_t, ByteOrder::Big>(reinterpret_cast<uint8_t*>(&bytes[at]), value);
 }
 
 enum class Change {
