@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/IRecordWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

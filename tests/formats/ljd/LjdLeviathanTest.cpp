@@ -1,7 +1,7 @@
 #include "core/decoder/MasWorkerThread.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/LjdLeviathanWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
+#include "formats/RecorderChecks.h"
 
 #include <dlfcn.h>
 #include <unistd.h>

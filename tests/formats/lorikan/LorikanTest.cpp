@@ -1,8 +1,8 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/LorikanWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
 #include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
+#include "formats/RecorderChecks.h"
 
 #include <cctype>
 

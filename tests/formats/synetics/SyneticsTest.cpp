@@ -1,7 +1,7 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/SyneticsWriter.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

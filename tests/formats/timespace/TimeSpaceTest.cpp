@@ -1,7 +1,7 @@
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/time/Ticks.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 

@@ -3,9 +3,9 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

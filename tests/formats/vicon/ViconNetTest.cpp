@@ -1,6 +1,6 @@
 #include "core/time/Ticks.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/ViconNetWriter.h"
+#include "formats/RecorderChecks.h"
 
 #include <algorithm>
 #include <map>

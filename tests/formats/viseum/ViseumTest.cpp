@@ -1,7 +1,7 @@
 #include "core/binary/ByteView.h"
 #include "core/time/Ticks.h"
-#include "fixtures/formats/RecorderChecks.h"
 #include "fixtures/formats/ViseumWriter.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
-#include "fixtures/formats/RecorderChecks.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 
