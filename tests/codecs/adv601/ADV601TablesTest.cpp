@@ -72,22 +72,3 @@ TEST(ADV601Geometry, BlocksCoverEveryPlaneExactlyOnceAndStreamInEveryBlock) {
     EXPECT_EQ(streamOrder.size(), static_cast<size_t>(ADV601BlockCount));
     EXPECT_EQ(*streamOrder.rbegin(), ADV601BlockCount - 1);
 }
-
-// The prefix shortcut gives, for every possible peek, the code a full search gives, or defers to
-// the search; short codes, the common ones, are always decided by it.
-TEST(ADV601Huffman, PrefixLookupAgreesWithTheSearchForEveryPeek) {
-    for (int32_t table = 0; table < ADV601HuffmanTableCount; ++table) {
-        int32_t count = 0;
-        const ADV601Code* codes = ADV601Codes(table, &count);
-        const int16_t* prefixes = ADV601CodesByPrefix(table);
-        for (uint32_t peek = 0; peek <= 0xFFFF; ++peek) {
-            const int32_t found = ADV601FindCode(codes, count, static_cast<uint16_t>(peek));
-            const int16_t shortcut = prefixes[peek >> (16 - ADV601PrefixBits)];
-            if (shortcut >= 0) {
-                ASSERT_EQ(shortcut, found) << "table " << table << " peek " << peek;
-            } else {
-                ASSERT_GT(codes[found].length, ADV601PrefixBits) << "table " << table << " peek " << peek;
-            }
-        }
-    }
-}
