@@ -54,6 +54,7 @@ TEST(JpegHuffmanTable, UnusedCodeIsReportedAndBadTablesAreRefused) {
     JpegBitReader noCode(allOnes, 3);
     EXPECT_EQ(table.Decode(noCode), -1);
 
+    // More codes of a length than fit, and fewer symbols than codes.
     uint8_t overfull[16] = {3};
     EXPECT_FALSE(table.Build(overfull, symbols, 3));
     EXPECT_FALSE(table.Loaded());

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -31,41 +32,25 @@ std::vector<uint8_t> AsRead(std::vector<uint8_t> frame) {
     return frame;
 }
 
+// Every predictor, with and without restart intervals, on one handle for many frames.
 TEST(LosslessJpegCodec, DecodesEveryPredictorExactly) {
     DecoderHandle decoder(MakeDecoder());
     ASSERT_NE(decoder, nullptr);
     for (int32_t channels : {3, 1}) {
-        TestPicture picture = MakeGradient(33, 17, channels);
-        ASSERT_TRUE(SetFrameFormat(decoder.get(), 33, 17, channels));
+        ASSERT_TRUE(SetFrameFormat(decoder.get(), 40, 24, channels));
         for (int32_t predictor = 1; predictor <= 7; ++predictor) {
-            LosslessOptions options;
-            options.predictor = predictor;
-            std::vector<uint8_t> frame = AsRead(EncodeLosslessJpeg(picture, options));
+            TestPicture picture =
+                predictor % 2 == 0 && channels == 3 ? MakeColourBars(40, 24) : MakeGradient(40, 24, channels);
+            std::vector<uint8_t> frame =
+                AsRead(EncodeLosslessJpeg(picture, {.predictor = predictor, .restartLines = predictor % 4}));
             std::vector<uint8_t> output(picture.pixels.size() + 8, Untouched);
             EXPECT_EQ(
                 DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), LosslessJpegBlueFirst),
                 static_cast<int32_t>(picture.pixels.size()));
-            EXPECT_EQ(std::vector<uint8_t>(output.begin(), output.end() - 8), picture.pixels)
+            EXPECT_TRUE(std::equal(picture.pixels.begin(), picture.pixels.end(), output.begin()))
                 << channels << " channels, predictor " << predictor;
             EXPECT_EQ(output.back(), Untouched);
         }
-    }
-}
-
-TEST(LosslessJpegCodec, RestartIntervalsAndManyFramesOnOneHandle) {
-    DecoderHandle decoder(MakeDecoder());
-    ASSERT_NE(decoder, nullptr);
-    ASSERT_TRUE(SetFrameFormat(decoder.get(), 40, 24, 3));
-    for (int32_t frameNumber = 0; frameNumber < 4; ++frameNumber) {
-        TestPicture picture = frameNumber % 2 == 0 ? MakeGradient(40, 24, 3) : MakeColourBars(40, 24);
-        LosslessOptions options;
-        options.predictor = 4;
-        options.restartLines = frameNumber + 1;
-        std::vector<uint8_t> frame = AsRead(EncodeLosslessJpeg(picture, options));
-        std::vector<uint8_t> output(picture.pixels.size());
-        ASSERT_GT(DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), LosslessJpegBlueFirst),
-                  0);
-        EXPECT_EQ(output, picture.pixels) << frameNumber;
     }
 }
 

@@ -36,14 +36,6 @@ std::vector<uint8_t> EncodeRgb(int width, int height, EncodeOptions options = {}
     return Encode(RgbPlanes(MakeRgbPicture(width, height), width, height), width, height, options);
 }
 
-EncodeOptions Options(bool jp2, int tileSize = 0, bool transform = false) {
-    EncodeOptions options;
-    options.jp2 = jp2;
-    options.tileSize = tileSize;
-    options.multipleComponentTransform = transform;
-    return options;
-}
-
 // A lossless picture must come back exactly, in blue-first order, top row first, through all
 // three entry points.
 struct LosslessCase {
@@ -74,9 +66,8 @@ TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
     ASSERT_TRUE(decoded.ok) << decoded.failure;
     EXPECT_EQ(decoded.picture, expected);
     EXPECT_EQ(decoded.failure, "");
-    EXPECT_EQ(decoded.info.width, c.width);
-    EXPECT_EQ(decoded.info.height, c.height);
-    EXPECT_EQ(decoded.info.colour, c.colour);
+    EXPECT_EQ(std::vector<int32_t>({decoded.info.width, decoded.info.height, decoded.info.colour}),
+              std::vector<int32_t>({c.width, c.height, c.colour}));
 
     std::vector<uint8_t> oneCall(expected.size());
     auto encodedSize = static_cast<uint32_t>(encoded.size());
@@ -87,18 +78,18 @@ TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
     EXPECT_EQ(detected, expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Pictures, Jpeg2000Lossless,
-                         testing::Values(LosslessCase{"ColourCodestream", 64, 48, true, Options(false)},
-                                         LosslessCase{"ColourJp2", 64, 48, true, Options(true)},
-                                         LosslessCase{"GreyCodestream", 40, 30, false, Options(false)},
-                                         LosslessCase{"GreyJp2", 40, 30, false, Options(true)},
-                                         LosslessCase{"OddSizeColour", 37, 23, true, Options(false)},
-                                         LosslessCase{"OddSizeGrey", 37, 23, false, Options(true)},
-                                         LosslessCase{"TiledColour", 50, 35, true, Options(false, 16)},
-                                         LosslessCase{"TiledGreyJp2", 50, 35, false, Options(true, 16)},
-                                         LosslessCase{"ColourTransform", 48, 32, true,
-                                                      Options(false, 0, true)}),
-                         [](const testing::TestParamInfo<LosslessCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Pictures, Jpeg2000Lossless,
+    testing::Values(LosslessCase{"ColourCodestream", 64, 48, true, {}},
+                    LosslessCase{"ColourJp2", 64, 48, true, {.jp2 = true}},
+                    LosslessCase{"GreyCodestream", 40, 30, false, {}},
+                    LosslessCase{"GreyJp2", 40, 30, false, {.jp2 = true}},
+                    LosslessCase{"OddSizeColour", 37, 23, true, {}},
+                    LosslessCase{"OddSizeGrey", 37, 23, false, {.jp2 = true}},
+                    LosslessCase{"TiledColour", 50, 35, true, {.tileSize = 16}},
+                    LosslessCase{"TiledGreyJp2", 50, 35, false, {.jp2 = true, .tileSize = 16}},
+                    LosslessCase{"ColourTransform", 48, 32, true, {.multipleComponentTransform = true}}),
+    [](const testing::TestParamInfo<LosslessCase>& info) { return info.param.name; });
 
 TEST(Jpeg2000Pictures, LossyAndSubsampledPicturesStayClose) {
     const int width = 64, height = 48;
@@ -118,16 +109,13 @@ TEST(Jpeg2000Pictures, LossyAndSubsampledPicturesStayClose) {
         }
     }
     for (bool jp2 : {false, true}) {
-        EncodeOptions lossy = Options(jp2, 0, true);
-        lossy.lossless = false;
-        lossy.compressionRatio = 8.0f;
+        EncodeOptions lossy{
+            .jp2 = jp2, .lossless = false, .compressionRatio = 8.0f, .multipleComponentTransform = true};
         Decoded decoded = DecodeAs(jp2, EncodeRgb(width, height, lossy), expected.size());
         ASSERT_TRUE(decoded.ok) << decoded.failure;
         EXPECT_GT(Psnr(decoded.picture, expected), 30.0) << "lossy, jp2 " << jp2;
 
-        EncodeOptions subsampled = Options(jp2);
-        subsampled.ycc = true;
-        decoded = DecodeAs(jp2, Encode(ycc, width, height, subsampled), expected.size());
+        decoded = DecodeAs(jp2, Encode(ycc, width, height, {.jp2 = jp2, .ycc = true}), expected.size());
         ASSERT_TRUE(decoded.ok) << decoded.failure;
         EXPECT_GT(Psnr(decoded.picture, expected), 28.0) << "subsampled, jp2 " << jp2;
     }
@@ -157,9 +145,7 @@ TEST(Jpeg2000Pictures, SamplesScaleToEightBits) {
             plane.samples.push_back(c.sample(i));
             expected.push_back(static_cast<uint8_t>(c.expected(i)));
         }
-        EncodeOptions options;
-        options.precision = c.precision;
-        options.isSigned = c.isSigned;
+        EncodeOptions options{.precision = c.precision, .isSigned = c.isSigned};
         Decoded decoded = DecodeAs(false, Encode({plane}, width, height, options), expected.size());
         ASSERT_TRUE(decoded.ok) << decoded.failure;
         EXPECT_EQ(decoded.picture, expected) << "precision " << c.precision << " signed " << c.isSigned;
@@ -181,61 +167,67 @@ TEST(Jpeg2000Pictures, HeadersAndSurroundingBytes) {
     const int width = 24, height = 16;
     std::vector<uint8_t> expected = ToBgr(MakeRgbPicture(width, height));
     for (bool jp2 : {false, true}) {
-        std::vector<uint8_t> encoded = EncodeRgb(width, height, Options(jp2));
         std::vector<uint8_t> framed(99, 0x11);
+        std::vector<uint8_t> encoded = EncodeRgb(width, height, {.jp2 = jp2});
         framed.insert(framed.end(), encoded.begin(), encoded.end());
         framed.resize(framed.size() + 300, 0xEE);
         std::vector<uint8_t> picture(expected.size());
         ASSERT_TRUE(JasperDecode(framed.data(), static_cast<uint32_t>(framed.size()), picture.data(),
                                  static_cast<uint32_t>(picture.size())));
         EXPECT_EQ(picture, expected) << "jp2 " << jp2;
-        EXPECT_EQ(
-            DecodeAs(jp2, std::vector<uint8_t>(framed.begin() + 99, framed.end()), expected.size()).picture,
-            expected);
-
         Jpeg2000PictureInfo info;
         ASSERT_TRUE(Jpeg2000ReadHeader(framed.data(), static_cast<uint32_t>(framed.size()), &info));
-        EXPECT_EQ(info.width, width);
-        EXPECT_EQ(info.height, height);
-        EXPECT_EQ(info.components, 3);
-        EXPECT_TRUE(info.colour);
+        EXPECT_EQ(std::vector<int32_t>({info.width, info.height, info.components, info.colour}),
+                  std::vector<int32_t>({width, height, 3, 1}));
     }
     std::vector<uint8_t> grey = Encode(GreyPlanes(MakeGreyPicture(21, 9)), 21, 9, {});
     size_t firstTile = ByteView(grey.data(), grey.size()).Find("\xFF\x90");
     ASSERT_NE(firstTile, ByteView::npos);
     Jpeg2000PictureInfo info;
     ASSERT_TRUE(Jpeg2000ReadHeader(grey.data(), static_cast<uint32_t>(firstTile + 12), &info));
-    EXPECT_EQ(info.width, 21);
-    EXPECT_EQ(info.height, 9);
-    EXPECT_FALSE(info.colour);
+    EXPECT_EQ(std::vector<int32_t>({info.width, info.height, info.colour}), std::vector<int32_t>({21, 9, 0}));
 }
 
-TEST(Jpeg2000Failures, Jp2BoxesAreChecked) {
-    std::vector<uint8_t> file = EncodeRgb(16, 16, Options(true));
+// Damaged boxes, picture sizes and too small an output fail with their text and write nothing.
+TEST(Jpeg2000Failures, DamageFailsWithItsTextWithoutWriting) {
+    const std::vector<uint8_t> file = EncodeRgb(16, 16, {.jp2 = true});
+    const std::vector<uint8_t> codestream = EncodeRgb(16, 16);
     ASSERT_EQ(std::string(file.begin() + 16, file.begin() + 20), "ftyp");
-    std::vector<uint8_t> badSignature = file, badFileType = file;
-    badSignature[9] ^= 0xFF;
-    badFileType[16] = 'X';
-    const std::pair<std::vector<uint8_t>, const char*> cases[] = {
-        {EncodeRgb(16, 16), Jp2SignatureMissingText},
-        {badSignature, Jp2SignatureMissingText},
-        {std::vector<uint8_t>(file.begin(), file.begin() + 12), Jp2FileTypeMissingText},
-        {badFileType, Jp2FileTypeMissingText},
+    auto changed = [](std::vector<uint8_t> bytes, size_t at, size_t count, uint8_t value) {
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, value);
+        return bytes;
     };
-    for (const auto& [data, text] : cases) {
-        Decoded decoded = DecodeAs(true, data, 16 * 16 * 3);
-        EXPECT_FALSE(decoded.ok);
-        EXPECT_EQ(decoded.failure, text);
-        EXPECT_EQ(decoded.picture, std::vector<uint8_t>(16 * 16 * 3, Untouched));
+    struct Damage {
+        const char* name;
+        bool jp2;
+        std::vector<uint8_t> bytes;
+        const char* text; // null: any text
+        size_t outputSize;
+    };
+    // SIZ fields of a codestream: Xsiz at 8, Ysiz at 12, Csiz at 40.
+    const Damage damages[] = {
+        {"codestream as JP2", true, codestream, Jp2SignatureMissingText, 768},
+        {"signature", true, changed(file, 9, 1, 0x00), Jp2SignatureMissingText, 768},
+        {"no file type box", true, {file.begin(), file.begin() + 12}, Jp2FileTypeMissingText, 768},
+        {"file type", true, changed(file, 16, 1, 'X'), Jp2FileTypeMissingText, 768},
+        {"JP2 as codestream", false, file, nullptr, 768},
+        {"zero width", false, changed(codestream, 8, 4, 0), nullptr, 768},
+        {"no components", false, changed(codestream, 40, 2, 0), nullptr, 768},
+        {"huge", false, changed(changed(codestream, 8, 1, 0x7F), 12, 1, 0x7F), nullptr, 768},
+        {"output one byte short", false, codestream, Jpeg2000OutputTooSmallText, 767},
+    };
+    for (const Damage& damage : damages) {
+        Decoded decoded = DecodeAs(damage.jp2, damage.bytes, damage.outputSize);
+        EXPECT_FALSE(decoded.ok) << damage.name;
+        EXPECT_EQ(decoded.failure, damage.text ? damage.text : decoded.failure) << damage.name;
+        EXPECT_NE(decoded.failure, "") << damage.name;
+        EXPECT_EQ(decoded.picture, std::vector<uint8_t>(damage.outputSize, Untouched)) << damage.name;
     }
-    Decoded wrongWrapping = DecodeAs(false, file, 16 * 16 * 3);
-    EXPECT_FALSE(wrongWrapping.ok);
-    EXPECT_NE(wrongWrapping.failure, "");
 }
 
 TEST(Jpeg2000Failures, EveryCutOfTheDataFails) {
     for (bool jp2 : {false, true}) {
-        std::vector<uint8_t> encoded = EncodeRgb(32, 32, Options(jp2, 16));
+        std::vector<uint8_t> encoded = EncodeRgb(32, 32, {.jp2 = jp2, .tileSize = 16});
         std::vector<size_t> cuts = {encoded.size() - 1, encoded.size() - 2};
         for (size_t cut = 0; cut < encoded.size(); cut += (cut < 200 ? 1 : 7)) {
             cuts.push_back(cut);
@@ -249,27 +241,8 @@ TEST(Jpeg2000Failures, EveryCutOfTheDataFails) {
     }
 }
 
-TEST(Jpeg2000Failures, DamagedPictureSizesFailWithoutWriting) {
-    std::vector<uint8_t> encoded = EncodeRgb(32, 32);
-    // SIZ fields: Xsiz at 8, Ysiz at 12, Csiz at 40.
-    std::vector<uint8_t> zeroWidth = encoded, noComponents = encoded, huge = encoded;
-    std::memset(&zeroWidth[8], 0, 4);
-    noComponents[40] = noComponents[41] = 0;
-    huge[8] = huge[12] = 0x7F;
-    for (const std::vector<uint8_t>& damaged : {zeroWidth, noComponents, huge}) {
-        Decoded decoded = DecodeAs(false, damaged, 32 * 32 * 3);
-        EXPECT_FALSE(decoded.ok);
-        EXPECT_EQ(decoded.picture, std::vector<uint8_t>(32 * 32 * 3, Untouched));
-    }
-}
-
-TEST(Jpeg2000Failures, OutputAndInputMustBeThere) {
+TEST(Jpeg2000Failures, MissingInputOrOutputAndOtherPictures) {
     std::vector<uint8_t> encoded = EncodeRgb(16, 16);
-    Decoded decoded = DecodeAs(false, encoded, 16 * 16 * 3 - 1);
-    EXPECT_FALSE(decoded.ok);
-    EXPECT_EQ(decoded.failure, Jpeg2000OutputTooSmallText);
-    EXPECT_EQ(decoded.picture, std::vector<uint8_t>(16 * 16 * 3 - 1, Untouched));
-
     Jpeg2000Decoder decoder;
     uint8_t picture[16];
     EXPECT_FALSE(
