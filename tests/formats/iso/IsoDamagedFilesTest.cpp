@@ -100,17 +100,6 @@ TEST_F(IsoDamagedFilesTest, MovieBehindTheSamplesFailsToLoadWhereverTheFileIsCut
     }
 }
 
-TEST_F(IsoDamagedFilesTest, SamplesBoxCutShortFailsTheLoadLikeAnyOtherBox) {
-    const Bytes file = MovieFirst();
-    const size_t samples = FindBox(file, "mdat");
-    for (size_t cut : {samples + 9, samples + 100, file.size() - 1}) {
-        LoggedTexts().clear();
-        AddFile("cut.mp4", Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(cut)));
-        EXPECT_EQ(Load(PhoneMp4Guid, "cut.mp4"), VC_GeneralFailure) << "cut at " << cut;
-        EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 1\n"));
-    }
-}
-
 TEST_F(IsoDamagedFilesTest, SamplesRunningToTheEndGiveTheFramesThatTheCutFileStillHolds) {
     const Bytes file = MovieFirst(true);
     const size_t samplesStart = FindBox(file, "mdat") + 8;
