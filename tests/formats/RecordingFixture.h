@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,14 @@ protected:
         return std::find(texts.begin(), texts.end(), text) != texts.end();
     }
     static std::string LastError();
+    // Every sample of a walk, `count` in all, at the recorder time `timeOf` gives for its index.
+    static void ExpectRecordedTimes(const std::vector<Delivered>& walked, size_t count,
+                                    const std::function<int64_t(size_t)>& timeOf) {
+        ASSERT_EQ(walked.size(), count);
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            EXPECT_EQ(walked[frame].time.recordedTime, timeOf(frame)) << "frame " << frame;
+        }
+    }
 
     Vorn::MemoryFileSource files;
     CountingFileSource countingFiles{files};

@@ -87,19 +87,6 @@ protected:
     std::vector<CodecTest::Picture> reference;
 };
 
-TEST_F(IsoDamagedFilesTest, MovieBehindTheSamplesFailsToLoadWhereverTheFileIsCut) {
-    const Bytes file = WriteMovieFile(PhoneMovie(clip, Created));
-    for (size_t cut : CutPoints(file, 37)) {
-        LoggedTexts().clear();
-        AddFile("cut.mp4", Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(cut)));
-        ASSERT_EQ(Load(PhoneMp4Guid, "cut.mp4"), VC_GeneralFailure) << "cut at " << cut;
-        EXPECT_TRUE(WasLogged("DecodeISOMedia Box ends after file 1\n") ||
-                    WasLogged("DecodeISOMedia File too small for even one box\n") ||
-                    WasLogged("DecodeISOMedia No track present\n"))
-            << "cut at " << cut;
-    }
-}
-
 TEST_F(IsoDamagedFilesTest, SamplesRunningToTheEndGiveTheFramesThatTheCutFileStillHolds) {
     const Bytes file = MovieFirst(true);
     const size_t samplesStart = FindBox(file, "mdat") + 8;
