@@ -180,6 +180,17 @@ private:
     BaseDecoder* previous = nullptr;
 };
 
+// A case of a table over the formats, run on a fresh decoder of its format and named for the table.
+template <class Case>
+class GenericCase : public GenericFormatTest, public ::testing::WithParamInterface<Case> {
+protected:
+    FreshRow row{this->GetParam().guid};
+};
+
+template <class Case> std::string CaseName(const ::testing::TestParamInfo<Case>& info) {
+    return info.param.name;
+}
+
 Bytes Filler(size_t count, Bytes start = {}) {
     AppendFiller(start, count);
     return start;
@@ -223,10 +234,6 @@ struct GoodCase {
     int32_t openWhileLoaded; // files the loaded decoder keeps open
 };
 
-void PrintTo(const GoodCase& good, std::ostream* out) {
-    *out << good.name;
-}
-
 // Four images with filler between, padded to whole blocks.
 Recording JpegStream() {
     Recording recording{{}, "/rec/clip.mjp", {}};
@@ -264,10 +271,7 @@ Recording Adv601Stream() {
     return {{{"/rec/stream.601", Concatenate(fields, 12).bytes}}, "/rec/stream.601", frames};
 }
 
-class GenericWalk : public GenericFormatTest, public ::testing::WithParamInterface<GoodCase> {
-protected:
-    FreshRow row{GetParam().guid};
-};
+using GenericWalk = GenericCase<GoodCase>;
 
 TEST_P(GenericWalk, EveryFrameIsItsPictureOnOneCameraAtItsTime) {
     const GoodCase& good = GetParam();
@@ -314,10 +318,10 @@ INSTANTIATE_TEST_SUITE_P(
                       GoodCase{"JpegFolder", FolderOfJpegsGuid, JpegFolder, 48, 32, 0, 0, 0},
                       GoodCase{"Adv601Stream", GenericAdv601Guid, Adv601Stream, 720, 288, FortyMilliseconds,
                                3, 1}),
-    [](const ::testing::TestParamInfo<GoodCase>& info) { return std::string(info.param.name); });
+    CaseName<GoodCase>);
 
 struct LoadFailure {
-    const char* what;
+    const char* name;
     const char* guid;
     std::vector<std::pair<const char*, Bytes>> files;
     const char* path;
@@ -325,14 +329,7 @@ struct LoadFailure {
     std::vector<const char*> texts;
 };
 
-void PrintTo(const LoadFailure& failure, std::ostream* out) {
-    *out << failure.what;
-}
-
-class GenericLoadFailure : public GenericFormatTest, public ::testing::WithParamInterface<LoadFailure> {
-protected:
-    FreshRow row{GetParam().guid};
-};
+using GenericLoadFailure = GenericCase<LoadFailure>;
 
 TEST_P(GenericLoadFailure, NamesItsCauseAndLeavesNothingOpen) {
     const LoadFailure& failure = GetParam();
@@ -407,7 +404,7 @@ INSTANTIATE_TEST_SUITE_P(
         LoadFailure{"Adv601ThreeFieldsOneOversized", GenericAdv601Guid,
             {{"/rec/stream.601", Adv601StreamOf(3, DecodeGenericADV601::MaxFrameSize)}}, "/rec/stream.601",
             FCR_FAILURE, {TooFewFieldsText}}),
-    [](const ::testing::TestParamInfo<LoadFailure>& info) { return std::string(info.param.what); });
+    CaseName<LoadFailure>);
 // clang-format on
 
 struct DamagedCase {
@@ -416,10 +413,6 @@ struct DamagedCase {
     std::function<Recording()> make;
     bool logsBadImage;
 };
-
-void PrintTo(const DamagedCase& damaged, std::ostream* out) {
-    *out << damaged.name;
-}
 
 Recording DamagedJpegStream() {
     // Large enough that each damaged frame is read into a buffer of its own size: nothing of an
@@ -463,10 +456,7 @@ Recording DamagedAdv601Stream() {
     return {{{"/rec/stream.601", Concatenate(fields).bytes}}, "/rec/stream.601", frames};
 }
 
-class GenericDamagedFrame : public GenericFormatTest, public ::testing::WithParamInterface<DamagedCase> {
-protected:
-    FreshRow row{GetParam().guid};
-};
+using GenericDamagedFrame = GenericCase<DamagedCase>;
 
 TEST_P(GenericDamagedFrame, FailsAloneAndTheFramesAroundItDecode) {
     const Recording recording = GetParam().make();
@@ -486,7 +476,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DamagedCase{"JpegStream", GenericJpegGuid, DamagedJpegStream, true},
                       DamagedCase{"JpegFolder", FolderOfJpegsGuid, DamagedJpegFolder, false},
                       DamagedCase{"Adv601Stream", GenericAdv601Guid, DamagedAdv601Stream, true}),
-    [](const ::testing::TestParamInfo<DamagedCase>& info) { return std::string(info.param.name); });
+    CaseName<DamagedCase>);
 
 // A good JPEG at offset 0 followed by filler up to `size` bytes, with the given bytes set.
 Bytes JpegThenFiller(size_t size, std::initializer_list<std::pair<size_t, uint8_t>> bytes) {
