@@ -29,16 +29,23 @@ protected:
         if (IsSkipped()) {
             return;
         }
-        const Bytes file = Record("xvid.avi", Width, Height, 0.48, "-c:v mpeg4 -q:v 3 -g 6 -bf 0 -vtag XVID");
-        reference = Reference("xvid.avi", Width, Height);
-        streams = ReadAviStreams(file);
-        ASSERT_EQ(streams.size(), 1u);
-        ASSERT_EQ(streams[0].chunks.size(), FramesPerFile);
+        // Two films, the second mirrored, so that a frame read from the wrong file shows.
+        for (const char* mirror : {"", "-vf hflip "}) {
+            const std::string name = mirror[0] != 0 ? "mirrored.avi" : "xvid.avi";
+            const Bytes file = Record(name, Width, Height, 0.48,
+                                      std::string(mirror) + "-c:v mpeg4 -q:v 3 -g 6 -bf 0 -vtag XVID");
+            films.push_back({ReadAviStreams(file), Reference(name, Width, Height)});
+            ASSERT_EQ(films.back().streams.size(), 1u);
+            ASSERT_EQ(films.back().streams[0].chunks.size(), FramesPerFile);
+        }
+        streams = films[0].streams;
         layout.riffMagic = FourCCLE("AVF0");
     }
+    // Files of every third second hold the mirrored film.
+    static size_t FilmOf(int second) { return second % 3 == 1 ? 1 : 0; }
     std::string AddRecording(const std::string& folderName, int second, int camera) {
         const std::string path = folderName + "/" + FileName(second, camera);
-        AddFile(path, WriteAvi(streams, layout).bytes);
+        AddFile(path, WriteAvi(films[FilmOf(second)].streams, layout).bytes);
         return path;
     }
     static int64_t Start(int second) { return TicksFromSystemTime(2021, 3, 4, 5, 6, second, 0); }
@@ -47,14 +54,18 @@ protected:
         ASSERT_EQ(delivered.status, 0) << LastError();
         EXPECT_EQ(delivered.time.recordedTime, Start(second) + static_cast<int64_t>(frame) * FrameTicks)
             << "frame " << frame;
-        ASSERT_EQ(delivered.data.size(), reference[frame].size());
-        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
-                  MinimumPsnr)
-            << "frame " << frame;
+        const Bytes& expected = films[FilmOf(second)].reference[frame];
+        ASSERT_EQ(delivered.data.size(), expected.size());
+        EXPECT_GE(CodecTest::Psnr(expected.data(), delivered.data.data(), delivered.data.size()), MinimumPsnr)
+            << "second " << second << ", frame " << frame;
     }
 
+    struct Film {
+        std::vector<AviStreamSpec> streams;
+        std::vector<Bytes> reference;
+    };
+    std::vector<Film> films;
     std::vector<AviStreamSpec> streams;
-    std::vector<Bytes> reference;
     AviLayout layout;
 };
 
