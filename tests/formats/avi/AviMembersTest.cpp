@@ -290,16 +290,14 @@ TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
     inner.insert(inner.end(), audio.begin(), audio.end());
     picture.insert(picture.begin() + static_cast<ptrdiff_t>(half), inner.begin(), inner.end());
     AviFile file = WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]});
-    for (size_t entry = 0; entry < file.chunks.size(); ++entry) {
-        if (file.chunks[entry].stream == 2 && file.chunks[entry].chunk == 5) {
-            const uint64_t video =
-                std::find_if(file.chunks.begin(), file.chunks.end(), [](const AviChunkPlace& p) {
-                    return p.stream == 0 && p.chunk == 5;
-                })->offset;
-            const auto head = static_cast<uint32_t>(video + half);
-            std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
-        }
-    }
+    const auto placeOf = [&](int32_t stream) {
+        return std::find_if(file.chunks.begin(), file.chunks.end(), [&](const AviChunkPlace& place) {
+            return place.stream == stream && place.chunk == 5;
+        });
+    };
+    const auto head = static_cast<uint32_t>(placeOf(0)->offset + half);
+    const size_t entry = static_cast<size_t>(placeOf(2) - file.chunks.begin());
+    std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
     AddFile("/vm/rec.avi", file.bytes);
     const std::vector<Delivered> walked = WalkOneCamera(VisimetricsMpegGuid, "/vm/rec.avi", "");
     const int64_t first = TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0);

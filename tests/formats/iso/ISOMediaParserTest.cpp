@@ -137,10 +137,7 @@ TEST(IsoTrackParse, VigilantCreationTimeIsAFileTimeWithItsLowWordFirst) {
     // 2020-01-01 00:00:00 UTC as a FILETIME.
     const uint64_t fileTime = 132223104000000000;
     Bytes header = TrackHeader(1, 0, 1, 0, 704, 576);
-    for (int byte = 0; byte < 4; ++byte) {
-        header[4 + byte] = static_cast<uint8_t>(static_cast<uint32_t>(fileTime) >> (24 - 8 * byte));
-        header[8 + byte] = static_cast<uint8_t>(static_cast<uint32_t>(fileTime >> 32) >> (24 - 8 * byte));
-    }
+    PutFileTimeCreation(header, fileTime);
     VigilantTrack track;
     ASSERT_TRUE(track.ParseTrackHeader(header.data(), header.size()));
     EXPECT_EQ(track.creationTime, TicksFromUnix(1577836800));
