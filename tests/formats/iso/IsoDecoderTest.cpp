@@ -1,6 +1,5 @@
 // The phone decoders on files built here from the box layout, with MPEG-4 pictures encoded at
 // test time: the load's texts, the frame walk and what it reads, audio frame sizes, track choice.
-#include "fixtures/iso/IsoRecordings.h"
 #include "formats/iso/IsoFormatFixture.h"
 
 #include <cstring>
@@ -11,7 +10,6 @@ using namespace IsoTest;
 namespace {
 
 constexpr int64_t Created = 1600000000; // 2020-09-13 12:26:40 UTC
-constexpr double MinimumPsnr = 40.0;
 
 bool AnyLogContains(const std::string& part) {
     for (const std::string& text : LoggedTexts()) {
@@ -20,11 +18,6 @@ bool AnyLogContains(const std::string& part) {
         }
     }
     return false;
-}
-
-bool IsBlack(const Bytes& picture) {
-    return !picture.empty() &&
-           std::all_of(picture.begin(), picture.end(), [](uint8_t byte) { return byte == 0; });
 }
 
 TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
@@ -40,36 +33,23 @@ TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
     return sound;
 }
 
-class IsoDecoderTest : public IsoFormatTest {
+class IsoDecoderTest : public IsoClipTest {
 protected:
     void SetUp() override {
-        IsoFormatTest::SetUp();
-        ASSERT_TRUE(MakeMpeg4Clip(ClipSettings(), &clip));
-        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
-        ASSERT_EQ(reference.size(), clip.video.frames.size());
+        IsoClipTest::SetUp();
+        MakeClip(ClipSettings());
     }
 
     // The time of frame `frame` as the file gives it: creation plus the deltas before it.
-    int64_t FrameTime(size_t frame) const {
-        uint64_t units = 0;
-        for (size_t before = 0; before < frame; ++before) {
-            units += clip.track.deltas[before];
-        }
-        return TicksFromUnix(Created) + static_cast<int64_t>(units * 10000000 / clip.track.timescale);
-    }
+    int64_t FrameTime(size_t frame) const { return TicksFromUnix(Created) + SampleTicks(frame); }
 
     void ExpectFrame(const Delivered& delivered, size_t frame) {
-        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
-        ASSERT_EQ(delivered.data.size(), reference[frame].Bytes());
-        EXPECT_GE(CodecTest::Psnr(reference[frame], delivered.data.data()), MinimumPsnr) << "frame " << frame;
+        ExpectPicture(delivered, reference[frame], frame);
         EXPECT_EQ(delivered.time.recordedTime, FrameTime(frame)) << "frame " << frame;
         EXPECT_EQ(delivered.time.streamTime, FrameTime(frame)) << "frame " << frame;
     }
 
     Bytes PhoneFile() const { return WriteMovieFile(PhoneMovie(clip, Created)); }
-
-    VideoClip clip;
-    std::vector<CodecTest::Picture> reference;
 };
 
 TEST_F(IsoDecoderTest, EveryFrameForwardAndBackIsTheReferencePictureAtItsOwnTime) {

@@ -1,7 +1,6 @@
 // Vigilant exports built here from the recorder's layout: no "ftyp", a FILETIME creation time, the
 // "free" box with camera texts and time zone, and the field exports of 704 x 576.
 #include "core/time/TimeZoneInformation.h"
-#include "fixtures/iso/IsoRecordings.h"
 #include "formats/iso/IsoFormatFixture.h"
 
 using namespace IsoTests;
@@ -14,36 +13,16 @@ namespace {
 constexpr int64_t SummerUnixSeconds = 1593604800;
 constexpr uint64_t SummerFileTime = (SummerUnixSeconds + 11644473600ull) * 10000000ull;
 constexpr int64_t TicksPerMinute = 600000000;
-constexpr double MinimumPsnr = 40.0;
 
-class VigilantMp4Test : public IsoFormatTest {
+class VigilantMp4Test : public IsoClipTest {
 protected:
     void SetUp() override {
-        IsoFormatTest::SetUp();
+        IsoClipTest::SetUp();
         ClipSettings settings;
         settings.frames = 6;
         settings.gop = 3;
-        ASSERT_TRUE(MakeMpeg4Clip(settings, &clip));
-        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
-        ASSERT_EQ(reference.size(), clip.video.frames.size());
+        MakeClip(settings);
     }
-
-    int64_t SampleTicks(size_t frame) const {
-        uint64_t units = 0;
-        for (size_t before = 0; before < frame; ++before) {
-            units += clip.track.deltas[before];
-        }
-        return static_cast<int64_t>(units * 10000000 / clip.track.timescale);
-    }
-
-    void ExpectPicture(const Delivered& delivered, const CodecTest::Picture& expected, size_t frame) {
-        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
-        ASSERT_EQ(delivered.data.size(), expected.Bytes());
-        EXPECT_GE(CodecTest::Psnr(expected, delivered.data.data()), MinimumPsnr) << "frame " << frame;
-    }
-
-    VideoClip clip;
-    std::vector<CodecTest::Picture> reference;
 };
 
 TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
