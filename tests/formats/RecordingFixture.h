@@ -72,6 +72,9 @@ protected:
     testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path,
                                            const std::string& text);
     int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
+    // The name of the decoder autodetection picks for `path`, which must say it can load it, or the
+    // last error when none does; the decoder is released again.
+    std::string Autodetected(const std::string& path);
     // The first stream of a type in the first track, or 0.
     int StreamOfType(int type);
     // Every video stream of every track, in track and stream order.

@@ -33,10 +33,6 @@ std::string Stamped() {
     return std::string(" -metadata creation_time=") + CreationText + " ";
 }
 
-int IgnoreCandidate(VcPublicDecoderInfo, int, int) {
-    return 0;
-}
-
 class FfmpegRecordingTest : public IsoFormatTest {
 protected:
     void SetUp() override {
@@ -106,21 +102,6 @@ protected:
             const size_t frame = pick() % reference.size();
             ExpectFrame(GoTo(stream, ExpectedTicks(frame)), frame);
         }
-    }
-
-    // The name of the decoder autodetection picks for the file.
-    std::string Autodetected(const std::string& name) {
-        int autodetect = 0, found = 0, resources = 0;
-        VcDecoderInfoValue info{};
-        VcQueryResult query{};
-        EXPECT_EQ(DecoderCollection_GetAutodetectCollection(collection, name.c_str(), &autodetect), 0);
-        const int status = DecoderCollection_Autodetect(autodetect, static_cast<int>(name.size()),
-                                                        name.c_str(), IgnoreCandidate, nullptr, nullptr,
-                                                        NeverAbort, &found, &info, &query, &resources);
-        Decoder_Close(found);
-        Decoder_Release(found);
-        DecoderCollection_Release(autodetect);
-        return status == 0 && query.canLoad == 1 ? info.name : LastError();
     }
 
     TempFolder folder;
