@@ -205,12 +205,16 @@ Bytes DecodeAdv601Directly(Bytes field) {
     return picture;
 }
 
-std::vector<Bytes> Adv601Fields() {
-    std::vector<Bytes> fields;
-    for (const Adv601TestPicture& picture :
-         {Adv601Gradient(true), Adv601ColourBars(true), Adv601Edges(true), Adv601Flat(true, 40, 160, 220)}) {
-        fields.push_back(EncodeAdv601(picture.bgr.data()));
-    }
+// The test pictures, each a field of its own; encoded once for every case.
+const std::vector<Bytes>& Adv601Fields() {
+    static const std::vector<Bytes> fields = [] {
+        std::vector<Bytes> encoded;
+        for (const Adv601TestPicture& picture : {Adv601Gradient(true), Adv601ColourBars(true),
+                                                 Adv601Edges(true), Adv601Flat(true, 40, 160, 220)}) {
+            encoded.push_back(EncodeAdv601(picture.bgr.data()));
+        }
+        return encoded;
+    }();
     return fields;
 }
 
@@ -362,7 +366,7 @@ Bytes JpegBehindFiller() {
 // Fields laid end to end, `fill` filler bytes behind field 1: so much makes its frame exceed the
 // largest field.
 Bytes Adv601StreamOf(size_t count, size_t fill = 0) {
-    std::vector<Bytes> fields = Adv601Fields();
+    const std::vector<Bytes>& fields = Adv601Fields();
     Bytes stream;
     for (size_t index = 0; index < count; ++index) {
         stream.insert(stream.end(), fields[index].begin(), fields[index].end());
@@ -559,7 +563,7 @@ TEST_F(GenericJpegTest, AFailedLoadLeavesNothingBehindForTheNext) {
 using GenericAdv601Test = GenericFormatTest;
 
 TEST_F(GenericAdv601Test, DelimitersCountOnWordPositionsAlsoAcrossTwoReads) {
-    const std::vector<Bytes> fields = Adv601Fields();
+    const std::vector<Bytes>& fields = Adv601Fields();
     // Field 0's all-ones word ends one read and its type word begins the next; field 2 lies two
     // bytes off the word grid and is taken for a part of field 1.
     Bytes stream = Filler(1020);
