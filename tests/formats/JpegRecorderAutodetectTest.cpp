@@ -10,27 +10,7 @@ namespace {
 using namespace FormatTests;
 using namespace Vorn::Vorncast::Decoders::Testing;
 
-int IgnoreCandidate(VcPublicDecoderInfo, int, int) {
-    return 0;
-}
-
-class JpegRecorderAutodetectTest : public RecordingTest {
-protected:
-    std::string Autodetected(const std::string& path) {
-        int autodetect = 0, found = 0, resources = 0;
-        VcDecoderInfoValue info{};
-        VcQueryResult query{};
-        EXPECT_EQ(DecoderCollection_GetAutodetectCollection(collection, path.c_str(), &autodetect), 0);
-        const int status = DecoderCollection_Autodetect(autodetect, static_cast<int>(path.size()),
-                                                        path.c_str(), IgnoreCandidate, nullptr, nullptr,
-                                                        NeverAbort, &found, &info, &query, &resources);
-        std::string name = status == 0 ? info.name : LastError();
-        Decoder_Close(found);
-        Decoder_Release(found);
-        DecoderCollection_Release(autodetect);
-        return name;
-    }
-};
+using JpegRecorderAutodetectTest = RecordingTest;
 
 // Each recording is found by its extension, also where other decoders claim the same one.
 TEST_F(JpegRecorderAutodetectTest, EachRecordingFindsItsDecoder) {

@@ -78,6 +78,23 @@ int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)(
     return status;
 }
 
+std::string RecordingTest::Autodetected(const std::string& path) {
+    int autodetect = 0, found = 0, resources = 0;
+    VcDecoderInfoValue info{};
+    VcQueryResult query{};
+    EXPECT_EQ(DecoderCollection_GetAutodetectCollection(collection, path.c_str(), &autodetect), 0);
+    const int status = DecoderCollection_Autodetect(
+        autodetect, static_cast<int>(path.size()), path.c_str(),
+        [](VcPublicDecoderInfo, int, int) { return 0; }, nullptr, nullptr, NeverAbort, &found, &info, &query,
+        &resources);
+    const std::string name = status == 0 ? info.name : LastError();
+    EXPECT_TRUE(status != 0 || query.canLoad == 1) << name;
+    Decoder_Close(found);
+    Decoder_Release(found);
+    DecoderCollection_Release(autodetect);
+    return name;
+}
+
 int RecordingTest::StreamCount() {
     VcTrackInfo info{};
     EXPECT_EQ(Track_GetInfo(track, &info), 0);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,9 @@ protected:
     testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path,
                                            const std::string& text);
     int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
+    // The name of the decoder autodetection picks for `path`, which must say it can load it, or the
+    // last error when none does; the decoder is released again.
+    std::string Autodetected(const std::string& path);
     // The first stream of a type in the first track, or 0.
     int StreamOfType(int type);
     // Every video stream of every track, in track and stream order.
@@ -94,6 +98,14 @@ protected:
         return std::find(texts.begin(), texts.end(), text) != texts.end();
     }
     static std::string LastError();
+    // Every sample of a walk, `count` in all, at the recorder time `timeOf` gives for its index.
+    static void ExpectRecordedTimes(const std::vector<Delivered>& walked, size_t count,
+                                    const std::function<int64_t(size_t)>& timeOf) {
+        ASSERT_EQ(walked.size(), count);
+        for (size_t frame = 0; frame < walked.size(); ++frame) {
+            EXPECT_EQ(walked[frame].time.recordedTime, timeOf(frame)) << "frame " << frame;
+        }
+    }
 
     Vorn::MemoryFileSource files;
     CountingFileSource countingFiles{files};

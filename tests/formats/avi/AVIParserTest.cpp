@@ -5,19 +5,30 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace {
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
 using Bytes = std::vector<uint8_t>;
 
-// Runs the walk the way the decoder does, one read at a time; the last request is kept.
+// Runs a parser's walk over `file` the way the decoder does, one read at a time, after `setup`;
+// the last request is kept.
 struct Walk {
+    AVIParser parser;
     AviParseRequest last{};
     int32_t steps = 0;
     bool repeated = false; // the walk asked for the very same read twice running
 
-    void Run(AVIParser& parser, const Bytes& file, int32_t maxSteps = 2000) {
+    explicit Walk(const Bytes& file, const std::function<void(AVIParser&)>& setup = {}) {
+        if (setup) {
+            setup(parser);
+        }
+        Run(file);
+    }
+
+    void Run(const Bytes& file, int32_t maxSteps = 2000) {
         ByteView bytes(file.data(), file.size());
         last = parser.Start(bytes.Sub(0, 12));
         while (last.size >= 0 && ++steps < maxSteps) {
@@ -82,9 +93,8 @@ TEST_P(AviIndexForms, FindEveryChunkWhereTheWriterPutIt) {
     AviLayout layout;
     layout.index = GetParam();
     const AviFile file = WriteAvi(VideoAndAudio(), layout);
-    AVIParser parser;
-    Walk walk;
-    walk.Run(parser, file.bytes);
+    Walk walk(file.bytes);
+    AVIParser& parser = walk.parser;
     ASSERT_TRUE(parser.Finished()) << "state " << walk.last.state;
     ASSERT_EQ(parser.StreamCount(), 2);
     EXPECT_EQ(parser.GetStream(0)->type, FourCCLE("vids"));
@@ -114,9 +124,8 @@ TEST(AVIParser, StreamNamesOfEveryLengthAndPaddingLeadToTheNextChunk) {
             streams[1].name = name;
             streams[1].unpaddedName = unpadded;
             const AviFile file = WriteAvi(streams);
-            AVIParser parser;
-            Walk walk;
-            walk.Run(parser, file.bytes);
+            Walk walk(file.bytes);
+            AVIParser& parser = walk.parser;
             ASSERT_TRUE(parser.Finished()) << name << (unpadded ? " unpadded" : " padded");
             ExpectChunks(parser, file, 0, true);
             ExpectChunks(parser, file, 1, true);
@@ -130,25 +139,19 @@ TEST(AVIParser, AStreamCountThatLiesIsOvercomeByForcingIt) {
     AviLayout tooMany;
     tooMany.declaredStreams = 3;
     const AviFile file = WriteAvi(VideoAndAudio(), tooMany);
-    AVIParser parser;
-    Walk walk;
-    walk.Run(parser, file.bytes);
+    const Walk walk(file.bytes);
     EXPECT_EQ(walk.last.size, AVIParser::MoviTooEarly);
     EXPECT_EQ(walk.last.offset, AVIParser::MoviTooEarly);
 
-    AVIParser forced;
-    forced.SetStreamCount(2);
-    Walk again;
-    again.Run(forced, file.bytes);
-    ASSERT_TRUE(forced.Finished());
-    ExpectChunks(forced, file, 1, true);
+    Walk forced(file.bytes, [](AVIParser& parser) { parser.SetStreamCount(2); });
+    ASSERT_TRUE(forced.parser.Finished());
+    ExpectChunks(forced.parser, file, 1, true);
 
     AviLayout tooFew;
     tooFew.declaredStreams = 1;
     const AviFile fewer = WriteAvi(VideoAndAudio(), tooFew);
-    AVIParser one;
-    Walk third;
-    third.Run(one, fewer.bytes);
+    Walk third(fewer.bytes);
+    AVIParser& one = third.parser;
     ASSERT_TRUE(one.Finished());
     EXPECT_EQ(one.StreamCount(), 1);
     ExpectChunks(one, fewer, 0, true);
@@ -158,23 +161,17 @@ TEST(AVIParser, AFileOfAnotherMagicReadsOnlyWhenThatMagicIsSet) {
     AviLayout layout;
     layout.riffMagic = FourCCLE("AVF0");
     const AviFile file = WriteAvi(VideoAndAudio(), layout);
-    AVIParser plain;
-    Walk walk;
-    walk.Run(plain, file.bytes);
-    EXPECT_FALSE(plain.Finished());
+    const Walk walk(file.bytes);
+    EXPECT_FALSE(walk.parser.Finished());
     EXPECT_EQ(walk.last.size, AVIParser::Stopped);
     EXPECT_EQ(walk.steps, 0);
 
-    AVIParser magic;
-    magic.SetRiffMagic(FourCCLE("AVF0"));
-    Walk again;
-    again.Run(magic, file.bytes);
-    ASSERT_TRUE(magic.Finished());
-    ExpectChunks(magic, file, 0, true);
+    Walk magic(file.bytes, [](AVIParser& parser) { parser.SetRiffMagic(FourCCLE("AVF0")); });
+    ASSERT_TRUE(magic.parser.Finished());
+    ExpectChunks(magic.parser, file, 0, true);
     // Starting again on a plain file keeps the magic: the walk stops at once.
-    Walk third;
-    third.Run(magic, WriteAvi(VideoAndAudio()).bytes);
-    EXPECT_EQ(third.last.size, AVIParser::Stopped);
+    magic.Run(WriteAvi(VideoAndAudio()).bytes);
+    EXPECT_EQ(magic.last.size, AVIParser::Stopped);
 }
 
 // Without the index flag, and cut before its idx1, a file's walk asks for one read over and over.
@@ -184,12 +181,10 @@ TEST(AVIParser, AMoviWithoutUsableIndexRepeatsOneReadForever) {
     AviFile cut = WriteAvi(VideoAndAudio());
     cut.bytes.resize(cut.indexPosition);
     for (const Bytes& file : {WriteAvi(VideoAndAudio(), unflagged).bytes, cut.bytes}) {
-        AVIParser parser;
-        Walk walk;
-        walk.Run(parser, file);
+        const Walk walk(file);
         EXPECT_TRUE(walk.repeated);
         EXPECT_EQ(walk.last.state, AVIParser::NoIndexState);
-        EXPECT_FALSE(parser.Finished());
+        EXPECT_FALSE(walk.parser.Finished());
     }
 }
 
@@ -202,9 +197,8 @@ TEST(AVIParser, TheLegacyIndexEndsAtAForeignEntry) {
     std::copy_n("rec ", 4, entryCode(0));
     std::fill_n(entryCode(2) + 12, 4, 0);
     std::copy_n("ix00", 4, entryCode(6));
-    AVIParser parser;
-    Walk walk;
-    walk.Run(parser, file.bytes);
+    Walk walk(file.bytes);
+    AVIParser& parser = walk.parser;
     ASSERT_TRUE(parser.Finished());
     // Entries in file order: v0 a0 v1 a1 v2 a2 v3 ...; v0 and v1 go, v3 ends the index.
     const StreamInfo* video = parser.GetStream(0);
@@ -223,15 +217,13 @@ TEST(AVIParser, FrameDurationFollowsTheVideoStreamsRate) {
         std::vector<AviStreamSpec> streams = VideoAndAudio();
         streams[0].scale = rate.scale;
         streams[0].rate = rate.rate;
-        AVIParser parser;
-        Walk walk;
-        walk.Run(parser, WriteAvi(streams).bytes);
+        Walk walk(WriteAvi(streams).bytes);
+        AVIParser& parser = walk.parser;
         ASSERT_TRUE(parser.Finished());
         EXPECT_NEAR(parser.FrameDuration(), rate.duration, 0.001);
     }
-    AVIParser audioOnly;
-    Walk walk;
-    walk.Run(audioOnly, WriteAvi({Stream(FourCCLE("auds"), 4, 10)}).bytes);
+    Walk walk(WriteAvi({Stream(FourCCLE("auds"), 4, 10)}).bytes);
+    AVIParser& audioOnly = walk.parser;
     ASSERT_TRUE(audioOnly.Finished());
     EXPECT_EQ(audioOnly.FrameDuration(), AVIParser::DefaultFrameDuration);
 }
@@ -242,9 +234,7 @@ TEST(AVIParser, ABadOpenDmlBlockStopsTheWalk) {
     layout.index = AviIndex::OpenDml;
     AviFile file = WriteAvi(VideoAndAudio(), layout);
     file.bytes[file.indexPosition + 8 + 3] = 0;
-    AVIParser parser;
-    Walk walk;
-    walk.Run(parser, file.bytes);
+    const Walk walk(file.bytes);
     EXPECT_FALSE(walk.repeated);
     EXPECT_EQ(walk.last.size, AVIParser::Stopped);
 }

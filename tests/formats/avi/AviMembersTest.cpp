@@ -69,15 +69,14 @@ protected:
 TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
     AviLayout layout;
     layout.trailer = Text("header/INSIGNIS and some twenty more bytes");
-    AddFile("/cieffe/cam12.avi", WriteAvi({Video("msmpeg4", "MP43")}, layout).bytes);
+    const AviStreamSpec video = Video("msmpeg4", "MP43");
+    AddFile("/cieffe/cam12.avi", WriteAvi({video}, layout).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(CieffeGuid, "/cieffe/cam12.avi", "cam12");
     EXPECT_EQ(DecoderName("DecodeCieffeLinearis"), "Cieffe Linearis (MPEG-4)");
-    for (const Delivered& frame : walked) {
-        EXPECT_EQ(frame.time.recordedTime, 0);
-    }
-    AddFile("/cieffe/cam1.avi", WriteAvi({Video("msmpeg4", "MP43")}).bytes);
-    EXPECT_NE(Load(CieffeGuid, "/cieffe/cam1.avi"), 0);
-    EXPECT_TRUE(WasLogged("DecodeCieffeLinearis: Decode Failure (couldn't find)\n"));
+    ExpectRecordedTimes(walked, 12, [](size_t) { return 0; });
+    AddFile("/cieffe/cam1.avi", WriteAvi({video}).bytes);
+    EXPECT_TRUE(LoadFailsWith(CieffeGuid, "/cieffe/cam1.avi",
+                              "DecodeCieffeLinearis: Decode Failure (couldn't find)\n"));
     EXPECT_TRUE(WasLogged(
         "BaseAVIDecoder: Decode Failure (Failing Close Complete, final call to DecoderFailure())\n"));
 }
@@ -98,13 +97,10 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
     AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
     EXPECT_EQ(DecoderName("DecodeGeoVision"), "GeoVision (GMP4)");
-    ASSERT_EQ(walked.size(), 12u);
-    for (int frame = 0; frame < 12; ++frame) {
-        const int milliseconds = frame % 3 == 2 ? frame : 0;
-        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
-                  TicksFromSystemTime(2021, 3, 4 + frame / 3, 5, 6, frame, milliseconds))
-            << "frame " << frame;
-    }
+    ExpectRecordedTimes(walked, 12, [](size_t frame) {
+        const auto index = static_cast<int32_t>(frame);
+        return TicksFromSystemTime(2021, 3, 4 + index / 3, 5, 6, index, index % 3 == 2 ? index : 0);
+    });
 }
 
 TEST_F(AviMembersTest, GeoVisionTextsThatDoNotParseFailTheLoadWithTheirText) {
@@ -126,18 +122,14 @@ TEST_F(AviMembersTest, GeoVisionTextsThatDoNotParseFailTheLoadWithTheirText) {
     };
     int folder = 0;
     for (const auto& [text, logged] : cases) {
-        LoggedTexts().clear();
         const std::string path = "/geo" + std::to_string(folder++) + "/cam.avi";
         AddFile(path, WriteAvi({video, TextStream(std::vector<Bytes>(12, Text(text)))}).bytes);
-        EXPECT_NE(Load(GeoVisionGuid, path), 0) << text;
-        for (const char* line : logged) {
-            EXPECT_TRUE(WasLogged(line)) << line;
-        }
+        EXPECT_TRUE(LoadFailsWith(GeoVisionGuid, path, logged[0]));
+        EXPECT_TRUE(WasLogged(logged.back())) << logged.back();
     }
-    LoggedTexts().clear();
     AddFile("/geo/none.avi", WriteAvi({video}).bytes);
-    EXPECT_NE(Load(GeoVisionGuid, "/geo/none.avi"), 0);
-    EXPECT_TRUE(WasLogged("DecodeGeoVision: Decode Failure (StreamInfo* is null)\n"));
+    EXPECT_TRUE(LoadFailsWith(GeoVisionGuid, "/geo/none.avi",
+                              "DecodeGeoVision: Decode Failure (StreamInfo* is null)\n"));
 }
 
 // Both text forms, the plain date and the one with the camera's name, frame by frame.
@@ -156,18 +148,16 @@ TEST_F(AviMembersTest, OmniVisionReadsBothFormsOfItsTexts) {
         texts.push_back(chunk);
     }
     ASSERT_EQ(texts[11].size(), 56u) << texts[11].data();
-    AddFile("/ovr/a.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
+    const AviStreamSpec video = Video("msmpeg4", "MP43");
+    AddFile("/ovr/a.avi", WriteAvi({video, TextStream(texts)}).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(OmniVisionGuid, "/ovr/a.avi", "Gate");
-    ASSERT_EQ(walked.size(), 12u);
-    for (int frame = 0; frame < 12; ++frame) {
-        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
-                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, 0))
-            << "frame " << frame;
-    }
+    ExpectRecordedTimes(walked, 12, [](size_t frame) {
+        return TicksFromSystemTime(2021, 3, 4, 5, 6, static_cast<int32_t>(frame), 0);
+    });
     texts[3][5] = '1'; // month 13
-    AddFile("/ovr/b.avi", WriteAvi({Video("msmpeg4", "MP43"), TextStream(texts)}).bytes);
-    EXPECT_NE(Load(OmniVisionGuid, "/ovr/b.avi"), 0);
-    EXPECT_TRUE(WasLogged("DecodeOmniVisionOVR2200: Decode Failure (bad time stamp in text frame 3)\n"));
+    AddFile("/ovr/b.avi", WriteAvi({video, TextStream(texts)}).bytes);
+    EXPECT_TRUE(LoadFailsWith(OmniVisionGuid, "/ovr/b.avi",
+                              "DecodeOmniVisionOVR2200: Decode Failure (bad time stamp in text frame 3)\n"));
 }
 
 // A Southeastern record: the camera's name, then BCD time fields from byte 16.
@@ -199,12 +189,10 @@ TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
     reference.insert(reference.end(), oneFile.begin(), oneFile.end());
     const std::vector<Delivered> walked =
         WalkOneCamera(SoutheasternGuid, "/se/SE01_20210304_0001.avi", "Lobby");
-    ASSERT_EQ(walked.size(), 24u);
-    for (int frame = 0; frame < 24; ++frame) {
-        EXPECT_EQ(walked[static_cast<size_t>(frame)].time.recordedTime,
-                  TicksFromSystemTime(2021, 3, 4, 5, 6, frame, frame % 12 * 40))
-            << "frame " << frame;
-    }
+    ExpectRecordedTimes(walked, 24, [](size_t frame) {
+        const auto index = static_cast<int32_t>(frame);
+        return TicksFromSystemTime(2021, 3, 4, 5, 6, index, index % 12 * 40);
+    });
     const int stream = VideoStreams()[0];
     countingFiles.reads = 0;
     const Delivered jumped = GoTo(stream, walked[9].time.streamTime);
@@ -214,11 +202,12 @@ TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
     std::vector<Bytes> bad(12, SoutheasternRecord("Lobby", 1, 0));
     bad[4][22] = 0x13;
     AddFile("/bad/SE01_20210304_0000.avi", WriteAvi({TextStream(bad), video}).bytes);
-    EXPECT_NE(Load(SoutheasternGuid, "/bad/SE01_20210304_0000.avi"), 0);
-    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"));
+    EXPECT_TRUE(LoadFailsWith(SoutheasternGuid, "/bad/SE01_20210304_0000.avi",
+                              "DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"));
     AddFile("/none/SE01_20210304_0000.avi", WriteAvi({video}).bytes);
-    EXPECT_NE(Load(SoutheasternGuid, "/none/SE01_20210304_0000.avi"), 0);
-    EXPECT_TRUE(WasLogged("DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
+    EXPECT_TRUE(
+        LoadFailsWith(SoutheasternGuid, "/none/SE01_20210304_0000.avi",
+                      "DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
 }
 
 // The Loronix trailer: the start at 2021-03-04 05:06:07 UTC, and a zone an hour east of it.
@@ -268,9 +257,9 @@ TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
     }
     layout.trailer = LoronixTrailer(149);
     AddFile("/lrx/008-Door--export.avi", WriteAvi({video}, layout).bytes);
-    EXPECT_NE(Load(LoronixGuid, "/lrx/008-Door--export.avi"), 0);
     EXPECT_TRUE(
-        WasLogged("DecodeLoronixCCTVWare: Decode Failure (found LRX2 chunk, but size is incorrect)\n"));
+        LoadFailsWith(LoronixGuid, "/lrx/008-Door--export.avi",
+                      "DecodeLoronixCCTVWare: Decode Failure (found LRX2 chunk, but size is incorrect)\n"));
     AddFile("/lrx/clip.avi", WriteAvi({video}).bytes);
     ASSERT_EQ(Load(LoronixGuid, "/lrx/clip.avi"), 0) << LastError();
     EXPECT_TRUE(WasLogged("Neither camera information nor timestamps could be decoded for this format."));
@@ -301,24 +290,20 @@ TEST_F(AviMembersTest, VisimetricsMpegTakesItsClockFromTheAudio) {
     inner.insert(inner.end(), audio.begin(), audio.end());
     picture.insert(picture.begin() + static_cast<ptrdiff_t>(half), inner.begin(), inner.end());
     AviFile file = WriteAvi({streams[0], TextStream(std::vector<Bytes>(12, start)), streams[1]});
-    for (size_t entry = 0; entry < file.chunks.size(); ++entry) {
-        if (file.chunks[entry].stream == 2 && file.chunks[entry].chunk == 5) {
-            const uint64_t video =
-                std::find_if(file.chunks.begin(), file.chunks.end(), [](const AviChunkPlace& p) {
-                    return p.stream == 0 && p.chunk == 5;
-                })->offset;
-            const auto head = static_cast<uint32_t>(video + half);
-            std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
-        }
-    }
+    const auto placeOf = [&](int32_t stream) {
+        return std::find_if(file.chunks.begin(), file.chunks.end(), [&](const AviChunkPlace& place) {
+            return place.stream == stream && place.chunk == 5;
+        });
+    };
+    const auto head = static_cast<uint32_t>(placeOf(0)->offset + half);
+    const size_t entry = static_cast<size_t>(placeOf(2) - file.chunks.begin());
+    std::memcpy(file.bytes.data() + file.indexPosition + 8 + entry * 16 + 8, &head, 4);
     AddFile("/vm/rec.avi", file.bytes);
     const std::vector<Delivered> walked = WalkOneCamera(VisimetricsMpegGuid, "/vm/rec.avi", "");
     const int64_t first = TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0);
     const double duration = static_cast<double>(streams[1].chunks.size()) * 240000;
-    for (size_t frame = 0; frame < walked.size(); ++frame) {
-        EXPECT_EQ(walked[frame].time.recordedTime, first + static_cast<int64_t>(frame * duration / 12))
-            << "frame " << frame;
-    }
+    ExpectRecordedTimes(walked, reference.size(),
+                        [&](size_t frame) { return first + static_cast<int64_t>(frame * duration / 12); });
     const std::vector<Delivered> sound = WalkForward(AudioStream());
     ASSERT_EQ(sound.size(), streams[1].chunks.size());
     EXPECT_EQ(sound[3].time.recordedTime, first + 3 * 240000);

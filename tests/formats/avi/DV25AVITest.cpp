@@ -50,15 +50,14 @@ TEST_F(DV25AVITest, FramesTakeTheirTimeCodeAndDecodeAsFfmpegDoes) {
     for (const auto& [guid, path, count] :
          {std::tuple{DV25Guid, "/dv/tape.avi", size_t{30}}, std::tuple{DV25Guid, "/dv/iavs.avi", size_t{30}},
           std::tuple{DvFileGuid, "/dv/tape.dv", size_t{29}}}) {
+        SCOPED_TRACE(path);
         ASSERT_EQ(Load(guid, path), 0) << LastError();
         const std::vector<Delivered> walked = WalkForward(VideoStream());
         ExpectPictures(
             walked, std::vector<Bytes>(reference.begin(), reference.begin() + static_cast<ptrdiff_t>(count)));
-        for (size_t frame = 0; frame < walked.size(); ++frame) {
-            EXPECT_EQ(walked[frame].time.recordedTime,
-                      TicksFromSystemTime(2021, 3, 4, 5, 6, 7 + static_cast<int32_t>(frame / 25), 0))
-                << path << " frame " << frame;
-        }
+        ExpectRecordedTimes(walked, count, [](size_t frame) {
+            return TicksFromSystemTime(2021, 3, 4, 5, 6, 7 + static_cast<int32_t>(frame / 25), 0);
+        });
     }
 }
 

@@ -1,7 +1,6 @@
 // Vigilant exports built here from the recorder's layout: no "ftyp", a FILETIME creation time, the
 // "free" box with camera texts and time zone, and the field exports of 704 x 576.
 #include "core/time/TimeZoneInformation.h"
-#include "fixtures/iso/IsoRecordings.h"
 #include "formats/iso/IsoFormatFixture.h"
 
 using namespace IsoTests;
@@ -14,36 +13,16 @@ namespace {
 constexpr int64_t SummerUnixSeconds = 1593604800;
 constexpr uint64_t SummerFileTime = (SummerUnixSeconds + 11644473600ull) * 10000000ull;
 constexpr int64_t TicksPerMinute = 600000000;
-constexpr double MinimumPsnr = 40.0;
 
-class VigilantMp4Test : public IsoFormatTest {
+class VigilantMp4Test : public IsoClipTest {
 protected:
     void SetUp() override {
-        IsoFormatTest::SetUp();
+        IsoClipTest::SetUp();
         ClipSettings settings;
         settings.frames = 6;
         settings.gop = 3;
-        ASSERT_TRUE(MakeMpeg4Clip(settings, &clip));
-        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
-        ASSERT_EQ(reference.size(), clip.video.frames.size());
+        MakeClip(settings);
     }
-
-    int64_t SampleTicks(size_t frame) const {
-        uint64_t units = 0;
-        for (size_t before = 0; before < frame; ++before) {
-            units += clip.track.deltas[before];
-        }
-        return static_cast<int64_t>(units * 10000000 / clip.track.timescale);
-    }
-
-    void ExpectPicture(const Delivered& delivered, const CodecTest::Picture& expected, size_t frame) {
-        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
-        ASSERT_EQ(delivered.data.size(), expected.Bytes());
-        EXPECT_GE(CodecTest::Psnr(expected, delivered.data.data()), MinimumPsnr) << "frame " << frame;
-    }
-
-    VideoClip clip;
-    std::vector<CodecTest::Picture> reference;
 };
 
 TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
@@ -61,6 +40,14 @@ TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
         for (size_t frame = 0; frame < reference.size(); ++frame) {
             const Delivered delivered = Next(stream);
             ExpectPicture(delivered, reference[frame], frame);
+            if (frame == 0) {
+                // Sizes other than the field exports keep their own header and the fixed aspect.
+                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
+                EXPECT_EQ(description.width, 96);
+                EXPECT_EQ(description.height, 64);
+                EXPECT_EQ(description.aspectNumerator, 352);
+                EXPECT_EQ(description.aspectDenominator, 288);
+            }
             EXPECT_EQ(delivered.time.recordedTime, local + SampleTicks(frame)) << "frame " << frame;
             EXPECT_EQ(delivered.time.streamTime, delivered.time.recordedTime);
             EXPECT_EQ(delivered.time.zoneBias, 60) << "daylight saving in July";
@@ -102,25 +89,21 @@ TEST_F(VigilantMp4Test, FreeBoxesOfOtherSizesOrZonesGiveNoNameOrNoZone) {
     }
 }
 
-TEST_F(VigilantMp4Test, FileTypeBoxMarksAFileOfAnotherRecorder) {
-    MovieLayout movie = VigilantMovie(clip, SummerFileTime, {});
-    movie.fileType = true;
-    AddFile("phone.mp4", WriteMovieFile(movie));
-    EXPECT_EQ(Load(VigilantGuid, "phone.mp4"), VC_GeneralFailure);
-    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 File type box should not be present 1\n"));
-
-    Bytes large = LargeBox("ftyp", Bytes(8, 'a'));
-    AddFile("large.mp4", Join({large, WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}))}));
-    EXPECT_EQ(Load(VigilantGuid, "large.mp4"), VC_GeneralFailure);
-    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 File type box should not be present 2\n"));
-}
-
-TEST_F(VigilantMp4Test, LoadTextsNameTheVigilantDecoder) {
-    Bytes cut = WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}));
-    cut.resize(cut.size() - 1);
-    AddFile("cut.mp4", cut);
-    EXPECT_EQ(Load(VigilantGuid, "cut.mp4"), VC_GeneralFailure);
-    EXPECT_TRUE(WasLogged("DecodeVigilantMp4 Box ends after file 1\n"));
+// A file type box marks a file of another recorder; the load texts name the Vigilant decoder.
+TEST_F(VigilantMp4Test, DamagedOrForeignFilesFailWithTheirText) {
+    MovieLayout typed = VigilantMovie(clip, SummerFileTime, {});
+    typed.fileType = true;
+    const Bytes plain = WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}));
+    const std::pair<Bytes, const char*> cases[] = {
+        {WriteMovieFile(typed), "File type box should not be present 1"},
+        {Join({LargeBox("ftyp", Bytes(8, 'a')), plain}), "File type box should not be present 2"},
+        {Bytes(plain.begin(), plain.end() - 1), "Box ends after file 1"},
+    };
+    for (const auto& [file, text] : cases) {
+        AddFile("damaged.mp4", file);
+        EXPECT_EQ(Load(VigilantGuid, "damaged.mp4"), VC_GeneralFailure) << text;
+        EXPECT_TRUE(WasLogged(std::string("DecodeVigilantMp4 ") + text + "\n")) << text;
+    }
 }
 
 // PAL and NTSC field exports: 704 x 576 and 704 x 480 shown as their fields of 704 x 288 and 704 x 240.
@@ -168,19 +151,6 @@ TEST_F(VigilantMp4Test, FieldExportsAreShownAtHalfHeightBehindTheRecordersHeader
             }
         }
     }
-}
-
-TEST_F(VigilantMp4Test, OtherSizesKeepTheirOwnHeaderAndTheFixedAspect) {
-    AddFile("small.mp4", WriteMovieFile(VigilantMovie(clip, SummerFileTime, {})));
-    ASSERT_EQ(Load(VigilantGuid, "small.mp4"), 0) << LastError();
-    const int stream = VideoStream();
-    const Delivered first = Next(stream);
-    ExpectPicture(first, reference[0], 0);
-    const VcPublicVideoDescription description = VideoDescription(stream, first);
-    EXPECT_EQ(description.width, 96);
-    EXPECT_EQ(description.height, 64);
-    EXPECT_EQ(description.aspectNumerator, 352);
-    EXPECT_EQ(description.aspectDenominator, 288);
 }
 
 } // namespace

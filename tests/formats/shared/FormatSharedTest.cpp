@@ -20,14 +20,6 @@ std::vector<uint64_t> Starts(const std::vector<uint8_t>& block, uint64_t blockOf
     return found;
 }
 
-void AppendStarts(FrameInfoList& list, const std::vector<uint64_t>& offsets) {
-    for (uint64_t offset : offsets) {
-        FrameInfo frame{};
-        frame.offset = offset;
-        list.Append(frame);
-    }
-}
-
 } // namespace
 
 TEST(ReadBufferTest, GrowsToExactSizesOnlyAndFreesOnZero) {
@@ -67,26 +59,6 @@ TEST(JpegStartScanTest, EveryStartPairCountsAtTheOffsetOfItsLastFF) {
     EXPECT_EQ(Starts({0xFF, 0x00, 0xD8, 0xFF, 0xD9, 0xD8}, 0), (std::vector<uint64_t>{}))
         << "a byte other than 0xFF behind 0xFF clears the pair";
     EXPECT_EQ(Starts({0xD8, 0xFF}, 0), (std::vector<uint64_t>{}));
-}
-
-TEST(JpegStartScanTest, FramesReachToTheNextStartAndTheLastToTheEndOfTheFile) {
-    FrameInfoList list;
-    AppendStarts(list, {10, 110, 1110});
-    SizeJpegFrames(list, 5000);
-    EXPECT_EQ(list.GetAt(0).size, 100u);
-    EXPECT_EQ(list.GetAt(1).size, 1000u);
-    EXPECT_EQ(list.GetAt(2).size, 3890u);
-    EXPECT_EQ(list.MaxFrameSize(), 3890u);
-
-    FrameInfoList lone;
-    AppendStarts(lone, {100});
-    SizeJpegFrames(lone, 5000);
-    EXPECT_EQ(lone.GetAt(0).size, 5000u) << "a lone frame takes the whole file wherever it starts";
-
-    FrameInfoList beyond;
-    AppendStarts(beyond, {0, 6096});
-    SizeJpegFrames(beyond, 4196);
-    EXPECT_EQ(beyond.GetAt(1).size, static_cast<uint32_t>(4196 - 6096)) << "a start past the end wraps";
 }
 
 TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
