@@ -3,6 +3,7 @@
 // Recordings of the AVI family: files ffmpeg writes at test time, rewritten in a recorder's
 // dialect where a test needs one, loaded through the exported functions and compared with
 // ffmpeg's own decoding.
+#include "MissingTool.h"
 #include "core/client/DecoderRows.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/codecs/CodecTestSupport.h"
@@ -24,7 +25,7 @@ protected:
     void SetUp() override {
         RecordingTest::SetUp();
         if (!IsoTest::HaveFfmpegTools()) {
-            GTEST_SKIP() << "the ffmpeg program is not installed";
+            SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
         }
         ASSERT_TRUE(folder.Ok());
     }
