@@ -1,8 +1,8 @@
 #include "hardening/DamageSweep.h"
 
 #include "core/client/DecoderTable.h"
-#include "core/client/MasDigitalCAPI.h"
 #include "core/client/PlaceholderDecoder.h"
+#include "fixtures/ClientPlay.h"
 #include "model/decoder/ModelTypes.h"
 #include "model/files/FileTestSupport.h"
 #include "model/files/MemoryFileSource.h"
@@ -18,14 +18,11 @@
 namespace Hardening {
 
 using namespace Vorn::Vorncast::Decoders;
-namespace Client = MasDigitalCAPI;
 using Vorn::Testing::FileSetFile;
 
 namespace {
 
 constexpr const char* Folder = "/sweep/";
-constexpr int32_t MaxTracksWalked = 8;
-constexpr int32_t MaxAudioFrameBytes = 1 << 24;
 
 // ---- files that watch their readers ----
 
@@ -84,181 +81,6 @@ private:
     int32_t row;
     BaseDecoder* decoder;
     BaseDecoder* previous = nullptr;
-};
-
-// ---- one run ----
-
-struct RunOutcome {
-    bool loaded = false;
-    int32_t frames = 0;  // offered for decoding, over all tracks
-    int32_t decoded = 0; // of those, delivered with success
-};
-
-// The polls a host lets a load run before its abort callback ends it; 0: it never does.
-int64_t abortPolls = 0;
-int64_t abortPollLimit = 0;
-
-int32_t AbortLongLoad() {
-    return abortPollLimit > 0 && ++abortPolls > abortPollLimit ? 1 : 0;
-}
-
-// Drives one client over the file set installed as the current source, as a player would.
-class SweepRun {
-public:
-    SweepRun(const uint32_t guid[4], const std::string& path, int64_t actionLimit, int32_t maxFramesDecoded,
-             std::vector<std::string>* faults, bool hostAbortsLongLoads)
-        : guid(guid), path(path), actionLimit(actionLimit), maxFramesDecoded(maxFramesDecoded),
-          faults(faults) {
-        Client::CreateClient(&client);
-        client->SetActionLimit(actionLimit);
-        abortPolls = 0;
-        abortPollLimit = hostAbortsLongLoads ? actionLimit / 2 : 0;
-    }
-    ~SweepRun() {
-        Client::Close(client);
-        if (client->ActionLimitReached()) {
-            Fault("Close did not end within " + std::to_string(actionLimit) + " actions");
-        }
-        Client::DestroyClient(client);
-    }
-    SweepRun(const SweepRun&) = delete;
-    SweepRun& operator=(const SweepRun&) = delete;
-
-    RunOutcome Run() {
-        Query();
-        RunOutcome outcome;
-        outcome.loaded = Load() == FCR_SUCCESS;
-        if (!outcome.loaded) {
-            return outcome;
-        }
-        int32_t tracks = Client::TotalTracks(client);
-        for (int32_t track = 0; track < std::max(tracks, 1) && track < MaxTracksWalked; ++track) {
-            if (tracks > 0) {
-                Client::SelectTrack(client, track);
-            }
-            WalkTrack(&outcome);
-        }
-        return outcome;
-    }
-
-private:
-    void Fault(const std::string& text) { faults->push_back(text); }
-
-    // Every client operation must end with a status of the core and within the action limit.
-    FileClientResult Check(const char* operation, FileClientResult result) {
-        if (result != FCR_FAILURE && result != FCR_CATASTROPHIC && result != FCR_SUCCESS) {
-            Fault(std::string(operation) + " gave status " + std::to_string(result));
-        }
-        if (client->ActionLimitReached()) {
-            Fault(std::string(operation) + " did not end within " + std::to_string(actionLimit) + " actions");
-        }
-        return result;
-    }
-
-    void Query() {
-        int32_t reserved = 0, confidence = 0;
-        bool hasVideo = false, hasAudio = false;
-        Check("Query", Client::OpenWithDecoder(client, guid[0], guid[1], guid[2], guid[3], 0, path.c_str(),
-                                               &image, &audio, &span, &totalFrames, &totalAudioFrames,
-                                               &duration, &hasVideo, &hasAudio, &reserved, &confidence));
-    }
-
-    FileClientResult Load() {
-        bool hasAudio = false;
-        // The query has made the decoder, which takes the callback.
-        if (abortPollLimit > 0) {
-            Client::RegisterAbortCallback(client, AbortLongLoad);
-        }
-        return Check("Load", Client::OpenWithDecoder(client, guid[0], guid[1], guid[2], guid[3], -1,
-                                                     path.c_str(), &image, &audio, &span, &totalFrames,
-                                                     &totalAudioFrames, &duration, &hasAudio));
-    }
-
-    void WalkTrack(RunOutcome* outcome) {
-        int32_t frames = client->GetTotalFrames();
-        outcome->frames += std::clamp(frames, 0, maxFramesDecoded);
-        outcome->decoded += DecodeFrames(frames);
-        DecodeAudioFrames();
-        WalkIndex(frames);
-    }
-
-    // Each frame into a picture of exactly the size the load announced, as the streams allocate it.
-    int32_t DecodeFrames(int32_t frames) {
-        int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
-        if (pictureBytes <= 0 || pictureBytes > Vorn::Vorncast::MaxPictureBytes) {
-            return 0;
-        }
-        int32_t decoded = 0;
-        for (int32_t frame = 0; frame < frames && frame < maxFramesDecoded; ++frame) {
-            std::unique_ptr<uint8_t[]> picture(new uint8_t[static_cast<size_t>(pictureBytes)]);
-            FrameTimes times{};
-            int64_t frameDuration = 0;
-            int32_t total = 0, camera = 0;
-            uint64_t period = 0;
-            char name[CameraNameLength];
-            FileClientResult result = Check(
-                "GetFrame", Client::GetFrame(client, frame, &times, static_cast<int32_t>(pictureBytes),
-                                             picture.get(), &frameDuration, &total, &period, &camera, name));
-            decoded += result == FCR_SUCCESS ? 1 : 0;
-            Check("GetFrameInfo",
-                  Client::GetFrameInfo(client, frame, &times, nullptr, &total, &period, &camera, name));
-        }
-        return decoded;
-    }
-
-    void DecodeAudioFrames() {
-        if (totalAudioFrames <= 0 || audio.frameBytes <= 0 || audio.frameBytes > MaxAudioFrameBytes) {
-            return;
-        }
-        for (int32_t frame = 0; frame < totalAudioFrames && frame < maxFramesDecoded; ++frame) {
-            std::unique_ptr<uint8_t[]> samples(new uint8_t[static_cast<size_t>(audio.frameBytes)]);
-            FrameTimes times{};
-            int32_t bytes = 0, total = 0, camera = 0;
-            char name[CameraNameLength];
-            Check("GetAudioFrame", Client::GetAudioFrame(client, frame, &times, audio.frameBytes,
-                                                         samples.get(), &bytes, &total, &camera, name));
-        }
-    }
-
-    // The steps through the index must move one way and end, and a time must give a frame of the index.
-    void WalkIndex(int32_t frames) {
-        int32_t steps = 0;
-        for (int32_t frame = Client::GetNextFrame(client, -1, -1); frame != -1;) {
-            int32_t next = Client::GetNextFrame(client, frame, -1);
-            if ((next != -1 && next <= frame) || next >= frames || ++steps > frames) {
-                Fault("next-frame walk does not advance from frame " + std::to_string(frame));
-                break;
-            }
-            frame = next;
-        }
-        steps = 0;
-        for (int32_t frame = Client::GetPreviousFrame(client, frames, -1); frame != -1;) {
-            int32_t previous = Client::GetPreviousFrame(client, frame, -1);
-            if (previous >= frame || previous < -1 || ++steps > frames) {
-                Fault("previous-frame walk does not go back from frame " + std::to_string(frame));
-                break;
-            }
-            frame = previous;
-        }
-        for (int64_t time : {INT64_MIN, int64_t{0}, span.first.streamTime, span.lastStreamTime, INT64_MAX}) {
-            int32_t frame = Client::IndexOfFrameAtStreamTime(client, time);
-            if (frame < -1 || frame >= std::max(frames, 1)) {
-                Fault("time " + std::to_string(time) + " gave frame " + std::to_string(frame));
-            }
-        }
-    }
-
-    const uint32_t* guid;
-    const std::string& path;
-    int64_t actionLimit;
-    int32_t maxFramesDecoded;
-    std::vector<std::string>* faults;
-    Client::ClientHandle client = nullptr;
-    ImageInfo image{};
-    AudioInfo audio{};
-    TrackTimes span{};
-    int32_t totalFrames = 0, totalAudioFrames = 0;
-    int64_t duration = 0;
 };
 
 // ---- the damage ----
@@ -375,16 +197,18 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
     WordsFromGuid(guid, words);
 }
 
-RunOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4], int64_t actionLimit,
-                 const SweepOptions& options, std::vector<std::string>* faults) {
+Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
+                                       int64_t actionLimit, const SweepOptions& options,
+                                       std::vector<std::string>* faults) {
     WatchedSource source(faults);
     for (const FileSetFile& file : files) {
         source.AddFile(Folder + file.name, file.bytes);
     }
     FileTesting::InstalledSource installed(&source);
-    const std::string path = Folder + files.front().name;
-    SweepRun run(guid, path, actionLimit, options.maxFramesDecoded, faults, options.hostAbortsLongLoads);
-    return run.Run();
+    return Vorn::Testing::PlayThroughClient(
+        guid, Folder + files.front().name,
+        {actionLimit, options.maxFramesDecoded, options.hostAbortsLongLoads},
+        [faults](const std::string& fault, bool) { faults->push_back(fault); });
 }
 
 } // namespace
@@ -412,7 +236,7 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
     const int64_t limit = ActionLimit(recording, options);
 
     std::vector<std::string> faults;
-    RunOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
+    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
     for (const std::string& fault : faults) {
         report.faults.push_back("intact recording: " + fault);
     }
@@ -425,7 +249,7 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
             continue;
         }
         faults.clear();
-        RunOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
+        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;
