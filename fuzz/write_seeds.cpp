@@ -10,7 +10,9 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/codecs/H264Units.h"
 #include "fixtures/dvd/DvdAuthor.h"
+#include "fixtures/formats/DarlexWriter.h"
 #include "fixtures/formats/DhavWriter.h"
+#include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/BlockJpegWriter.h"
@@ -296,6 +298,16 @@ void WriteAdv601Seeds(SeedFolder& seeds) {
               Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), shortField, true)));
     seeds.Add("fuzz_codec_vfw", "adv1", 5 | 2 << 4,
               {Unit{}, EncodeAdv601(Adv601ColourBars(true).bgr.data())});
+    // Coarse detail keeps the stream small, so that the decoder target runs at a useful speed.
+    Adv601EncoderOptions coarse;
+    coarse.detailScale = 4096;
+    Unit stream;
+    for (const Adv601TestPicture& picture :
+         {Adv601Gradient(true), Adv601ColourBars(true), Adv601Edges(true)}) {
+        const Unit field = EncodeAdv601(picture.bgr.data(), coarse);
+        stream.insert(stream.end(), field.begin(), field.end());
+    }
+    seeds.Add("fuzz_decoder_generic_adv601", "three_fields", Text(stream));
 }
 
 void WriteVfwPictureSeeds(SeedFolder& seeds) {
@@ -361,6 +373,34 @@ void WriteDvdSeeds(SeedFolder& seeds) {
     }
 }
 
+// Darlex images: one file with a track for the tracked frames, and two files with an untracked run
+// behind the track for all frames; a Wavestore export of two cameras in a tree. The fields are cut
+// short: a whole one costs the target most of its time in the wavelet synthesis, which the codec's own
+// target covers.
+void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
+    Unit field = EncodeAdv601(Adv601Gradient(true).bgr.data());
+    field.resize(1024);
+    seeds.Add("fuzz_decoder_new_wavestore", "two_cameras",
+              Vorn::Testing::JoinFileSet(
+                  {{"rec.dat", "x"},
+                   {"a/b/1.v",
+                    Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
+                   {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
+    auto frame = [&](int32_t second, uint8_t camera) {
+        return DarlexFrame{{2021, 3, 4, 5, 6, second}, camera, field};
+    };
+    DarlexImage image;
+    image.tracks = {{{frame(1, 1), frame(2, 2)}}};
+    const DarlexWritten one = WriteDarlex(image, "rec");
+    seeds.Add("fuzz_decoder_darlex_tracked", "one_file", Text(DarlexFileBytes(one.files[0])));
+    image.untracked = {frame(3, 1), frame(4, 1)};
+    image.fileSizes = {4096};
+    const DarlexWritten two = WriteDarlex(image, "rec");
+    seeds.Add("fuzz_decoder_darlex_all_frames", "two_files",
+              Vorn::Testing::JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
+                                          {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
+}
+
 // Every format's small recording, for each of its rows' targets.
 void WriteRecorderSeeds(SeedFolder& seeds) {
     for (const SmallRecordingRow& row : SmallRecordingRows()) {
@@ -400,6 +440,7 @@ int main(int argc, char** argv) {
     WriteVfwPictureSeeds(seeds);
     WriteIsoSeeds(seeds);
     WriteRecorderSeeds(seeds);
+    WriteAdv601RecorderSeeds(seeds);
     WriteDvdSeeds(seeds);
     WriteNativeSeeds(seeds);
     std::printf("%d seeds written\n", seeds.Written());

@@ -61,31 +61,7 @@ private:
     std::vector<std::string>* faults;
 };
 
-// Puts a decoder of the tests' own in a row of the table for the life of a sweep.
-class SwappedRow {
-public:
-    SwappedRow(int32_t row, BaseDecoder* decoder) : row(row), decoder(decoder) {
-        if (decoder != nullptr) {
-            previous = DecoderTable::Swap(row, decoder);
-        }
-    }
-    ~SwappedRow() {
-        if (decoder != nullptr) {
-            DecoderTable::Swap(row, previous);
-        }
-    }
-    SwappedRow(const SwappedRow&) = delete;
-    SwappedRow& operator=(const SwappedRow&) = delete;
-
-private:
-    int32_t row;
-    BaseDecoder* decoder;
-    BaseDecoder* previous = nullptr;
-};
-
 // ---- the damage ----
-
-using Damage = DamagedCopy;
 
 // At most `limit` of the points, evenly spread, in order and without repeats.
 std::vector<uint64_t> Thinned(std::set<uint64_t> points, size_t limit) {
@@ -105,7 +81,7 @@ std::vector<uint64_t> FrameStartsOf(const SweepRecording& recording, size_t file
 }
 
 void AddCuts(const SweepRecording& recording, size_t file, const SweepOptions& options,
-             std::vector<Damage>* out) {
+             std::vector<DamagedCopy>* out) {
     const std::string& bytes = recording.files[file].bytes;
     std::set<uint64_t> points;
     for (uint64_t at = 0; at < bytes.size(); at += options.cutStep) {
@@ -120,7 +96,7 @@ void AddCuts(const SweepRecording& recording, size_t file, const SweepOptions& o
     }
     points.insert(bytes.size() > 0 ? bytes.size() - 1 : 0);
     for (uint64_t cut : Thinned(points, options.maxCutsPerFile)) {
-        Damage damage{recording.files[file].name + " cut at " + std::to_string(cut), recording.files};
+        DamagedCopy damage{recording.files[file].name + " cut at " + std::to_string(cut), recording.files};
         damage.files[file].bytes.resize(cut);
         out->push_back(std::move(damage));
     }
@@ -135,8 +111,21 @@ void Overwrite(std::string& bytes, uint64_t at, int pattern) {
     }
 }
 
+constexpr const char* PatternNames[] = {"ones", "zeros", "top bits flipped"};
+
+void AddOverwrite(const SweepRecording& recording, size_t file, uint64_t at, int pattern,
+                  std::vector<DamagedCopy>* out) {
+    DamagedCopy damage{recording.files[file].name + " overwritten at " + std::to_string(at) + " with " +
+                           PatternNames[pattern],
+                       recording.files};
+    Overwrite(damage.files[file].bytes, at, pattern);
+    out->push_back(std::move(damage));
+}
+
+// The frames' first bytes and places spread over the file, thinned, each with one pattern in turn; the
+// places the recording names (counts and lengths) with every pattern.
 void AddOverwrites(const SweepRecording& recording, size_t file, const SweepOptions& options,
-                   std::vector<Damage>* out) {
+                   std::vector<DamagedCopy>* out) {
     const std::string& bytes = recording.files[file].bytes;
     if (bytes.empty()) {
         return;
@@ -147,31 +136,28 @@ void AddOverwrites(const SweepRecording& recording, size_t file, const SweepOpti
             places.insert(std::min<uint64_t>(start + offset, bytes.size() - 1));
         }
     }
-    for (const auto& [placeFile, offset] : recording.damagePlaces) {
-        if (placeFile == file) {
-            places.insert(std::min<uint64_t>(offset, bytes.size() - 1));
-        }
-    }
     for (uint64_t at = 0; at < bytes.size(); at += std::max<uint64_t>(bytes.size() / 16, 1)) {
         places.insert(at);
     }
-    std::vector<uint64_t> kept = Thinned(places, options.maxDamagePerFile);
+    const size_t named = out->size();
+    for (const auto& [placeFile, offset] : recording.damagePlaces) {
+        for (int pattern = 0; placeFile == file && pattern < 3; ++pattern) {
+            AddOverwrite(recording, file, std::min<uint64_t>(offset, bytes.size() - 1), pattern, out);
+        }
+    }
+    // The named places take their share of the runs, down to half of them.
+    const size_t limit =
+        std::max(options.maxDamagePerFile - std::min(out->size() - named, options.maxDamagePerFile),
+                 options.maxDamagePerFile / 2);
+    const std::vector<uint64_t> kept = Thinned(places, limit);
     for (size_t index = 0; index < kept.size(); ++index) {
-        int pattern = static_cast<int>(index % 3);
-        Damage damage{recording.files[file].name + " overwritten at " + std::to_string(kept[index]) +
-                          " with " +
-                          (pattern == 0   ? "ones"
-                           : pattern == 1 ? "zeros"
-                                          : "top bits flipped"),
-                      recording.files};
-        Overwrite(damage.files[file].bytes, kept[index], pattern);
-        out->push_back(std::move(damage));
+        AddOverwrite(recording, file, kept[index], static_cast<int>(index % 3), out);
     }
 }
 
-void AddMissingFiles(const SweepRecording& recording, std::vector<Damage>* out) {
+void AddMissingFiles(const SweepRecording& recording, std::vector<DamagedCopy>* out) {
     for (size_t file = 1; file < recording.files.size(); ++file) {
-        Damage damage{recording.files[file].name + " missing", recording.files};
+        DamagedCopy damage{recording.files[file].name + " missing", recording.files};
         damage.files.erase(damage.files.begin() + static_cast<long>(file));
         out->push_back(std::move(damage));
     }
@@ -214,7 +200,7 @@ Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, co
 } // namespace
 
 std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
-    std::vector<Damage> damaged;
+    std::vector<DamagedCopy> damaged;
     for (size_t file = 0; file < recording.files.size(); ++file) {
         AddCuts(recording, file, options, &damaged);
         AddOverwrites(recording, file, options, &damaged);
@@ -230,7 +216,8 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         report.faults.push_back("no recording or no such row");
         return report;
     }
-    SwappedRow swapped(row, decoder);
+    // A decoder of the tests' own stands in the row for the sweep.
+    BaseDecoder* previous = decoder != nullptr ? DecoderTable::Swap(row, decoder) : nullptr;
     uint32_t guid[4];
     RowGuid(row, decoder, guid);
     const int64_t limit = ActionLimit(recording, options);
@@ -244,7 +231,7 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         report.intactFrames = intact.frames;
         report.intactDecoded = intact.decoded;
     }
-    for (const Damage& damage : DamagedCopies(recording, options)) {
+    for (const DamagedCopy& damage : DamagedCopies(recording, options)) {
         if (damage.files.empty()) {
             continue;
         }
@@ -256,6 +243,9 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         for (const std::string& fault : faults) {
             report.faults.push_back(damage.description + ": " + fault);
         }
+    }
+    if (decoder != nullptr) {
+        DecoderTable::Swap(row, previous);
     }
     return report;
 }
@@ -269,15 +259,10 @@ int32_t DecoderRowIndex(const char* className) {
     return -1;
 }
 
-bool RowHasPlaceholder(int32_t row) {
-    const DecoderRow* entry = DecoderTable::RowAt(row);
-    return entry != nullptr && entry->create == CreatePlaceholderDecoder;
-}
-
 void ExpectDecoderSurvivesDamage(int32_t row, const SweepRecording& recording, const SweepOptions& options,
                                  BaseDecoder* decoder) {
     ASSERT_NE(DecoderTable::RowAt(row), nullptr) << "row " << row;
-    if (decoder == nullptr && RowHasPlaceholder(row)) {
+    if (decoder == nullptr && DecoderTable::RowAt(row)->create == CreatePlaceholderDecoder) {
         GTEST_SKIP() << DecoderTable::RowAt(row)->className << " has no format decoder yet";
     }
     SweepReport report = SweepDamage(row, recording, options, decoder);

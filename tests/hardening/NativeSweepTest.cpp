@@ -2,11 +2,14 @@
 // recording is loaded and played through the exported functions and must end each call with a status
 // of the library, within a bounded number of steps; the sanitizers catch the rest.
 #include "MissingTool.h"
+#include "fixtures/NativePlay.h"
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/dvd/DvdAuthor.h"
-#include "formats/RecordingFixture.h"
 #include "hardening/DamageSweep.h"
 #include "model/files/MemoryFileSource.h"
+#include "model/support/Guid.h"
+
+#include <vorncast/VorncastDecoders.h>
 
 #include <gtest/gtest.h>
 
@@ -17,8 +20,6 @@ namespace {
 using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Testing::FileSetFile;
 
-constexpr int MaxSteps = 60;
-
 struct NativeCase {
     const char* guid;
     int variant;
@@ -26,24 +27,15 @@ struct NativeCase {
     const char* file; // the one loaded
     // The status besides success, failure and the stream's ends that a call may give.
     int otherStatus;
-    // Whether every step decodes its picture, or only the first, the seek and the step back: a
-    // sanitizer build decodes an ADV601 field slowly.
-    bool everyPicture;
+    Vorn::Testing::NativePlayOptions::Pictures pictures;
 };
 
-// Plays one copy as a player would: every stream of every track stepped forward, sought to its middle
-// and stepped back. Returns the calls that ended with a status that is not the library's.
+// Plays one copy as a player would. Returns the calls that ended with a status that is not the library's.
 std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
                                   const std::vector<FileSetFile>& files) {
     const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
                                     VC_EndOfStreamAfterEnd, native.otherStatus};
     std::vector<std::string> faults;
-    auto check = [&](const char* call, int status) {
-        if (statuses.count(status) == 0) {
-            faults.push_back(std::string(call) + " gave status " + std::to_string(status));
-        }
-        return status;
-    };
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
         source.AddFile(native.folder + file.name, file.bytes);
@@ -51,49 +43,14 @@ std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
     Vorn::FileSource::SetCurrent(&source);
     VcGuid guid{};
     Vorn::ParseGuid(native.guid, &guid);
-    int decoder = 0, resources = 0, tracks = 0;
-    const std::string url = std::string(native.folder) + native.file;
-    if (check("Decoder_Create", Decoder_Create(collection, guid, native.variant, -1, &decoder)) ==
-            VC_Success &&
-        check("Decoder_Load", Decoder_Load(decoder, static_cast<int>(url.size()), url.c_str(), nullptr,
-                                           nullptr, FormatTests::NeverAbort, &resources)) == VC_Success) {
-        Decoder_GetTrackCount(decoder, &tracks);
-    }
-    const VcSampleRequest request{FormatTests::NeverAbort, {0, 0}, 1, 0};
-    const VcSampleRequest timesOnly{FormatTests::NeverAbort, {0, 0}, 0, 0};
-    for (int index = 0; index < tracks; ++index) {
-        int track = 0, stream = 0;
-        VcTrackInfo info{};
-        check("Decoder_GetTrack", Decoder_GetTrack(decoder, index, &track));
-        check("Track_GetInfo", Track_GetInfo(track, &info));
-        for (int number = 0; Track_GetStream(track, number, &stream) == VC_Success; ++number) {
-            VcSample sample{};
-            for (int step = 0; step < MaxSteps; ++step) {
-                const VcSampleRequest& asked = step == 0 || native.everyPicture ? request : timesOnly;
-                const int status = check("GetNextSample", Stream_GetNextSample(stream, asked, &sample));
-                if (status == VC_Success && sample.uncompressedData != nullptr) {
-                    Stream_ReleaseSample(stream, sample);
-                } else if (status != VC_Success && status != VC_GeneralFailure) {
-                    break;
-                }
-            }
-            const VcSeekRequest seek{FormatTests::NeverAbort,
-                                     {0, 0},
-                                     1,
-                                     0,
-                                     0,
-                                     (info.startTime.streamTime + info.endTime.streamTime) / 2};
-            if (check("GoToTime", Stream_GoToTime(stream, seek, &sample)) == VC_Success) {
-                Stream_ReleaseSample(stream, sample);
-            }
-            if (check("GetPreviousSample", Stream_GetPreviousSample(stream, request, &sample)) ==
-                VC_Success) {
-                Stream_ReleaseSample(stream, sample);
-            }
-        }
-    }
-    Decoder_Close(decoder);
-    Decoder_Release(decoder);
+    Vorn::Testing::PlayNative(collection, guid, native.variant, std::string(native.folder) + native.file,
+                              {native.pictures, 60}, [&](const char* call, int status) {
+                                  if (statuses.count(status) == 0) {
+                                      faults.push_back(std::string(call) + " gave status " +
+                                                       std::to_string(status));
+                                  }
+                                  return status;
+                              });
     Vorn::FileSource::SetCurrent(nullptr);
     return faults;
 }
@@ -134,9 +91,9 @@ TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
     options.cutStep = 700;
     options.maxCutsPerFile = 12;
     options.maxDamagePerFile = 16;
-    ExpectNativeSurvivesDamage(
-        {"{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "/sweep/", "KD.bix", VC_InvalidArgument, false},
-        SweepOf(SmallKodicom(2)), options, 40);
+    ExpectNativeSurvivesDamage({"{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "/sweep/", "KD.bix",
+                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+                               SweepOf(SmallKodicom(2)), options, 40);
 }
 
 TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
@@ -144,9 +101,9 @@ TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
     options.cutStep = 4096;
     options.maxCutsPerFile = 6;
     options.maxDamagePerFile = 8;
-    ExpectNativeSurvivesDamage(
-        {"{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", 1, "/sweep/", "REC.VID", VC_InvalidArgument, false},
-        SweepOf(SmallDarlexImage(2)), options, 20);
+    ExpectNativeSurvivesDamage({"{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", 1, "/sweep/", "REC.VID",
+                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+                               SweepOf(SmallDarlexImage(2)), options, 20);
 }
 
 // A folder of two cells in two VOB files: the NAV packs the address map names stand for the frames,
@@ -179,6 +136,7 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
     options.maxCutsPerFile = 10;
     options.maxDamagePerFile = 12;
     ExpectNativeSurvivesDamage({"{508C3FE8-0034-4216-8E06-0020B1619331}", -1, "/sweep/VIDEO_TS/",
-                                "VIDEO_TS.IFO", VC_CatastrophicFailure, true},
+                                "VIDEO_TS.IFO", VC_CatastrophicFailure,
+                                Vorn::Testing::NativePlayOptions::Every},
                                recording, options, 40);
 }
