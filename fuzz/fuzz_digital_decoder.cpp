@@ -4,17 +4,15 @@
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
+#include "fixtures/ClientPlay.h"
 #include "fixtures/FileSetBytes.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
 #include "model/files/MemoryFileSource.h"
-#include "model/support/Limits.h"
 
-#include <cstring>
 #include <string>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Vorncast::MaxPictureBytes;
 namespace Client = MasDigitalCAPI;
 
 namespace {
@@ -27,20 +25,10 @@ constexpr size_t MaxFiles = 8;
 // taken to loop without end, and the run stops there as a crash.
 constexpr int64_t ActionBase = 4096;
 constexpr int64_t ActionsPerByte = 4;
-
-void RequireEnded(Client::ClientHandle client) {
-    if (client->ActionLimitReached()) {
-        __builtin_trap();
-    }
-}
-
 #ifdef FUZZ_HOST_ABORTS_LONG_LOADS
-int64_t abortPolls = 0;
-int64_t abortPollLimit = 0;
-
-int32_t AbortLongLoad() {
-    return ++abortPolls > abortPollLimit ? 1 : 0;
-}
+constexpr bool HostAbortsLongLoads = true;
+#else
+constexpr bool HostAbortsLongLoads = false;
 #endif
 
 struct Row {
@@ -68,53 +56,6 @@ Row DescribeRow() {
     return row;
 }
 
-void GetVideoFrame(Client::ClientHandle client, int32_t frame, std::vector<uint8_t>& picture) {
-    FrameTimes times{};
-    int64_t duration = 0;
-    int32_t total = 0, camera = 0;
-    uint64_t period = 0;
-    char cameraName[64];
-    Client::GetFrame(client, frame, &times, static_cast<int32_t>(picture.size()),
-                     picture.empty() ? nullptr : picture.data(), &duration, &total, &period, &camera,
-                     cameraName);
-    RequireEnded(client);
-}
-
-void GetAudioFrame(Client::ClientHandle client, int32_t frame, std::vector<uint8_t>& sound) {
-    FrameTimes times{};
-    int32_t bytes = 0, total = 0, camera = 0;
-    char cameraName[64];
-    Client::GetAudioFrame(client, frame, &times, static_cast<int32_t>(sound.size()),
-                          sound.empty() ? nullptr : sound.data(), &bytes, &total, &camera, cameraName);
-    RequireEnded(client);
-}
-
-void WalkFrames(Client::ClientHandle client, const ImageInfo& image, int32_t totalFrames, int32_t audioFrames,
-                const AudioInfo& audio) {
-    int64_t pictureBytes = 0;
-    bool sized = !__builtin_mul_overflow(int64_t{image.width}, int64_t{image.height}, &pictureBytes) &&
-                 !__builtin_mul_overflow(pictureBytes, int64_t{image.planes}, &pictureBytes);
-    std::vector<uint8_t> picture(sized && pictureBytes > 0 && pictureBytes <= MaxPictureBytes ? pictureBytes
-                                                                                              : 0);
-    for (int32_t frame = 0; frame < totalFrames && frame < MaxFramesWalked; ++frame) {
-        GetVideoFrame(client, frame, picture);
-    }
-    // Jumps as a player makes them, each of which starts again from a key frame: to the last
-    // frame, however far the walk above stopped short of it, back to the middle and to the first.
-    if (totalFrames > 0) {
-        for (int32_t frame : {totalFrames - 1, totalFrames / 2, 0}) {
-            GetVideoFrame(client, frame, picture);
-        }
-    }
-    std::vector<uint8_t> sound(audio.frameBytes > 0 && audio.frameBytes < (1 << 24) ? audio.frameBytes : 0);
-    for (int32_t frame = 0; frame < audioFrames && frame < MaxFramesWalked; ++frame) {
-        GetAudioFrame(client, frame, sound);
-    }
-    if (audioFrames > 0) {
-        GetAudioFrame(client, audioFrames - 1, sound);
-    }
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -129,43 +70,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         files.AddFile("/fuzz/" + file.name, file.bytes);
     }
     Vorn::FileSource::SetCurrent(&files);
-    const std::string path = "/fuzz/" + set.front().name;
-
-    Client::ClientHandle client = nullptr;
-    Client::CreateClient(&client);
-    client->SetActionLimit(ActionBase + static_cast<int64_t>(size) * ActionsPerByte);
-    ImageInfo image{};
-    AudioInfo audio{};
-    TrackTimes span{};
-    int32_t totalFrames = 0, audioFrames = 0, reserved = 0, confidence = 0;
-    int64_t duration = 0;
-    bool hasVideo = false, hasAudio = false;
-    Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], 0, path.c_str(),
-                            &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasVideo,
-                            &hasAudio, &reserved, &confidence);
-    RequireEnded(client);
-#ifdef FUZZ_HOST_ABORTS_LONG_LOADS
-    // The query has made the decoder: a load that waits on the host ends at half the action limit.
-    abortPolls = 0;
-    abortPollLimit = (ActionBase + static_cast<int64_t>(size) * ActionsPerByte) / 2;
-    Client::RegisterAbortCallback(client, AbortLongLoad);
-#endif
-    FileClientResult loaded =
-        Client::OpenWithDecoder(client, row.guid[0], row.guid[1], row.guid[2], row.guid[3], -1, path.c_str(),
-                                &image, &audio, &span, &totalFrames, &audioFrames, &duration, &hasAudio);
-    RequireEnded(client);
-    if (loaded == FCR_SUCCESS) {
-        int32_t tracks = Client::TotalTracks(client);
-        for (int32_t track = 0; track < (tracks > 0 ? tracks : 1) && track < 8; ++track) {
-            if (tracks > 0) {
-                Client::SelectTrack(client, track);
+    Vorn::Testing::PlayThroughClient(
+        row.guid, "/fuzz/" + set.front().name,
+        {ActionBase + static_cast<int64_t>(size) * ActionsPerByte, MaxFramesWalked, HostAbortsLongLoads},
+        [](const std::string&, bool endless) {
+            if (endless) {
+                __builtin_trap();
             }
-            WalkFrames(client, image, totalFrames, audioFrames, audio);
-        }
-    }
-    Client::Close(client);
-    RequireEnded(client);
-    Client::DestroyClient(client);
+        });
     Vorn::FileSource::SetCurrent(nullptr);
     return 0;
 }

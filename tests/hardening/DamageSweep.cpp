@@ -1,8 +1,8 @@
 #include "hardening/DamageSweep.h"
 
 #include "core/client/DecoderTable.h"
-#include "core/client/MasDigitalCAPI.h"
 #include "core/client/PlaceholderDecoder.h"
+#include "fixtures/ClientPlay.h"
 #include "model/decoder/ModelTypes.h"
 #include "model/files/FileTestSupport.h"
 #include "model/files/MemoryFileSource.h"
@@ -18,14 +18,11 @@
 namespace Hardening {
 
 using namespace Vorn::Vorncast::Decoders;
-namespace Client = MasDigitalCAPI;
 using Vorn::Testing::FileSetFile;
 
 namespace {
 
 constexpr const char* Folder = "/sweep/";
-constexpr int32_t MaxTracksWalked = 8;
-constexpr int32_t MaxAudioFrameBytes = 1 << 24;
 
 // ---- files that watch their readers ----
 
@@ -64,206 +61,7 @@ private:
     std::vector<std::string>* faults;
 };
 
-// Puts a decoder of the tests' own in a row of the table for the life of a sweep.
-class SwappedRow {
-public:
-    SwappedRow(int32_t row, BaseDecoder* decoder) : row(row), decoder(decoder) {
-        if (decoder != nullptr) {
-            previous = DecoderTable::Swap(row, decoder);
-        }
-    }
-    ~SwappedRow() {
-        if (decoder != nullptr) {
-            DecoderTable::Swap(row, previous);
-        }
-    }
-    SwappedRow(const SwappedRow&) = delete;
-    SwappedRow& operator=(const SwappedRow&) = delete;
-
-private:
-    int32_t row;
-    BaseDecoder* decoder;
-    BaseDecoder* previous = nullptr;
-};
-
-// ---- one run ----
-
-struct RunOutcome {
-    bool loaded = false;
-    int32_t frames = 0;  // offered for decoding, over all tracks
-    int32_t decoded = 0; // of those, delivered with success
-};
-
-// The polls a host lets a load run before its abort callback ends it; 0: it never does.
-int64_t abortPolls = 0;
-int64_t abortPollLimit = 0;
-
-int32_t AbortLongLoad() {
-    return abortPollLimit > 0 && ++abortPolls > abortPollLimit ? 1 : 0;
-}
-
-// Drives one client over the file set installed as the current source, as a player would.
-class SweepRun {
-public:
-    SweepRun(const uint32_t guid[4], const std::string& path, int64_t actionLimit, int32_t maxFramesDecoded,
-             std::vector<std::string>* faults, bool hostAbortsLongLoads)
-        : guid(guid), path(path), actionLimit(actionLimit), maxFramesDecoded(maxFramesDecoded),
-          faults(faults) {
-        Client::CreateClient(&client);
-        client->SetActionLimit(actionLimit);
-        abortPolls = 0;
-        abortPollLimit = hostAbortsLongLoads ? actionLimit / 2 : 0;
-    }
-    ~SweepRun() {
-        Client::Close(client);
-        if (client->ActionLimitReached()) {
-            Fault("Close did not end within " + std::to_string(actionLimit) + " actions");
-        }
-        Client::DestroyClient(client);
-    }
-    SweepRun(const SweepRun&) = delete;
-    SweepRun& operator=(const SweepRun&) = delete;
-
-    RunOutcome Run() {
-        Query();
-        RunOutcome outcome;
-        outcome.loaded = Load() == FCR_SUCCESS;
-        if (!outcome.loaded) {
-            return outcome;
-        }
-        int32_t tracks = Client::TotalTracks(client);
-        for (int32_t track = 0; track < std::max(tracks, 1) && track < MaxTracksWalked; ++track) {
-            if (tracks > 0) {
-                Client::SelectTrack(client, track);
-            }
-            WalkTrack(&outcome);
-        }
-        return outcome;
-    }
-
-private:
-    void Fault(const std::string& text) { faults->push_back(text); }
-
-    // Every client operation must end with a status of the core and within the action limit.
-    FileClientResult Check(const char* operation, FileClientResult result) {
-        if (result != FCR_FAILURE && result != FCR_CATASTROPHIC && result != FCR_SUCCESS) {
-            Fault(std::string(operation) + " gave status " + std::to_string(result));
-        }
-        if (client->ActionLimitReached()) {
-            Fault(std::string(operation) + " did not end within " + std::to_string(actionLimit) + " actions");
-        }
-        return result;
-    }
-
-    void Query() {
-        int32_t reserved = 0, confidence = 0;
-        bool hasVideo = false, hasAudio = false;
-        Check("Query", Client::OpenWithDecoder(client, guid[0], guid[1], guid[2], guid[3], 0, path.c_str(),
-                                               &image, &audio, &span, &totalFrames, &totalAudioFrames,
-                                               &duration, &hasVideo, &hasAudio, &reserved, &confidence));
-    }
-
-    FileClientResult Load() {
-        bool hasAudio = false;
-        // The query has made the decoder, which takes the callback.
-        if (abortPollLimit > 0) {
-            Client::RegisterAbortCallback(client, AbortLongLoad);
-        }
-        return Check("Load", Client::OpenWithDecoder(client, guid[0], guid[1], guid[2], guid[3], -1,
-                                                     path.c_str(), &image, &audio, &span, &totalFrames,
-                                                     &totalAudioFrames, &duration, &hasAudio));
-    }
-
-    void WalkTrack(RunOutcome* outcome) {
-        int32_t frames = client->GetTotalFrames();
-        outcome->frames += std::clamp(frames, 0, maxFramesDecoded);
-        outcome->decoded += DecodeFrames(frames);
-        DecodeAudioFrames();
-        WalkIndex(frames);
-    }
-
-    // Each frame into a picture of exactly the size the load announced, as the streams allocate it.
-    int32_t DecodeFrames(int32_t frames) {
-        int64_t pictureBytes = static_cast<int64_t>(image.width) * image.height * image.planes;
-        if (pictureBytes <= 0 || pictureBytes > Vorn::Vorncast::MaxPictureBytes) {
-            return 0;
-        }
-        int32_t decoded = 0;
-        for (int32_t frame = 0; frame < frames && frame < maxFramesDecoded; ++frame) {
-            std::unique_ptr<uint8_t[]> picture(new uint8_t[static_cast<size_t>(pictureBytes)]);
-            FrameTimes times{};
-            int64_t frameDuration = 0;
-            int32_t total = 0, camera = 0;
-            uint64_t period = 0;
-            char name[CameraNameLength];
-            FileClientResult result = Check(
-                "GetFrame", Client::GetFrame(client, frame, &times, static_cast<int32_t>(pictureBytes),
-                                             picture.get(), &frameDuration, &total, &period, &camera, name));
-            decoded += result == FCR_SUCCESS ? 1 : 0;
-            Check("GetFrameInfo",
-                  Client::GetFrameInfo(client, frame, &times, nullptr, &total, &period, &camera, name));
-        }
-        return decoded;
-    }
-
-    void DecodeAudioFrames() {
-        if (totalAudioFrames <= 0 || audio.frameBytes <= 0 || audio.frameBytes > MaxAudioFrameBytes) {
-            return;
-        }
-        for (int32_t frame = 0; frame < totalAudioFrames && frame < maxFramesDecoded; ++frame) {
-            std::unique_ptr<uint8_t[]> samples(new uint8_t[static_cast<size_t>(audio.frameBytes)]);
-            FrameTimes times{};
-            int32_t bytes = 0, total = 0, camera = 0;
-            char name[CameraNameLength];
-            Check("GetAudioFrame", Client::GetAudioFrame(client, frame, &times, audio.frameBytes,
-                                                         samples.get(), &bytes, &total, &camera, name));
-        }
-    }
-
-    // The steps through the index must move one way and end, and a time must give a frame of the index.
-    void WalkIndex(int32_t frames) {
-        int32_t steps = 0;
-        for (int32_t frame = Client::GetNextFrame(client, -1, -1); frame != -1;) {
-            int32_t next = Client::GetNextFrame(client, frame, -1);
-            if ((next != -1 && next <= frame) || next >= frames || ++steps > frames) {
-                Fault("next-frame walk does not advance from frame " + std::to_string(frame));
-                break;
-            }
-            frame = next;
-        }
-        steps = 0;
-        for (int32_t frame = Client::GetPreviousFrame(client, frames, -1); frame != -1;) {
-            int32_t previous = Client::GetPreviousFrame(client, frame, -1);
-            if (previous >= frame || previous < -1 || ++steps > frames) {
-                Fault("previous-frame walk does not go back from frame " + std::to_string(frame));
-                break;
-            }
-            frame = previous;
-        }
-        for (int64_t time : {INT64_MIN, int64_t{0}, span.first.streamTime, span.lastStreamTime, INT64_MAX}) {
-            int32_t frame = Client::IndexOfFrameAtStreamTime(client, time);
-            if (frame < -1 || frame >= std::max(frames, 1)) {
-                Fault("time " + std::to_string(time) + " gave frame " + std::to_string(frame));
-            }
-        }
-    }
-
-    const uint32_t* guid;
-    const std::string& path;
-    int64_t actionLimit;
-    int32_t maxFramesDecoded;
-    std::vector<std::string>* faults;
-    Client::ClientHandle client = nullptr;
-    ImageInfo image{};
-    AudioInfo audio{};
-    TrackTimes span{};
-    int32_t totalFrames = 0, totalAudioFrames = 0;
-    int64_t duration = 0;
-};
-
 // ---- the damage ----
-
-using Damage = DamagedCopy;
 
 // At most `limit` of the points, evenly spread, in order and without repeats.
 std::vector<uint64_t> Thinned(std::set<uint64_t> points, size_t limit) {
@@ -283,7 +81,7 @@ std::vector<uint64_t> FrameStartsOf(const SweepRecording& recording, size_t file
 }
 
 void AddCuts(const SweepRecording& recording, size_t file, const SweepOptions& options,
-             std::vector<Damage>* out) {
+             std::vector<DamagedCopy>* out) {
     const std::string& bytes = recording.files[file].bytes;
     std::set<uint64_t> points;
     for (uint64_t at = 0; at < bytes.size(); at += options.cutStep) {
@@ -298,7 +96,7 @@ void AddCuts(const SweepRecording& recording, size_t file, const SweepOptions& o
     }
     points.insert(bytes.size() > 0 ? bytes.size() - 1 : 0);
     for (uint64_t cut : Thinned(points, options.maxCutsPerFile)) {
-        Damage damage{recording.files[file].name + " cut at " + std::to_string(cut), recording.files};
+        DamagedCopy damage{recording.files[file].name + " cut at " + std::to_string(cut), recording.files};
         damage.files[file].bytes.resize(cut);
         out->push_back(std::move(damage));
     }
@@ -313,8 +111,21 @@ void Overwrite(std::string& bytes, uint64_t at, int pattern) {
     }
 }
 
+constexpr const char* PatternNames[] = {"ones", "zeros", "top bits flipped"};
+
+void AddOverwrite(const SweepRecording& recording, size_t file, uint64_t at, int pattern,
+                  std::vector<DamagedCopy>* out) {
+    DamagedCopy damage{recording.files[file].name + " overwritten at " + std::to_string(at) + " with " +
+                           PatternNames[pattern],
+                       recording.files};
+    Overwrite(damage.files[file].bytes, at, pattern);
+    out->push_back(std::move(damage));
+}
+
+// The frames' first bytes and places spread over the file, thinned, each with one pattern in turn; the
+// places the recording names (counts and lengths) with every pattern.
 void AddOverwrites(const SweepRecording& recording, size_t file, const SweepOptions& options,
-                   std::vector<Damage>* out) {
+                   std::vector<DamagedCopy>* out) {
     const std::string& bytes = recording.files[file].bytes;
     if (bytes.empty()) {
         return;
@@ -325,31 +136,28 @@ void AddOverwrites(const SweepRecording& recording, size_t file, const SweepOpti
             places.insert(std::min<uint64_t>(start + offset, bytes.size() - 1));
         }
     }
-    for (const auto& [placeFile, offset] : recording.damagePlaces) {
-        if (placeFile == file) {
-            places.insert(std::min<uint64_t>(offset, bytes.size() - 1));
-        }
-    }
     for (uint64_t at = 0; at < bytes.size(); at += std::max<uint64_t>(bytes.size() / 16, 1)) {
         places.insert(at);
     }
-    std::vector<uint64_t> kept = Thinned(places, options.maxDamagePerFile);
+    const size_t named = out->size();
+    for (const auto& [placeFile, offset] : recording.damagePlaces) {
+        for (int pattern = 0; placeFile == file && pattern < 3; ++pattern) {
+            AddOverwrite(recording, file, std::min<uint64_t>(offset, bytes.size() - 1), pattern, out);
+        }
+    }
+    // The named places take their share of the runs, down to half of them.
+    const size_t limit =
+        std::max(options.maxDamagePerFile - std::min(out->size() - named, options.maxDamagePerFile),
+                 options.maxDamagePerFile / 2);
+    const std::vector<uint64_t> kept = Thinned(places, limit);
     for (size_t index = 0; index < kept.size(); ++index) {
-        int pattern = static_cast<int>(index % 3);
-        Damage damage{recording.files[file].name + " overwritten at " + std::to_string(kept[index]) +
-                          " with " +
-                          (pattern == 0   ? "ones"
-                           : pattern == 1 ? "zeros"
-                                          : "top bits flipped"),
-                      recording.files};
-        Overwrite(damage.files[file].bytes, kept[index], pattern);
-        out->push_back(std::move(damage));
+        AddOverwrite(recording, file, kept[index], static_cast<int>(index % 3), out);
     }
 }
 
-void AddMissingFiles(const SweepRecording& recording, std::vector<Damage>* out) {
+void AddMissingFiles(const SweepRecording& recording, std::vector<DamagedCopy>* out) {
     for (size_t file = 1; file < recording.files.size(); ++file) {
-        Damage damage{recording.files[file].name + " missing", recording.files};
+        DamagedCopy damage{recording.files[file].name + " missing", recording.files};
         damage.files.erase(damage.files.begin() + static_cast<long>(file));
         out->push_back(std::move(damage));
     }
@@ -375,22 +183,24 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
     WordsFromGuid(guid, words);
 }
 
-RunOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4], int64_t actionLimit,
-                 const SweepOptions& options, std::vector<std::string>* faults) {
+Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
+                                       int64_t actionLimit, const SweepOptions& options,
+                                       std::vector<std::string>* faults) {
     WatchedSource source(faults);
     for (const FileSetFile& file : files) {
         source.AddFile(Folder + file.name, file.bytes);
     }
     FileTesting::InstalledSource installed(&source);
-    const std::string path = Folder + files.front().name;
-    SweepRun run(guid, path, actionLimit, options.maxFramesDecoded, faults, options.hostAbortsLongLoads);
-    return run.Run();
+    return Vorn::Testing::PlayThroughClient(
+        guid, Folder + files.front().name,
+        {actionLimit, options.maxFramesDecoded, options.hostAbortsLongLoads},
+        [faults](const std::string& fault, bool) { faults->push_back(fault); });
 }
 
 } // namespace
 
 std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
-    std::vector<Damage> damaged;
+    std::vector<DamagedCopy> damaged;
     for (size_t file = 0; file < recording.files.size(); ++file) {
         AddCuts(recording, file, options, &damaged);
         AddOverwrites(recording, file, options, &damaged);
@@ -406,13 +216,14 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         report.faults.push_back("no recording or no such row");
         return report;
     }
-    SwappedRow swapped(row, decoder);
+    // A decoder of the tests' own stands in the row for the sweep.
+    BaseDecoder* previous = decoder != nullptr ? DecoderTable::Swap(row, decoder) : nullptr;
     uint32_t guid[4];
     RowGuid(row, decoder, guid);
     const int64_t limit = ActionLimit(recording, options);
 
     std::vector<std::string> faults;
-    RunOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
+    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
     for (const std::string& fault : faults) {
         report.faults.push_back("intact recording: " + fault);
     }
@@ -420,18 +231,21 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         report.intactFrames = intact.frames;
         report.intactDecoded = intact.decoded;
     }
-    for (const Damage& damage : DamagedCopies(recording, options)) {
+    for (const DamagedCopy& damage : DamagedCopies(recording, options)) {
         if (damage.files.empty()) {
             continue;
         }
         faults.clear();
-        RunOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
+        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;
         for (const std::string& fault : faults) {
             report.faults.push_back(damage.description + ": " + fault);
         }
+    }
+    if (decoder != nullptr) {
+        DecoderTable::Swap(row, previous);
     }
     return report;
 }
@@ -445,15 +259,10 @@ int32_t DecoderRowIndex(const char* className) {
     return -1;
 }
 
-bool RowHasPlaceholder(int32_t row) {
-    const DecoderRow* entry = DecoderTable::RowAt(row);
-    return entry != nullptr && entry->create == CreatePlaceholderDecoder;
-}
-
 void ExpectDecoderSurvivesDamage(int32_t row, const SweepRecording& recording, const SweepOptions& options,
                                  BaseDecoder* decoder) {
     ASSERT_NE(DecoderTable::RowAt(row), nullptr) << "row " << row;
-    if (decoder == nullptr && RowHasPlaceholder(row)) {
+    if (decoder == nullptr && DecoderTable::RowAt(row)->create == CreatePlaceholderDecoder) {
         GTEST_SKIP() << DecoderTable::RowAt(row)->className << " has no format decoder yet";
     }
     SweepReport report = SweepDamage(row, recording, options, decoder);

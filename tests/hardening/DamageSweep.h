@@ -5,13 +5,6 @@
 // copy is queried, loaded and walked frame by frame through the client functions, as a player
 // would. Every run must end with a status of the core, read nothing outside its files and finish
 // within a bounded number of actions; the sanitizers of the test build catch the rest.
-//
-// Adding a format is one call:
-//
-//   SweepRecording recording;
-//   recording.files = {{"clip.abc", bytes}};
-//   recording.frameStarts = {{offsets of the frames in clip.abc}};
-//   ExpectDecoderSurvivesDamage(DecoderRowIndex("DecodeAbc"), recording);
 #include "fixtures/FileSetBytes.h"
 
 #include <cstdint>
@@ -82,8 +75,6 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
 
 // The row of the decoder table whose class is `className`, or -1.
 int32_t DecoderRowIndex(const char* className);
-// Whether that row is still served by a stand-in that loads nothing.
-bool RowHasPlaceholder(int32_t row);
 
 // The test form: skips while the row has no format decoder yet, requires the undamaged recording
 // to load and deliver every frame, and fails with the faults found.
