@@ -18,6 +18,7 @@ namespace Client = MasDigitalCAPI;
 namespace {
 
 constexpr int32_t MaxFramesWalked = 300;
+constexpr int32_t MaxIndexSteps = 4096;
 // Enough for the archives whose recordings are folders: an index, a table and its data, per camera.
 constexpr size_t MaxFiles = 8;
 // Actions one client operation may take: a base and a few for every byte of the file set, since a
@@ -70,14 +71,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         files.AddFile("/fuzz/" + file.name, file.bytes);
     }
     Vorn::FileSource::SetCurrent(&files);
-    Vorn::Testing::PlayThroughClient(
-        row.guid, "/fuzz/" + set.front().name,
-        {ActionBase + static_cast<int64_t>(size) * ActionsPerByte, MaxFramesWalked, HostAbortsLongLoads},
-        [](const std::string&, bool endless) {
-            if (endless) {
-                __builtin_trap();
-            }
-        });
+    Vorn::Testing::PlayThroughClient(row.guid, "/fuzz/" + set.front().name,
+                                     {ActionBase + static_cast<int64_t>(size) * ActionsPerByte,
+                                      MaxFramesWalked, HostAbortsLongLoads, MaxIndexSteps},
+                                     [](const std::string&, bool endless) {
+                                         if (endless) {
+                                             __builtin_trap();
+                                         }
+                                     });
     Vorn::FileSource::SetCurrent(nullptr);
     return 0;
 }
