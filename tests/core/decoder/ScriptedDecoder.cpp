@@ -16,7 +16,7 @@ DecoderAction ScriptedDecoder::Next() {
     if (stepIndex >= script->size()) {
         if (state == DDS_LOADING) {
             dataFile = lastOpened;
-            SetImageFormat(loadedWidth, loadedHeight, 4, 3, loadedColour, framesAfterLoad);
+            SetImageFormat(0, 0, 4, 3, true, framesAfterLoad);
             totalAudioFrames = audioFramesAfterLoad;
             FrameTimes first = {}, last = {};
             first.recordedTime = FrameTime(0);
@@ -65,17 +65,6 @@ void ScriptedDecoder::ReadParameters(const char* phase, int32_t* fileId, uint64_
     *buffer = step.nullBuffer ? nullptr : readBuffer.data();
 }
 
-void ScriptedDecoder::ListPath(const char* phase, char* directory, char* pattern, int32_t* depth) {
-    Record(std::string(phase) + "GetListPath");
-    std::memset(directory, 0, MaxPathLength);
-    std::memset(pattern, 0, MaxPathLength);
-    if (Scripted()) {
-        std::snprintf(directory, MaxPathLength, "%s", Current().directory.c_str());
-        std::snprintf(pattern, MaxPathLength, "%s", Current().pattern.c_str());
-        *depth = Current().depth;
-    }
-}
-
 DecoderAction ScriptedDecoder::Completed(const std::string& operation, CallRecord record) {
     if (HasReply(operation) || script == nullptr) {
         return Answer(operation);
@@ -96,17 +85,6 @@ DecoderAction ScriptedDecoder::Completed(const std::string& operation, CallRecor
     return state == DDS_FAILING ? DecoderFailure() : Next();
 }
 
-DecoderAction ScriptedDecoder::ListArrived(const char* phase, bool ok, FileList& fileList) {
-    receivedListOk = ok;
-    receivedList.clear();
-    std::string joined;
-    for (int32_t index = 0; index < fileList.Count(); ++index) {
-        receivedList.push_back(fileList.GetAt(index));
-        joined += receivedList.back() + '|';
-    }
-    return Completed(std::string(phase) + "FileListComplete", {CallRecord::List, 0, 0, ok, joined});
-}
-
 DecoderAction ScriptedDecoder::PictureRead(const char* phase, int32_t fileId, bool ok) {
     const std::string operation = std::string(phase) + "ReadComplete";
     if (HasReply(operation) || script == nullptr) {
@@ -123,18 +101,6 @@ DecoderAction ScriptedDecoder::Core(const char* name, const std::vector<Step>& s
     }
     Record(name);
     return Start(steps);
-}
-
-DecoderAction ScriptedDecoder::QueryingCore() {
-    if (HasReply("QueryingCore")) {
-        return Answer("QueryingCore");
-    }
-    Record("QueryingCore");
-    if (queryScript.empty()) {
-        return BaseDecoder::QueryingCore();
-    }
-    queryConfidence = 80;
-    return Start(queryScript);
 }
 
 DecoderAction ScriptedDecoder::PositioningCore() {
@@ -173,11 +139,6 @@ DecoderAction ScriptedDecoder::UnloadingCore() {
 
 DecoderAction ScriptedDecoder::FailingCore() {
     Record("FailingCore");
-    if (!failingReplies.empty()) {
-        DecoderAction reply = failingReplies.front();
-        failingReplies.erase(failingReplies.begin());
-        return reply;
-    }
     return closeFilesOnFailure && !openFiles.empty() ? DDA_CLOSE : DDA_NO_ACTION;
 }
 
@@ -196,24 +157,6 @@ bool ScriptedDecoder::GetAudio(int32_t size, uint8_t* buffer) {
     std::memcpy(buffer, readBuffer.data(),
                 std::min<size_t>(static_cast<size_t>(size), static_cast<size_t>(audioFrameBytes)));
     return true;
-}
-
-int32_t ScriptedDecoder::GetPreviousFrame(int32_t frame, int32_t filter) {
-    for (int32_t index = std::min(frame - 1, totalFrames - 1); index >= 0; --index) {
-        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
-            return index;
-        }
-    }
-    return -1;
-}
-
-int32_t ScriptedDecoder::GetNextFrame(int32_t frame, int32_t filter) {
-    for (int32_t index = std::max(frame + 1, 0); index < totalFrames; ++index) {
-        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
-            return index;
-        }
-    }
-    return -1;
 }
 
 FrameTimes ScriptedDecoder::GetFrameTimes() {

@@ -144,27 +144,6 @@ struct Listing {
     }
 };
 
-TEST(ListFilesTest, TextHoldsPathsRelativeToTheDirectoryEachEndedBySemicolon) {
-    TreeSource source = Recording();
-    const struct {
-        const char* directory;
-        const char* pattern;
-        int32_t depth;
-        std::string text;
-    } cases[] = {{"/rec", "*.jpg", 1, "a.jpg;B.JPG;dir.jpg/g.jpg;sub/c.jpg;sub2/f.jpg;"},
-                 {"\\rec\\", "b.jpg", 0, "B.JPG;"},
-                 {"/rec/", "*.avi", 3, ""}};
-    for (const auto& item : cases) {
-        Listing listing;
-        ListFiles(source, item.directory, item.pattern, item.depth, &listing.ok, &listing.length,
-                  &listing.text);
-        ASSERT_TRUE(listing.ok) << item.directory;
-        ASSERT_NE(listing.text, nullptr);
-        EXPECT_EQ(std::string(listing.text), item.text);
-        EXPECT_EQ(listing.length, item.text.size());
-    }
-}
-
 TEST(ListFilesTest, UnusableRequestsGiveNothing) {
     TreeSource source = Recording();
     for (const auto& [directory, depth] :
