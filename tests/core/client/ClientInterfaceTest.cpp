@@ -23,14 +23,7 @@ struct NullCase {
     int64_t expected;
 };
 
-class ClientInterfaceTest : public ClientFixture {
-protected:
-    uint32_t words[4] = {};
-    void SetUp() override {
-        ClientFixture::SetUp();
-        WordsFromGuid(GuidOf(ScriptedDecoder::DefaultGuid), words);
-    }
-};
+using ClientInterfaceTest = ClientFixture;
 
 int32_t abortAnswer = 0;
 int32_t AskToAbort() {
@@ -102,10 +95,7 @@ TEST(ClientInterfaceSetterTest, ClientsTakeTheLibraryWideCallbacksAtCreation) {
 TEST_F(ClientInterfaceTest, TracklessDecoderAndAbortCallbackStoredInTheDecoder) {
     files.AddPatterned("frames.bin", 4 * 8);
     ScriptFrames("frames.bin", 4, 8);
-    ASSERT_EQ(Capi::OpenWithDecoder(client.get(), words[0], words[1], words[2], words[3], -1, "clip.tst",
-                                    &image, &audio, &span, &totalFrames, &totalAudioFrames, &duration,
-                                    &hasAudio),
-              FCR_SUCCESS);
+    ASSERT_EQ(Load(), FCR_SUCCESS);
     Capi::RegisterAbortCallback(client.get(), AskToAbort);
     EXPECT_EQ(Capi::TotalTracks(client.get()), 0);
     char trackName[TrackNameLength] = {};

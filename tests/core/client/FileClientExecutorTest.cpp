@@ -111,7 +111,7 @@ TEST_F(FileClientExecutorTest, The2049thOpenEndsTheLoadAsANormalFailure) {
     for (int32_t id = 0; id < FileClient::MaxOpenFiles; ++id) {
         ASSERT_EQ(decoder.completions[static_cast<size_t>(id)].fileId, id);
     }
-    EXPECT_EQ(CountLogged("Too many files open\n"), 1);
+    EXPECT_EQ(std::count(LoggedLines().begin(), LoggedLines().end(), "Too many files open\n"), 1);
     EXPECT_TRUE(WasLogged("Unexpected DDA_NO_ACTION\n"));
     EXPECT_TRUE(WasLogged("After unloading the decoder, there were 2048 files left open!\n"));
     EXPECT_EQ(client->OpenFileCount(), 0);

@@ -189,7 +189,6 @@ protected:
 
 TEST_F(BaseDecoderScenario, QueryKeepsItsPathAndConfidenceAndClearsWhatTheLastRunLeft) {
     decoder.currentFrame = 3;
-    decoder.queryScratch = 9;
     decoder.Abort();
     decoder.Script("QueryingCore", [this] {
         decoder.queryConfidence = 80;
@@ -200,7 +199,6 @@ TEST_F(BaseDecoderScenario, QueryKeepsItsPathAndConfidenceAndClearsWhatTheLastRu
     EXPECT_EQ(std::string(decoder.loadName), longPath.substr(0, 260));
     EXPECT_EQ(decoder.currentFrame, -1);
     EXPECT_EQ(decoder.GetConfidence(), 80);
-    EXPECT_EQ(decoder.queryScratch, 0);
     EXPECT_FALSE(decoder.aborted);
 
     ScriptedDecoder idle;
@@ -210,12 +208,10 @@ TEST_F(BaseDecoderScenario, QueryKeepsItsPathAndConfidenceAndClearsWhatTheLastRu
     EXPECT_THAT(log.lines, ElementsAre("BaseDecoder::Query BAD STATE 0\n", "BaseDecoder::Query BAD STATE 0\n",
                                        "BaseDecoder::Load BAD STATE 0\n"));
 
-    decoder.queryScratch = 9;
     decoder.Abort();
     decoder.Script("LoadingCore", DDA_OPEN);
     decoder.Load("/rec/a.vid", -1);
     EXPECT_FALSE(decoder.aborted);
-    EXPECT_EQ(decoder.queryScratch, 9);
     EXPECT_EQ(decoder.queryConfidence, 0);
 }
 

@@ -17,7 +17,6 @@ DecoderAction ScriptedDecoder::Next() {
         if (state == DDS_LOADING) {
             dataFile = lastOpened;
             SetImageFormat(0, 0, 4, 3, true, framesAfterLoad);
-            totalAudioFrames = audioFramesAfterLoad;
             FrameTimes first = {}, last = {};
             first.recordedTime = FrameTime(0);
             last.recordedTime = FrameTime(std::max(framesAfterLoad - 1, 0));
@@ -118,17 +117,6 @@ DecoderAction ScriptedDecoder::DecompressingCore() {
     return Core("DecompressingCore", frameScript);
 }
 
-DecoderAction ScriptedDecoder::DecompressingAudioCore() {
-    ++audioDecompressCalls;
-    pictureRead = false;
-    if (HasReply("DecompressingAudioCore") || dataFile < 0) {
-        return Answer("DecompressingAudioCore");
-    }
-    frameScript = {Step::Read(int64_t{currentAudioFrame} * audioFrameBytes,
-                              static_cast<uint32_t>(audioFrameBytes), dataFile)};
-    return Core("DecompressingAudioCore", frameScript);
-}
-
 DecoderAction ScriptedDecoder::UnloadingCore() {
     if (!HasReply("UnloadingCore") && closeFilesOnUnload && !openFiles.empty()) {
         Record("UnloadingCore");
@@ -150,15 +138,6 @@ bool ScriptedDecoder::GetImage(int32_t bufferSize, uint8_t* buffer) {
     return true;
 }
 
-bool ScriptedDecoder::GetAudio(int32_t size, uint8_t* buffer) {
-    if (!pictureRead) {
-        return false;
-    }
-    std::memcpy(buffer, readBuffer.data(),
-                std::min<size_t>(static_cast<size_t>(size), static_cast<size_t>(audioFrameBytes)));
-    return true;
-}
-
 FrameTimes ScriptedDecoder::GetFrameTimes() {
     FrameTimes times = {};
     size_t frame = static_cast<size_t>(currentFrame);
@@ -167,23 +146,10 @@ FrameTimes ScriptedDecoder::GetFrameTimes() {
     return times;
 }
 
-FrameTimes ScriptedDecoder::GetAudioFrameTimes() {
-    FrameTimes times = {};
-    times.recordedTime = FrameTime(currentAudioFrame) + 1;
-    times.streamTime = times.recordedTime;
-    return times;
-}
-
 void ScriptedDecoder::GetFrameCamera(CameraTag* camera) {
     std::memset(camera, 0, sizeof(*camera));
     size_t frame = static_cast<size_t>(currentFrame);
     camera->number = frame < cameras.size() ? cameras[frame] : 0;
-    std::snprintf(camera->name, sizeof(camera->name), "Camera %u", static_cast<unsigned>(camera->number));
-}
-
-void ScriptedDecoder::GetAudioFrameCamera(CameraTag* camera) {
-    std::memset(camera, 0, sizeof(*camera));
-    std::snprintf(camera->name, sizeof(camera->name), "Microphone");
 }
 
 } // namespace Vorn::Vorncast::Decoders::Testing

@@ -106,13 +106,10 @@ public:
     using BaseDecoder::aborted;
     using BaseDecoder::currentAudioFrame;
     using BaseDecoder::currentFrame;
-    using BaseDecoder::currentTrack;
     using BaseDecoder::loadName;
     using BaseDecoder::queryConfidence;
-    using BaseDecoder::queryScratch;
     using BaseDecoder::state;
     using BaseDecoder::stateBeforeFailure;
-    using BaseDecoder::totalAudioFrames;
     using BaseDecoder::totalFrames;
     using BaseDecoder::totalTracks;
 
@@ -125,7 +122,6 @@ public:
     bool closeFilesOnFailure = true;
     bool closeFilesOnUnload = true;
     int32_t framesAfterLoad = 0;
-    int32_t audioFramesAfterLoad = 0;
     uint32_t frameSize = 0;
     std::vector<uint16_t> cameras;      // by frame; camera 0 for frames beyond
     std::vector<int64_t> recordedTimes; // by frame; FrameTime(frame) beyond
@@ -137,28 +133,17 @@ public:
     std::vector<uint8_t> readBuffer;
     int positioningCalls = 0;
     int decompressCalls = 0;
-    int audioDecompressCalls = 0;
 
     static int64_t FrameTime(int32_t frame) { return 630000000000000000 + int64_t{frame} * 400000; }
-    void SetAudio(int32_t frameBytes, int32_t rate, int32_t channels, int32_t bits) {
-        audioFrameBytes = frameBytes;
-        audioSamplesPerSecond = rate;
-        audioChannels = channels;
-        audioBitsPerSample = bits;
-        hasAudio = true;
-    }
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    bool GetAudio(int32_t size, uint8_t* buffer) override;
     int32_t GetWaitObjectCount() override { return waitObject != nullptr ? 1 : 0; }
     WaitObject GetWaitObject(int32_t index) override { return index == 0 ? waitObject : nullptr; }
     uint64_t GetFramePeriod() override { return 400000; }
 
 protected:
     FrameTimes GetFrameTimes() override;
-    FrameTimes GetAudioFrameTimes() override;
     void GetFrameCamera(CameraTag* camera) override;
-    void GetAudioFrameCamera(CameraTag* camera) override;
 
     void OpenName(const char* phase, char* name);
     void FileToClose(const char* phase, int32_t* fileId);
@@ -213,7 +198,9 @@ protected:
         return Answer("PositioningAudioCore");
     }
     DecoderAction DecompressingCore() override;
-    DecoderAction DecompressingAudioCore() override;
+    DecoderAction DecompressingAudioCore() override {
+        return Answer("DecompressingAudioCore");
+    }
     DecoderAction UnloadingCore() override;
     DecoderAction FailingCore() override;
     SCRIPTED_LIST_STEPS(Querying)

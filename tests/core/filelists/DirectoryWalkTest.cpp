@@ -51,6 +51,21 @@ std::vector<std::string> Walk(FileSource& source, const char* directory, const c
     return Paths(found);
 }
 
+// ---- The list ----
+
+TEST(FileListTest, AddCopiesTheTextCutAtAnEntryAndComparesIgnoringCase) {
+    FileList list;
+    std::string longText(300, 'q');
+    list.Add(longText.c_str());
+    list.Add("abcdef", 3);
+    EXPECT_THAT(Paths(list), ElementsAre(longText.substr(0, 260), "abc"));
+
+    EXPECT_EQ(ComparePathsIgnoringCase("A.JPG", "a.jpg"), 0);
+    EXPECT_GT(ComparePathsIgnoringCase("img10", "IMG1"), 0);
+    // Letters compare as lower case, so '_' (0x5F) sorts before them.
+    EXPECT_LT(ComparePathsIgnoringCase("a_b", "AAB"), 0);
+}
+
 // ---- Wildcards ----
 
 TEST(WildcardTest, StarAndQuestionMarkIgnoreCase) {
