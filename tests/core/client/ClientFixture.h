@@ -35,11 +35,6 @@ inline bool WasLogged(const std::string& text) {
     return std::find(lines.begin(), lines.end(), text) != lines.end();
 }
 
-inline int CountLogged(const std::string& text) {
-    const auto& lines = LoggedLines();
-    return static_cast<int>(std::count(lines.begin(), lines.end(), text));
-}
-
 inline Vorn::Guid GuidOf(const char* text) {
     Vorn::Guid guid;
     EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + text + "}", &guid));

@@ -1,7 +1,6 @@
 #include "core/client/ClientFixture.h"
 #include "core/client/MasDigitalCAPI.h"
 
-#include <cstring>
 #include <functional>
 
 using namespace ClientTests;
@@ -24,14 +23,7 @@ struct NullCase {
     int64_t expected;
 };
 
-class ClientInterfaceTest : public ClientFixture {
-protected:
-    uint32_t words[4] = {};
-    void SetUp() override {
-        ClientFixture::SetUp();
-        WordsFromGuid(GuidOf(ScriptedDecoder::DefaultGuid), words);
-    }
-};
+using ClientInterfaceTest = ClientFixture;
 
 int32_t abortAnswer = 0;
 int32_t AskToAbort() {
@@ -100,53 +92,17 @@ TEST(ClientInterfaceSetterTest, ClientsTakeTheLibraryWideCallbacksAtCreation) {
     EXPECT_EQ(Capi::DestroyClient(client), 1);
 }
 
-TEST_F(ClientInterfaceTest, OpenFormsAndFrameFunctionsReachTheDecoder) {
+TEST_F(ClientInterfaceTest, TracklessDecoderAndAbortCallbackStoredInTheDecoder) {
     files.AddPatterned("frames.bin", 4 * 8);
     ScriptFrames("frames.bin", 4, 8);
-    decoder.cameras = {0, 2, 0, 2};
-
-    int32_t confidence = -1, reserved = -1;
-    bool hasVideo = false;
-    ASSERT_EQ(Capi::OpenWithDecoder(client.get(), words[0], words[1], words[2], words[3], 0, "clip.tst",
-                                    &image, &audio, &span, &totalFrames, &totalAudioFrames, &duration,
-                                    &hasVideo, &hasAudio, &reserved, &confidence),
-              FCR_SUCCESS);
-    EXPECT_EQ(confidence, 50);
-    ASSERT_EQ(Capi::OpenWithDecoder(client.get(), words[0], words[1], words[2], words[3], -1, "clip.tst",
-                                    &image, &audio, &span, &totalFrames, &totalAudioFrames, &duration,
-                                    &hasAudio),
-              FCR_SUCCESS);
-    EXPECT_EQ(totalFrames, 4);
+    ASSERT_EQ(Load(), FCR_SUCCESS);
     Capi::RegisterAbortCallback(client.get(), AskToAbort);
-
-    EXPECT_EQ(Capi::GetNextFrame(client.get(), -1, 2), 1);
-    EXPECT_EQ(Capi::GetNextFrame(client.get(), 1, 2), 3);
-    EXPECT_EQ(Capi::GetPreviousFrame(client.get(), 4, 0), 2);
-    EXPECT_EQ(Capi::GetPreviousFrame(client.get(), 0, 0), -1);
-    EXPECT_EQ(Capi::GetNextAudioFrame(client.get(), -1, 0), -1);
-
-    uint8_t picture[8] = {};
-    int32_t camera = -1;
-    ASSERT_EQ(Capi::GetFrame(client.get(), 3, nullptr, sizeof(picture), picture, nullptr, nullptr, nullptr,
-                             &camera, nullptr),
-              FCR_SUCCESS);
-    EXPECT_EQ(camera, 2);
-    EXPECT_EQ(picture[0], ScriptedFiles::Pattern(24));
-
     EXPECT_EQ(Capi::TotalTracks(client.get()), 0);
     char trackName[TrackNameLength] = {};
     TrackTimes trackSpan = {};
     EXPECT_TRUE(Capi::GetTrackInfo(client.get(), 0, trackName, &trackSpan, nullptr, nullptr));
     EXPECT_STREQ(trackName, "No track information available");
     EXPECT_TRUE(Capi::SelectTrack(client.get(), 0));
-
-    uint8_t mask[CameraMaskBytes];
-    std::memset(mask, 0xEE, sizeof(mask));
-    Capi::GetCameras(client.get(), mask);
-    EXPECT_EQ(mask[0], 1);
-    for (int i = 1; i < CameraMaskBytes; ++i) {
-        EXPECT_EQ(mask[i], 0) << i;
-    }
 
     abortAnswer = 1;
     EXPECT_EQ(Capi::GetFrameInfo(client.get(), 1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),

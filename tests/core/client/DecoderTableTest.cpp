@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
 using namespace Vorn::Vorncast::Decoders;
@@ -22,23 +21,6 @@ void Words(const char* guidText, uint32_t words[4]) {
 }
 
 } // namespace
-
-TEST(DecoderTableTest, HoldsSeventyTwoRowsWithDistinctGuidsEachFoundAtItsOwnIndex) {
-    ASSERT_EQ(Capi::GetDecoderCount(), 72);
-    std::set<std::string> guids;
-    for (int32_t index = 0; index < DecoderTable::Count(); ++index) {
-        BaseDecoder* decoder = DecoderTable::At(index);
-        ASSERT_NE(decoder, nullptr) << index;
-        const char* text = nullptr;
-        decoder->GetDecoderGuid(&text);
-        ASSERT_NE(text, nullptr);
-        EXPECT_TRUE(guids.insert(text).second) << "GUID used twice: " << text;
-        EXPECT_EQ(DecoderTable::IndexOf(GuidOf(text)), index) << text;
-        EXPECT_EQ(DecoderTable::Find(GuidOf(text)), decoder);
-    }
-    EXPECT_EQ(DecoderTable::At(72), nullptr);
-    EXPECT_EQ(DecoderTable::At(-1), nullptr);
-}
 
 TEST(DecoderTableTest, NameIsCutToTheBuffer) {
     char name[5], extensions[256], guid[Capi::GuidTextSize];
@@ -80,15 +62,4 @@ TEST(DecoderTableTest, PlaceholderAnswersQueriesByExtensionAndFailsItsLoadWithAR
         WasLogged("DecodeArnel::LoadingCore failed: no decoder for the format \"Arnel\" is built yet\n"));
     EXPECT_TRUE(WasLogged("Load failed\n"));
     EXPECT_EQ(client.GetDecoder()->GetState(), DDS_IDLE);
-}
-
-TEST(DecoderTableTest, ExtensionListsMatchWholeItemsIgnoringCase) {
-    EXPECT_EQ(CountExtensions("vsb;0;1;2"), 4);
-    EXPECT_EQ(CountExtensions(""), 0);
-    EXPECT_EQ(CountExtensions(nullptr), 0);
-    EXPECT_TRUE(ExtensionListHas("vmf;mp4;ivi", "MP4"));
-    EXPECT_TRUE(ExtensionListHas("vmf;mp4;ivi", "ivi"));
-    EXPECT_FALSE(ExtensionListHas("vmf;mp4;ivi", "mp"));
-    EXPECT_FALSE(ExtensionListHas("vmf;mp4;ivi", ""));
-    EXPECT_FALSE(ExtensionListHas("", "avi"));
 }

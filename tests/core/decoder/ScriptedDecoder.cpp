@@ -16,8 +16,7 @@ DecoderAction ScriptedDecoder::Next() {
     if (stepIndex >= script->size()) {
         if (state == DDS_LOADING) {
             dataFile = lastOpened;
-            SetImageFormat(loadedWidth, loadedHeight, 4, 3, loadedColour, framesAfterLoad);
-            totalAudioFrames = audioFramesAfterLoad;
+            SetImageFormat(0, 0, 4, 3, true, framesAfterLoad);
             FrameTimes first = {}, last = {};
             first.recordedTime = FrameTime(0);
             last.recordedTime = FrameTime(std::max(framesAfterLoad - 1, 0));
@@ -65,17 +64,6 @@ void ScriptedDecoder::ReadParameters(const char* phase, int32_t* fileId, uint64_
     *buffer = step.nullBuffer ? nullptr : readBuffer.data();
 }
 
-void ScriptedDecoder::ListPath(const char* phase, char* directory, char* pattern, int32_t* depth) {
-    Record(std::string(phase) + "GetListPath");
-    std::memset(directory, 0, MaxPathLength);
-    std::memset(pattern, 0, MaxPathLength);
-    if (Scripted()) {
-        std::snprintf(directory, MaxPathLength, "%s", Current().directory.c_str());
-        std::snprintf(pattern, MaxPathLength, "%s", Current().pattern.c_str());
-        *depth = Current().depth;
-    }
-}
-
 DecoderAction ScriptedDecoder::Completed(const std::string& operation, CallRecord record) {
     if (HasReply(operation) || script == nullptr) {
         return Answer(operation);
@@ -96,17 +84,6 @@ DecoderAction ScriptedDecoder::Completed(const std::string& operation, CallRecor
     return state == DDS_FAILING ? DecoderFailure() : Next();
 }
 
-DecoderAction ScriptedDecoder::ListArrived(const char* phase, bool ok, FileList& fileList) {
-    receivedListOk = ok;
-    receivedList.clear();
-    std::string joined;
-    for (int32_t index = 0; index < fileList.Count(); ++index) {
-        receivedList.push_back(fileList.GetAt(index));
-        joined += receivedList.back() + '|';
-    }
-    return Completed(std::string(phase) + "FileListComplete", {CallRecord::List, 0, 0, ok, joined});
-}
-
 DecoderAction ScriptedDecoder::PictureRead(const char* phase, int32_t fileId, bool ok) {
     const std::string operation = std::string(phase) + "ReadComplete";
     if (HasReply(operation) || script == nullptr) {
@@ -125,18 +102,6 @@ DecoderAction ScriptedDecoder::Core(const char* name, const std::vector<Step>& s
     return Start(steps);
 }
 
-DecoderAction ScriptedDecoder::QueryingCore() {
-    if (HasReply("QueryingCore")) {
-        return Answer("QueryingCore");
-    }
-    Record("QueryingCore");
-    if (queryScript.empty()) {
-        return BaseDecoder::QueryingCore();
-    }
-    queryConfidence = 80;
-    return Start(queryScript);
-}
-
 DecoderAction ScriptedDecoder::PositioningCore() {
     ++positioningCalls;
     return Core("PositioningCore", positionScript);
@@ -152,17 +117,6 @@ DecoderAction ScriptedDecoder::DecompressingCore() {
     return Core("DecompressingCore", frameScript);
 }
 
-DecoderAction ScriptedDecoder::DecompressingAudioCore() {
-    ++audioDecompressCalls;
-    pictureRead = false;
-    if (HasReply("DecompressingAudioCore") || dataFile < 0) {
-        return Answer("DecompressingAudioCore");
-    }
-    frameScript = {Step::Read(int64_t{currentAudioFrame} * audioFrameBytes,
-                              static_cast<uint32_t>(audioFrameBytes), dataFile)};
-    return Core("DecompressingAudioCore", frameScript);
-}
-
 DecoderAction ScriptedDecoder::UnloadingCore() {
     if (!HasReply("UnloadingCore") && closeFilesOnUnload && !openFiles.empty()) {
         Record("UnloadingCore");
@@ -173,11 +127,6 @@ DecoderAction ScriptedDecoder::UnloadingCore() {
 
 DecoderAction ScriptedDecoder::FailingCore() {
     Record("FailingCore");
-    if (!failingReplies.empty()) {
-        DecoderAction reply = failingReplies.front();
-        failingReplies.erase(failingReplies.begin());
-        return reply;
-    }
     return closeFilesOnFailure && !openFiles.empty() ? DDA_CLOSE : DDA_NO_ACTION;
 }
 
@@ -189,33 +138,6 @@ bool ScriptedDecoder::GetImage(int32_t bufferSize, uint8_t* buffer) {
     return true;
 }
 
-bool ScriptedDecoder::GetAudio(int32_t size, uint8_t* buffer) {
-    if (!pictureRead) {
-        return false;
-    }
-    std::memcpy(buffer, readBuffer.data(),
-                std::min<size_t>(static_cast<size_t>(size), static_cast<size_t>(audioFrameBytes)));
-    return true;
-}
-
-int32_t ScriptedDecoder::GetPreviousFrame(int32_t frame, int32_t filter) {
-    for (int32_t index = std::min(frame - 1, totalFrames - 1); index >= 0; --index) {
-        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
-            return index;
-        }
-    }
-    return -1;
-}
-
-int32_t ScriptedDecoder::GetNextFrame(int32_t frame, int32_t filter) {
-    for (int32_t index = std::max(frame + 1, 0); index < totalFrames; ++index) {
-        if ((static_cast<size_t>(index) < cameras.size() ? cameras[index] : 0) == filter) {
-            return index;
-        }
-    }
-    return -1;
-}
-
 FrameTimes ScriptedDecoder::GetFrameTimes() {
     FrameTimes times = {};
     size_t frame = static_cast<size_t>(currentFrame);
@@ -224,23 +146,10 @@ FrameTimes ScriptedDecoder::GetFrameTimes() {
     return times;
 }
 
-FrameTimes ScriptedDecoder::GetAudioFrameTimes() {
-    FrameTimes times = {};
-    times.recordedTime = FrameTime(currentAudioFrame) + 1;
-    times.streamTime = times.recordedTime;
-    return times;
-}
-
 void ScriptedDecoder::GetFrameCamera(CameraTag* camera) {
     std::memset(camera, 0, sizeof(*camera));
     size_t frame = static_cast<size_t>(currentFrame);
     camera->number = frame < cameras.size() ? cameras[frame] : 0;
-    std::snprintf(camera->name, sizeof(camera->name), "Camera %u", static_cast<unsigned>(camera->number));
-}
-
-void ScriptedDecoder::GetAudioFrameCamera(CameraTag* camera) {
-    std::memset(camera, 0, sizeof(*camera));
-    std::snprintf(camera->name, sizeof(camera->name), "Microphone");
 }
 
 } // namespace Vorn::Vorncast::Decoders::Testing

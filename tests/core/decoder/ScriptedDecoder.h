@@ -46,18 +46,11 @@ struct Step {
     int64_t offset = 0;
     uint32_t size = 0;
     bool nullBuffer = false;
-    std::string directory = {};
-    std::string pattern = {};
-    int32_t depth = 0;
 
     static Step Open(std::string path) { return Step{DDA_OPEN, std::move(path)}; }
     static Step Close(int32_t fileId = LastOpened) { return Step{DDA_CLOSE, {}, fileId}; }
     static Step Read(int64_t offset, uint32_t size, int32_t fileId = LastOpened) {
         return Step{DDA_READ, {}, fileId, offset, size};
-    }
-    static Step List(std::string directory, std::string pattern, int32_t depth) {
-        return Step{DDA_LIST_FILES,     {},   LastOpened, 0, 0, false, std::move(directory),
-                    std::move(pattern), depth};
     }
     static Step Wait() { return Step{DDA_WAIT_EVENT}; }
     // Reported through DecoderFailure when it follows a completion.
@@ -71,7 +64,6 @@ struct CallRecord {
     int32_t fileId = 0;
     uint64_t size = 0;
     bool ok = false;
-    std::string list = {};
     WaitObject signalled = nullptr;
 };
 
@@ -97,9 +89,10 @@ public:
         replies[operation] = [this] { return DecoderFailure(); };
     }
 
-    int32_t GetFrameAtOrBefore(int32_t frame, int32_t filter) override {
-        return GetPreviousFrame(frame + 1, filter);
-    }
+    // Frame searches are the format decoders' business; none of the client's cases needs one.
+    int32_t GetFrameAtOrBefore(int32_t, int32_t) override { return -1; }
+    int32_t GetPreviousFrame(int32_t, int32_t) override { return -1; }
+    int32_t GetNextFrame(int32_t, int32_t) override { return -1; }
     void Reset() override { Record("Reset"); }
     const char* GetDecoderName() override { return "Scripted"; }
     void GetDecoderGuid(const char** text) override { *text = DefaultGuid; }
@@ -113,13 +106,10 @@ public:
     using BaseDecoder::aborted;
     using BaseDecoder::currentAudioFrame;
     using BaseDecoder::currentFrame;
-    using BaseDecoder::currentTrack;
     using BaseDecoder::loadName;
     using BaseDecoder::queryConfidence;
-    using BaseDecoder::queryScratch;
     using BaseDecoder::state;
     using BaseDecoder::stateBeforeFailure;
-    using BaseDecoder::totalAudioFrames;
     using BaseDecoder::totalFrames;
     using BaseDecoder::totalTracks;
 
@@ -127,66 +117,39 @@ public:
     // What a core or step answers when the test scripted nothing for it.
     DecoderAction defaultReply = DDA_COMPLETE;
 
-    std::vector<Step> queryScript; // empty: the default extension test
     std::vector<Step> loadScript;
     std::vector<Step> positionScript;
     bool closeFilesOnFailure = true;
     bool closeFilesOnUnload = true;
     int32_t framesAfterLoad = 0;
-    int32_t audioFramesAfterLoad = 0;
     uint32_t frameSize = 0;
     std::vector<uint16_t> cameras;      // by frame; camera 0 for frames beyond
     std::vector<int64_t> recordedTimes; // by frame; FrameTime(frame) beyond
     bool imageFails = false;
     WaitEvent* waitObject = nullptr;
-    // Successive answers of FailingCore before it looks at the open files.
-    std::vector<DecoderAction> failingReplies;
 
     std::vector<CallRecord> completions;
     std::vector<int32_t> openFiles;
     std::vector<uint8_t> readBuffer;
-    // The paths of the last file list a step received.
-    std::vector<std::string> receivedList;
-    bool receivedListOk = false;
     int positioningCalls = 0;
     int decompressCalls = 0;
-    int audioDecompressCalls = 0;
 
     static int64_t FrameTime(int32_t frame) { return 630000000000000000 + int64_t{frame} * 400000; }
-    void SetLoadedFormat(int32_t width, int32_t height, bool isColour) {
-        loadedWidth = width;
-        loadedHeight = height;
-        loadedColour = isColour;
-    }
-    void SetAudio(int32_t frameBytes, int32_t rate, int32_t channels, int32_t bits) {
-        audioFrameBytes = frameBytes;
-        audioSamplesPerSecond = rate;
-        audioChannels = channels;
-        audioBitsPerSample = bits;
-        hasAudio = true;
-    }
 
     bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
-    bool GetAudio(int32_t size, uint8_t* buffer) override;
-    int32_t GetPreviousFrame(int32_t frame, int32_t filter) override;
-    int32_t GetNextFrame(int32_t frame, int32_t filter) override;
     int32_t GetWaitObjectCount() override { return waitObject != nullptr ? 1 : 0; }
     WaitObject GetWaitObject(int32_t index) override { return index == 0 ? waitObject : nullptr; }
     uint64_t GetFramePeriod() override { return 400000; }
 
 protected:
     FrameTimes GetFrameTimes() override;
-    FrameTimes GetAudioFrameTimes() override;
     void GetFrameCamera(CameraTag* camera) override;
-    void GetAudioFrameCamera(CameraTag* camera) override;
 
     void OpenName(const char* phase, char* name);
     void FileToClose(const char* phase, int32_t* fileId);
     void ReadParameters(const char* phase, int32_t* fileId, uint64_t* offset, uint32_t* size,
                         uint8_t** buffer);
-    void ListPath(const char* phase, char* directory, char* pattern, int32_t* depth);
     DecoderAction Completed(const std::string& operation, CallRecord record);
-    DecoderAction ListArrived(const char* phase, bool ok, FileList& fileList);
     DecoderAction PictureRead(const char* phase, int32_t fileId, bool ok);
     DecoderAction Core(const char* name, const std::vector<Step>& steps);
 
@@ -200,7 +163,7 @@ protected:
         return Completed(#Phase "CloseComplete", {CallRecord::Close, id});                                   \
     }                                                                                                        \
     DecoderAction Phase##EventComplete(WaitObject signalled) override {                                      \
-        return Completed(#Phase "EventComplete", {CallRecord::Event, 0, 0, false, {}, signalled});           \
+        return Completed(#Phase "EventComplete", {CallRecord::Event, 0, 0, false, signalled});               \
     }
 #define SCRIPTED_OPEN_STEPS(Phase)                                                                           \
     SCRIPTED_CLOSE_STEPS(Phase)                                                                              \
@@ -220,14 +183,13 @@ protected:
     }
 #define SCRIPTED_LIST_STEPS(Phase)                                                                           \
     SCRIPTED_READ_STEPS(Phase)                                                                               \
-    void Phase##GetListPath(char* d, char* p, int32_t* depth) override {                                     \
-        ListPath(#Phase, d, p, depth);                                                                       \
-    }                                                                                                        \
-    DecoderAction Phase##FileListComplete(bool ok, FileList& list) override {                                \
-        return ListArrived(#Phase, ok, list);                                                                \
+    DecoderAction Phase##FileListComplete(bool ok, FileList&) override {                                     \
+        return Completed(#Phase "FileListComplete", {CallRecord::List, 0, 0, ok});                           \
     }
 
-    DecoderAction QueryingCore() override;
+    DecoderAction QueryingCore() override {
+        return HasReply("QueryingCore") ? Answer("QueryingCore") : BaseDecoder::QueryingCore();
+    }
     DecoderAction LoadingCore() override {
         return Core("LoadingCore", loadScript);
     }
@@ -236,7 +198,9 @@ protected:
         return Answer("PositioningAudioCore");
     }
     DecoderAction DecompressingCore() override;
-    DecoderAction DecompressingAudioCore() override;
+    DecoderAction DecompressingAudioCore() override {
+        return Answer("DecompressingAudioCore");
+    }
     DecoderAction UnloadingCore() override;
     DecoderAction FailingCore() override;
     SCRIPTED_LIST_STEPS(Querying)
@@ -291,9 +255,6 @@ private:
     int32_t lastOpened = -1;
     int32_t dataFile = -1;
     bool pictureRead = false;
-    int32_t loadedWidth = 0;
-    int32_t loadedHeight = 0;
-    bool loadedColour = true;
 };
 
 // Brings a decoder through a load with one open into DDS_LOADED.

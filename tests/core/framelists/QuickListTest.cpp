@@ -1,10 +1,10 @@
-#include "FrameListFixtures.h"
+#include "core/framelists/QuickFrameItemList.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
-using namespace FrameListFixtures;
+using namespace Vorn::Vorncast::Decoders;
 
 namespace {
 
@@ -37,7 +37,7 @@ class QuickListBoundaryTest : public ::testing::TestWithParam<int32_t> {};
 
 TEST_P(QuickListBoundaryTest, EveryItemSurvivesAroundTheBlockBoundary) {
     int32_t count = GetParam();
-    PagedFrames list;
+    QuickFrameItemList<QuickFrameItem> list;
     AppendItems(list, count);
     ASSERT_EQ(list.Count(), count);
     EXPECT_EQ(list.BlockCount(), count <= 65536 ? 1 : 2);

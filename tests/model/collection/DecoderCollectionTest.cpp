@@ -42,17 +42,6 @@ protected:
 
 } // namespace
 
-TEST_F(DecoderCollectionTest, DigitalTableThenTheThreeNativeDecoders) {
-    ASSERT_EQ(collection->Count(), BuiltInCount);
-    for (int index = 0; index < DigitalCount; ++index) {
-        DecoderInfo info = collection->GetInfoByIndex(index);
-        EXPECT_EQ(info.kind, 0x80000000u) << index;
-        EXPECT_EQ(info.priority, info.manualOnly ? -100 : 0) << index;
-    }
-    EXPECT_EQ(collection->GetInfoByIndex(73).kind, 2u);
-    EXPECT_EQ(collection->GetInfoByIndex(BuiltInCount).creator, nullptr);
-}
-
 TEST_F(DecoderCollectionTest, LookupsByGuidVariantAndWholeName) {
     Vorn::Guid kodicom = GuidOf("{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}");
     EXPECT_EQ(collection->FindIndexByGUID(kodicom), 74);
