@@ -17,16 +17,6 @@ namespace LegacyTests {
 
 using namespace Hardening;
 
-// What the library logged since the fixture's set-up: level and text.
-inline std::vector<std::pair<int, std::string>>& LibraryLog() {
-    static std::vector<std::pair<int, std::string>> lines;
-    return lines;
-}
-
-inline void CollectLibraryLog(const char*, int, int level, const char* message) {
-    LibraryLog().emplace_back(level, message);
-}
-
 inline std::string LastError() {
     uint32_t size = 0;
     GetVcLastError(&size, nullptr);
@@ -97,10 +87,7 @@ protected:
     static constexpr const char* Url = "rec/clip.vcr";
 
     void SetUp() override {
-        LibraryLog().clear();
-        VcInitRecord record{};
-        record.logCallback = CollectLibraryLog;
-        InitVorncastDecoders(record);
+        InitVorncastDecoders(VcInitRecord{});
         Vorn::FileSource::SetCurrent(&files);
         previous = DecoderTable::Swap(Row, &decoder);
         ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);

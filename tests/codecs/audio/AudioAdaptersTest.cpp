@@ -25,6 +25,12 @@ int16_t SampleAt(const Bytes& output, size_t index) {
     return sample;
 }
 
+// Decodes `input` into `output`, offering the adapter `room` bytes of it.
+bool Feed(IppAudioDecoder& adapter, const Bytes& input, Bytes& output, size_t room) {
+    return adapter.Decode(input.data(), static_cast<int32_t>(input.size()), output.data(),
+                          static_cast<int32_t>(room));
+}
+
 std::unique_ptr<IppAudioDecoder> AdapterFor(AVCodecID codec) {
     if (codec == AV_CODEC_ID_AAC) {
         return std::make_unique<IppDecoderAACAudio>();
@@ -82,9 +88,7 @@ TEST(AudioAdapters, FramesDecodeLikeLibavcodec) {
             if (reference[index].empty()) {
                 continue;
             }
-            ASSERT_TRUE(
-                adapter->Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), 0x10000))
-                << c.encoder << " " << index;
+            ASSERT_TRUE(Feed(*adapter, frame, output, 0x10000)) << c.encoder << " " << index;
             ASSERT_EQ(adapter->GetDecodedBytes(), c.frameBytes) << index;
             for (size_t at = 0; at < reference[index].size(); ++at) {
                 ASSERT_LE(std::abs(SampleAt(output, at) - reference[index][at]), c.tolerance)
@@ -104,28 +108,26 @@ TEST(AudioAdapters, SeveralFramesACallAndFailures) {
     IppDecoderMP3Audio adapter;
     Bytes output(3 * 2304, 0x33);
     const Bytes& frame = audio.frames[0].data;
-    EXPECT_FALSE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), 2304));
+    EXPECT_FALSE(Feed(adapter, frame, output, 2304));
     ASSERT_TRUE(adapter.Initialise());
     ASSERT_TRUE(adapter.Initialise());
     Bytes three;
     for (int index = 1; index <= 3; ++index) {
         three.insert(three.end(), audio.frames[index].data.begin(), audio.frames[index].data.end());
     }
-    ASSERT_TRUE(adapter.Decode(three.data(), static_cast<int32_t>(three.size()), output.data(), 3 * 2304));
+    ASSERT_TRUE(Feed(adapter, three, output, 3 * 2304));
     EXPECT_EQ(adapter.GetDecodedBytes(), 3 * 2304);
-    EXPECT_FALSE(adapter.Decode(three.data(), static_cast<int32_t>(three.size()), output.data(), 2 * 2304));
+    EXPECT_FALSE(Feed(adapter, three, output, 2 * 2304));
     EXPECT_EQ(adapter.GetDecodedBytes(), 0);
-    Bytes garbage(600, 0x12);
-    EXPECT_FALSE(adapter.Decode(garbage.data(), static_cast<int32_t>(garbage.size()), output.data(), 2304));
+    EXPECT_FALSE(Feed(adapter, Bytes(600, 0x12), output, 2304));
     adapter.Close();
-    EXPECT_FALSE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), 2304));
+    EXPECT_FALSE(Feed(adapter, frame, output, 2304));
 
     EncodedAudio aac;
     ASSERT_TRUE(EncodeAudio("aac", 44100, 2, 2, &aac));
     IppDecoderAACAudio unconfigured;
     ASSERT_TRUE(unconfigured.Initialise());
-    const Bytes& raw = aac.frames[1].data;
-    EXPECT_FALSE(unconfigured.Decode(raw.data(), static_cast<int32_t>(raw.size()), output.data(), 6912));
+    EXPECT_FALSE(Feed(unconfigured, aac.frames[1].data, output, 6912));
 }
 
 TEST(Ac3AudioAdapterTest, OutputIsAlwaysTwoChannels) {
@@ -136,9 +138,7 @@ TEST(Ac3AudioAdapterTest, OutputIsAlwaysTwoChannels) {
         ASSERT_TRUE(adapter.Initialise());
         Bytes output(0x10000);
         const Bytes& frame = audio.frames[1].data;
-        ASSERT_TRUE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(),
-                                   static_cast<int32_t>(output.size())))
-            << channels;
+        ASSERT_TRUE(Feed(adapter, frame, output, output.size())) << channels;
         EXPECT_EQ(adapter.GetDecodedBytes(), 1536 * 2 * 2) << channels;
         EXPECT_EQ(adapter.GetChannels(), 2);
         EXPECT_EQ(adapter.GetSampleRate(), 48000);
@@ -151,22 +151,12 @@ TEST(Ac3AudioAdapterTest, OutputIsAlwaysTwoChannels) {
         EXPECT_GT(loudest, 3000) << channels;
         // The tones differ by channel, so only a mono stream gives equal channels.
         EXPECT_EQ(channelsEqual, channels == 1) << channels;
-        EXPECT_FALSE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), 1000));
+        EXPECT_FALSE(Feed(adapter, frame, output, 1000));
     }
 }
 
-TEST(AmrAudioAdapterTest, EachFrameGivesThreeHundredTwentyBytes) {
-    IppDecoderAMRAudio adapter;
-    ASSERT_TRUE(adapter.Initialise());
-    Bytes output(960, 0x77);
-    for (int32_t mode = 0; mode < 8; ++mode) {
-        const Bytes frame = AmrFrame(mode, static_cast<uint8_t>(mode));
-        ASSERT_TRUE(adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), 320))
-            << mode;
-        EXPECT_EQ(adapter.GetDecodedBytes(), 320);
-    }
-
-    // Three frames in one call decode as the same frames one call each.
+// Three frames in one call decode as the same frames one call each, 320 bytes a frame.
+TEST(AmrAudioAdapterTest, SeveralFramesInOneCallDecodeAsOneCallEach) {
     Bytes three;
     IppDecoderAMRAudio separate;
     ASSERT_TRUE(separate.Initialise());
@@ -175,12 +165,14 @@ TEST(AmrAudioAdapterTest, EachFrameGivesThreeHundredTwentyBytes) {
         const Bytes frame = AmrFrame(mode, 9);
         three.insert(three.end(), frame.begin(), frame.end());
         Bytes samples(320);
-        ASSERT_TRUE(separate.Decode(frame.data(), static_cast<int32_t>(frame.size()), samples.data(), 320));
+        ASSERT_TRUE(Feed(separate, frame, samples, 320));
+        EXPECT_EQ(separate.GetDecodedBytes(), 320);
         expected.insert(expected.end(), samples.begin(), samples.end());
     }
     IppDecoderAMRAudio together;
     ASSERT_TRUE(together.Initialise());
-    ASSERT_TRUE(together.Decode(three.data(), static_cast<int32_t>(three.size()), output.data(), 960));
+    Bytes output(960, 0x77);
+    ASSERT_TRUE(Feed(together, three, output, 960));
     EXPECT_EQ(together.GetDecodedBytes(), 960);
     EXPECT_EQ(output, expected);
 }
@@ -200,14 +192,13 @@ TEST(AmrAudioAdapterTest, BadModesShortFramesAndSmallOutputsLeaveTheOutputAlone)
     twoFrames.insert(twoFrames.end(), good.begin(), good.end());
 
     for (const Bytes* input : {&comfortNoise, &noData, &goodThenBad, &cut}) {
-        EXPECT_FALSE(adapter.Decode(input->data(), static_cast<int32_t>(input->size()), output.data(), 960));
+        EXPECT_FALSE(Feed(adapter, *input, output, 960));
         EXPECT_EQ(adapter.GetDecodedBytes(), 0);
     }
-    EXPECT_FALSE(
-        adapter.Decode(twoFrames.data(), static_cast<int32_t>(twoFrames.size()), output.data(), 639));
+    EXPECT_FALSE(Feed(adapter, twoFrames, output, 639));
     EXPECT_TRUE(std::all_of(output.begin(), output.end(), [](uint8_t byte) { return byte == 0x77; }));
-    EXPECT_TRUE(adapter.Decode(twoFrames.data(), static_cast<int32_t>(twoFrames.size()), output.data(), 640));
+    EXPECT_TRUE(Feed(adapter, twoFrames, output, 640));
 
     ASSERT_TRUE(adapter.Initialise());
-    EXPECT_TRUE(adapter.Decode(good.data(), static_cast<int32_t>(good.size()), output.data(), 320));
+    EXPECT_TRUE(Feed(adapter, good, output, 320));
 }

@@ -110,22 +110,6 @@ TEST_F(Mpeg2PsDecoderTest, OutputBelowThePictureSizeIsRefused) {
               std::vector<std::string>(2, "IppDecoderMPEG2PS::Decode output buffer too small\n"));
 }
 
-TEST_F(Mpeg2PsDecoderTest, ImageFormatComesFromTheVideoStreamInThePacks) {
-    Bytes frame = {0x00, 0x00, 0x01, 0x00, 0x42};
-    Append(frame, WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId, 5));
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t planes = 0;
-    ASSERT_TRUE(IppDecoderMPEG2PS::ParseImageFormat(frame.data(), static_cast<int32_t>(frame.size()), &width,
-                                                    &height, &planes));
-    EXPECT_EQ(width, Width);
-    EXPECT_EQ(height, Height);
-    EXPECT_EQ(planes, 3);
-    const Bytes audioOnly = WrapInProgramStream(Bytes(100, 0), IppDecoderMPEG2PS::AudioStreamId);
-    EXPECT_FALSE(IppDecoderMPEG2PS::ParseImageFormat(audioOnly.data(), static_cast<int32_t>(audioOnly.size()),
-                                                     &width, &height, &planes));
-}
-
 TEST_F(Mpeg2PsDecoderTest, AudioFramesDecodeFromTheFirstAudioStream) {
     EncodedAudio stereo;
     ASSERT_TRUE(EncodeAudio("mp2", 48000, 2, 3, &stereo));

@@ -26,28 +26,6 @@ EncodedVideo EncodeMpeg2(int32_t frames) {
 
 } // namespace
 
-TEST(Mpeg2AdapterTest, ImageFormatFromTheSequenceHeader) {
-    EncodedVideo video = EncodeMpeg2(2);
-    const auto& first = video.frames[0].data;
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t planes = 0;
-    ASSERT_TRUE(IppDecoderMPEG2::ParseImageFormat(first.data(), static_cast<int32_t>(first.size()), &width,
-                                                  &height, &planes));
-    EXPECT_EQ(width, Width);
-    EXPECT_EQ(height, Height);
-    EXPECT_EQ(planes, 3);
-    const auto& second = video.frames[1].data;
-    EXPECT_FALSE(IppDecoderMPEG2::ParseImageFormat(second.data(), static_cast<int32_t>(second.size()), &width,
-                                                   &height, &planes));
-    EXPECT_FALSE(IppDecoderMPEG2::ParseImageFormat(first.data(), 6, &width, &height, &planes));
-
-    IppDecoderMPEG2 configured;
-    ASSERT_TRUE(configured.Initialise(0, 0, 3, false, first.data(), static_cast<int32_t>(first.size())));
-    EXPECT_EQ(configured.GetWidth(), Width);
-    EXPECT_EQ(configured.GetHeight(), Height);
-}
-
 TEST(Mpeg2AdapterTest, CallerSizeStaysAndOutputIsCheckedAgainstIt) {
     EncodedVideo video = EncodeMpeg2(1);
     const auto& frame = video.frames[0].data;

@@ -43,33 +43,6 @@ protected:
 
 } // namespace
 
-TEST_F(Mpeg4AdapterTest, VolHeaderMayComeAsConfiguration) {
-    // MPEG quantisation is announced in the VOL header only: a decoder that never saw the header
-    // reads the frames with the wrong quantiser.
-    VideoSettings settings;
-    settings.encoder = "mpeg4";
-    settings.frames = 3;
-    settings.globalHeader = true;
-    settings.options = {{"mpeg_quant", "1"}};
-    EncodedVideo global;
-    ASSERT_TRUE(EncodeVideo(settings, &global));
-    ASSERT_FALSE(global.extradata.empty());
-    const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_MPEG4, global, false);
-
-    IppDecoderMPEG4 configured;
-    ASSERT_TRUE(configured.Initialise(Width, Height, 3, false, global.extradata.data(),
-                                      static_cast<int32_t>(global.extradata.size())));
-    AdapterRun run = DecodeAll(configured, global.frames, Width, Height);
-    EXPECT_EQ(run.failures, 0);
-    ExpectSamePictures(run.pictures, reference);
-    EXPECT_GT(Psnr(global.sources[0], run.pictures.at(0).bgr.data()), SourcePsnrBound);
-
-    ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false));
-    std::vector<uint8_t> output(PictureBytes);
-    const bool decoded = DecodeInto(adapter, global.frames[0], output);
-    EXPECT_FALSE(decoded && output == reference[0].bgr);
-}
-
 // Other sizes cut the picture or pad it with black; line doubling writes every line twice.
 TEST_F(Mpeg4AdapterTest, OutputGeometryFollowsTheInitialisedSize) {
     const Picture full = ReferenceDecode(AV_CODEC_ID_MPEG4, *plain, false)[0];
