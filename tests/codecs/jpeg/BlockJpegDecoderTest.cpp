@@ -56,42 +56,6 @@ protected:
     TestPicture second = MakeColourBars(Width, Height);
 };
 
-// The same blocks in an ordinary JPEG with a restart at every MCU decode the same through libjpeg:
-// entropy decoding, dequantisation, IDCT and colour conversion all agree with a reference.
-TEST_F(BlockJpegDecoderTest, KeyFrameDecodesToTheEncodedPictureAsLibjpegDoes) {
-    for (auto [picture, minimumPsnr] : {std::pair{first, 30.0}, std::pair{second, 26.0}}) {
-        ASSERT_TRUE(LoadKeyFrame(decoder, writer, picture));
-        ASSERT_EQ(decoder.Width(), Width);
-        ASSERT_EQ(decoder.Height(), Height);
-        std::vector<uint8_t> ours = ReadOut(decoder);
-        EXPECT_GE(ComparePicture(picture, ours.data(), Width * 3).psnr, minimumPsnr);
-        TestPicture reference{Width, Height, 3, DecodeWithLibjpeg(writer.MakeRestartJpeg(picture))};
-        EXPECT_LE(ComparePicture(reference, ours.data(), Width * 3).maximum, 2);
-    }
-}
-
-TEST_F(BlockJpegDecoderTest, DeltaFrameReplacesOnlyTheBlocksOfItsBitmap) {
-    BlockJpegDecoder reference;
-    ASSERT_TRUE(LoadKeyFrame(reference, writer, second));
-    const std::vector<uint8_t> fresh = ReadOut(reference);
-    ASSERT_TRUE(LoadKeyFrame(decoder, writer, first));
-    const std::vector<uint8_t> before = ReadOut(decoder);
-    std::vector<bool> present(static_cast<size_t>(writer.Columns() * writer.Rows()));
-    for (size_t i = 0; i < present.size(); ++i) {
-        present[i] = i % 3 == 1;
-    }
-    BlockFrame delta = writer.MakeFrame(second, &present, 7);
-    ASSERT_TRUE(decoder.ApplyBlocks(Width, Height, delta.size, delta.bitmapOffset, true, delta.bytes.data(),
-                                    Size(delta.bytes)));
-    std::vector<uint8_t> after = ReadOut(decoder);
-    for (int32_t index = 0; index < writer.Columns() * writer.Rows(); ++index) {
-        const int32_t column = index % writer.Columns();
-        const int32_t row = index / writer.Columns();
-        const std::vector<uint8_t>& expected = present[static_cast<size_t>(index)] ? fresh : before;
-        EXPECT_EQ(BlockOf(after, column, row), BlockOf(expected, column, row)) << index;
-    }
-}
-
 TEST_F(BlockJpegDecoderTest, PictureOutsideTheBlockGridStaysBlack) {
     TestPicture picture = MakeGradient(40, 20, 3);
     ASSERT_TRUE(LoadKeyFrame(decoder, BlockJpegWriter(40, 20, Quality), picture));

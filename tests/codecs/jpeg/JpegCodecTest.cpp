@@ -212,22 +212,6 @@ TEST(JpegPadding, LinesPastAPixelSizedBufferAreCutNotOverrun) {
     }
 }
 
-TEST(JpegDamage, TruncatedScanFailsAndLeavesTheLinesBelowAlone) {
-    TestPicture picture = MakeGradient(64, 64, 3);
-    std::vector<uint8_t> jpeg = EncodeJpeg(picture);
-    size_t scan = FindMarker(jpeg, 0xDA);
-    // Keep the header and about a third of the scan.
-    jpeg.resize(scan + (jpeg.size() - scan) / 3);
-    OutputBuffer output(64, 64, 3);
-    EXPECT_FALSE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.bytes.data(), output.Size()));
-
-    TestPicture top = picture;
-    top.height = 8;
-    EXPECT_GE(ComparePicture(top, output.bytes.data(), output.lineStep).psnr, 34);
-    const uint8_t* bottom = output.bytes.data() + 48 * output.lineStep;
-    EXPECT_TRUE(AllUntouched(bottom, output.bytes.data() + output.bytes.size()));
-}
-
 TEST(JpegDamage, CorruptIntervalCostsOnlyThatInterval) {
     // One MCU row (16 lines at 4:2:0) per restart interval.
     TestPicture picture = MakeGradient(64, 64, 3);
