@@ -1,5 +1,6 @@
-// The incremental AVI walk driven over files the writer builds: every index form, the header
-// quirks recorders produce, and the files whose walk must not finish.
+// The incremental AVI walk driven over files the writer builds, for what the recording walks do not
+// reach: the OpenDML index, the header quirks recorders produce, and the files whose walk must not
+// finish.
 #include "formats/avi/AVIParser.h"
 #include "fixtures/formats/AviWriter.h"
 
@@ -86,32 +87,25 @@ void ExpectChunks(AVIParser& parser, const AviFile& file, int32_t stream, bool w
     EXPECT_EQ(info->frameCount, frame);
 }
 
-class AviIndexForms : public ::testing::TestWithParam<AviIndex> {};
-
-// All three index forms find every chunk of the first stream; the legacy ones those of the others.
-TEST_P(AviIndexForms, FindEveryChunkWhereTheWriterPutIt) {
+// The OpenDML index finds every chunk of the first stream, whose index ends the walk: the second
+// stream is never reached. A block that is not an index of chunks stops the walk instead.
+TEST(AVIParser, OpenDmlIndexFindsTheFirstStreamsChunksAndABadBlockStopsTheWalk) {
     AviLayout layout;
-    layout.index = GetParam();
-    const AviFile file = WriteAvi(VideoAndAudio(), layout);
+    layout.index = AviIndex::OpenDml;
+    AviFile file = WriteAvi(VideoAndAudio(), layout);
     Walk walk(file.bytes);
     AVIParser& parser = walk.parser;
     ASSERT_TRUE(parser.Finished()) << "state " << walk.last.state;
     ASSERT_EQ(parser.StreamCount(), 2);
-    EXPECT_EQ(parser.GetStream(0)->type, FourCCLE("vids"));
-    const bool legacy = GetParam() != AviIndex::OpenDml;
-    ExpectChunks(parser, file, 0, legacy);
-    if (legacy) {
-        EXPECT_EQ(parser.GetStream(1)->type, FourCCLE("auds"));
-        ExpectChunks(parser, file, 1, true);
-    } else {
-        // The first stream's index ends the walk: the second stream is never reached.
-        EXPECT_EQ(parser.GetStream(1)->type, 0u);
-        EXPECT_EQ(parser.GetStream(1)->frames.Count(), 0);
-    }
-}
+    ExpectChunks(parser, file, 0, false);
+    EXPECT_EQ(parser.GetStream(1)->type, 0u);
+    EXPECT_EQ(parser.GetStream(1)->frames.Count(), 0);
 
-INSTANTIATE_TEST_SUITE_P(AVIParser, AviIndexForms,
-                         ::testing::Values(AviIndex::Absolute, AviIndex::Relative, AviIndex::OpenDml));
+    file.bytes[file.indexPosition + 8 + 3] = 0;
+    const Walk bad(file.bytes);
+    EXPECT_FALSE(bad.repeated);
+    EXPECT_EQ(bad.last.size, AVIParser::Stopped);
+}
 
 // Names of odd length with and without their pad byte, and of even length: the walk goes on at the
 // chunk behind the name each time.
@@ -226,17 +220,6 @@ TEST(AVIParser, FrameDurationFollowsTheVideoStreamsRate) {
     AVIParser& audioOnly = walk.parser;
     ASSERT_TRUE(audioOnly.Finished());
     EXPECT_EQ(audioOnly.FrameDuration(), AVIParser::DefaultFrameDuration);
-}
-
-// An OpenDML block that is not an index of chunks stops the walk instead of repeating it.
-TEST(AVIParser, ABadOpenDmlBlockStopsTheWalk) {
-    AviLayout layout;
-    layout.index = AviIndex::OpenDml;
-    AviFile file = WriteAvi(VideoAndAudio(), layout);
-    file.bytes[file.indexPosition + 8 + 3] = 0;
-    const Walk walk(file.bytes);
-    EXPECT_FALSE(walk.repeated);
-    EXPECT_EQ(walk.last.size, AVIParser::Stopped);
 }
 
 } // namespace

@@ -3,24 +3,12 @@
 #include "formats/riff/RiffChunks.h"
 #include "formats/riff/RiffHeaders.h"
 #include "formats/shared/FrameListQueries.h"
-#include "formats/shared/JpegStartScan.h"
 
 #include <gtest/gtest.h>
 
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-
-namespace {
-
-std::vector<uint64_t> Starts(const std::vector<uint8_t>& block, uint64_t blockOffset) {
-    std::vector<uint64_t> found;
-    ScanJpegStarts(ByteView(block.data(), block.size()), blockOffset,
-                   [&](uint64_t offset) { found.push_back(offset); });
-    return found;
-}
-
-} // namespace
 
 TEST(ReadBufferTest, GrowsToExactSizesOnlyAndFreesOnZero) {
     ReadBuffer buffer;
@@ -51,14 +39,6 @@ TEST(ReadBufferTest, AnImplausibleSizeLeavesTheBufferEmpty) {
     EXPECT_EQ(buffer.Capacity(), 0u);
     EXPECT_EQ(buffer.Data(), nullptr);
     EXPECT_TRUE(buffer.Resize(64)) << "a plausible size afterwards is served again";
-}
-
-TEST(JpegStartScanTest, EveryStartPairCountsAtTheOffsetOfItsLastFF) {
-    EXPECT_EQ(Starts({0xFF, 0xD8, 0x00, 0xFF, 0xD8}, 0), (std::vector<uint64_t>{0, 3}));
-    EXPECT_EQ(Starts({0x11, 0xFF, 0xFF, 0xD8}, 4096), (std::vector<uint64_t>{4098}));
-    EXPECT_EQ(Starts({0xFF, 0x00, 0xD8, 0xFF, 0xD9, 0xD8}, 0), (std::vector<uint64_t>{}))
-        << "a byte other than 0xFF behind 0xFF clears the pair";
-    EXPECT_EQ(Starts({0xD8, 0xFF}, 0), (std::vector<uint64_t>{}));
 }
 
 TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
