@@ -1,4 +1,5 @@
 #include "codecs/mpeg2ps/IppDecoderMPEG2PS.h"
+#include "codecs/video/VideoTestHelpers.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 
@@ -11,10 +12,6 @@ using namespace CodecTest;
 using FileTesting::LogCapture;
 
 namespace {
-
-constexpr int32_t Width = 176;
-constexpr int32_t Height = 144;
-constexpr int32_t PictureBytes = Width * Height * 3;
 
 class Mpeg2PsDecoderTest : public ::testing::Test {
 protected:

@@ -13,9 +13,6 @@ using namespace CodecTest;
 
 namespace {
 
-constexpr int32_t Width = 176;
-constexpr int32_t Height = 144;
-
 using Bytes = std::vector<uint8_t>;
 
 class H264AdapterTest : public ::testing::Test {

@@ -14,10 +14,6 @@ using FileTesting::LogCapture;
 
 namespace {
 
-constexpr int32_t Width = 176;
-constexpr int32_t Height = 144;
-constexpr int32_t PictureBytes = Width * Height * 3;
-
 EncodedVideo Encode(const char* encoder, int32_t frames) {
     VideoSettings settings;
     settings.encoder = encoder;

@@ -23,10 +23,6 @@ using FileTesting::LogCapture;
 
 namespace {
 
-constexpr int32_t Width = 176;
-constexpr int32_t Height = 144;
-constexpr int32_t PictureBytes = Width * Height * 3;
-
 struct AdapterCase {
     const char* name;
     std::function<std::unique_ptr<IppDecoder>()> make;

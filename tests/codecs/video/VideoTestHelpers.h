@@ -10,6 +10,11 @@
 
 namespace CodecTest {
 
+// The size of the test clips the adapters decode.
+constexpr int32_t Width = 176;
+constexpr int32_t Height = 144;
+constexpr int32_t PictureBytes = Width * Height * 3;
+
 // What feeding a run of access units through an adapter gave.
 struct AdapterRun {
     std::vector<Picture> pictures; // one for each call that wrote a picture, in call order
