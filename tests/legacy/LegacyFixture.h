@@ -43,17 +43,18 @@ inline CodecRecording TwoCameras() {
     CodecRecording recording;
     const uint16_t cameras[] = {0, 2, 0, 2, 0, 2, 0, 0, 2, 0};
     for (int32_t step = 0; step < 10; ++step) {
-        recording.records.push_back({PictureRecord, 0, cameras[step], TimeAt(step)});
+        recording.records.push_back({PictureRecord, cameras[step], TimeAt(step)});
     }
     return recording;
 }
 
-// Indexes in the file of the pictures of one camera of the first track, in order.
-inline std::vector<size_t> PicturesOf(const CodecRecording& recording, int camera) {
+// Indexes in the file of the records of one camera, or of the sound, in order.
+inline std::vector<size_t> RecordsOf(const CodecRecording& recording, int camera,
+                                     uint8_t kind = PictureRecord) {
     std::vector<size_t> found;
     for (size_t index = 0; index < recording.records.size(); ++index) {
         const Record& record = recording.records[index];
-        if (record.kind != AudioRecord && record.camera == camera && record.track == 0) {
+        if ((record.kind == AudioRecord) == (kind == AudioRecord) && record.camera == camera) {
             found.push_back(index);
         }
     }

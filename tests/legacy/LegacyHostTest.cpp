@@ -2,8 +2,6 @@
 // open, and the hooks through which the core reaches the newest host.
 #include "interface/LibraryFrame.h"
 #include "legacy/LegacyDecoderHost.h"
-#include "legacy/LegacyDecoderStream.h"
-#include "legacy/LegacyDecoderVideoStream.h"
 #include "legacy/LegacyFixture.h"
 #include "model/files/FileTestSupport.h"
 
@@ -13,10 +11,6 @@ using namespace LegacyTests;
 using namespace Vorn::Vorncast;
 using Vorn::Buffer;
 using Vorn::DynamicClass;
-using Vorn::Vorncast::DecoderInfo;
-using Vorn::Vorncast::LegacyDecoderHost;
-using Vorn::Vorncast::QueryResult;
-using Vorn::Vorncast::Track;
 
 namespace {
 
@@ -143,79 +137,6 @@ TEST_F(LegacyHostTest, LoadMapsTheResultOfTheCoresOpen) {
     EXPECT_EQ(Load(Url, AlwaysAbort), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
     EXPECT_EQ(decoder.GetState(), DDS_IDLE);
-}
-
-TEST_F(LegacyHostTest, TwoCamerasAndSoundGiveOneTrackWithAStreamPerChannel) {
-    CodecRecording recording = TwoCameras();
-    recording.audioBytes = 8;
-    recording.records.push_back({AudioRecord, 0, 0, TimeAt(1)});
-    recording.records.push_back({AudioRecord, 0, 0, TimeAt(5)});
-    LoadRecording(recording);
-    int count = 0;
-    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
-    EXPECT_EQ(count, 1);
-    VcTrackInfo info{};
-    ASSERT_EQ(Track_GetInfo(track, &info), 0);
-    EXPECT_EQ(info.streamCount, 3);
-    EXPECT_EQ(info.startTime.recordedTime, TimeAt(0));
-    EXPECT_EQ(info.endTime.recordedTime, TimeAt(9));
-
-    const struct {
-        int32_t number, type;
-        const char* name;
-        int64_t first, last;
-    } expected[] = {{0, StreamVideo, "Camera 0", TimeAt(0), TimeAt(9)},
-                    {2, StreamVideo, "Camera 2", TimeAt(1), TimeAt(8)},
-                    {0, StreamAudio, "Microphone", TimeAt(1), TimeAt(5)}};
-    for (int index = 0; index < 3; ++index) {
-        int stream = StreamOf(track, index);
-        EXPECT_EQ(InfoOf(stream).streamNumber, expected[index].number);
-        EXPECT_EQ(InfoOf(stream).type, expected[index].type);
-        int size = 64;
-        std::string name(64, '\0');
-        Stream_GetName(stream, &size, name.data());
-        EXPECT_STREQ(name.c_str(), expected[index].name);
-        auto* legacy = DynamicClass::FromHandle<LegacyDecoderStream>(stream);
-        ASSERT_NE(legacy, nullptr);
-        EXPECT_EQ(legacy->FirstTimes().recordedTime, expected[index].first) << index;
-        EXPECT_EQ(legacy->LastTimes().recordedTime, expected[index].last) << index;
-    }
-    const auto& picture =
-        DynamicClass::FromHandle<LegacyDecoderVideoStream>(StreamOf(track, 0))->Description();
-    EXPECT_EQ(picture.width * picture.height * picture.bytesPerPixel, 4 * 3 * 3);
-}
-
-TEST_F(LegacyHostTest, EveryTrackOfTheFormatGetsItsOwnChannels) {
-    CodecRecording recording;
-    recording.tracks = 2;
-    recording.records = {{PictureRecord, 0, 0, TimeAt(0)},
-                         {PictureRecord, 1, 3, TimeAt(1)},
-                         {PictureRecord, 0, 1, TimeAt(2)},
-                         {PictureRecord, 1, 3, TimeAt(3)},
-                         {PictureRecord, 0, 0, TimeAt(4)}};
-    LoadRecording(recording);
-    int count = 0;
-    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
-    ASSERT_EQ(count, 2);
-    int second = 0;
-    ASSERT_EQ(Decoder_GetTrack(decoderHandle, 1, &second), 0);
-    VcTrackInfo info{};
-    ASSERT_EQ(Track_GetInfo(track, &info), 0);
-    EXPECT_EQ(info.streamCount, 2);
-    ASSERT_EQ(Track_GetInfo(second, &info), 0);
-    ASSERT_EQ(info.streamCount, 1);
-
-    // The streams of both tracks share one client: each access selects its track first.
-    int zero = StreamOf(track, 0);
-    int three = StreamOf(second, 0);
-    EXPECT_EQ(InfoOf(three).streamNumber, 3);
-    const std::pair<int, size_t> turns[] = {{zero, 0}, {three, 1}, {zero, 4}, {three, 3}};
-    for (const auto& [stream, record] : turns) {
-        VcSample sample{};
-        ASSERT_EQ(Stream_GetNextSample(stream, Request(), &sample), 0) << LastError();
-        ExpectPicture(recording, sample, record);
-        Stream_ReleaseSample(stream, sample);
-    }
 }
 
 TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheNewestHostsCallbacks) {

@@ -1,6 +1,6 @@
-// Streams of the bridge, through the C interface: a recording found by autodetection and walked
-// both ways on every camera, seeking by time among the frames of one channel, damaged and broken
-// frames, abort checks, audio, and the picture size limit.
+// Streams of the bridge, through the C interface: a recording of three cameras and sound found by
+// autodetection, every channel sought at every time and walked both ways, damaged and broken
+// frames, abort checks and the picture size limit.
 #include "interface/LibraryFrame.h"
 #include "legacy/LegacyDecoderStream.h"
 #include "legacy/LegacyDecoderVideoStream.h"
@@ -29,18 +29,6 @@ protected:
         EXPECT_EQ(Stream_ReleaseSample(stream, sample), 0);
     }
 
-    // Seeks and, when a picture comes, checks it against `record`.
-    void SeekExpecting(int stream, int64_t target, int status, size_t record = 0) {
-        VcSample sample{};
-        ASSERT_EQ(Stream_GoToTime(stream, SeekTo(target), &sample), status) << LastError();
-        if (status == 0) {
-            ExpectPicture(recording, sample, record);
-            Stream_ReleaseSample(stream, sample);
-        } else {
-            EXPECT_EQ(sample.uncompressedData, nullptr);
-        }
-    }
-
     // A step off either end fails with its status; a second one answers from the remembered end
     // without walking the index again.
     void ExpectEnd(int stream, bool forward) {
@@ -57,6 +45,32 @@ protected:
                 EXPECT_EQ(LastErrorMessage(), "Legacy decoder reported nextFrame = -1");
             }
         }
+    }
+
+    // Seeks without data to every step time from behind the end to before the start: each gives
+    // the time of the channel's own record at or before the target, nothing is decompressed, and
+    // the last seek leaves the stream before its start.
+    void ExpectSeeksFindTheChannelsRecord(int stream, const std::vector<size_t>& own) {
+        const int decompressed = decoder.decompressCalls;
+        for (int32_t step = 40; step >= -1; --step) {
+            auto at = std::find_if(own.rbegin(), own.rend(), [&](size_t record) {
+                return recording.records[record].time <= TimeAt(step);
+            });
+            VcSample sample{};
+            const int status = Stream_GoToTime(stream, SeekTo(TimeAt(step), 0), &sample);
+            if (at == own.rend()) {
+                EXPECT_EQ(status, EndOfStreamBeforeStart) << step;
+                EXPECT_EQ(LastErrorMessage(), "GoToTime before start of stream");
+            } else {
+                ASSERT_EQ(status, 0) << step << LastError();
+                EXPECT_EQ(sample.time.recordedTime, recording.records[*at].time) << step;
+                Stream_ReleaseSample(stream, sample);
+            }
+        }
+        EXPECT_EQ(decoder.decompressCalls, decompressed);
+        auto* legacy = Vorn::DynamicClass::FromHandle<LegacyDecoderStream>(stream);
+        EXPECT_EQ(legacy->CurrentFrame(), -1);
+        EXPECT_EQ(legacy->Position(), BeforeStart);
     }
 
     CodecRecording recording = TwoCameras();
@@ -76,15 +90,20 @@ int AbortOnPoll() {
 
 } // namespace
 
-// Three cameras at an uneven pace and one damaged picture, which arrives black at its time.
-TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryPictureOfEveryCameraBothWays) {
+// Three cameras at an uneven pace, one damaged picture, which arrives black at its time, and three
+// blocks of sound between the pictures.
+TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel) {
     recording = CodecRecording{};
     recording.width = 8;
     recording.height = 6;
+    recording.audioBytes = 6;
     const uint16_t cameras[] = {1, 5, 1, 7, 7, 1, 5, 1, 7, 1, 1, 5};
     for (int32_t step = 0; step < 12; ++step) {
         recording.records.push_back(
-            {step == 6 ? DamagedPicture : PictureRecord, 0, cameras[step], TimeAt(step * 3)});
+            {step == 6 ? DamagedPicture : PictureRecord, cameras[step], TimeAt(step * 3)});
+    }
+    for (int32_t step : {4, 13, 22}) {
+        recording.records.push_back({AudioRecord, 0, TimeAt(step) + 1});
     }
     const char* url = "Export/Day1/clip.vcr";
     files.AddFile(url, recording.Bytes());
@@ -102,71 +121,81 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryPictureOfEveryCamera
     EXPECT_EQ(tried, std::vector<std::string>{"Codec Recording"});
     EXPECT_STREQ(info.name, "Codec Recording");
     EXPECT_EQ(query.canLoad, 1);
-    EXPECT_EQ(query.frameCountLow, 12u);
+    EXPECT_EQ(query.frameCountLow, 15u);
     EXPECT_EQ(resources, 0);
     EXPECT_EQ(DecoderCollection_Release(autodetect), 0);
 
+    int count = 0;
+    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    EXPECT_EQ(count, 1);
     ASSERT_EQ(Decoder_GetTrack(decoderHandle, 0, &track), 0);
     VcTrackInfo trackInfo{};
     ASSERT_EQ(Track_GetInfo(track, &trackInfo), 0);
-    ASSERT_EQ(trackInfo.streamCount, 3);
-    const int numbers[] = {1, 5, 7};
-    for (int index = 0; index < 3; ++index) {
-        int stream = StreamOf(track, index);
-        ASSERT_EQ(InfoOf(stream).streamNumber, numbers[index]);
-        std::vector<size_t> own = PicturesOf(recording, numbers[index]);
-        SeekExpecting(stream, recording.records[own.front()].time, 0, own.front());
-        for (size_t next = 1; next < own.size(); ++next) {
-            StepTo(stream, true, own[next]);
+    ASSERT_EQ(trackInfo.streamCount, 4);
+    EXPECT_EQ(trackInfo.startTime.recordedTime, TimeAt(0));
+    EXPECT_EQ(trackInfo.endTime.recordedTime, TimeAt(33));
+    const struct {
+        int32_t number, type;
+        const char* name;
+        std::vector<size_t> own;
+    } channels[] = {{1, StreamVideo, "Camera 1", RecordsOf(recording, 1)},
+                    {5, StreamVideo, "Camera 5", RecordsOf(recording, 5)},
+                    {7, StreamVideo, "Camera 7", RecordsOf(recording, 7)},
+                    {0, StreamAudio, "Microphone", RecordsOf(recording, 0, AudioRecord)}};
+    for (int index = 0; index < 4; ++index) {
+        const auto& channel = channels[index];
+        const int stream = StreamOf(track, index);
+        ASSERT_EQ(InfoOf(stream).streamNumber, channel.number);
+        EXPECT_EQ(InfoOf(stream).type, channel.type);
+        int size = 64;
+        std::string name(64, '\0');
+        Stream_GetName(stream, &size, name.data());
+        EXPECT_STREQ(name.c_str(), channel.name);
+        auto* legacy = Vorn::DynamicClass::FromHandle<LegacyDecoderStream>(stream);
+        EXPECT_EQ(legacy->FirstTimes().recordedTime, recording.records[channel.own.front()].time);
+        EXPECT_EQ(legacy->LastTimes().recordedTime, recording.records[channel.own.back()].time);
+        ExpectSeeksFindTheChannelsRecord(stream, channel.own);
+        if (channel.type == StreamAudio) {
+            continue;
+        }
+        for (size_t next = 0; next < channel.own.size(); ++next) {
+            StepTo(stream, true, channel.own[next]);
         }
         ExpectEnd(stream, true);
-        for (size_t back = own.size(); back-- > 0;) {
-            StepTo(stream, false, own[back]);
+        for (size_t back = channel.own.size(); back-- > 0;) {
+            StepTo(stream, false, channel.own[back]);
         }
         ExpectEnd(stream, false);
-        StepTo(stream, true, own.front());
+        StepTo(stream, true, channel.own.front());
     }
     int five = StreamOf(track, 1);
-    SeekExpecting(five, TimeAt(18), 0, 6);
-    StepTo(five, false, 1);
-}
-
-TEST_F(LegacyStreamTest, GoToTimeGivesTheChannelsFrameAtOrBeforeTheTarget) {
-    LoadRecording(recording);
-    int zero = StreamOf(track, 0);
-    int two = StreamOf(track, 1);
-    SeekExpecting(two, TimeAt(4), 0, 3); // a frame of camera 0 stands there
-    StepTo(two, true, 5);
-    SeekExpecting(two, TimeAt(3) + 1, 0, 3);
-    SeekExpecting(zero, TimeAt(0), 0, 0);
-    SeekExpecting(zero, TimeAt(9) + 1000000000, 0, 9); // behind the end: the last frame
-    SeekExpecting(two, TimeAt(100), 0, 8);
-    StepTo(two, false, 5);
-
-    SeekExpecting(two, TimeAt(0), EndOfStreamBeforeStart); // camera 2 starts later
-    EXPECT_EQ(LastErrorMessage(), "GoToTime before start of stream");
-    StepTo(two, true, 1);
-    SeekExpecting(zero, TimeAt(0) - 1, EndOfStreamBeforeStart);
-    auto* stream = Vorn::DynamicClass::FromHandle<LegacyDecoderStream>(zero);
-    EXPECT_EQ(stream->CurrentFrame(), -1);
-    EXPECT_EQ(stream->Position(), BeforeStart);
-    StepTo(zero, true, 0);
-}
-
-TEST_F(LegacyStreamTest, AskingForNoDataGivesTimesWithoutDecompressing) {
-    LoadRecording(recording);
-    int two = StreamOf(track, 1);
-    int decompressed = decoder.decompressCalls;
     VcSample sample{};
-    for (size_t record : PicturesOf(recording, 2)) {
-        ASSERT_EQ(Stream_GetNextSample(two, Request(0), &sample), 0);
-        EXPECT_EQ(sample.uncompressedData, nullptr);
-        EXPECT_EQ(sample.uncompressedSize, 36u);
+    ASSERT_EQ(Stream_GoToTime(five, SeekTo(TimeAt(18)), &sample), 0) << LastError();
+    ExpectPicture(recording, sample, 6);
+    Stream_ReleaseSample(five, sample);
+    StepTo(five, false, 1);
+    ASSERT_EQ(Stream_GetNextSample(five, Request(0), &sample), 0);
+    EXPECT_EQ(sample.uncompressedData, nullptr);
+    EXPECT_EQ(sample.uncompressedSize, 8u * 6 * 3);
+
+    // Sound arrives block by block with plain time flags.
+    const int sound = StreamOf(track, 3);
+    for (size_t record : channels[3].own) {
+        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << LastError();
+        std::vector<uint8_t> block = recording.Payload(record);
+        ASSERT_EQ(sample.uncompressedSize, 6u);
+        EXPECT_TRUE(std::equal(block.begin(), block.end(), sample.uncompressedData));
         EXPECT_EQ(sample.time.recordedTime, recording.records[record].time);
+        EXPECT_EQ(sample.time.zoneKnown, 1);
+        VcPublicAudioDescription description{};
+        ASSERT_EQ(Stream_GetAudioSampleDescription(sound, sample.descriptionHandle, &description), 0);
+        EXPECT_EQ(description.sampleRate, 8000);
+        EXPECT_EQ(description.maxSampleBytes, 6);
+        VcPublicVideoDescription wrong{};
+        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, sample.descriptionHandle, &wrong), InvalidHandle);
+        Stream_ReleaseSample(sound, sample);
     }
-    ASSERT_EQ(Stream_GoToTime(two, SeekTo(TimeAt(6), 0), &sample), 0);
-    EXPECT_EQ(sample.time.recordedTime, TimeAt(5));
-    EXPECT_EQ(decoder.decompressCalls, decompressed);
+    EXPECT_EQ(Stream_GetNextSample(sound, Request(), &sample), EndOfStreamAfterEnd);
 }
 
 TEST_F(LegacyStreamTest, EveryCallRefusesARequestWithoutAbortCallback) {
@@ -215,36 +244,6 @@ TEST_F(LegacyStreamTest, CatastrophicFailureOfTheCoreEndsTheStep) {
     EXPECT_EQ(Stream_GetNextSample(StreamOf(track, 1), Request(), &sample), CatastrophicFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClient failed catastrophically");
     EXPECT_EQ(sample.uncompressedData, nullptr);
-}
-
-TEST_F(LegacyStreamTest, AudioStreamDeliversEveryBlockWithPlainFlags) {
-    recording.audioBytes = 6;
-    for (int step : {0, 3, 6}) {
-        recording.records.push_back({AudioRecord, 0, 0, TimeAt(step) + 1});
-    }
-    LoadRecording(recording);
-    int sound = StreamOf(track, 2);
-    VcSample sample{};
-    for (size_t record : {10u, 11u, 12u}) {
-        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << LastError();
-        std::vector<uint8_t> block = recording.Payload(record);
-        ASSERT_EQ(sample.uncompressedSize, 6u);
-        EXPECT_TRUE(std::equal(block.begin(), block.end(), sample.uncompressedData));
-        EXPECT_EQ(sample.time.recordedTime, recording.records[record].time);
-        EXPECT_EQ(sample.time.zoneKnown, 1);
-        VcPublicAudioDescription description{};
-        ASSERT_EQ(Stream_GetAudioSampleDescription(sound, sample.descriptionHandle, &description), 0);
-        EXPECT_EQ(description.sampleRate, 8000);
-        EXPECT_EQ(description.maxSampleBytes, 6);
-        VcPublicVideoDescription wrong{};
-        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, sample.descriptionHandle, &wrong), InvalidHandle);
-        Stream_ReleaseSample(sound, sample);
-    }
-    EXPECT_EQ(Stream_GetNextSample(sound, Request(), &sample), EndOfStreamAfterEnd);
-    ASSERT_EQ(Stream_GoToTime(sound, SeekTo(TimeAt(5)), &sample), 0);
-    EXPECT_EQ(sample.time.recordedTime, TimeAt(3) + 1);
-    Stream_ReleaseSample(sound, sample);
-    EXPECT_EQ(Stream_GoToTime(sound, SeekTo(TimeAt(0)), &sample), EndOfStreamBeforeStart);
 }
 
 TEST_F(LegacyStreamTest, PicturesAboveTheSizeLimitAreRefusedBeforeAnyAllocation) {

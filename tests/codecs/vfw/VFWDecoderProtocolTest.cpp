@@ -89,9 +89,10 @@ class VfwProtocol : public testing::Test {
 protected:
     void SetUp() override { script = Script(); }
 
-    int32_t Initialise(const char* code = "lkz3") {
-        return decoder.Initialise(FourCC(code), format.data(), static_cast<uint32_t>(format.size()),
-                                  outFormat);
+    int32_t Initialise(const char* code = "lkz3") { return Initialise(decoder, code); }
+    int32_t Initialise(VFWDecoder& bridge, const char* code = "lkz3") {
+        return bridge.Initialise(FourCC(code), format.data(), static_cast<uint32_t>(format.size()),
+                                 outFormat);
     }
     int32_t Decompress() {
         return decoder.Decompress(data, sizeof data, outFormat, picture.data(), ImageBytes, 0, 0);
@@ -145,8 +146,7 @@ TEST_F(VfwProtocol, FailedOpenIsLoggedAndFindsNothing) {
     Testing::MinimalDecoder owner;
     log.Clear();
     VFWDecoder owned(&owner, OpenScripted);
-    EXPECT_EQ(
-        owned.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()), outFormat), -1);
+    EXPECT_EQ(Initialise(owned), -1);
     EXPECT_TRUE(log.All().empty());
     std::vector<std::string> lines = decoderLog.Take();
     ASSERT_FALSE(lines.empty());
@@ -176,9 +176,7 @@ TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
         script.closeFails = value == 5;
         LogCapture log;
         VFWDecoder failing(nullptr, OpenScripted);
-        EXPECT_EQ(failing.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()),
-                                     outFormat),
-                  -1);
+        EXPECT_EQ(Initialise(failing), -1);
         EXPECT_TRUE(log.Contains("Decompress Begin returned : " + std::to_string(value) + "\n",
                                  Vorn::Vorncast::LogCore));
         EXPECT_TRUE(log.Contains("Error in DECOMPRESS_BEGIN\n", Vorn::Vorncast::LogCore)) << value;
@@ -234,9 +232,7 @@ TEST_F(VfwProtocol, CloseAndDestructionEndDecompression) {
     script = Script();
     {
         VFWDecoder again(nullptr, OpenScripted);
-        EXPECT_EQ(
-            again.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()), outFormat),
-            0);
+        EXPECT_EQ(Initialise(again), 0);
     }
     EXPECT_EQ(script.ends, 1);
     EXPECT_EQ(script.closes, 1);
