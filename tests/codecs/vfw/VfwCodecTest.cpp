@@ -3,7 +3,6 @@
 #include "MissingTool.h"
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/VFWDecoder.h"
-#include "codecs/vfw/VfwBuiltinDecoders.h"
 #include "fixtures/codecs/VfwTestEncoder.h"
 #include "model/files/FileTestSupport.h"
 
@@ -174,65 +173,6 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
         EXPECT_EQ(decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
         EXPECT_EQ(dib, black);
     }
-}
-
-// The two codes served by the library's own codecs reach the registered function; without one
-// the code does not begin.
-class VfwBuiltinCodes : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("ADV1"), &savedAdv1));
-        ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("TJPG"), &savedTjpg));
-    }
-    void TearDown() override {
-        RegisterVfwBuiltinDecoder(FourCC("ADV1"), savedAdv1);
-        RegisterVfwBuiltinDecoder(FourCC("TJPG"), savedTjpg);
-    }
-
-    // Paints the picture of the frame's first byte, and fails for a first byte of 0xFF.
-    static bool Stub(const uint8_t* data, uint32_t size, int32_t width, int32_t height, uint8_t* picture) {
-        ++calls;
-        lastSize = size;
-        std::vector<uint8_t> expected = MakeBgrPicture(width, height, data[0]);
-        std::copy(expected.begin(), expected.end(), picture);
-        return data[0] != 0xFF;
-    }
-
-    static inline int calls = 0;
-    static inline uint32_t lastSize = 0;
-    VfwBuiltinDecodeFunction savedAdv1 = nullptr;
-    VfwBuiltinDecodeFunction savedTjpg = nullptr;
-};
-
-TEST_F(VfwBuiltinCodes, FramesGoToTheRegisteredFunction) {
-    const int width = 90, height = 60;
-    uint8_t outFormat[40];
-    for (auto [code, privateCode] : {std::pair{"ADV1", "lkz6"}, std::pair{"TJPG", "lkz7"}}) {
-        ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC(code), Stub));
-        std::vector<uint8_t> format = BitmapFormat(width, height, FourCC(code), 24);
-        VFWDecoder decoder;
-        ASSERT_EQ(decoder.Initialise(FourCC(privateCode), format.data(), static_cast<uint32_t>(format.size()),
-                                     outFormat),
-                  0);
-        std::vector<uint8_t> dib(decoder.OutputImageSize());
-        uint8_t frame[33] = {3};
-        ASSERT_EQ(decoder.Decompress(frame, sizeof frame, outFormat, dib.data(),
-                                     static_cast<uint32_t>(dib.size()), 0, 0),
-                  0);
-        EXPECT_EQ(lastSize, sizeof frame);
-        EXPECT_EQ(TopDown(outFormat, dib, width, height), MakeBgrPicture(width, height, 3)) << code;
-        frame[0] = 0xFF;
-        EXPECT_EQ(decoder.Decompress(frame, sizeof frame, outFormat, dib.data(),
-                                     static_cast<uint32_t>(dib.size()), 0, 0),
-                  VFWDecoder::DecompressFailed);
-    }
-    ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC("TJPG"), nullptr));
-    std::vector<uint8_t> format = BitmapFormat(64, 48, FourCC("TJPG"), 24);
-    VFWDecoder decoder;
-    EXPECT_EQ(
-        decoder.Initialise(FourCC("lkz7"), format.data(), static_cast<uint32_t>(format.size()), outFormat),
-        -1);
-    EXPECT_EQ(calls, 4);
 }
 
 } // namespace
