@@ -1,9 +1,14 @@
-// Frames encoded by libavcodec at test time go through the bridge under a private code and their
-// stream FourCC, and must come back as the pictures that were encoded.
+// Frames encoded at test time, by libavcodec or by the test encoders of the library's own codecs, go
+// through the bridge under a private code and their stream FourCC, and must come back as the
+// pictures that were encoded.
 #include "MissingTool.h"
 #include "codecs/vfw/DibPicture.h"
 #include "codecs/vfw/VFWDecoder.h"
+#include "codecs/vfw/VfwBuiltinDecoders.h"
+#include "fixtures/adv601/Adv601TestEncoder.h"
+#include "fixtures/adv601/Adv601TestPictures.h"
 #include "fixtures/codecs/VfwTestEncoder.h"
+#include "fixtures/jpeg/JpegTestSupport.h"
 #include "model/files/FileTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +17,7 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
+using namespace Vorn::Vorncast::Decoders::Testing;
 using namespace VfwTesting;
 using FileTesting::LogCapture;
 
@@ -40,6 +46,12 @@ std::vector<uint8_t> TopDown(const uint8_t* format, const std::vector<uint8_t>& 
     return picture;
 }
 
+int32_t Begin(VFWDecoder& decoder, const char* privateCode, const std::vector<uint8_t>& format,
+              uint8_t* outFormat) {
+    return decoder.Initialise(FourCC(privateCode), format.data(), static_cast<uint32_t>(format.size()),
+                              outFormat);
+}
+
 void PrintTo(const CodecCase& c, std::ostream* out) {
     *out << c.name;
 }
@@ -56,9 +68,7 @@ TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {
         BitmapFormat(c.width, c.height, FourCC(c.streamFourCC), 24, stream.extradata);
     VFWDecoder decoder;
     uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    ASSERT_EQ(decoder.Initialise(FourCC(c.privateCode), format.data(), static_cast<uint32_t>(format.size()),
-                                 outFormat),
-              0);
+    ASSERT_EQ(Begin(decoder, c.privateCode, format, outFormat), 0);
     ASSERT_TRUE(!c.globalHeader || !stream.extradata.empty());
     std::vector<uint8_t> dib(decoder.OutputImageSize());
     for (int i = 0; i < FrameCount; ++i) {
@@ -127,9 +137,7 @@ TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
         LogCapture log;
         std::vector<uint8_t> format = BitmapFormat(64, 48, FourCC(c.stream), 24);
         VFWDecoder decoder;
-        EXPECT_EQ(decoder.Initialise(FourCC(c.code), format.data(), static_cast<uint32_t>(format.size()),
-                                     outFormat),
-                  c.result);
+        EXPECT_EQ(Begin(decoder, c.code, format, outFormat), c.result);
         std::vector<std::string> messages = log.Messages();
         ASSERT_EQ(messages.size(), c.texts.size()) << c.code;
         for (size_t index = 0; index < messages.size(); ++index) {
@@ -173,6 +181,60 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
         EXPECT_EQ(decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
         EXPECT_EQ(dib, black);
     }
+}
+
+// The codes the library's own codecs serve: a frame cut short fails, a stream whose size is not the
+// picture's is refused, and without a codec the code does not begin.
+struct Route {
+    const char* code;
+    const char* privateCode;
+    int32_t width, height;
+    std::vector<uint8_t> source, frame;
+    double bound;
+};
+
+TEST(VfwCodecRoutes, LibraryCodecsDecodeThroughTheBridge) {
+    std::vector<Route> routes;
+    for (bool tall : {true, false}) {
+        Adv601TestPicture source = Adv601ColourBars(tall);
+        Adv601EncoderOptions options;
+        options.tallField = tall;
+        routes.push_back(
+            {"ADV1", "lkz6", 720, source.height, source.bgr, EncodeAdv601(source.bgr.data(), options), 40.0});
+    }
+    TestPicture bars = MakeColourBars(33, 17); // 99 bytes a line: the JPEG path pads to 100
+    routes.push_back({"TJPG", "lkz7", 33, 17, bars.pixels, EncodeJpeg(bars), 35.0});
+    for (const Route& route : routes) {
+        const std::vector<uint8_t> untouched = route.frame;
+        for (int32_t width : {route.width, route.width - 1}) {
+            std::vector<uint8_t> format = BitmapFormat(width, route.height, FourCC(route.code), 24);
+            VFWDecoder decoder;
+            uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
+            ASSERT_EQ(Begin(decoder, route.privateCode, format, outFormat), 0) << route.code;
+            std::vector<uint8_t> dib(decoder.OutputImageSize());
+            auto decode = [&](size_t bytes) {
+                return decoder.Decompress(route.frame.data(), static_cast<uint32_t>(bytes), outFormat,
+                                          dib.data(), static_cast<uint32_t>(dib.size()), 0, 0);
+            };
+            if (width != route.width) {
+                EXPECT_EQ(decode(route.frame.size()), VFWDecoder::DecompressFailed) << route.code;
+                continue;
+            }
+            ASSERT_EQ(decode(route.frame.size()), 0) << route.code;
+            EXPECT_GT(Psnr(TopDown(outFormat, dib, route.width, route.height), route.source), route.bound)
+                << route.code;
+            EXPECT_EQ(route.frame, untouched); // the caller's bytes are not turned round
+            EXPECT_EQ(decode(route.frame.size() / 2), VFWDecoder::DecompressFailed) << route.code;
+        }
+    }
+
+    VfwBuiltinDecodeFunction saved = nullptr;
+    ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("TJPG"), &saved));
+    ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC("TJPG"), nullptr));
+    VFWDecoder decoder;
+    uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
+    EXPECT_EQ(Begin(decoder, "lkz7", BitmapFormat(64, 48, FourCC("TJPG"), 24), outFormat), -1);
+    RegisterVfwBuiltinDecoder(FourCC("TJPG"), saved);
 }
 
 } // namespace
