@@ -10,6 +10,9 @@
 #include "fixtures/formats/BoschArchiveWriter.h"
 #include "fixtures/formats/DarlexWriter.h"
 #include "fixtures/formats/KodicomWriter.h"
+#include "fixtures/formats/SyneticsWriter.h"
+#include "fixtures/formats/UvmsWriter.h"
+#include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/iso/FfmpegTool.h"
 #include "support/RecorderTime.h"
 #include "tools/ToolTestSupport.h"
@@ -71,6 +74,55 @@ Recording WriteBosch(const fs::path& folder) {
     return {path, {"Gate", "Yard"}, {6, 6}, 1, Times("2024/05/17 08:30:00", 400000, 6)};
 }
 
+Recording WriteVigilant(const fs::path& folder) {
+    const VigilantMpeg2File written =
+        EncodeVigilantMpeg2Clip(32, 7, {"Depot", "Gate", 0, {1700000000, 1700003600}});
+    if (written.bytes.empty()) {
+        return {};
+    }
+    const std::string path = Save(folder / "clip.mpg", written.bytes);
+    // Each frame at the time of its group, in display order.
+    std::vector<std::string> times = Times("2023/11/14 22:13:20", 0, 1);
+    for (const auto& group : {Times("2023/11/14 23:13:20", 0, 3), Times("2023/11/14 23:13:21", 0, 3)}) {
+        times.insert(times.end(), group.begin(), group.end());
+    }
+    return {path, {"Depot - Gate"}, {7}, 0, times};
+}
+
+// A pair found by its name, its pictures listed in display order, B frames included.
+Recording WriteSynetics(const fs::path& folder) {
+    CodecTest::EncodedVideo video;
+    if (!EncodeSyneticsVideo(64, 48, 9, 6, &video)) {
+        return {};
+    }
+    const SyneticsPair pair =
+        WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
+    Save(folder / "mpeg2_0001_2.dat", pair.otherFrames);
+    const std::string path = Save(folder / "mpeg2_0001_1.dat", pair.iFrames);
+    return {path, {"Gate"}, {9}, 0, Times("2024/03/12 09:30:00", 400000, 9)};
+}
+
+Recording WriteUvms(const fs::path& folder) {
+    for (const auto& [path, bytes] : WriteUvmsJpegTree(32, 16)) {
+        Save(folder / path, bytes);
+    }
+    const std::string path = (folder / "Configs/site.ocf").string();
+    return {path,
+            {"Input Number: 1, Gate", "Input Number: 2, Yard"},
+            {3, 2},
+            0,
+            Times("2023/11/14 22:13:20", 400000, 3)};
+}
+
+Recording WriteGeoVision(const fs::path& folder) {
+    const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
+    if (written.empty()) {
+        return {};
+    }
+    const std::string path = Save(folder / written[0].name, written[0].bytes);
+    return {path, {"Gate.avi"}, {6}, 0, Times("2021/03/04 05:06:00", 10000000, 6)};
+}
+
 Recording WriteKodicom(const fs::path& folder) {
     const KodicomSpan span = WriteKodicomSpan(KodicomFrames(2, 5, 638000000000000000, 5, 2, 32, 24));
     Save(folder / "KD0.box", span.box);
@@ -109,6 +161,10 @@ Recording WriteDarlexNamed(const fs::path& folder) {
 
 const FormatCase FormatCases[] = {
     {"BoschArchive", WriteBosch, "Bosch Archive", {}},
+    {"VigilantMpeg2", WriteVigilant, "Vigilant Export Viewer MPEG2", {}},
+    {"Synetics", WriteSynetics, "Synectics", {}},
+    {"Uvms", WriteUvms, "UVMS PI Vision Ltd", {}},
+    {"GeoVisionAvi", WriteGeoVision, "GeoVision", {}},
     {"Kodicom", WriteKodicom, "Kodicom", {}},
     {"DarlexByIndex", WriteDarlexTracked, "Tecton Darlex (Tracked Frames Only)", {"--decoder", "72"}},
     {"DarlexByGuid",
