@@ -1,7 +1,7 @@
 // Recorder formats through the tool: each recording written at test time is found (by
 // autodetection or the decoder named), probe shows every camera with its name and frame count, and
-// frames lists one camera's frames, each with its camera and recorder time. Export and convert of an
-// AVI and a DVD recording write the pictures ffmpeg decodes; a cut-short AVI is explained.
+// frames lists one camera's frames, each with its camera and recorder time. Export of an AVI and a
+// DVD recording writes the pictures ffmpeg decodes; a cut-short AVI is explained.
 #include "MissingTool.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
@@ -26,13 +26,12 @@ namespace fs = std::filesystem;
 using json = nlohmann::json;
 using namespace Vorn::Vorncast::Decoders::Testing;
 
-void Save(const fs::path& path, const void* bytes, size_t size) {
+// Writes `bytes` (a vector or string of bytes) to `path`, making its folder; gives the path.
+template <typename ByteString> std::string Save(const fs::path& path, const ByteString& bytes) {
     fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary).write(static_cast<const char*>(bytes), static_cast<long>(size));
-}
-
-void Save(const fs::path& path, const std::vector<uint8_t>& bytes) {
-    Save(path, bytes.data(), bytes.size());
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()));
+    return path.string();
 }
 
 // What a recording written for a case should show.
@@ -41,7 +40,7 @@ struct Recording {
     std::vector<std::string> cameras;
     std::vector<size_t> frames;     // per camera
     size_t listed = 0;              // the camera whose frames are listed
-    std::vector<std::string> times; // of every listed frame; empty: not checked
+    std::vector<std::string> times; // of every listed frame
 };
 
 struct FormatCase {
@@ -51,10 +50,12 @@ struct FormatCase {
     std::vector<std::string> options;
 };
 
-std::vector<std::string> Times(int64_t start, int64_t step, size_t count) {
+// `count` recorder times `step` ticks apart from `first`, as the tool prints them.
+std::vector<std::string> Times(const char* first, int64_t step, size_t count) {
     std::vector<std::string> times;
     for (size_t index = 0; index < count; ++index) {
-        times.push_back(VorncastTool::FormatRecorderTime(start + static_cast<int64_t>(index) * step));
+        times.push_back(VorncastTool::FormatRecorderTime(*VorncastTool::ParseRecorderTime(first) +
+                                                         static_cast<int64_t>(index) * step));
     }
     return times;
 }
@@ -69,11 +70,8 @@ Recording WriteBosch(const fs::path& folder) {
                            {{"B1", "Gate", "", {{"T", clip}}}, {"B2", "Yard", "", {{"T", clip}}}}, 64, 48)) {
         Save(path, bytes);
     }
-    return {(folder / "Export.info").string(),
-            {"Gate", "Yard"},
-            {6, 6},
-            1,
-            Times(*VorncastTool::ParseRecorderTime("2024/05/17 08:30:00"), 400000, 6)};
+    const std::string path = (folder / "Export.info").string();
+    return {path, {"Gate", "Yard"}, {6, 6}, 1, Times("2024/05/17 08:30:00", 400000, 6)};
 }
 
 Recording WriteVigilant(const fs::path& folder) {
@@ -82,15 +80,13 @@ Recording WriteVigilant(const fs::path& folder) {
     if (written.bytes.empty()) {
         return {};
     }
-    Save(folder / "clip.mpg", written.bytes);
-    return {(folder / "clip.mpg").string(),
-            {"Depot - Gate"},
-            {7},
-            0,
-            // Each frame at the time of its group, in display order.
-            {"2023/11/14 22:13:20.000", "2023/11/14 23:13:20.000", "2023/11/14 23:13:20.000",
-             "2023/11/14 23:13:20.000", "2023/11/14 23:13:21.000", "2023/11/14 23:13:21.000",
-             "2023/11/14 23:13:21.000"}};
+    const std::string path = Save(folder / "clip.mpg", written.bytes);
+    // Each frame at the time of its group, in display order.
+    std::vector<std::string> times = Times("2023/11/14 22:13:20", 0, 1);
+    for (const auto& group : {Times("2023/11/14 23:13:20", 0, 3), Times("2023/11/14 23:13:21", 0, 3)}) {
+        times.insert(times.end(), group.begin(), group.end());
+    }
+    return {path, {"Depot - Gate"}, {7}, 0, times};
 }
 
 // A pair found by its name, its pictures listed in display order, B frames included.
@@ -101,24 +97,21 @@ Recording WriteSynetics(const fs::path& folder) {
     }
     const SyneticsPair pair =
         WriteSyneticsPair("Gate", SyneticsPictures(video, {2024, 3, 0, 12, 9, 30, 0, 0}, 40));
-    Save(folder / "mpeg2_0001_1.dat", pair.iFrames);
     Save(folder / "mpeg2_0001_2.dat", pair.otherFrames);
-    return {(folder / "mpeg2_0001_1.dat").string(),
-            {"Gate"},
-            {9},
-            0,
-            Times(*VorncastTool::ParseRecorderTime("2024/03/12 09:30:00"), 400000, 9)};
+    const std::string path = Save(folder / "mpeg2_0001_1.dat", pair.iFrames);
+    return {path, {"Gate"}, {9}, 0, Times("2024/03/12 09:30:00", 400000, 9)};
 }
 
 Recording WriteUvms(const fs::path& folder) {
     for (const auto& [path, bytes] : WriteUvmsJpegTree(32, 16)) {
         Save(folder / path, bytes);
     }
-    return {(folder / "Configs/site.ocf").string(),
+    const std::string path = (folder / "Configs/site.ocf").string();
+    return {path,
             {"Input Number: 1, Gate", "Input Number: 2, Yard"},
             {3, 2},
             0,
-            Times(*VorncastTool::ParseRecorderTime("2023/11/14 22:13:20"), 400000, 3)};
+            Times("2023/11/14 22:13:20", 400000, 3)};
 }
 
 Recording WriteGeoVision(const fs::path& folder) {
@@ -126,23 +119,15 @@ Recording WriteGeoVision(const fs::path& folder) {
     if (written.empty()) {
         return {};
     }
-    Save(folder / written[0].name, written[0].bytes);
-    return {(folder / written[0].name).string(),
-            {"Gate.avi"},
-            {6},
-            0,
-            Times(*VorncastTool::ParseRecorderTime("2021/03/04 05:06:00"), 10000000, 6)};
+    const std::string path = Save(folder / written[0].name, written[0].bytes);
+    return {path, {"Gate.avi"}, {6}, 0, Times("2021/03/04 05:06:00", 10000000, 6)};
 }
 
 Recording WriteKodicom(const fs::path& folder) {
     const KodicomSpan span = WriteKodicomSpan(KodicomFrames(2, 5, 638000000000000000, 5, 2, 32, 24));
-    Save(folder / "KD0.bix", span.bix.data(), span.bix.size());
-    Save(folder / "KD0.box", span.box.data(), span.box.size());
-    return {(folder / "KD0.bix").string(),
-            {"Camera 1", "Camera 2"},
-            {5, 5},
-            1,
-            Times(638000000000000000, 2000000, 5)};
+    Save(folder / "KD0.box", span.box);
+    const std::string path = Save(folder / "KD0.bix", span.bix);
+    return {path, {"Camera 1", "Camera 2"}, {5, 5}, 1, Times("2022/09/28 22:13:20", 2000000, 5)};
 }
 
 // Three frames of camera 4, two in one second, which the stream spreads over that second.
@@ -155,11 +140,7 @@ Recording WriteDarlexTracked(const fs::path& folder) {
     }
     fs::create_directories(folder);
     WriteDarlexFiles(WriteDarlex(image, "REC"), folder.string());
-    return {(folder / "REC.VID").string(),
-            {"Camera 4"},
-            {3},
-            0,
-            Times(*VorncastTool::ParseRecorderTime("2021/11/25 05:00:01"), 5000000, 3)};
+    return {(folder / "REC.VID").string(), {"Camera 4"}, {3}, 0, Times("2021/11/25 05:00:01", 5000000, 3)};
 }
 
 // Cameras named in the track directory.
@@ -174,11 +155,8 @@ Recording WriteDarlexNamed(const fs::path& folder) {
                      {"Gate", "Yard"}}};
     fs::create_directories(folder);
     WriteDarlexFiles(WriteDarlex(image, "DISK"), folder.string());
-    return {(folder / "DISK.VID").string(),
-            {"Gate", "Yard"},
-            {1, 2},
-            1,
-            Times(*VorncastTool::ParseRecorderTime("2022/06/01 09:00:01"), 10000000, 2)};
+    const std::string path = (folder / "DISK.VID").string();
+    return {path, {"Gate", "Yard"}, {1, 2}, 1, Times("2022/06/01 09:00:01", 10000000, 2)};
 }
 
 const FormatCase FormatCases[] = {
@@ -230,16 +208,29 @@ TEST_P(ToolFormatTest, ProbeShowsEveryCameraAndFramesListsOnesFrames) {
 INSTANTIATE_TEST_SUITE_P(Formats, ToolFormatTest, ::testing::ValuesIn(FormatCases),
                          [](const ::testing::TestParamInfo<FormatCase>& info) { return info.param.name; });
 
+// Export writes every frame as the picture ffmpeg decodes from the same file, each `stride`th of
+// them compared.
+void ExpectExportedAsDecoded(std::vector<std::string> arguments, const fs::path& out,
+                             const std::vector<IsoTest::Bytes>& reference, size_t stride) {
+    arguments.insert(arguments.end(), {"--out", out.string()});
+    const ToolRun exported = RunTool(arguments);
+    ASSERT_EQ(exported.exitCode, 0) << exported.err;
+    const json log = ReadJson(out / "frames.json");
+    ASSERT_EQ(log.size(), reference.size());
+    for (size_t index = 0; index < log.size(); index += stride) {
+        const VorncastTool::Picture picture = ReadPng(out / log[index]["output"].get<std::string>());
+        EXPECT_LT(MeanDifference(reference[index], picture), 1.0) << index;
+    }
+}
+
 // A bare file name, as typed in the recording's own folder, names a file of the current directory.
-// Export writes every frame as the picture ffmpeg decodes from the same file (colours converted as
-// the codec driver converts them), and convert writes one movie with every frame in its log.
-TEST_F(ToolTest, GeoVisionAviIsReadByBareNameExportedAndConverted) {
+// Export's pictures are ffmpeg's, colours converted as the codec driver converts them.
+TEST_F(ToolTest, GeoVisionAviIsReadByBareNameAndExported) {
     const std::vector<AviRecordingFile> written = WriteAviMemberRecording("DecodeGeoVision");
     if (written.empty() || !IsoTest::HaveFfmpegTools()) {
         SKIP_OR_FAIL_FOR_MISSING("the MPEG-4 encoder or the ffmpeg program");
     }
-    const fs::path path = Work("recording") / written[0].name;
-    ASSERT_TRUE(IsoTest::WriteWholeFile(path.string(), written[0].bytes));
+    const fs::path path = Save(Work("recording") / written[0].name, written[0].bytes);
     const fs::path before = fs::current_path();
     fs::current_path(Work("recording"));
     const json frames = RunToolJson({"frames", written[0].name, "--json"});
@@ -249,19 +240,7 @@ TEST_F(ToolTest, GeoVisionAviIsReadByBareNameExportedAndConverted) {
     const std::vector<IsoTest::Bytes> reference =
         IsoTest::FfmpegVideoFrames(path.string(), 48, 32, "bilinear+accurate_rnd+full_chroma_int");
     ASSERT_EQ(reference.size(), 6u);
-    const ToolRun exported = RunTool({"export", path.string(), "--out", Work("export").string()});
-    ASSERT_EQ(exported.exitCode, 0) << exported.err;
-    const json log = ReadJson(Work("export") / "frames.json");
-    ASSERT_EQ(log.size(), reference.size());
-    for (size_t index = 0; index < log.size(); ++index) {
-        EXPECT_LT(MeanDifference(reference[index],
-                                 ReadPng(Work("export") / log[index]["output"].get<std::string>())),
-                  1.0)
-            << index;
-    }
-    const ToolRun converted = RunTool({"convert", path.string(), Work("convert").string()});
-    ASSERT_EQ(converted.exitCode, 0) << converted.err;
-    EXPECT_EQ(ReadJson(Work("convert") / "frames.json").size(), reference.size());
+    ExpectExportedAsDecoded({"export", path.string()}, Work("export"), reference, 1);
 }
 
 // ffmpeg's AVI cut before its idx1 would load for ever: the tool ends the load once its progress
@@ -285,9 +264,9 @@ TEST_F(ToolTest, AnAviCutBeforeItsIndexIsExplained) {
 }
 
 // A disc of two title sets, the second of two cells, is found from the disc's folder: probe shows
-// a track a title set with its pictures and sound, frames lists the pictures, export writes them as
-// ffmpeg decodes them, and convert makes a file of each title set's pictures.
-TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
+// a track a title set with its pictures and sound, export writes the pictures as ffmpeg decodes
+// them, and convert, given the VIDEO_TS folder, makes a file of each title set's pictures.
+TEST_F(ToolTest, DvdFolderIsProbedExportedAndConverted) {
     if (!Vorn::Testing::HaveDvdTools()) {
         SKIP_OR_FAIL_FOR_MISSING("ffmpeg or dvdauthor");
     }
@@ -308,21 +287,8 @@ TEST_F(ToolTest, DvdFolderIsProbedListedExportedAndConverted) {
     EXPECT_EQ(streams[1]["type"], "audio");
     const int64_t videoStream = streams[0]["index"];
 
-    const ToolRun frames = RunTool(
-        {"frames", dvd.directory + "/VIDEO_TS.IFO", "--stream", std::to_string(videoStream), "--json"});
-    ASSERT_EQ(frames.exitCode, 0) << frames.err;
-    EXPECT_EQ(json::parse(frames.out).size(), reference.size());
-
-    const fs::path out = Work("export");
-    const ToolRun exported =
-        RunTool({"export", disc, "--stream", std::to_string(videoStream), "--out", out.string()});
-    ASSERT_EQ(exported.exitCode, 0) << exported.err;
-    const json log = ReadJson(out / "frames.json");
-    ASSERT_EQ(log.size(), reference.size());
-    for (size_t index = 0; index < log.size(); index += 4) {
-        const VorncastTool::Picture picture = ReadPng(out / log[index]["output"].get<std::string>());
-        EXPECT_LT(MeanDifference(reference[index], picture), 1.0) << index;
-    }
+    ExpectExportedAsDecoded({"export", disc, "--stream", std::to_string(videoStream)}, Work("export"),
+                            reference, 4);
 
     const ToolRun converted = RunTool({"convert", dvd.directory, Work("convert").string()});
     ASSERT_EQ(converted.exitCode, 0) << converted.err;

@@ -8,13 +8,6 @@
 #include "tools/ToolTestSupport.h"
 
 #include <fstream>
-#include <map>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libswscale/swscale.h>
-}
 
 namespace ToolTests {
 namespace {
@@ -26,71 +19,22 @@ using nlohmann::json;
 constexpr int64_t SampleStart = 638396640000000000;
 constexpr int64_t SamplePeriod = 400000;
 
-// What libavformat and libavcodec find in a video file.
-struct OpenedVideo {
-    int64_t packets = 0;
-    double durationSeconds = 0;
-    std::vector<int64_t> ptsMilliseconds;
-    std::map<std::string, std::string> metadata;
-    VorncastTool::Picture firstPicture; // decoded, blue first
-    int audioSampleRate = 0;            // 0 when the file has no audio
-    int audioChannels = 0;
-    double audioDurationSeconds = 0;
-};
+// ffprobe's view of the first stream of `kind` ("v" or "a") of a video file, its duration, sample
+// rate and channels, and of the file's tags.
+json Probe(const fs::path& path, const std::string& kind) {
+    return json::parse(
+        RunProgram({"ffprobe", "-v", "error", "-select_streams", kind + ":0", "-show_entries",
+                    "stream=duration,sample_rate,channels:format_tags", "-of", "json", path.string()}));
+}
 
-OpenedVideo OpenVideo(const fs::path& path) {
-    OpenedVideo opened;
-    AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.string().c_str(), nullptr, nullptr) < 0 ||
-        avformat_find_stream_info(format, nullptr) < 0) {
-        ADD_FAILURE() << "libavformat cannot open " << path;
-        return opened;
-    }
-    const AVDictionaryEntry* entry = nullptr;
-    while ((entry = av_dict_get(format->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
-        opened.metadata[entry->key] = entry->value;
-    }
-    const int audio = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
-    if (audio >= 0) {
-        const AVStream* stream = format->streams[audio];
-        opened.audioSampleRate = stream->codecpar->sample_rate;
-        opened.audioChannels = stream->codecpar->ch_layout.nb_channels;
-        opened.audioDurationSeconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-    }
-    const int video = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    AVStream* stream = format->streams[video];
-    opened.durationSeconds = static_cast<double>(stream->duration) * av_q2d(stream->time_base);
-    const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-    AVCodecContext* decoder = avcodec_alloc_context3(codec);
-    avcodec_parameters_to_context(decoder, stream->codecpar);
-    avcodec_open2(decoder, codec, nullptr);
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
-    bool decoded = false;
-    while (av_read_frame(format, packet) >= 0) {
-        if (packet->stream_index == video) {
-            ++opened.packets;
-            opened.ptsMilliseconds.push_back(av_rescale_q(packet->pts, stream->time_base, {1, 1000}));
-            avcodec_send_packet(decoder, packet);
-            if (!decoded && avcodec_receive_frame(decoder, frame) == 0) {
-                decoded = true;
-                opened.firstPicture = VorncastTool::Picture::Blank(frame->width, frame->height);
-                SwsContext* scaler = sws_getContext(
-                    frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), frame->width,
-                    frame->height, AV_PIX_FMT_BGR24, SWS_BICUBIC, nullptr, nullptr, nullptr);
-                uint8_t* lines[1] = {opened.firstPicture.bytes.data()};
-                const int strides[1] = {frame->width * 3};
-                sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, lines, strides);
-                sws_freeContext(scaler);
-            }
-        }
-        av_packet_unref(packet);
-    }
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    avcodec_free_context(&decoder);
-    avformat_close_input(&format);
-    return opened;
+double Seconds(const json& value) {
+    return value.is_string() ? std::stod(value.get<std::string>()) : 0.0;
+}
+
+// The first picture ffmpeg decodes from a video file, blue first.
+VorncastTool::Picture FirstPicture(const fs::path& path, int32_t width, int32_t height) {
+    const std::vector<IsoTest::Bytes> frames = IsoTest::FfmpegVideoFrames(path.string(), width, height);
+    return frames.empty() ? VorncastTool::Picture{} : VorncastTool::Picture{width, height, 3, frames[0]};
 }
 
 // Mean absolute difference of the two pictures over the rows from `top` to `bottom`.
@@ -170,21 +114,24 @@ TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
 
 // Convert writes a playable file, timed and logged; the overlay is burnt in only when asked.
 TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
+    if (!IsoTest::HaveFfmpegTools()) {
+        SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+    }
     const std::string file = WriteJpegRecording(3, 160, 96);
     const fs::path out = Work("convert");
     const ToolRun run = RunTool({"convert", file, out.string(), "--decoder", GenericJpeg});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const OpenedVideo video = OpenVideo(out / "cam00.mp4");
-    EXPECT_EQ(video.packets, 3);
+    const json probed = Probe(out / "cam00.mp4", "v");
     // No clock in this format: 25 pictures a second, the last lasting as long as the others.
-    EXPECT_NEAR(video.durationSeconds, 0.12, 0.0011);
-    for (size_t index = 0; index < video.ptsMilliseconds.size(); ++index) {
-        EXPECT_EQ(video.ptsMilliseconds[index], static_cast<int64_t>(index) * 40);
-    }
-    EXPECT_EQ(video.metadata.at("title"), "camera 0");
-    EXPECT_NE(video.metadata.at("comment").find("Recorder start 0001/01/01 00:00:00.000"), std::string::npos);
-    ASSERT_EQ(video.firstPicture.width, 160);
-    EXPECT_LT(MeanDifference(pictures[0].bgr, video.firstPicture), 6.0);
+    EXPECT_NEAR(Seconds(probed["streams"][0]["duration"]), 0.12, 0.0011);
+    EXPECT_EQ(IsoTest::FfmpegPacketTimes((out / "cam00.mp4").string(), "v"),
+              (std::vector<double>{0, 0.04, 0.08}));
+    EXPECT_EQ(probed["format"]["tags"]["title"], "camera 0");
+    EXPECT_NE(
+        probed["format"]["tags"]["comment"].get<std::string>().find("Recorder start 0001/01/01 00:00:00.000"),
+        std::string::npos);
+    const VorncastTool::Picture first = FirstPicture(out / "cam00.mp4", 160, 96);
+    EXPECT_LT(MeanDifference(pictures[0].bgr, first), 6.0);
     const json log = ReadJson(out / "frames.json");
     ASSERT_EQ(log.size(), 3u);
     for (size_t index = 0; index < log.size(); ++index) {
@@ -199,10 +146,10 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
     ASSERT_EQ(
         RunTool({"convert", file, Work("overlay").string(), "--decoder", GenericJpeg, "--overlay"}).exitCode,
         0);
-    const VorncastTool::Picture burnt = OpenVideo(Work("overlay") / "cam00.mp4").firstPicture;
-    ASSERT_EQ(burnt.width, 160);
-    EXPECT_GT(RegionDifference(video.firstPicture, burnt, 2, 10), 20.0);
-    EXPECT_LT(RegionDifference(video.firstPicture, burnt, 48, 96), 2.0);
+    const VorncastTool::Picture burnt = FirstPicture(Work("overlay") / "cam00.mp4", 160, 96);
+    ASSERT_EQ(burnt.bytes.size(), first.bytes.size());
+    EXPECT_GT(RegionDifference(first, burnt, 2, 10), 20.0);
+    EXPECT_LT(RegionDifference(first, burnt, 48, 96), 2.0);
     EXPECT_NE(ReadJson(Work("overlay") / "manifest.json")["overlay"], "none");
 }
 
@@ -223,13 +170,16 @@ TEST_F(ToolTest, ConvertKeepsTheSoundOfTheCamerasTrack) {
     const fs::path out = Work("talk");
     const ToolRun run = RunTool({"convert", recording.string(), out.string()});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const OpenedVideo video = OpenVideo(out / "cam00.mp4");
-    EXPECT_EQ(video.packets, 40);
-    EXPECT_NEAR(video.durationSeconds, 1.6, 0.0011);
-    EXPECT_EQ(video.audioSampleRate, 8000);
-    EXPECT_EQ(video.audioChannels, 1);
-    EXPECT_NEAR(video.audioDurationSeconds, 1.6, 0.05);
-    EXPECT_NE(video.metadata.at("comment").find("Recorder start 2019/05/06 07:08:09.000"), std::string::npos);
+    const json probed = Probe(out / "cam00.mp4", "v");
+    EXPECT_EQ(IsoTest::FfmpegPacketTimes((out / "cam00.mp4").string(), "v").size(), 40u);
+    EXPECT_NEAR(Seconds(probed["streams"][0]["duration"]), 1.6, 0.0011);
+    const json audio = Probe(out / "cam00.mp4", "a")["streams"][0];
+    EXPECT_EQ(audio["sample_rate"], "8000");
+    EXPECT_EQ(audio["channels"], 1);
+    EXPECT_NEAR(Seconds(audio["duration"]), 1.6, 0.05);
+    EXPECT_NE(
+        probed["format"]["tags"]["comment"].get<std::string>().find("Recorder start 2019/05/06 07:08:09.000"),
+        std::string::npos);
     ExpectManifestMatchesFiles(out, recording.string(), 3);
 }
 

@@ -159,11 +159,7 @@ static int FrameOf(int stream, const VcSample* sample) {
 }
 
 static VcSampleRequest Request(int wantData) {
-    VcSampleRequest request;
-    memset(&request, 0, sizeof request);
-    request.abort = NeverAbort;
-    request.wantData = wantData;
-    return request;
+    return (VcSampleRequest){.abort = NeverAbort, .wantData = wantData};
 }
 
 static int Step(int stream, int forward, VcSample* sample) {
@@ -171,55 +167,47 @@ static int Step(int stream, int forward, VcSample* sample) {
                    : Stream_GetPreviousSample(stream, Request(1), sample);
 }
 
+/* The call that gave `sample` succeeded with the picture of `frame`; the sample goes back. */
+static void ExpectFrame(int stream, int status, VcSample* sample, int frame) {
+    CHECK_STATUS(status, VC_Success);
+    CHECK(FrameOf(stream, sample) == frame);
+    CHECK_STATUS(Stream_ReleaseSample(stream, *sample), VC_Success);
+}
+
 /* Steps forward through every frame, then past the end, back through every frame and past the start. */
 static void WalkBothWays(int stream) {
-    VcSample sample;
-    memset(&sample, 0, sizeof sample);
+    VcSample sample = {0};
     for (int frame = 0; frame < FrameCount; ++frame) {
-        CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
-        CHECK(FrameOf(stream, &sample) == frame);
-        CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+        ExpectFrame(stream, Step(stream, 1, &sample), &sample, frame);
     }
     CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
     CHECK(sample.uncompressedData == NULL);
     CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
     for (int frame = FrameCount - 1; frame >= 0; --frame) {
-        CHECK_STATUS(Step(stream, 0, &sample), VC_Success);
-        CHECK(FrameOf(stream, &sample) == frame);
-        CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+        ExpectFrame(stream, Step(stream, 0, &sample), &sample, frame);
     }
     CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
     CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
-    CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
-    CHECK(FrameOf(stream, &sample) == 0);
-    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    ExpectFrame(stream, Step(stream, 1, &sample), &sample, 0);
 }
 
 /* Seeks before the start, and to a time every frame of these clockless formats stands at. A file of
  * JPEGs finds no frame before time 0 and the last frame at 0; a folder answers its first frame for
  * any time. */
 static void Seek(int stream, int startsAtAnyTime) {
-    VcSeekRequest request;
-    VcSample sample;
-    memset(&request, 0, sizeof request);
-    memset(&sample, 0, sizeof sample);
-    request.abort = NeverAbort;
-    request.wantData = 1;
-    request.targetTime = VC_TIME_MIN;
-    if (startsAtAnyTime) {
-        CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_Success);
-    } else {
-        CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_EndOfStreamBeforeStart);
+    VcSeekRequest request = {.abort = NeverAbort, .wantData = 1, .targetTime = VC_TIME_MIN};
+    VcSample sample = {0};
+    int status = Stream_GoToTime(stream, request, &sample);
+    if (!startsAtAnyTime) {
+        CHECK_STATUS(status, VC_EndOfStreamBeforeStart);
         CHECK(sample.uncompressedData == NULL);
-        CHECK_STATUS(Step(stream, 1, &sample), VC_Success);
+        status = Step(stream, 1, &sample);
     }
-    CHECK(FrameOf(stream, &sample) == 0);
-    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    ExpectFrame(stream, status, &sample, 0);
     request.targetTime = 0;
-    CHECK_STATUS(Stream_GoToTime(stream, request, &sample), VC_Success);
-    CHECK(FrameOf(stream, &sample) == (startsAtAnyTime ? 0 : FrameCount - 1));
+    status = Stream_GoToTime(stream, request, &sample);
     CHECK(sample.time.recordedTime == 0);
-    CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
+    ExpectFrame(stream, status, &sample, startsAtAnyTime ? 0 : FrameCount - 1);
 }
 
 static int FirstVideoStream(int decoder) {
@@ -245,9 +233,7 @@ static int FirstVideoStream(int decoder) {
 static int CreateByGuid(int collection, const char* name) {
     char text[256];
     int decoder = 0;
-    VcPublicDecoderInfo info;
-    memset(&info, 0, sizeof info);
-    info.name = text;
+    VcPublicDecoderInfo info = {.name = text};
     CHECK_STATUS(DecoderCollection_FindDecoderInfoByName(collection, name, -1, -1, sizeof text, 0, 0, &info),
                  VC_Success);
     CHECK(info.manualOnly == 1);
@@ -258,8 +244,7 @@ static int CreateByGuid(int collection, const char* name) {
 static void ReadWithDecoder(int collection, const char* decoderName, const char* url, int startsAtAnyTime) {
     int decoder = CreateByGuid(collection, decoderName), resources = 0;
     int length = (int)strlen(url);
-    VcQueryResult query;
-    memset(&query, 0, sizeof query);
+    VcQueryResult query = {0};
     CHECK_STATUS(Decoder_Query(decoder, length, url, 0, &query), VC_Success);
     CHECK_STATUS(Decoder_Query(decoder, length, url, 1, &query), VC_Success);
     CHECK(query.canLoad != 0);
@@ -293,10 +278,8 @@ static void AutodetectFindsNoneOfTheManualDecoders(int collection, const char* u
  * still comes, without its picture but telling the picture's size. */
 static void DecodersOutliveOtherCollectionsAndDecoders(const char* url) {
     int first = 0, second = 0, resources = 0, length = (int)strlen(url);
-    VcQueryResult query;
-    VcSample sample;
-    memset(&query, 0, sizeof query);
-    memset(&sample, 0, sizeof sample);
+    VcQueryResult query = {0};
+    VcSample sample = {0};
     CHECK_STATUS(DecoderCollection_Create(NULL, &first), VC_Success);
     CHECK_STATUS(DecoderCollection_Create(NULL, &second), VC_Success);
     int decoder = CreateByGuid(first, "Generic JPEG");
@@ -319,7 +302,7 @@ static void DecodersOutliveOtherCollectionsAndDecoders(const char* url) {
 
 int main(int argc, char** argv) {
     char file[1024], folder[1024], first[1100];
-    VcInitRecord record;
+    VcInitRecord record = {.logCallback = OnLog};
     int collection = 0;
     if (argc != 2) {
         fprintf(stderr, "usage: %s WORK_FOLDER\n", argv[0]);
@@ -337,8 +320,6 @@ int main(int argc, char** argv) {
     snprintf(first, sizeof first, "%s/001.jpg", folder);
     WriteRecordings(file, folder);
 
-    memset(&record, 0, sizeof record);
-    record.logCallback = OnLog;
     CHECK_STATUS(InitVorncastDecoders(record), VC_Success);
     CHECK(logLines > 0);
     CHECK_STATUS(DecoderCollection_Create(NULL, &collection), VC_Success);

@@ -1,3 +1,7 @@
+// Darlex disk images written at test time, read through the exported functions by the digital
+// decoder (each track's frames with their times, cameras and pictures) and by the native one (its
+// searches by time over the sector grid, the local index of one second, steps across seconds and
+// files both ways, and images of several GB whose frames lie far apart).
 #include "core/time/Ticks.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
@@ -14,6 +18,7 @@ namespace {
 using namespace FormatTests;
 using namespace Vorn::Vorncast::Decoders::Testing;
 
+constexpr int64_t Second = 10000000;
 const char* const Guids[] = {"B672C4BD-2E7F-4b58-A943-929EAA3AA28E", "CFE30F46-4CC4-485a-A7B0-75681248B567"};
 
 const std::vector<Adv601TestPicture>& Pictures() {
@@ -22,20 +27,29 @@ const std::vector<Adv601TestPicture>& Pictures() {
     return pictures;
 }
 
-DarlexFrame Frame(int32_t second, uint8_t camera) {
+const std::vector<uint8_t>& Field(size_t picture) {
     static const std::vector<uint8_t> fields[] = {EncodeAdv601(Pictures()[0].bgr.data()),
                                                   EncodeAdv601(Pictures()[1].bgr.data()),
                                                   EncodeAdv601(Pictures()[2].bgr.data())};
-    return {{2021, 11, 25, 4, 59, second}, camera, fields[second % 3]};
+    return fields[picture];
 }
 
-class DarlexTest : public RecordingTest {
+DarlexFrame Frame(int32_t second, uint8_t camera) {
+    return {{2021, 11, 25, 4, 59, second}, camera, Field(static_cast<size_t>(second) % 3)};
+}
+
+class DarlexImageTest : public RecordingTest {
 protected:
-    void AddImage(const DarlexWritten& written, const std::string& folder) {
-        for (const DarlexFileImage& file : written.files) {
+    void Serve(const DarlexImage& image, const std::string& folder = "/disk",
+               const std::string& base = "REC") {
+        for (const DarlexFileImage& file : WriteDarlex(image, base).files) {
             AddFile(folder + "/" + file.name, DarlexFileBytes(file));
         }
     }
+};
+
+class DarlexTest : public DarlexImageTest {
+protected:
     // Each track's streams, one a camera in rising order, hold its frames with their times and
     // pictures; with `seek`, a seek to each frame's stream time lands on it.
     void ExpectTracks(const std::vector<std::vector<DarlexFrame>>& tracks, bool seek = false) {
@@ -86,7 +100,7 @@ TEST_P(DarlexVariantTest, EveryFrameOfEveryTrackWithItsTimeCameraAndPicture) {
     const uint64_t runsOver = WriteDarlex(image, "REC").places[0][1].streamOffset / 4096 * 4096 + 4096;
     image.fileSizes = {runsOver, WriteDarlex(image, "REC").streamSize - runsOver};
     image.trailingBytes = 8192;
-    AddImage(WriteDarlex(image, "REC"), "/disk");
+    Serve(image);
     ASSERT_EQ(Load(Guids[GetParam()], "/disk/REC.VID"), 0) << LastError();
     std::vector<std::vector<DarlexFrame>> expected = {image.tracks[2].frames, image.tracks[0].frames};
     // The walk for untracked frames starts behind the track latest in time, the first one stored,
@@ -107,7 +121,7 @@ TEST_F(DarlexTest, ASingleFileCopyHalvesItsEndKeepsBackwardStampsAndBlacksACutFr
     image.tracks = {{{Frame(3, 2), Frame(5, 2), Frame(4, 2), Frame(6, 1)}}};
     image.tracks[0].frames[3].claimedSectors = 0x7000;
     image.sectorUnit = 512;
-    AddImage(WriteDarlex(image, "COPY"), "/copy");
+    Serve(image, "/copy", "COPY");
     ASSERT_EQ(Load(Guids[0], "/copy/COPY.VID"), 0) << LastError();
     ExpectTracks({image.tracks[0].frames});
     EXPECT_TRUE(WasLogged("Bad image 3\n"));
@@ -118,7 +132,7 @@ TEST_F(DarlexTest, DamagedImagesFailWithTheirText) {
     tooSmall.tracks = {{{Frame(1, 1)}}};
     tooSmall.fileSizes = {WriteDarlex(tooSmall, "S").streamSize};
     tooSmall.trailingBytes = 2048;
-    AddImage(WriteDarlex(tooSmall, "S"), "/small");
+    Serve(tooSmall, "/small", "S");
     AddFile("/blank/B.VID", Bytes(65536, 0));
     AddFile("/other/O.DAT", Bytes(65536, 0));
     EXPECT_TRUE(LoadFailsWith(Guids[0], "/small/S.000", "DecodeDarlexFindingTracks File too small\n"));
@@ -138,6 +152,178 @@ TEST_F(DarlexTest, ASparseImageOfSeveralGigabytes) {
     Vorn::FileSource::SetCurrent(nullptr);
     ASSERT_EQ(Load(Guids[0], folder + "/BIG.VID"), 0) << LastError();
     ExpectTracks({image.tracks[0].frames, image.tracks[1].frames}, true);
+    std::filesystem::remove_all(folder);
+}
+
+// A frame as the stream should give it: its time within its second, and its picture.
+struct Expected {
+    int64_t time;
+    size_t picture;
+};
+
+class DarlexNativeTest : public DarlexImageTest {
+protected:
+    // Frames of `camera` in second `second` after 2021-11-25 04:59:00, `count` of them.
+    void AddSecond(std::vector<DarlexFrame>& frames, int32_t second, uint8_t camera, int32_t count,
+                   uint64_t gap = 0) {
+        const int64_t start =
+            Vorn::Vorncast::Decoders::TicksFromSystemTime(2021, 11, 25, 4, 59 + second / 60, second % 60, 0);
+        for (int32_t k = 0; k < count; ++k) {
+            const size_t picture = static_cast<size_t>(second + k) % Pictures().size();
+            frames.push_back({{2021, 11, 25, 4, 59 + second / 60, second % 60}, camera, Field(picture), gap});
+            expected[camera].push_back({start + k * (Second / count), picture});
+        }
+    }
+    // Loads with the native decoder, the GUID's variant 1.
+    int LoadImage(const std::string& path) {
+        VcGuid guid{};
+        Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
+        int resources = 0;
+        Decoder_Release(decoder);
+        EXPECT_EQ(Decoder_Create(collection, guid, 1, -1, &decoder), 0);
+        const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
+                                        nullptr, NeverAbort, &resources);
+        return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
+    }
+    int StreamOf(int number) {
+        int stream = 0;
+        EXPECT_EQ(Track_GetStream(track, number, &stream), 0);
+        return stream;
+    }
+    static void ExpectFrame(const Delivered& delivered, const Expected& frame, const std::string& where,
+                            bool picture = false) {
+        ASSERT_EQ(delivered.status, 0) << where << ": " << LastError();
+        EXPECT_EQ(delivered.time.recordedTime, frame.time) << where;
+        EXPECT_EQ(delivered.time.streamTime, frame.time) << where;
+        if (!delivered.data.empty() || picture) {
+            EXPECT_GT(Adv601Psnr(Pictures()[frame.picture].bgr, delivered.data), 30.0) << where;
+        }
+    }
+
+    std::map<uint8_t, std::vector<Expected>> expected;
+};
+
+// Cameras 1 and 2 interleaved, a varying number of frames a second (ten in one of them), the image
+// split over three files with frames running from one into the next. Both cameras step through every
+// frame both ways. A time inside a frame's share of its second gives that frame (0.55 s into a second
+// of ten frames gives the sixth); steps from there give its neighbours; times outside give the ends.
+TEST_F(DarlexNativeTest, InterleavedCamerasStepThroughAndSeekToEveryFrame) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    const int32_t counts[] = {2, 10, 1, 3};
+    for (int32_t second = 0; second < 4; ++second) {
+        AddSecond(image.tracks[0].frames, second, 1, counts[second]);
+        AddSecond(image.tracks[0].frames, second, 2, 2);
+    }
+    const uint64_t size = WriteDarlex(image, "REC").streamSize;
+    image.fileSizes = {size / 3 / 4096 * 4096 + 1536, size / 3 / 4096 * 4096 + 4096};
+    image.trailingBytes = 8192;
+    Serve(image);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    ASSERT_EQ(StreamCount(), 2);
+    for (uint8_t camera = 1; camera <= 2; ++camera) {
+        const int stream = StreamOf(camera - 1);
+        const std::vector<Expected>& frames = expected[camera];
+        for (size_t index = 0; index < frames.size(); ++index) {
+            ExpectFrame(Next(stream, index % 5 == 0), frames[index], "forward " + std::to_string(index));
+        }
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+        EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+        for (size_t index = frames.size(); index-- > 0;) {
+            ExpectFrame(Previous(stream, index % 5 == 1), frames[index], "back " + std::to_string(index));
+        }
+        EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
+        ExpectFrame(Next(stream, false), frames.front(), "first again");
+    }
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[1];
+    for (size_t index = frames.size(); index-- > 0;) {
+        const int64_t share =
+            index + 1 < frames.size() ? (frames[index + 1].time - frames[index].time) / 2 : 0;
+        ExpectFrame(GoTo(stream, frames[index].time + share, index % 4 == 0), frames[index],
+                    "seek " + std::to_string(index));
+        if (index > 0) {
+            ExpectFrame(Previous(stream, false), frames[index - 1], "before " + std::to_string(index));
+            ExpectFrame(Next(stream, false), frames[index], "again " + std::to_string(index));
+        }
+    }
+    EXPECT_EQ(GoTo(stream, INT64_MIN).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(LastError().rfind("DarlexStream > GoToTime _I64_MIN", 0), 0u) << LastError();
+    EXPECT_EQ(GoTo(stream, frames.front().time - Second).status, VC_EndOfStreamBeforeStart);
+    EXPECT_EQ(LastError().rfind("Failed to find valid frame", 0), 0u) << LastError();
+    ExpectFrame(Next(stream, false), frames.front(), "after a seek before the start");
+    ExpectFrame(GoTo(stream, frames.back().time + 60 * Second, false), frames.back(), "past the end");
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+    VcSample empty{};
+    EXPECT_EQ(Stream_ReleaseSample(stream, empty), VC_InvalidArgument);
+    EXPECT_EQ(LastError().rfind("sample.uncompressedData", 0), 0u) << LastError();
+}
+
+// Headers that lie: a time that goes back, and a size that runs past the end of the image. Every
+// frame is still met once, in the order of the image, and the frame that lies gives its status.
+TEST_F(DarlexNativeTest, HeadersThatLie) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    for (int32_t second : {0, 1, 2, 1, 3}) {
+        AddSecond(image.tracks[0].frames, second, 1, 1);
+    }
+    image.untracked = {{{2021, 11, 25, 5, 30, 0}, 1, Field(0), 0, 30000}};
+    Serve(image);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[1];
+    for (size_t index = 0; index < frames.size(); ++index) {
+        ExpectFrame(Next(stream, false), frames[index], "forward " + std::to_string(index));
+    }
+    // The untracked frame lies behind the track's bounds.
+    EXPECT_EQ(Next(stream, false).status, VC_EndOfStreamAfterEnd);
+    for (size_t index = 0; index < frames.size(); ++index) {
+        const Delivered found = GoTo(stream, frames[index].time, false);
+        EXPECT_TRUE(found.status == 0 || found.status == VC_EndOfStreamBeforeStart) << found.status;
+    }
+
+    DarlexImage past;
+    past.tracks = {
+        {{{{2021, 11, 25, 5, 0, 0}, 1, Field(1)}, {{2021, 11, 25, 5, 0, 1}, 1, Field(2), 0, 30000}}}};
+    Serve(past);
+    ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
+    const int last = StreamOf(0);
+    EXPECT_EQ(Next(last, false).status, 0);
+    EXPECT_EQ(Next(last).status, VC_GeneralFailure);
+    EXPECT_EQ(LastError().rfind("DarlexStream: Read got wrong number of bytes", 0), 0u) << LastError();
+    EXPECT_EQ(Next(last, false).status, VC_EndOfStreamAfterEnd);
+    EXPECT_EQ(Previous(last).status, VC_GeneralFailure);
+    EXPECT_EQ(Previous(last).status, 0);
+}
+
+// An image of 4.5 GB on disk, sparse, with one frame every 24 MB: seeks land on their frames, and
+// steps cross seconds both ways.
+TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
+    DarlexImage image;
+    image.tracks.resize(1);
+    for (int32_t second = 0; second < 48; ++second) {
+        AddSecond(image.tracks[0].frames, second, 3, 4, uint64_t{24} << 20);
+    }
+    const std::string folder = testing::TempDir() + "darlex-native-" + std::to_string(getpid());
+    std::filesystem::create_directories(folder);
+    const DarlexWritten written = WriteDarlex(image, "BIG");
+    ASSERT_GT(written.streamSize, uint64_t{9} << 29);
+    ASSERT_TRUE(WriteDarlexFiles(written, folder));
+    Vorn::FileSource::SetCurrent(nullptr);
+    ASSERT_EQ(LoadImage(folder + "/BIG.VID"), 0) << LastError();
+    const int stream = StreamOf(0);
+    const std::vector<Expected>& frames = expected[3];
+    for (size_t index : {size_t{190}, size_t{0}, size_t{97}, size_t{5}, size_t{143}, size_t{191}}) {
+        ExpectFrame(GoTo(stream, frames[index].time, index == 97), frames[index],
+                    "seek " + std::to_string(index));
+        if (index + 1 < frames.size()) {
+            ExpectFrame(Next(stream, false), frames[index + 1], "after " + std::to_string(index));
+            ExpectFrame(Previous(stream, false), frames[index], "back " + std::to_string(index));
+        }
+        if (index > 1) {
+            ExpectFrame(Previous(stream, false), frames[index - 1], "back " + std::to_string(index));
+        }
+    }
     std::filesystem::remove_all(folder);
 }
 
