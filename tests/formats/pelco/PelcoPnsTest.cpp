@@ -1,5 +1,5 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr int64_t TimeBase = 1000;
 
 using Places = std::vector<std::pair<uint8_t, uint8_t>>;
 
-class PelcoPnsTest : public RecorderTest {
+class PelcoPnsTest : public SteppedRecorderTest {
 protected:
     // Key frames of pictures A and C, updates of tiles of B between them; `expected` is what each
     // frame shows.
@@ -50,14 +50,9 @@ TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReached) {
     AddFile("/cam.pns", WritePelcoPns(frames, Width, Height, 0x20, TimeBase).bytes);
     ASSERT_EQ(Load(PnsGuid, "/cam.pns"), 0) << LastError();
     const int stream = VideoStream();
-    std::vector<Delivered> walked = WalkForward(stream);
+    const std::vector<Delivered> walked = StepThrough(
+        stream, frames.size(), [&](const Delivered& frame, size_t index) { ExpectFrame(frame, index); });
     ASSERT_EQ(walked.size(), frames.size());
-    for (size_t index = 0; index < walked.size(); ++index) {
-        ExpectFrame(walked[index], index);
-    }
-    for (size_t index = frames.size(); index-- > 0;) {
-        ExpectFrame(Previous(stream), index);
-    }
     ExpectFrame(GoTo(stream, walked[2].time.streamTime), 2);
 
     ASSERT_EQ(GoTo(stream, walked[0].time.streamTime).status, 0);

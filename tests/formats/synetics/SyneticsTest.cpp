@@ -1,7 +1,7 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/SyneticsWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ struct Camera {
     std::vector<CodecTest::Picture> reference;
 };
 
-class SyneticsTest : public RecorderTest {
+class SyneticsTest : public SteppedRecorderTest {
 protected:
     // A camera's clip: `frames` pictures with two B frames between references and a key frame every
     // `gop`, stamped 40 ms apart from `offsetMs` after the start.
@@ -67,19 +67,12 @@ TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     ASSERT_EQ(streams.size(), 2u);
     EXPECT_EQ(StreamName(streams[0]), "Gate");
     EXPECT_EQ(StreamName(streams[1]), "Yard");
-    std::vector<Delivered> stamps;
-    for (size_t index = 0; index < 2; ++index) {
-        const Camera& camera = index == 0 ? gate : yard;
-        const std::vector<Delivered> walked = WalkForward(streams[index]);
-        stamps = index == 0 ? walked : stamps;
-        ASSERT_EQ(walked.size(), camera.times.size());
-        for (size_t frame = 0; frame < walked.size(); ++frame) {
-            ExpectFrame(walked[frame], camera, frame);
-        }
-        for (size_t frame = walked.size(); frame-- > 0;) {
-            ExpectFrame(Previous(streams[index]), camera, frame);
-        }
-    }
+    StepThrough(streams[1], yard.times.size(),
+                [&](const Delivered& frame, size_t index) { ExpectFrame(frame, yard, index); });
+    const std::vector<Delivered> stamps =
+        StepThrough(streams[0], gate.times.size(),
+                    [&](const Delivered& frame, size_t index) { ExpectFrame(frame, gate, index); });
+    ASSERT_EQ(stamps.size(), gate.times.size());
     for (size_t frame : {4u, 10u, 7u, 11u}) {
         ExpectFrame(GoTo(streams[0], stamps[frame].time.streamTime), gate, frame);
     }

@@ -5,7 +5,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 #include <algorithm>
 
@@ -23,7 +23,7 @@ int64_t Ticks(uint32_t seconds) {
     return (int64_t{seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class VigilantMpeg2Test : public RecorderTest {
+class VigilantMpeg2Test : public SteppedRecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();
@@ -79,22 +79,17 @@ TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysAndSeeksIntoGroups) {
     const int stream = VideoStream();
     EXPECT_EQ(StreamName(stream), "Depot - Gate");
     const std::vector<int64_t> times = DisplayTimes(file.pictures);
-    std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(times.size(), reference.size());
+    const std::vector<Delivered> walked =
+        StepThrough(stream, reference.size(), [&](const Delivered& frame, size_t index) {
+            ExpectPicture(frame, index);
+            EXPECT_EQ(frame.time.recordedTime, times[index]);
+            EXPECT_EQ(frame.time.zoneBias >> 32, -60);
+        });
     ASSERT_EQ(walked.size(), reference.size());
-    ASSERT_EQ(walked.size(), times.size());
-    for (size_t frame = 0; frame < walked.size(); ++frame) {
-        ExpectPicture(walked[frame], frame);
-        EXPECT_EQ(walked[frame].time.recordedTime, times[frame]) << frame;
-        EXPECT_EQ(walked[frame].time.zoneBias >> 32, -60);
-        if (frame > 0) {
-            EXPECT_GE(walked[frame].time.streamTime, walked[frame - 1].time.streamTime) << frame;
-        }
-    }
-    for (size_t frame = walked.size(); frame-- > 0;) {
-        ExpectPicture(Previous(stream), frame);
-    }
     for (size_t frame = walked.size(); frame-- > 0;) {
         const int64_t time = walked[frame].time.streamTime;
+        EXPECT_TRUE(frame == 0 || walked[frame - 1].time.streamTime <= time) << frame;
         if ((frame == 0 || walked[frame - 1].time.streamTime < time) &&
             (frame + 1 == walked.size() || walked[frame + 1].time.streamTime > time)) {
             ExpectPicture(GoTo(stream, time), frame);
@@ -110,7 +105,7 @@ TEST_F(VigilantMpeg2Test, StreamsCutShortPlayUpToTheCutAndDamagedOnesFail) {
     AddFile("/export/cut.mpg", CutTo(file.bytes, file.pictures.back().offset + 20));
     ASSERT_EQ(Load(VigilantGuid, "/export/cut.mpg"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStream()), std::string(30, 'C'));
-    std::vector<Delivered> walked = WalkForward(VideoStream());
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
     ASSERT_EQ(walked.size(), reference.size());
     for (size_t frame = 0; frame + 1 < walked.size(); ++frame) {
         ExpectPicture(walked[frame], frame);
