@@ -172,7 +172,7 @@ static int Step(int stream, int forward, VcSample* sample) {
 }
 
 /* Steps forward through every frame, then past the end, back through every frame and past the start. */
-static void StepThrough(int stream) {
+static void WalkBothWays(int stream) {
     VcSample sample;
     memset(&sample, 0, sizeof sample);
     for (int frame = 0; frame < FrameCount; ++frame) {
@@ -266,7 +266,7 @@ static void ReadWithDecoder(int collection, const char* decoderName, const char*
     lastProgress = -1;
     CHECK_STATUS(Decoder_Load(decoder, length, url, OnProgress, NULL, NeverAbort, &resources), VC_Success);
     int stream = FirstVideoStream(decoder);
-    StepThrough(stream);
+    WalkBothWays(stream);
     Seek(stream, startsAtAnyTime);
     CHECK_STATUS(Decoder_Close(decoder), VC_Success);
     CHECK_STATUS(Decoder_Release(decoder), VC_Success);
