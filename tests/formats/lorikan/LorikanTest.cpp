@@ -77,11 +77,9 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     options.jp2 = true;
     options.lossless = false;
     VixLayout layout;
-    layout.secondKind = false;
-    layout.indexRunsToEnd = true;
+    layout.firstKind = true;
     layout.width = 32;
     layout.height = 32;
-    layout.fileTableVersion = 0;
     layout.dataFolder = "/w/";
     const std::vector<uint8_t> jp2 =
         Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, 720, 288), 720, 288, options);
