@@ -105,10 +105,9 @@ TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
         EXPECT_TRUE(GoTo(stream, streamTimes[2]).data == Expected(file, frames, 2));
         EXPECT_EQ(countingFiles.reads - readsBefore, 1);
     }
-}
 
-TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
-    const X100File good = WriteTimeSpaceX100(TwoCameras(), false);
+    // Damage ends the load with its text.
+    const X100File good = WriteTimeSpaceX100(frames, false);
     auto changed = [&](uint64_t at, uint32_t value) {
         std::vector<uint8_t> bytes = good.bytes;
         std::memcpy(bytes.data() + at, &value, 4);
@@ -190,14 +189,11 @@ TEST_F(TimeSpaceTest, X200CamerasStepThroughTheirFramesAcrossFiles) {
             EXPECT_TRUE(walked[at].data == expected[at]) << camera << " " << at;
         }
     }
-}
 
-// A last file cut inside a record keeps the frames before the cut; a set without frames and a
-// path of another extension fail. A damaged camera word that aliases camera 0 puts a frame without a
-// key frame among camera 0's: the walk reaches the end, with camera 0's own frames as they were
-// painted.
-TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
-    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    // A last file cut inside a record keeps the frames before the cut; a set without frames and a
+    // path of another extension fail. A damaged camera word that aliases camera 0 puts a frame
+    // without a key frame among camera 0's: the walk reaches the end, with camera 0's own frames as
+    // they were painted.
     const X200File last = WriteTimeSpaceX200(files[1]);
     AddFile("/c/a.xba", WriteTimeSpaceX200(files[0]).bytes);
     AddFile("/c/b.xba", CutTo(last.bytes, last.recordStarts[1] + 30));
