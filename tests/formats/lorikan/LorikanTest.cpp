@@ -93,7 +93,9 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     });
 }
 
-TEST_F(LorikanTest, DamagedVixIndexesEndTheLoadWithTheirText) {
+// Damaged indexes end the load with their text. Two matching companion texts are too many; a text
+// under 256 bytes ends the load without a word; a data file that is missing fails its frames.
+TEST_F(LorikanTest, DamagedVixIndexesCompanionTextsAndMissingDataFiles) {
     const VixRecording good = WriteJpegVix("/d/");
     const Bytes& index = good.index;
     const std::string prefix = "DecodeLorikanVix::LoadingReadComplete failed ";
@@ -107,26 +109,21 @@ TEST_F(LorikanTest, DamagedVixIndexesEndTheLoadWithTheirText) {
                      {WithByte(index, good.frameIndexAt + 4, 'X'), prefix + "not ixbd or ixb2\n"},
                      {WithByte(index, good.frameIndexAt + 8, 2), prefix + "unexpected version\n"},
                      {CutTo(index, index.size() - 30), prefix + "with bad result\n"}});
-}
 
-// Two matching texts are too many; a text under 256 bytes ends the load without a word; a data
-// file that is missing fails its frames.
-TEST_F(LorikanTest, CompanionTextsAndMissingDataFiles) {
-    const VixRecording vix = WriteJpegVix("/d/");
-    AddFile("/two/clip.vix", vix.index);
+    AddFile("/two/clip.vix", index);
     AddFile("/two/clip.txt", VixCompanionText("/d"));
     AddFile("/two/old/clip.txt", VixCompanionText("/d"));
     EXPECT_TRUE(LoadFailsWith(VixGuid, "/two/clip.vix",
                               "DecodeLorikanVix::LoadingFileListComplete too many files\n"));
     LoggedTexts().clear();
-    AddFile("/short/clip.vix", vix.index);
+    AddFile("/short/clip.vix", index);
     AddFile("/short/clip.txt", std::vector<uint8_t>(255, 'a'));
     EXPECT_NE(Load(VixGuid, "/short/clip.vix"), 0);
     for (const std::string& text : LoggedTexts()) {
         EXPECT_EQ(text.find("DecodeLorikanVix"), std::string::npos) << text;
     }
 
-    AddFile("/none/clip.vix", vix.index);
+    AddFile("/none/clip.vix", index);
     ExpectInChildProcess([&] {
         return Load(VixGuid, "/none/clip.vix") == 0 && Next(VideoStreams()[0]).status != 0 &&
                WasLogged("DecodeLorikanVix::DecompressingOpenComplete failed with bad fileId or fileSize\n");
