@@ -41,9 +41,7 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
     BlockJpegWriter writer(Width, Height, 60);
     CameraClip clip{{name, {}}, {}, {}};
     TestPicture shown = MakeGradient(Width, Height, 3);
-    const std::vector<uint32_t> types = {ViconNetKeyType, ViconNetDeltaType, ViconNetDeltaType,
-                                         ViconNetPassOverType, ViconNetDeltaType};
-    for (size_t index = 0; index < types.size(); ++index) {
+    for (size_t index = 0; index < 5; ++index) {
         const int64_t time = first + static_cast<int64_t>(index) * 4000000;
         TestPicture source =
             (index + seed) % 2 == 0 ? MakeColourBars(Width, Height) : MakeGradient(Width, Height, 3);
@@ -51,15 +49,16 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
         for (size_t block = index % 3; block < present.size(); block += 3) {
             present[block] = true;
         }
-        if (types[index] == ViconNetKeyType) {
+        if (index == 0) {
             clip.file.frames.push_back(ViconNetKeyFrame(writer, source, time));
             shown = source;
         } else {
             clip.file.frames.push_back(ViconNetDeltaFrame(writer, source, present, time));
-            clip.file.frames.back().frameType = types[index];
-            if (types[index] != ViconNetPassOverType) {
-                Paint(shown, source, present);
-            }
+        }
+        if (index == 3) {
+            clip.file.frames.back().frameType = ViconNetPassOverType;
+        } else if (index > 0) {
+            Paint(shown, source, present);
         }
         clip.shown.push_back(shown);
         clip.times.push_back(time + Vorn::Vorncast::Decoders::FileTimeEpochTicks);
