@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 #include <cstring>
 
@@ -18,7 +18,7 @@ int64_t TimeOf(const BoschFrame& frame) {
                                frame.milliseconds);
 }
 
-class BoschArchiveTest : public RecorderTest {
+class BoschArchiveTest : public SteppedRecorderTest {
 protected:
     void AddArchive(const BoschFiles& archive) {
         for (const auto& [path, bytes] : archive) {
@@ -58,14 +58,7 @@ TEST_F(BoschArchiveTest, BackupsMergeByTimeAndEachCameraDecodesItsOwnStream) {
             ASSERT_EQ(delivered.data.size(), reference[index].Bytes());
             EXPECT_GE(CodecTest::Psnr(reference[index], delivered.data.data()), 40.0) << index;
         };
-        const std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ASSERT_EQ(walked.size(), clip.size());
-        for (size_t index = 0; index < clip.size(); ++index) {
-            expectFrame(walked[index], index);
-        }
-        for (size_t index = clip.size(); index-- > 0;) {
-            expectFrame(Previous(streams[camera]), index);
-        }
+        StepThrough(streams[camera], clip.size(), expectFrame);
         expectFrame(GoTo(streams[camera], TimeOf(clip[6])), 6);
     }
 }

@@ -12,7 +12,7 @@ constexpr const char* IRecordGuid = "DE9516BB-A5F9-48EA-A5A6-0AA591418975";
 class IRecordTest : public RecorderTest {};
 
 // The files of a folder in the order of their names, each picture with the time of its line; a
-// file whose name is no time of recording is passed over.
+// file whose name is no time of recording is passed over. Damage ends the load with its text.
 TEST_F(IRecordTest, PicturesOfTheFolderFollowTheirFilesAndLines) {
     std::vector<BgrPicture> pictures;
     std::vector<IRecordFrame> first, second;
@@ -31,16 +31,12 @@ TEST_F(IRecordTest, PicturesOfTheFolderFollowTheirFilesAndLines) {
                                                2024, 3, 14, 15, 26, 10 + static_cast<int>(index), 250));
         ExpectNear(pictures[index], frame);
     });
-}
-
-TEST_F(IRecordTest, DamagedFilesEndTheLoadWithTheirText) {
-    const Bytes jpeg = EncodeTestJpeg(MakeQuadrantPicture(64, 48));
-    const Bytes good = WriteIRecord({{"20240314152610250", jpeg}});
+    const Bytes good = WriteIRecord(first);
+    first[0].stamp[13] = 'X';
     ExpectLoadsFail(
         IRecordGuid, "202403141526.mjp",
         {{CutTo(good, good.size() - 10), "DecodeIRecord::LoadingReadComplete failed with bad image size\n"},
-         {WriteIRecord({{"2024031415261X250", jpeg}}),
-          "DecodeIRecord::LoadingReadComplete failed with bad image header\n"}});
+         {WriteIRecord(first), "DecodeIRecord::LoadingReadComplete failed with bad image header\n"}});
 }
 
 } // namespace

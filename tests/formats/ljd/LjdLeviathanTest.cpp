@@ -104,11 +104,8 @@ TEST_F(LjdLeviathanTest, FramesDecodeThroughTheMakersLibraryOnItsThread) {
     EXPECT_EQ(Next(stream).data, pictures[4].bgr);
     EXPECT_EQ(calls(), callsBefore + 1);
     dlclose(library);
-}
 
-// Each damage ends the load with its text; these fail before the library is asked.
-TEST_F(LjdLeviathanTest, DamagedRecordingsEndTheLoadWithTheirText) {
-    WriteRecording();
+    // Each damage ends the load with its text, before the library is asked.
     const LjdRecording good = WriteLjdLeviathan(frames, {});
     auto write = [&](const std::string& base, std::vector<uint8_t> index, std::vector<uint8_t> store) {
         if (!index.empty()) {
@@ -125,6 +122,8 @@ TEST_F(LjdLeviathanTest, DamagedRecordingsEndTheLoadWithTheirText) {
         {write("c", noIndex, WithByte(good.store, good.imageStarts[1] + 16, 17)),
          "LjdLeviathan Bad camera number 2\n"},
         {write("d", noIndex, WithByte(good.store, good.imageStarts[1] + 18, 0x10)),
+         "LjdLeviathan Bad image size\n"},
+        {write("f", noIndex, WithByte(good.store, good.imageStarts[1] + 20, 0x10)),
          "LjdLeviathan Bad image size\n"},
         {write("e", noIndex, WithByte(good.store, good.imageStarts[1] + 15, 0)), "LjdLeviathan Bad time\n"},
         {Path("none.vmb"), "LjdLeviathan Open failed\n"},

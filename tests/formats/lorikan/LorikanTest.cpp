@@ -77,11 +77,9 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     options.jp2 = true;
     options.lossless = false;
     VixLayout layout;
-    layout.secondKind = false;
-    layout.indexRunsToEnd = true;
+    layout.firstKind = true;
     layout.width = 32;
     layout.height = 32;
-    layout.fileTableVersion = 0;
     layout.dataFolder = "/w/";
     const std::vector<uint8_t> jp2 =
         Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, 720, 288), 720, 288, options);
@@ -95,7 +93,9 @@ TEST_F(LorikanTest, VixFirstKindIndexHoldsJpeg2000FramesOfTheFixedSize) {
     });
 }
 
-TEST_F(LorikanTest, DamagedVixIndexesEndTheLoadWithTheirText) {
+// Damaged indexes end the load with their text. Two matching companion texts are too many; a text
+// under 256 bytes ends the load without a word; a data file that is missing fails its frames.
+TEST_F(LorikanTest, DamagedVixIndexesCompanionTextsAndMissingDataFiles) {
     const VixRecording good = WriteJpegVix("/d/");
     const Bytes& index = good.index;
     const std::string prefix = "DecodeLorikanVix::LoadingReadComplete failed ";
@@ -109,26 +109,21 @@ TEST_F(LorikanTest, DamagedVixIndexesEndTheLoadWithTheirText) {
                      {WithByte(index, good.frameIndexAt + 4, 'X'), prefix + "not ixbd or ixb2\n"},
                      {WithByte(index, good.frameIndexAt + 8, 2), prefix + "unexpected version\n"},
                      {CutTo(index, index.size() - 30), prefix + "with bad result\n"}});
-}
 
-// Two matching texts are too many; a text under 256 bytes ends the load without a word; a data
-// file that is missing fails its frames.
-TEST_F(LorikanTest, CompanionTextsAndMissingDataFiles) {
-    const VixRecording vix = WriteJpegVix("/d/");
-    AddFile("/two/clip.vix", vix.index);
+    AddFile("/two/clip.vix", index);
     AddFile("/two/clip.txt", VixCompanionText("/d"));
     AddFile("/two/old/clip.txt", VixCompanionText("/d"));
     EXPECT_TRUE(LoadFailsWith(VixGuid, "/two/clip.vix",
                               "DecodeLorikanVix::LoadingFileListComplete too many files\n"));
     LoggedTexts().clear();
-    AddFile("/short/clip.vix", vix.index);
+    AddFile("/short/clip.vix", index);
     AddFile("/short/clip.txt", std::vector<uint8_t>(255, 'a'));
     EXPECT_NE(Load(VixGuid, "/short/clip.vix"), 0);
     for (const std::string& text : LoggedTexts()) {
         EXPECT_EQ(text.find("DecodeLorikanVix"), std::string::npos) << text;
     }
 
-    AddFile("/none/clip.vix", vix.index);
+    AddFile("/none/clip.vix", index);
     ExpectInChildProcess([&] {
         return Load(VixGuid, "/none/clip.vix") == 0 && Next(VideoStreams()[0]).status != 0 &&
                WasLogged("DecodeLorikanVix::DecompressingOpenComplete failed with bad fileId or fileSize\n");
@@ -137,109 +132,89 @@ TEST_F(LorikanTest, CompanionTextsAndMissingDataFiles) {
 
 // ---- the ix and mix indexes of lossless JPEG frames ----
 
-struct IndexCase {
-    bool master;
-    bool colour;
-};
+// Out of time order: the master index sorts its frames, the single-camera one keeps them as they stand.
+constexpr int64_t IndexOffsets[] = {0, 15000000, 5000000, 5000000};
 
-constexpr IndexCase IndexCases[] = {{false, true}, {false, false}, {true, true}, {true, false}};
-
-// The cases run one after the other in one test rather than as parameters of a suite: decoder types
-// exist once in a process, and a suite of parameters would run after the damage sweeps, which may
-// leave them refusing every call.
+// The kinds of index run one after the other in one test rather than as parameters of a suite:
+// decoder types exist once in a process, and a suite of parameters would run after the damage
+// sweeps, which may leave them refusing every call.
 class LorikanIndexTest : public RecorderTest {
 protected:
-    void Take(const IndexCase& next) {
-        format = next;
-        pictures.clear();
-        folder = "/" + std::to_string(++folderNumber) + "/";
-    }
-    LorikanIndexRecording Write(bool newHeader) {
-        LorikanIndexLayout layout{format.master, newHeader, "clip.dat", 32, 16, format.colour};
+    LorikanIndexRecording Write(bool master, bool colour, bool newHeader) {
         std::vector<LorikanIndexFrame> frames;
-        // Out of time order: the master index is sorted, the single-camera one kept as it stands.
-        const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
+        pictures.clear();
         for (int32_t index = 0; index < 4; ++index) {
-            pictures.push_back(index % 2 == 0 || !format.colour ? MakeGradient(32, 16, format.colour ? 3 : 1)
-                                                                : MakeColourBars(32, 16));
-            if (!format.colour && index % 2 == 1) {
+            pictures.push_back(index % 2 == 0 || !colour ? MakeGradient(32, 16, colour ? 3 : 1)
+                                                         : MakeColourBars(32, 16));
+            if (!colour && index % 2 == 1) {
                 std::reverse(pictures.back().pixels.begin(), pictures.back().pixels.end());
             }
-            frames.push_back({Start + offsets[index],
-                              static_cast<uint16_t>(format.master ? 4 + index % 2 : 0),
+            frames.push_back({Start + IndexOffsets[index], static_cast<uint16_t>(master ? 4 + index % 2 : 0),
                               index % 2 == 0 ? "North" : "South", EncodeLosslessJpeg(pictures.back())});
         }
-        return WriteLorikanIndex(layout, frames);
+        return WriteLorikanIndex({master, newHeader, "clip.dat", 32, 16, colour}, frames);
     }
-    const char* Guid() const { return format.master ? MasterGuid : IndexGuid; }
-    std::string Index() const { return folder + (format.master ? "clip.mix" : "clip.ix"); }
-    IndexCase format{};
-    std::string folder;
-    int folderNumber = 0;
     std::vector<TestPicture> pictures;
 };
 
 // Each frame decodes exactly; the master index gives cameras their names and puts the frames in
-// time order, the single-camera index keeps its own order.
-TEST_F(LorikanIndexTest, EveryFrameDecodesExactlyWithItsTimeAndCamera) {
-    for (const IndexCase& next : IndexCases) {
-        Take(next);
-        SCOPED_TRACE(Index() + (format.colour ? " colour" : " grey"));
-        const LorikanIndexRecording recording = Write(!format.master);
-        AddFile(Index(), recording.index);
-        AddFile(folder + "clip.dat", recording.data);
-        ASSERT_EQ(Load(Guid(), Index()), 0) << LastError();
-        const int64_t offsets[] = {0, 15000000, 5000000, 5000000};
-        ExpectWalks(
-            format.master ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
-                          : std::vector<std::vector<size_t>>{{0, 1, 2, 3}},
-            [&](const Delivered& frame, size_t index) {
-                EXPECT_EQ(frame.time.recordedTime, Start + offsets[index]);
-                EXPECT_EQ(frame.data, pictures[index].pixels);
-            },
-            format.master ? std::vector<std::string>{"North", "South"} : std::vector<std::string>{});
-    }
-}
+// time order, the single-camera index keeps its own order. Damaged indexes fail with their text; the
+// master index's version test lets no digits pass, so that the layout with a version text fails
+// without a word where the single-camera index loads it; without its data file the master index
+// fails its load, the other its first frame.
+TEST_F(LorikanIndexTest, FramesDecodeExactlyAndDamagedIndexesFail) {
+    int folderNumber = 0;
+    for (const bool master : {false, true}) {
+        for (const bool colour : {true, false}) {
+            const char* guid = master ? MasterGuid : IndexGuid;
+            std::string index;
+            auto add = [&](const Bytes& bytes, const Bytes& data) {
+                const std::string folder = "/" + std::to_string(++folderNumber) + "/";
+                index = folder + (master ? "clip.mix" : "clip.ix");
+                AddFile(index, bytes);
+                if (!data.empty()) {
+                    AddFile(folder + "clip.dat", data);
+                }
+            };
+            SCOPED_TRACE(testing::Message() << (master ? "mix" : "ix") << (colour ? " colour" : " grey"));
+            LorikanIndexRecording recording = Write(master, colour, !master);
+            add(recording.index, recording.data);
+            ASSERT_EQ(Load(guid, index), 0) << LastError();
+            ExpectWalks(
+                master ? std::vector<std::vector<size_t>>{{0, 2}, {3, 1}}
+                       : std::vector<std::vector<size_t>>{{0, 1, 2, 3}},
+                [&](const Delivered& frame, size_t at) {
+                    EXPECT_EQ(frame.time.recordedTime, Start + IndexOffsets[at]);
+                    EXPECT_EQ(frame.data, pictures[at].pixels);
+                },
+                master ? std::vector<std::string>{"North", "South"} : std::vector<std::string>{});
 
-TEST_F(LorikanIndexTest, DamagedIndexesAndMissingDataFiles) {
-    for (const IndexCase& next : IndexCases) {
-        Take(next);
-        SCOPED_TRACE(Index());
-        const std::string name = format.master ? "DecodeLorikanMaster" : "DecodeLorikan";
-        const std::string badHeader = name + "::LoadingReadComplete failed because file has invalid header\n";
-        const std::string badFile =
-            name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n";
-        LorikanIndexRecording recording = Write(false);
-        recording.index[0] = 'X';
-        AddFile(Index(), recording.index);
-        EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badHeader));
-        Take(next);
-        AddFile(Index(), std::vector<uint8_t>(155, 0));
-        EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badFile));
-
-        // The master index's version test lets no digits pass: the layout with a version text fails
-        // without a word, where the single-camera index loads it.
-        if (format.master) {
-            LoggedTexts().clear();
-            Take(next);
-            recording = Write(true);
-            AddFile(Index(), recording.index);
-            AddFile(folder + "clip.dat", recording.data);
-            EXPECT_NE(Load(Guid(), Index()), 0);
-            EXPECT_FALSE(WasLogged(badHeader) || WasLogged(badFile));
-        }
-
-        // No data file: the master index fails its load, the other its first frame.
-        Take(next);
-        AddFile(Index(), Write(false).index);
-        if (format.master) {
-            EXPECT_TRUE(LoadFailsWith(Guid(), Index(), badFile));
-        } else {
-            ExpectInChildProcess([&] {
-                return Load(Guid(), Index()) == 0 && Next(VideoStream()).status != 0 &&
-                       WasLogged(
-                           "DecodeLorikan::PositioningOpenComplete failed with invalid fileId or fileSize\n");
-            });
+            const std::string name = master ? "DecodeLorikanMaster" : "DecodeLorikan";
+            const std::string badHeader =
+                name + "::LoadingReadComplete failed because file has invalid header\n";
+            const std::string badFile =
+                name + "::LoadingOpenComplete failed because fileId or fileSize was invalid\n";
+            recording = Write(master, colour, false);
+            add(WithByte(recording.index, 0, 'X'), {});
+            EXPECT_TRUE(LoadFailsWith(guid, index, badHeader));
+            add(Bytes(155, 0), {});
+            EXPECT_TRUE(LoadFailsWith(guid, index, badFile));
+            if (master) {
+                LoggedTexts().clear();
+                const LorikanIndexRecording versioned = Write(master, colour, true);
+                add(versioned.index, versioned.data);
+                EXPECT_NE(Load(guid, index), 0);
+                EXPECT_FALSE(WasLogged(badHeader) || WasLogged(badFile));
+                add(recording.index, {});
+                EXPECT_TRUE(LoadFailsWith(guid, index, badFile));
+            } else {
+                add(recording.index, {});
+                ExpectInChildProcess([&] {
+                    return Load(guid, index) == 0 && Next(VideoStream()).status != 0 &&
+                           WasLogged("DecodeLorikan::PositioningOpenComplete failed with invalid fileId or "
+                                     "fileSize\n");
+                });
+            }
         }
     }
 }

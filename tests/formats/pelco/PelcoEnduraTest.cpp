@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,7 +17,7 @@ constexpr uint32_t Width = 96;
 constexpr uint32_t Height = 64;
 constexpr uint32_t FirstSecond = 1700000000;
 
-class PelcoEnduraTest : public RecorderTest {
+class PelcoEnduraTest : public SteppedRecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();
@@ -54,19 +54,13 @@ protected:
 // Every frame in order with the recorder's stamp to the microsecond and its time offset, the
 // picture as libavcodec decodes it, the camera named by the export; then back again, and a seek
 // into the middle of a group of pictures.
-TEST_F(PelcoEnduraTest, FramesWalkBothWaysAndSeekIntoAGroup) {
+TEST_F(PelcoEnduraTest, FramesStepThroughAndSeekIntoAGroup) {
     AddFile("/export/cam.pef", WritePelcoEndura(frames, "Loading Bay", Width, Height).bytes);
     ASSERT_EQ(Load(EnduraGuid, "/export/cam.pef"), 0) << LastError();
-    int stream = VideoStream();
+    const int stream = VideoStream();
     EXPECT_EQ(StreamName(stream), "Loading Bay");
-    std::vector<Delivered> walked = WalkForward(stream);
-    ASSERT_EQ(walked.size(), frames.size());
-    for (size_t index = 0; index < walked.size(); ++index) {
-        ExpectFrame(walked[index], index);
-    }
-    for (size_t index = frames.size(); index-- > 0;) {
-        ExpectFrame(Previous(stream), index);
-    }
+    StepThrough(stream, frames.size(),
+                [&](const Delivered& frame, size_t index) { ExpectFrame(frame, index); });
     ExpectFrame(GoTo(stream, TimeOf(frames[8]) + 1), 8);
     ExpectFrame(Next(stream), 9);
 }

@@ -1,5 +1,5 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr int64_t TimeBase = 1000;
 
 using Places = std::vector<std::pair<uint8_t, uint8_t>>;
 
-class PelcoPnsTest : public RecorderTest {
+class PelcoPnsTest : public SteppedRecorderTest {
 protected:
     // Key frames of pictures A and C, updates of tiles of B between them; `expected` is what each
     // frame shows.
@@ -50,14 +50,9 @@ TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReached) {
     AddFile("/cam.pns", WritePelcoPns(frames, Width, Height, 0x20, TimeBase).bytes);
     ASSERT_EQ(Load(PnsGuid, "/cam.pns"), 0) << LastError();
     const int stream = VideoStream();
-    std::vector<Delivered> walked = WalkForward(stream);
+    const std::vector<Delivered> walked = StepThrough(
+        stream, frames.size(), [&](const Delivered& frame, size_t index) { ExpectFrame(frame, index); });
     ASSERT_EQ(walked.size(), frames.size());
-    for (size_t index = 0; index < walked.size(); ++index) {
-        ExpectFrame(walked[index], index);
-    }
-    for (size_t index = frames.size(); index-- > 0;) {
-        ExpectFrame(Previous(stream), index);
-    }
     ExpectFrame(GoTo(stream, walked[2].time.streamTime), 2);
 
     ASSERT_EQ(GoTo(stream, walked[0].time.streamTime).status, 0);
@@ -76,19 +71,8 @@ TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReached) {
     ExpectFrame(Previous(stream), frames.size() - 2);
 }
 
-// A seek to an update with no key frame before it has no picture to go on: it shows black.
-TEST_F(PelcoPnsTest, AnUpdateWithoutAKeyFrameBeforeItIsBlack) {
-    frames.erase(frames.begin());
-    AddFile("/cut.pns", WritePelcoPns(frames, Width, Height, 0, TimeBase).bytes);
-    ASSERT_EQ(Load(PnsGuid, "/cut.pns"), 0) << LastError();
-    const int stream = VideoStream();
-    const std::vector<Delivered> walked = WalkForward(stream);
-    ASSERT_EQ(walked.size(), frames.size());
-    const Delivered second = GoTo(stream, walked[1].time.streamTime);
-    ASSERT_EQ(second.status, 0);
-    EXPECT_TRUE(IsBlack(second));
-}
-
+// Damage ends the load with its text. A seek to an update with no key frame before it has no
+// picture to go on: it shows black.
 TEST_F(PelcoPnsTest, DamagedFilesEndTheLoadWithTheirText) {
     PnsFile good = WritePelcoPns(frames, Width, Height, 1, TimeBase);
     const std::string prefix = "DecodePelco::LoadingReadComplete ";
@@ -99,6 +83,14 @@ TEST_F(PelcoPnsTest, DamagedFilesEndTheLoadWithTheirText) {
                      {WithByte(good.bytes, 91, 0x7F), prefix + "bad index position\n"},
                      {WithByte(good.bytes, good.blockStarts[1] + 32, 17), prefix + "bad image sizes\n"},
                      {CutTo(good.bytes, 200), "DecodePelco::LoadingOpenComplete file too small\n"}});
+    frames.erase(frames.begin());
+    AddFile("/cut.pns", WritePelcoPns(frames, Width, Height, 0, TimeBase).bytes);
+    ASSERT_EQ(Load(PnsGuid, "/cut.pns"), 0) << LastError();
+    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    ASSERT_EQ(walked.size(), frames.size());
+    const Delivered second = GoTo(VideoStream(), walked[1].time.streamTime);
+    ASSERT_EQ(second.status, 0);
+    EXPECT_TRUE(IsBlack(second));
 }
 
 } // namespace

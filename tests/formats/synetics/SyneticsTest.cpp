@@ -1,7 +1,7 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/SyneticsWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ struct Camera {
     std::vector<CodecTest::Picture> reference;
 };
 
-class SyneticsTest : public RecorderTest {
+class SyneticsTest : public SteppedRecorderTest {
 protected:
     // A camera's clip: `frames` pictures with two B frames between references and a key frame every
     // `gop`, stamped 40 ms apart from `offsetMs` after the start.
@@ -67,55 +67,42 @@ TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     ASSERT_EQ(streams.size(), 2u);
     EXPECT_EQ(StreamName(streams[0]), "Gate");
     EXPECT_EQ(StreamName(streams[1]), "Yard");
-    std::vector<Delivered> stamps;
-    for (size_t index = 0; index < 2; ++index) {
-        const Camera& camera = index == 0 ? gate : yard;
-        const std::vector<Delivered> walked = WalkForward(streams[index]);
-        stamps = index == 0 ? walked : stamps;
-        ASSERT_EQ(walked.size(), camera.times.size());
-        for (size_t frame = 0; frame < walked.size(); ++frame) {
-            ExpectFrame(walked[frame], camera, frame);
-        }
-        for (size_t frame = walked.size(); frame-- > 0;) {
-            ExpectFrame(Previous(streams[index]), camera, frame);
-        }
-    }
+    StepThrough(streams[1], yard.times.size(),
+                [&](const Delivered& frame, size_t index) { ExpectFrame(frame, yard, index); });
+    const std::vector<Delivered> stamps =
+        StepThrough(streams[0], gate.times.size(),
+                    [&](const Delivered& frame, size_t index) { ExpectFrame(frame, gate, index); });
+    ASSERT_EQ(stamps.size(), gate.times.size());
     for (size_t frame : {4u, 10u, 7u, 11u}) {
         ExpectFrame(GoTo(streams[0], stamps[frame].time.streamTime), gate, frame);
     }
 }
 
 // A pair that cannot load names its fault; an I frame file without its partner plays its I frames.
-TEST_F(SyneticsTest, PairsThatCannotLoadSayWhyAndALonelyIFrameFilePlays) {
+// Damage found while fetching fails the frames that need it, with its text, black at their own
+// times, and the others play: an index record that points into the other file of its pair fails
+// its group up to the next key frame, and a group cut short loses its last picture.
+TEST_F(SyneticsTest, DamagedPairsSayWhyOrFailTheFramesThatNeedTheDamage) {
     Camera clip;
     if (!MakeCamera(8, 4, 0, &clip)) {
         SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
     }
-    const Bytes intra = WriteSyneticsPair("Gate", clip.pictures).iFrames;
-    Bytes badStart = intra, inconsistent = intra;
-    badStart[4] = 1;
-    inconsistent[40] ^= 1;
-    const std::vector<std::tuple<std::string, Bytes, Bytes>> cases = {
-        {"Synetics File too small\n", Bytes(intra.begin(), intra.begin() + 2287), {}},
-        {"Synetics Bad start to file header\n", badStart, {}},
-        {"Synetics Index size inconsistent in file header\n", inconsistent, {}},
-        {"Synetics Zero frame count give in file header\n", SyneticsHeader("Gate", 0), {}},
-        {"Synetics I frames and P/B frames not from same camera\n", intra,
-         WriteSyneticsPair("Yard", clip.pictures).otherFrames},
-    };
-    for (size_t index = 0; index < cases.size(); ++index) {
-        const auto& [text, first, second] = cases[index];
-        const std::string stem = "/bad" + std::to_string(index) + "/mpeg2_0001_";
-        AddFile(stem + "1.dat", first);
-        if (!second.empty()) {
-            AddFile(stem + "2.dat", second);
-        }
-        EXPECT_TRUE(LoadFailsWith(SyneticsGuid, stem + "1.dat", text));
-    }
-    EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/bad0/x_1.avi",
+    SyneticsPair pair = WriteSyneticsPair("Gate", clip.pictures);
+    const Bytes intra = pair.iFrames;
+    ExpectLoadsFail(SyneticsGuid, "mpeg2_0001_1.dat",
+                    {{CutTo(intra, 2287), "Synetics File too small\n"},
+                     {WithByte(intra, 4, 1), "Synetics Bad start to file header\n"},
+                     {WithByte(intra, 40, static_cast<uint8_t>(intra[40] ^ 1)),
+                      "Synetics Index size inconsistent in file header\n"},
+                     {SyneticsHeader("Gate", 0), "Synetics Zero frame count give in file header\n"}});
+    AddFile("/yard/mpeg2_0001_1.dat", intra);
+    AddFile("/yard/mpeg2_0001_2.dat", WriteSyneticsPair("Yard", clip.pictures).otherFrames);
+    EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/yard/mpeg2_0001_1.dat",
+                              "Synetics I frames and P/B frames not from same camera\n"));
+    EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/yard/x_1.avi",
                               "DecodeSynetics::LoadingCore File has no .dat extension\n"));
     EXPECT_TRUE(
-        LoadFailsWith(SyneticsGuid, "/bad0/m_1.dat", "DecodeSynetics::LoadingCore File name too short\n"));
+        LoadFailsWith(SyneticsGuid, "/yard/m_1.dat", "DecodeSynetics::LoadingCore File name too short\n"));
 
     AddFile("/alone/mpeg2_0001_1.dat", intra);
     ASSERT_EQ(Load(SyneticsGuid, "/alone/mpeg2_0001_1.dat"), 0) << LastError();
@@ -123,18 +110,8 @@ TEST_F(SyneticsTest, PairsThatCannotLoadSayWhyAndALonelyIFrameFilePlays) {
     ASSERT_EQ(walked.size(), 2u);
     ExpectFrame(walked[0], clip, 0);
     ExpectFrame(walked[1], clip, 6); // decoding order I0 P3 B1 B2 I6 B4 B5 P7
-}
 
-// Damage found while fetching fails the frames that need it, with its text, black at their own
-// times, and the others play: an index record that points into the other file of its pair fails
-// its group up to the next key frame, and a group cut short loses its last picture.
-TEST_F(SyneticsTest, DamagedPairsFailTheFramesThatNeedTheDamageAndPlayTheRest) {
-    Camera clip;
-    if (!MakeCamera(8, 4, 0, &clip)) {
-        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
-    }
-    // Decoding order I0 P3 B1 B2 I6 B4 B5 P7: B4 and B5 lean on the key frame after them.
-    SyneticsPair pair = WriteSyneticsPair("Gate", clip.pictures);
+    // B4 and B5 lean on the key frame after them.
     ASSERT_GT(pair.iFrames.size(), pair.otherFrames.size() + 10);
     const auto pastItsFile = static_cast<uint32_t>(pair.otherFrames.size() + 10);
     std::memcpy(pair.otherFrames.data() + 2288, &pastItsFile, 4);
@@ -142,7 +119,7 @@ TEST_F(SyneticsTest, DamagedPairsFailTheFramesThatNeedTheDamageAndPlayTheRest) {
     AddFile("/d/mpeg2_0001_1.dat", pair.iFrames);
     AddFile("/d/mpeg2_0001_2.dat", pair.otherFrames);
     ASSERT_EQ(Load(SyneticsGuid, "/d/mpeg2_0001_1.dat"), 0) << LastError();
-    const std::vector<Delivered> walked = WalkForward(VideoStream());
+    walked = WalkForward(VideoStream());
     ASSERT_EQ(walked.size(), clip.times.size());
     for (size_t frame = 0; frame < walked.size(); ++frame) {
         if (frame == 0 || frame == 6) {

@@ -76,17 +76,9 @@ protected:
 // frame itself.
 TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
     const std::vector<X100Frame> frames = TwoCameras();
-    const int64_t base = TicksFromSystemTime(2024, 3, 14, 10, 0, 0, 0);
-    const int64_t second = TicksPerSecond;
-    const int64_t step = 29 * second / 4;
-    const int64_t times[] = {base,
-                             base + 2 * second,
-                             base + 2 * second + step,
-                             base + 2 * second + 2 * step,
-                             base + 2 * second + 3 * step,
-                             base + 31 * second,
-                             base + 31 * second + step,
-                             base + 31 * second + 2 * step};
+    // Each frame's key frame second, and its steps of the 29 s from 10:00:02 to 10:00:31 in four.
+    const int64_t keySeconds[] = {0, 2, 2, 2, 2, 31, 31, 31};
+    const int64_t steps[] = {0, 0, 1, 2, 3, 0, 1, 2};
     for (bool inFront : {false, true}) {
         SCOPED_TRACE(inFront ? "directory in front" : "directory behind");
         const X100File file = WriteTimeSpaceX100(frames, inFront);
@@ -95,7 +87,9 @@ TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
         ASSERT_EQ(Load(X100Guid, path), 0) << LastError();
         std::vector<int64_t> streamTimes(frames.size());
         ExpectWalks({{0, 2, 4, 5, 7}, {1, 3, 6}}, [&](const Delivered& frame, size_t index) {
-            EXPECT_EQ(frame.time.recordedTime, times[index]);
+            EXPECT_EQ(frame.time.recordedTime, TicksFromSystemTime(2024, 3, 14, 10, 0, 0, 0) +
+                                                   keySeconds[index] * TicksPerSecond +
+                                                   steps[index] * 29 * TicksPerSecond / 4);
             EXPECT_TRUE(frame.data == Expected(file, frames, index));
             streamTimes[index] = frame.time.streamTime;
         });
@@ -105,10 +99,9 @@ TEST_F(TimeSpaceTest, EveryCameraBuildsItsPicturesFromItsKeyFrame) {
         EXPECT_TRUE(GoTo(stream, streamTimes[2]).data == Expected(file, frames, 2));
         EXPECT_EQ(countingFiles.reads - readsBefore, 1);
     }
-}
 
-TEST_F(TimeSpaceTest, DamagedFilesEndTheLoadWithTheirText) {
-    const X100File good = WriteTimeSpaceX100(TwoCameras(), false);
+    // Damage ends the load with its text.
+    const X100File good = WriteTimeSpaceX100(frames, false);
     auto changed = [&](uint64_t at, uint32_t value) {
         std::vector<uint8_t> bytes = good.bytes;
         std::memcpy(bytes.data() + at, &value, 4);
@@ -190,14 +183,11 @@ TEST_F(TimeSpaceTest, X200CamerasStepThroughTheirFramesAcrossFiles) {
             EXPECT_TRUE(walked[at].data == expected[at]) << camera << " " << at;
         }
     }
-}
 
-// A last file cut inside a record keeps the frames before the cut; a set without frames and a
-// path of another extension fail. A damaged camera word that aliases camera 0 puts a frame without a
-// key frame among camera 0's: the walk reaches the end, with camera 0's own frames as they were
-// painted.
-TEST_F(TimeSpaceTest, X200DamagedFilesKeepWhatCameBeforeOrFail) {
-    const std::vector<std::vector<X200Record>> files = TwoFiles();
+    // A last file cut inside a record keeps the frames before the cut; a set without frames and a
+    // path of another extension fail. A damaged camera word that aliases camera 0 puts a frame
+    // without a key frame among camera 0's: the walk reaches the end, with camera 0's own frames as
+    // they were painted.
     const X200File last = WriteTimeSpaceX200(files[1]);
     AddFile("/c/a.xba", WriteTimeSpaceX200(files[0]).bytes);
     AddFile("/c/b.xba", CutTo(last.bytes, last.recordStarts[1] + 30));

@@ -5,7 +5,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ std::vector<UvmsImage> Slice(const std::vector<UvmsImage>& images, size_t from, 
             images.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
-class UvmsTest : public RecorderTest {
+class UvmsTest : public SteppedRecorderTest {
 protected:
     void AddMedia(const std::string& path, const UvmsMediaFile& file) {
         AddFile(path, WriteUvmsMediaFile(file));
@@ -34,20 +34,22 @@ protected:
         AddFile(path, Bytes(text.begin(), text.end()));
     }
 
-    void ExpectStream(int stream, const std::vector<Bytes>& reference, int64_t offsetMilliseconds) {
-        std::vector<Delivered> walked = WalkForward(stream);
-        ASSERT_EQ(walked.size(), reference.size());
-        for (size_t frame = 0; frame < walked.size(); ++frame) {
-            ASSERT_EQ(walked[frame].status, 0);
-            ASSERT_EQ(walked[frame].data.size(), reference[frame].size());
-            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(),
-                                      walked[frame].data.size()),
-                      40.0)
-                << frame;
-            EXPECT_EQ(walked[frame].time.recordedTime,
-                      Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(frame) * 40))
-                << frame;
-        }
+    // Every picture of the stream, 40 ms apart from its first, and when `back` stepped back again.
+    void ExpectStream(int stream, const std::vector<Bytes>& reference, int64_t offsetMilliseconds,
+                      bool back) {
+        StepThrough(
+            stream, reference.size(),
+            [&](const Delivered& frame, size_t index) {
+                ExpectPicture(reference[index], frame);
+                EXPECT_EQ(frame.time.recordedTime,
+                          Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
+            },
+            back);
+    }
+    static void ExpectPicture(const Bytes& reference, const Delivered& frame) {
+        ASSERT_EQ(frame.status, 0);
+        ASSERT_EQ(frame.data.size(), reference.size());
+        EXPECT_GE(CodecTest::Psnr(reference.data(), frame.data.data(), frame.data.size()), 40.0);
     }
 };
 
@@ -72,27 +74,20 @@ TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
     AddMedia("/site/UVMSMedia/000001/000001/0001", {1, 0, Slice(first, 0, 6)});
     AddMedia("/site/UVMSMedia/000001/000002/0002", {1, 4, Slice(first, 4, first.size())});
     AddMedia("/site/UVMSMedia/000001/000002/0003", {2, 0, second});
-    for (const char* url : {"/site/Configs/site.ocf", "/site/UVMSMedia/000001/000002/0003"}) {
+    for (const std::string url : {"/site/Configs/site.ocf", "/site/UVMSMedia/000001/000002/0003"}) {
         ASSERT_EQ(Load(UvmsGuid, url), 0) << url << ": " << LastError();
         std::vector<int> streams = VideoStreams();
         ASSERT_EQ(streams.size(), 2u);
         EXPECT_EQ(StreamName(streams[0]), "Input Number: 1, Gate");
         EXPECT_EQ(StreamName(streams[1]), "Input Number: 2, Yard");
-        ExpectStream(streams[1], reference, 20);
-        ExpectStream(streams[0], reference, 0);
-    }
-    const int camera = VideoStreams()[0];
-    for (size_t frame = reference.size(); frame-- > 0;) {
-        Delivered back = Previous(camera);
-        ASSERT_EQ(back.status, 0) << frame;
-        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), back.data.data(), back.data.size()), 40.0)
-            << frame;
+        ExpectStream(streams[1], reference, 20, false);
+        ExpectStream(streams[0], reference, 0, url.ends_with("0003"));
     }
     for (size_t frame : {7u, 2u, 5u}) {
-        Delivered sought = GoTo(camera, Ticks(StartMilliseconds + static_cast<int64_t>(frame) * 40 + 10));
-        ASSERT_EQ(sought.status, 0);
-        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), sought.data.data(), sought.data.size()), 40.0)
-            << frame;
+        SCOPED_TRACE(frame);
+        ExpectPicture(
+            reference[frame],
+            GoTo(VideoStreams()[0], Ticks(StartMilliseconds + static_cast<int64_t>(frame) * 40 + 10)));
     }
 }
 

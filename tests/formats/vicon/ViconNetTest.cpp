@@ -1,6 +1,6 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/ViconNetWriter.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 #include <algorithm>
 #include <map>
@@ -41,9 +41,7 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
     BlockJpegWriter writer(Width, Height, 60);
     CameraClip clip{{name, {}}, {}, {}};
     TestPicture shown = MakeGradient(Width, Height, 3);
-    const std::vector<uint32_t> types = {ViconNetKeyType, ViconNetDeltaType, ViconNetDeltaType,
-                                         ViconNetPassOverType, ViconNetDeltaType};
-    for (size_t index = 0; index < types.size(); ++index) {
+    for (size_t index = 0; index < 5; ++index) {
         const int64_t time = first + static_cast<int64_t>(index) * 4000000;
         TestPicture source =
             (index + seed) % 2 == 0 ? MakeColourBars(Width, Height) : MakeGradient(Width, Height, 3);
@@ -51,15 +49,16 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
         for (size_t block = index % 3; block < present.size(); block += 3) {
             present[block] = true;
         }
-        if (types[index] == ViconNetKeyType) {
+        if (index == 0) {
             clip.file.frames.push_back(ViconNetKeyFrame(writer, source, time));
             shown = source;
         } else {
             clip.file.frames.push_back(ViconNetDeltaFrame(writer, source, present, time));
-            clip.file.frames.back().frameType = types[index];
-            if (types[index] != ViconNetPassOverType) {
-                Paint(shown, source, present);
-            }
+        }
+        if (index == 3) {
+            clip.file.frames.back().frameType = ViconNetPassOverType;
+        } else if (index > 0) {
+            Paint(shown, source, present);
         }
         clip.shown.push_back(shown);
         clip.times.push_back(time + Vorn::Vorncast::Decoders::FileTimeEpochTicks);
@@ -67,7 +66,7 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
     return clip;
 }
 
-class ViconNetTest : public RecorderTest {
+class ViconNetTest : public SteppedRecorderTest {
 protected:
     void AddArchive(const ViconNetArchive& archive) {
         for (const auto& [path, bytes] : WriteViconNet(archive)) {
@@ -80,13 +79,15 @@ protected:
         archive.slices = {{1, {gate.file}}, {2, {yard.file, unnamed.file}}};
         return archive;
     }
-    void ExpectWalk(const CameraClip& clip, const std::vector<Delivered>& walked) {
-        ASSERT_EQ(walked.size(), clip.shown.size());
-        for (size_t at = 0; at < walked.size(); ++at) {
-            EXPECT_EQ(walked[at].time.recordedTime, clip.times[at]) << at;
-            ASSERT_EQ(walked[at].data.size(), size_t{Width * Height * 3}) << at;
-            EXPECT_GE(ComparePicture(clip.shown[at], walked[at].data.data(), Width * 3).psnr, 28) << at;
-        }
+    // Every frame of the clip stepped both ways, each with its time and picture.
+    std::vector<Delivered> ExpectClip(int stream, const CameraClip& clip) {
+        return StepThrough(stream, clip.shown.size(),
+                           [&](const Delivered& frame, size_t index) { ExpectShown(clip, frame, index); });
+    }
+    static void ExpectShown(const CameraClip& clip, const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, clip.times[index]);
+        ASSERT_EQ(frame.data.size(), size_t{Width * Height * 3});
+        EXPECT_GE(ComparePicture(clip.shown[index], frame.data.data(), Width * 3).psnr, 28);
     }
 
     CameraClip gate = MakeClip("cam_01", Start, 0);
@@ -106,17 +107,10 @@ TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBack) {
     const char* names[] = {"Gate", "Yard", "Channel 03"};
     for (size_t camera = 0; camera < 3; ++camera) {
         EXPECT_EQ(StreamName(streams[camera]), names[camera]);
-        std::vector<Delivered> walked = WalkForward(streams[camera]);
-        ExpectWalk(*clips[camera], walked);
-        std::vector<Delivered> back;
-        for (size_t index = walked.size(); index-- > 0;) {
-            back.insert(back.begin(), Previous(streams[camera]));
-        }
-        ExpectWalk(*clips[camera], back);
+        const std::vector<Delivered> walked = ExpectClip(streams[camera], *clips[camera]);
+        ASSERT_EQ(walked.size(), 5u);
         for (size_t index : {4u, 2u}) {
-            Delivered reached = GoTo(streams[camera], walked[index].time.streamTime);
-            EXPECT_EQ(reached.time.recordedTime, clips[camera]->times[index]);
-            EXPECT_GE(ComparePicture(clips[camera]->shown[index], reached.data.data(), Width * 3).psnr, 28);
+            ExpectShown(*clips[camera], GoTo(streams[camera], walked[index].time.streamTime), index);
         }
     }
 }
@@ -124,26 +118,25 @@ TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBack) {
 // Every version of the configuration and both camera tables, with names in other cases than asked
 // for, and the load started from an index file inside the archive.
 TEST_F(ViconNetTest, ConfigurationVersionsTablesAndNamesInAnyCase) {
-    for (uint32_t version : {1u, 3u, 4u}) {
-        for (bool dbf : {false, true}) {
-            SCOPED_TRACE(testing::Message() << "version " << version << (dbf ? " dbf" : " vbt"));
-            ViconNetArchive archive = TwoSlices();
-            archive.parent = "/v" + std::to_string(version) + (dbf ? "d/" : "b/");
-            archive.configVersion = version;
-            archive.dbfCameraTable = dbf;
-            for (auto [path, bytes] : WriteViconNet(archive)) {
-                std::transform(path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
-                               path.end(),
-                               path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
-                               [](char c) { return static_cast<char>(std::toupper(c)); });
-                AddFile(path, bytes);
-            }
-            ASSERT_EQ(Load(ViconGuid, archive.parent + archive.name + "/VIDEO2/CAM_02.1"), 0) << LastError();
-            std::vector<int> streams = VideoStreams();
-            ASSERT_EQ(streams.size(), 3u);
-            EXPECT_EQ(StreamName(streams[1]), "Yard");
-            ExpectWalk(yard, WalkForward(streams[1]));
+    for (const auto& [version, dbf] :
+         std::vector<std::pair<uint32_t, bool>>{{1, false}, {3, true}, {4, false}}) {
+        SCOPED_TRACE(testing::Message() << "version " << version << (dbf ? " dbf" : " vbt"));
+        ViconNetArchive archive = TwoSlices();
+        archive.parent = "/v" + std::to_string(version) + (dbf ? "d/" : "b/");
+        archive.configVersion = version;
+        archive.dbfCameraTable = dbf;
+        for (auto [path, bytes] : WriteViconNet(archive)) {
+            std::transform(path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
+                           path.end(),
+                           path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
+                           [](char c) { return static_cast<char>(std::toupper(c)); });
+            AddFile(path, bytes);
         }
+        ASSERT_EQ(Load(ViconGuid, archive.parent + archive.name + "/VIDEO2/CAM_02.1"), 0) << LastError();
+        std::vector<int> streams = VideoStreams();
+        ASSERT_EQ(streams.size(), 3u);
+        EXPECT_EQ(StreamName(streams[1]), "Yard");
+        ExpectClip(streams[1], yard);
     }
 }
 

@@ -5,7 +5,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecorderChecks.h"
+#include "formats/RecorderSteps.h"
 
 #include <algorithm>
 
@@ -23,7 +23,7 @@ int64_t Ticks(uint32_t seconds) {
     return (int64_t{seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class VigilantMpeg2Test : public RecorderTest {
+class VigilantMpeg2Test : public SteppedRecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();
@@ -71,57 +71,50 @@ protected:
 
 // Every picture in display order, B frames in their place, with its group's time; back again from
 // the end; and a seek to each frame's stream time inside its group delivers that frame's picture.
-TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysAndSeeksIntoGroups) {
-    VigilantMpeg2Options options{"Depot", "Gate", 60, {1700000000, 1700000001, 1700000003}};
-    VigilantMpeg2File file = WriteVigilantMpeg2(Encode(16), options);
+// A stream cut short inside its last group loads what it holds; the pictures before the cut play. A
+// name too long for a camera tag keeps the second text run alone. Damaged streams fail with their text.
+TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysSeeksIntoGroupsAndSurvivesCuts) {
+    const Bytes elementary = Encode(16);
+    VigilantMpeg2File file =
+        WriteVigilantMpeg2(elementary, {"Depot", "Gate", 60, {1700000000, 1700000001, 1700000003}});
     AddFile("/export/clip.mpg", file.bytes);
     ASSERT_EQ(Load(VigilantGuid, "/export/clip.mpg"), 0) << LastError();
     const int stream = VideoStream();
     EXPECT_EQ(StreamName(stream), "Depot - Gate");
     const std::vector<int64_t> times = DisplayTimes(file.pictures);
-    std::vector<Delivered> walked = WalkForward(stream);
+    ASSERT_EQ(times.size(), reference.size());
+    const std::vector<Delivered> walked =
+        StepThrough(stream, reference.size(), [&](const Delivered& frame, size_t index) {
+            ExpectPicture(frame, index);
+            EXPECT_EQ(frame.time.recordedTime, times[index]);
+            EXPECT_EQ(frame.time.zoneBias >> 32, -60);
+        });
     ASSERT_EQ(walked.size(), reference.size());
-    ASSERT_EQ(walked.size(), times.size());
-    for (size_t frame = 0; frame < walked.size(); ++frame) {
-        ExpectPicture(walked[frame], frame);
-        EXPECT_EQ(walked[frame].time.recordedTime, times[frame]) << frame;
-        EXPECT_EQ(walked[frame].time.zoneBias >> 32, -60);
-        if (frame > 0) {
-            EXPECT_GE(walked[frame].time.streamTime, walked[frame - 1].time.streamTime) << frame;
-        }
-    }
-    for (size_t frame = walked.size(); frame-- > 0;) {
-        ExpectPicture(Previous(stream), frame);
-    }
     for (size_t frame = walked.size(); frame-- > 0;) {
         const int64_t time = walked[frame].time.streamTime;
+        EXPECT_TRUE(frame == 0 || walked[frame - 1].time.streamTime <= time) << frame;
         if ((frame == 0 || walked[frame - 1].time.streamTime < time) &&
             (frame + 1 == walked.size() || walked[frame + 1].time.streamTime > time)) {
             ExpectPicture(GoTo(stream, time), frame);
         }
     }
-}
 
-// A stream cut short inside its last group loads what it holds; the pictures before the cut play. A
-// name too long for a camera tag keeps the second text run alone. Damaged streams fail with their text.
-TEST_F(VigilantMpeg2Test, StreamsCutShortPlayUpToTheCutAndDamagedOnesFail) {
-    const Bytes stream = Encode(16);
-    VigilantMpeg2File file = WriteVigilantMpeg2(stream, {std::string(40, 'S'), std::string(30, 'C'), 0, {}});
+    file = WriteVigilantMpeg2(elementary, {std::string(40, 'S'), std::string(30, 'C'), 0, {}});
     AddFile("/export/cut.mpg", CutTo(file.bytes, file.pictures.back().offset + 20));
     ASSERT_EQ(Load(VigilantGuid, "/export/cut.mpg"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStream()), std::string(30, 'C'));
-    std::vector<Delivered> walked = WalkForward(VideoStream());
-    ASSERT_EQ(walked.size(), reference.size());
-    for (size_t frame = 0; frame + 1 < walked.size(); ++frame) {
-        ExpectPicture(walked[frame], frame);
+    const std::vector<Delivered> cut = WalkForward(VideoStream());
+    ASSERT_EQ(cut.size(), reference.size());
+    for (size_t frame = 0; frame + 1 < cut.size(); ++frame) {
+        ExpectPicture(cut[frame], frame);
     }
 
     VigilantMpeg2Options noTimes;
     noTimes.omitGroupTimes = true;
     ExpectLoadsFail(
         VigilantGuid, "x.mpg",
-        {{WriteVigilantMpeg2(stream, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
-         {WithByte(WriteVigilantMpeg2(stream, {}).bytes, 3, 0xB8),
+        {{WriteVigilantMpeg2(elementary, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
+         {WithByte(WriteVigilantMpeg2(elementary, {}).bytes, 3, 0xB8),
           "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
          {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
          // Two slices a picture: a picture 32 lines high.

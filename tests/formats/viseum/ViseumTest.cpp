@@ -11,23 +11,20 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 constexpr const char* ViseumGuid = "682B3443-E4A9-4709-9197-8F2AB311DA7C";
 constexpr uint64_t Start = 17000000000000; // tenths of milliseconds since 1970
 
-class ViseumTest : public RecorderTest {
-protected:
-    void SetUp() override {
-        RecorderTest::SetUp();
-        for (uint16_t index = 0; index < 6; ++index) {
-            pictures.push_back(MakeQuadrantPicture(64, 48, index));
-            frames.push_back({static_cast<uint16_t>(index % 2 == 0 ? 2 : 9), Start + index * 4000u + 3,
-                              EncodeTestJpeg(pictures.back())});
-        }
-    }
+class ViseumTest : public RecorderTest {};
+
+// Two named cameras take turns; each stream holds its camera's pictures with their times. Damage
+// ends the load with its text.
+TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
     std::vector<BgrPicture> pictures;
     std::vector<ViseumFrame> frames;
-};
-
-// Two named cameras take turns; each stream holds its camera's pictures with their times.
-TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
-    AddFile("/e/case.vis", WriteViseum({{2, "Front door"}, {9, "Till"}}, frames).bytes);
+    for (uint16_t index = 0; index < 6; ++index) {
+        pictures.push_back(MakeQuadrantPicture(64, 48, index));
+        frames.push_back({static_cast<uint16_t>(index % 2 == 0 ? 2 : 9), Start + index * 4000u + 3,
+                          EncodeTestJpeg(pictures.back())});
+    }
+    const Bytes good = WriteViseum({{2, "Front door"}, {9, "Till"}}, frames).bytes;
+    AddFile("/e/case.vis", good);
     ASSERT_EQ(Load(ViseumGuid, "/e/case.vis"), 0) << LastError();
     ExpectWalks(TakingTurns(2, 6),
                 [&](const Delivered& frame, size_t index) {
@@ -36,10 +33,6 @@ TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
                     ExpectNear(pictures[index], frame);
                 },
                 {"Front door", "Till"});
-}
-
-TEST_F(ViseumTest, DamagedFilesEndTheLoadWithTheirText) {
-    const Bytes good = WriteViseum({{2, "Front door"}}, frames).bytes;
     const size_t hint = good.size() - 12;
     const size_t index = Vorn::Vorncast::Decoders::ByteView(good.data(), good.size()).U32LE(hint + 8);
     ExpectLoadsFail(
