@@ -4,14 +4,8 @@
 #include "MissingTool.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/FileClient.h"
-#include "fixtures/adv601/Adv601TestEncoder.h"
-#include "fixtures/adv601/Adv601TestPictures.h"
-#include "fixtures/codecs/CodecRecording.h"
-#include "fixtures/codecs/CodecTestSupport.h"
+#include "fixtures/SmallRecordings.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
-#include "fixtures/jpeg/LosslessJpegWriter.h"
-#include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
-#include "fixtures/mpeg2ps/ProgramStreamWriter.h"
 #include "hardening/DamageSweep.h"
 #include "model/files/MemoryFileSource.h"
 
@@ -38,101 +32,26 @@ SweepRecording SweepOf(const CodecRecording& recording) {
     return sweep;
 }
 
-void ExpectCodecSurvivesDamage(const CodecRecording& recording) {
-    ASSERT_FALSE(recording.frames.empty());
-    CodecRecordingDecoder decoder;
-    ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording), {}, &decoder);
-}
-
-CodecRecording FromEncodedVideo(RecordedCodec codec, const char* encoder, int32_t width, int32_t height,
-                                bool globalHeader) {
-    CodecTest::VideoSettings settings;
-    settings.encoder = encoder;
-    settings.width = width;
-    settings.height = height;
-    settings.frames = 4;
-    settings.gop = 2;
-    settings.globalHeader = globalHeader;
-    CodecTest::EncodedVideo video;
-    CodecRecording recording{codec, width, height};
-    if (!CodecTest::HasEncoder(encoder) || !CodecTest::EncodeVideo(settings, &video)) {
-        return recording;
-    }
-    recording.config = video.extradata;
-    for (const CodecTest::EncodedFrame& frame : video.frames) {
-        recording.frames.push_back(frame.data);
-    }
-    return recording;
-}
-
 } // namespace
 
-TEST(CodecSweep, Jpeg) {
-    CodecRecording recording{RecordedCodec::Jpeg, 64, 32};
-    recording.frames = {
-        EncodeJpeg(MakeColourBars(64, 32)),
-        EncodeJpeg(MakeGradient(64, 32, 3), {.sampling = Sampling::S420, .restartInterval = 2}),
-        EncodeJpeg(MakeColourBars(64, 32), {.progressive = true})};
-    ExpectCodecSurvivesDamage(recording);
-}
+class CodecSweep : public ::testing::TestWithParam<SmallCodecRow> {};
 
-TEST(CodecSweep, LosslessJpeg) {
-    CodecRecording recording{RecordedCodec::LosslessJpeg, 24, 16};
-    recording.frames = {EncodeLosslessJpeg(MakeGradient(24, 16, 3)),
-                        EncodeLosslessJpeg(MakeGradient(24, 16, 3), {.predictor = 6, .restartLines = 4})};
-    ExpectCodecSurvivesDamage(recording);
-}
-
-TEST(CodecSweep, Adv601) {
-    CodecRecording recording{RecordedCodec::Adv601, ADV601FieldWidth, ADV601TallFieldHeight};
-    for (const Adv601TestPicture& picture : {Adv601ColourBars(true), Adv601Edges(true)}) {
-        Adv601EncoderOptions options;
-        options.detailScale = 512;
-        recording.frames.push_back(EncodeAdv601(picture.bgr.data(), options));
+TEST_P(CodecSweep, SurvivesDamage) {
+    const CodecRecording recording = GetParam().make();
+    if (recording.frames.empty()) {
+        SKIP_OR_FAIL_FOR_MISSING(std::string("an encoder for ") + GetParam().name);
     }
     SweepOptions options;
-    options.maxCutsPerFile = 16;
-    options.maxDamagePerFile = 16;
+    if (GetParam().maxRunsPerFile > 0) {
+        options.maxCutsPerFile = GetParam().maxRunsPerFile;
+        options.maxDamagePerFile = GetParam().maxRunsPerFile;
+    }
     CodecRecordingDecoder decoder;
     ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording), options, &decoder);
 }
 
-TEST(CodecSweep, Mpeg4) {
-    ExpectCodecSurvivesDamage(FromEncodedVideo(RecordedCodec::Mpeg4, "mpeg4", 64, 48, true));
-}
-
-TEST(CodecSweep, H263) {
-    ExpectCodecSurvivesDamage(FromEncodedVideo(RecordedCodec::H263, "h263", 128, 96, false));
-}
-
-TEST(CodecSweep, H264) {
-    CodecRecording recording = FromEncodedVideo(RecordedCodec::H264, "libx264", 64, 48, true);
-    if (recording.frames.empty()) {
-        SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
-    }
-    ExpectCodecSurvivesDamage(recording);
-}
-
-TEST(CodecSweep, Mpeg2ProgramStream) {
-    CodecRecording recording =
-        FromEncodedVideo(RecordedCodec::Mpeg2ProgramStream, "mpeg2video", 64, 48, false);
-    for (std::vector<uint8_t>& frame : recording.frames) {
-        frame = CodecTest::WrapInProgramStream(frame, 0xE0, 200);
-    }
-    ExpectCodecSurvivesDamage(recording);
-}
-
-TEST(CodecSweep, Jpeg2000BothWrappings) {
-    CodecRecording recording{RecordedCodec::Jpeg2000, 24, 16};
-    const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(24, 16), 24, 16);
-    Jpeg2000Testing::EncodeOptions codestream;
-    Jpeg2000Testing::EncodeOptions jp2;
-    jp2.jp2 = true;
-    jp2.lossless = false;
-    recording.frames = {Jpeg2000Testing::Encode(planes, 24, 16, codestream),
-                        Jpeg2000Testing::Encode(planes, 24, 16, jp2)};
-    ExpectCodecSurvivesDamage(recording);
-}
+INSTANTIATE_TEST_SUITE_P(CodecSweep, CodecSweep, ::testing::ValuesIn(SmallCodecRows()),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // ---- the sweep's own checks ----
 

@@ -24,43 +24,6 @@ namespace {
 
 constexpr const char* Folder = "/sweep/";
 
-// ---- files that watch their readers ----
-
-// A file of the memory source that notes every read outside its bytes.
-class WatchedFile : public Vorn::SourceFile {
-public:
-    WatchedFile(std::unique_ptr<Vorn::SourceFile> file, std::string name, std::vector<std::string>* faults)
-        : file(std::move(file)), name(std::move(name)), faults(faults) {}
-
-    int64_t Size() const override { return file->Size(); }
-    int64_t ReadAt(int64_t offset, void* destination, int64_t count) override {
-        if (offset < 0 || count < 0 || offset + count > file->Size()) {
-            faults->push_back("read of " + std::to_string(count) + " bytes at " + std::to_string(offset) +
-                              " outside " + name + " (" + std::to_string(file->Size()) + " bytes)");
-        }
-        return file->ReadAt(offset, destination, count);
-    }
-
-private:
-    std::unique_ptr<Vorn::SourceFile> file;
-    std::string name;
-    std::vector<std::string>* faults;
-};
-
-class WatchedSource : public Vorn::MemoryFileSource {
-public:
-    explicit WatchedSource(std::vector<std::string>* faults) : faults(faults) {}
-
-    std::unique_ptr<Vorn::SourceFile> Open(std::string_view path) override {
-        std::unique_ptr<Vorn::SourceFile> file = MemoryFileSource::Open(path);
-        return file == nullptr ? nullptr
-                               : std::make_unique<WatchedFile>(std::move(file), std::string(path), faults);
-    }
-
-private:
-    std::vector<std::string>* faults;
-};
-
 // ---- the damage ----
 
 // At most `limit` of the points, evenly spread, in order and without repeats.
@@ -186,7 +149,7 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
 Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
                                        int64_t actionLimit, const SweepOptions& options,
                                        std::vector<std::string>* faults) {
-    WatchedSource source(faults);
+    Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
         source.AddFile(Folder + file.name, file.bytes);
     }

@@ -3,7 +3,7 @@
 // A damage sweep for format decoders of the digital core: a recording (a file set of names and
 // bytes) is cut short at many points and has bytes overwritten at chosen places, and each damaged
 // copy is queried, loaded and walked frame by frame through the client functions, as a player
-// would. Every run must end with a status of the core, read nothing outside its files and finish
+// would. Every run must end with a status of the core and finish
 // within a bounded number of actions; the sanitizers of the test build catch the rest.
 #include "fixtures/FileSetBytes.h"
 

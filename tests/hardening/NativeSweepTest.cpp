@@ -2,6 +2,7 @@
 // recording is loaded and played through the exported functions and must end each call with a status
 // of the library, within a bounded number of steps; the sanitizers catch the rest.
 #include "MissingTool.h"
+#include "core/binary/ByteView.h"
 #include "fixtures/NativePlay.h"
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/dvd/DvdAuthor.h"
@@ -76,14 +77,6 @@ Hardening::SweepRecording SweepOf(const SmallRecording& small) {
     return {small.files, small.frameStarts, small.damagePlaces};
 }
 
-uint32_t BigEndianAt(const std::string& bytes, size_t at) {
-    uint32_t value = 0;
-    for (size_t index = at; index < at + 4; ++index) {
-        value = value << 8 | static_cast<uint8_t>(bytes[index]);
-    }
-    return value;
-}
-
 } // namespace
 
 TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
@@ -122,12 +115,13 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
         }
     }
     ASSERT_EQ(recording.files.size(), 4u);
-    const std::string& ifo = recording.files[1].bytes;
-    const size_t map = size_t{BigEndianAt(ifo, 0xE4)} * 2048;
+    const Vorn::Vorncast::Decoders::ByteView ifo(recording.files[1].bytes.data(),
+                                                 recording.files[1].bytes.size());
+    const size_t map = size_t{ifo.U32BE(0xE4)} * 2048;
     const size_t firstVob = recording.files[2].bytes.size();
     recording.frameStarts.resize(4);
-    for (size_t entry = map + 4; entry + 4 <= map + 4 + BigEndianAt(ifo, map); entry += 4) {
-        const uint64_t at = uint64_t{BigEndianAt(ifo, entry)} * 2048;
+    for (size_t entry = map + 4; entry + 4 <= map + 4 + ifo.U32BE(map); entry += 4) {
+        const uint64_t at = uint64_t{ifo.U32BE(entry)} * 2048;
         recording.frameStarts[at < firstVob ? 2 : 3].push_back(at < firstVob ? at : at - firstVob);
     }
     recording.damagePlaces = {{0, 0xC4}, {1, 0xCC}, {1, 0xE4}, {1, map}, {1, map + 8}};
