@@ -35,9 +35,9 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Fuzzing::JoinUnits;
 using Vorn::Fuzzing::Unit;
 
-class SeedFolder {
-public:
-    explicit SeedFolder(fs::path root) : root(std::move(root)) {}
+struct SeedFolder {
+    fs::path root;
+    int written = 0;
 
     void Add(const std::string& target, const std::string& name, const std::string& bytes) {
         fs::create_directories(root / target);
@@ -49,11 +49,6 @@ public:
              const std::vector<Unit>& units) {
         Add(target, name, JoinUnits(options, units));
     }
-    int Written() const { return written; }
-
-private:
-    fs::path root;
-    int written = 0;
 };
 
 std::string Text(const Unit& bytes) {
@@ -255,7 +250,7 @@ void WriteJpeg2000Seeds(SeedFolder& seeds) {
               {Jpeg2000Testing::Encode(grey, 16, 16, {.tileSize = 8}), Unit{'R', 'E', 'C', 0, 1, 2, 3, 4}});
 }
 
-// ---- ADV601 and uncompressed pictures ----
+// ---- ADV601, JPEG and uncompressed pictures ----
 
 void WriteAdv601Seeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_adv601", "gradient", Text(EncodeAdv601(Adv601Gradient(true).bgr.data())));
@@ -265,9 +260,6 @@ void WriteAdv601Seeds(SeedFolder& seeds) {
               Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), shortField, true)));
     seeds.Add("fuzz_codec_vfw", "adv1", 5 | 2 << 4,
               {Unit{}, EncodeAdv601(Adv601ColourBars(true).bgr.data())});
-}
-
-void WriteVfwPictureSeeds(SeedFolder& seeds) {
     seeds.Add(
         "fuzz_codec_vfw", "tjpg", 6 | 1 << 4,
         {Unit{}, EncodeJpeg(MakeColourBars(64, 48)), EncodeJpeg(MakeColourBars(64, 48), {.quality = 30})});
@@ -347,7 +339,7 @@ void WriteNativeSeeds(SeedFolder& seeds) {
 } // namespace
 
 int main(int argc, char** argv) {
-    SeedFolder seeds(argc > 1 ? argv[1] : "build/seeds");
+    SeedFolder seeds{argc > 1 ? argv[1] : "build/seeds"};
     WriteCodecRecordingSeeds(seeds);
     WriteJpegSeeds(seeds);
     WriteBlockJpegSeeds(seeds);
@@ -356,11 +348,10 @@ int main(int argc, char** argv) {
     WriteAudioSeeds(seeds);
     WriteJpeg2000Seeds(seeds);
     WriteAdv601Seeds(seeds);
-    WriteVfwPictureSeeds(seeds);
     WriteRecorderSeeds(seeds);
     WriteAdv601RecorderSeeds(seeds);
     WriteDvdSeeds(seeds);
     WriteNativeSeeds(seeds);
-    std::printf("%d seeds written\n", seeds.Written());
+    std::printf("%d seeds written\n", seeds.written);
     return 0;
 }

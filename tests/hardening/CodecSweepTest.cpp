@@ -23,8 +23,9 @@ namespace {
 // decoder there for its duration.
 constexpr int32_t SweepRow = 3;
 
-SweepRecording SweepOf(const CodecRecording& recording) {
+SweepRecording SweepOf(const CodecRecording& recording, size_t maxRunsPerFile = 0) {
     SweepRecording sweep;
+    sweep.maxRunsPerFile = maxRunsPerFile;
     sweep.files = {{"clip.vcr", recording.Bytes()}};
     sweep.frameStarts = {recording.FrameStarts()};
     // The frame count and the configuration size in the header.
@@ -41,13 +42,8 @@ TEST_P(CodecSweep, SurvivesDamage) {
     if (recording.frames.empty()) {
         SKIP_OR_FAIL_FOR_MISSING(std::string("an encoder for ") + GetParam().name);
     }
-    SweepOptions options;
-    if (GetParam().maxRunsPerFile > 0) {
-        options.maxCutsPerFile = GetParam().maxRunsPerFile;
-        options.maxDamagePerFile = GetParam().maxRunsPerFile;
-    }
     CodecRecordingDecoder decoder;
-    ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording), options, &decoder);
+    ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording, GetParam().maxRunsPerFile), {}, &decoder);
 }
 
 INSTANTIATE_TEST_SUITE_P(CodecSweep, CodecSweep, ::testing::ValuesIn(SmallCodecRows()),

@@ -147,7 +147,7 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
 }
 
 Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
-                                       int64_t actionLimit, const SweepOptions& options,
+                                       const Vorn::Testing::ClientPlayLimits& limits,
                                        std::vector<std::string>* faults) {
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
@@ -155,14 +155,17 @@ Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, co
     }
     FileTesting::InstalledSource installed(&source);
     return Vorn::Testing::PlayThroughClient(
-        guid, Folder + files.front().name,
-        {actionLimit, options.maxFramesDecoded, options.hostAbortsLongLoads},
+        guid, Folder + files.front().name, limits,
         [faults](const std::string& fault, bool) { faults->push_back(fault); });
 }
 
 } // namespace
 
-std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
+std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, SweepOptions options) {
+    if (recording.maxRunsPerFile > 0) {
+        options.maxCutsPerFile = recording.maxRunsPerFile;
+        options.maxDamagePerFile = recording.maxRunsPerFile;
+    }
     std::vector<DamagedCopy> damaged;
     for (size_t file = 0; file < recording.files.size(); ++file) {
         AddCuts(recording, file, options, &damaged);
@@ -183,10 +186,11 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
     BaseDecoder* previous = decoder != nullptr ? DecoderTable::Swap(row, decoder) : nullptr;
     uint32_t guid[4];
     RowGuid(row, decoder, guid);
-    const int64_t limit = ActionLimit(recording, options);
+    const Vorn::Testing::ClientPlayLimits limits{ActionLimit(recording, options), options.maxFramesDecoded,
+                                                 recording.hostAbortsLongLoads};
 
     std::vector<std::string> faults;
-    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
+    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limits, &faults);
     for (const std::string& fault : faults) {
         report.faults.push_back("intact recording: " + fault);
     }
@@ -199,7 +203,7 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
             continue;
         }
         faults.clear();
-        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
+        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limits, &faults);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;

@@ -22,10 +22,7 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Testing::FileSetFile;
 
 struct NativeCase {
-    const char* guid;
-    int variant;
-    const char* folder;
-    const char* file; // the one loaded
+    const Vorn::Testing::NativeDecoder& decoder;
     // The status besides success, failure and the stream's ends that a call may give.
     int otherStatus;
     Vorn::Testing::NativePlayOptions::Pictures pictures;
@@ -39,12 +36,12 @@ std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
     std::vector<std::string> faults;
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
-        source.AddFile(native.folder + file.name, file.bytes);
+        source.AddFile(native.decoder.folder + file.name, file.bytes);
     }
     Vorn::FileSource::SetCurrent(&source);
     VcGuid guid{};
-    Vorn::ParseGuid(native.guid, &guid);
-    Vorn::Testing::PlayNative(collection, guid, native.variant, std::string(native.folder) + native.file,
+    Vorn::ParseGuid(native.decoder.guid, &guid);
+    Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
                               {native.pictures, 60}, [&](const char* call, int status) {
                                   if (statuses.count(status) == 0) {
                                       faults.push_back(std::string(call) + " gave status " +
@@ -73,10 +70,6 @@ void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::Sweep
     EXPECT_TRUE(faults.empty()) << faults.size() << " faults, the first: " << faults.front();
 }
 
-Hardening::SweepRecording SweepOf(const SmallRecording& small) {
-    return {small.files, small.frameStarts, small.damagePlaces};
-}
-
 } // namespace
 
 TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
@@ -84,9 +77,9 @@ TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
     options.cutStep = 700;
     options.maxCutsPerFile = 12;
     options.maxDamagePerFile = 16;
-    ExpectNativeSurvivesDamage({"{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "/sweep/", "KD.bix",
-                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-                               SweepOf(SmallKodicom(2)), options, 40);
+    ExpectNativeSurvivesDamage({Vorn::Testing::NativeKodicom, VC_InvalidArgument,
+                                Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+                               SmallKodicom(2), options, 40);
 }
 
 TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
@@ -94,9 +87,9 @@ TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
     options.cutStep = 4096;
     options.maxCutsPerFile = 6;
     options.maxDamagePerFile = 8;
-    ExpectNativeSurvivesDamage({"{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", 1, "/sweep/", "REC.VID",
-                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-                               SweepOf(SmallDarlexImage(2)), options, 20);
+    ExpectNativeSurvivesDamage(
+        {Vorn::Testing::NativeDarlex, VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+        SmallDarlexImage(2), options, 20);
 }
 
 // A folder of two cells in two VOB files: the NAV packs the address map names stand for the frames,
@@ -129,8 +122,7 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
     options.cutStep = 8192;
     options.maxCutsPerFile = 10;
     options.maxDamagePerFile = 12;
-    ExpectNativeSurvivesDamage({"{508C3FE8-0034-4216-8E06-0020B1619331}", -1, "/sweep/VIDEO_TS/",
-                                "VIDEO_TS.IFO", VC_CatastrophicFailure,
-                                Vorn::Testing::NativePlayOptions::Every},
-                               recording, options, 40);
+    ExpectNativeSurvivesDamage(
+        {Vorn::Testing::NativeDvd, VC_CatastrophicFailure, Vorn::Testing::NativePlayOptions::Every},
+        recording, options, 40);
 }
