@@ -71,4 +71,30 @@ template <class Adapter> void FuzzVideoAdapter(Adapter& adapter, const UnitInput
     DecodeUnits(adapter, input, withConfig ? 1 : 0);
 }
 
+// Then the held-back pictures flushed out (H.264).
+template <class Adapter> void FuzzFlushingVideoAdapter(Adapter& adapter, const UnitInput& input) {
+    constexpr int MaxFlushes = 20;
+    FuzzVideoAdapter(adapter, input);
+    std::vector<uint8_t> output = OutputFor(adapter, false);
+    for (int flush = 0; flush < MaxFlushes; ++flush) {
+        if (!adapter.Flush(output.data(), StatedSize(adapter, output))) {
+            break;
+        }
+    }
+}
+
+// The size parse of every unit first, and with option bit 7 no Initialise: the first Decode opens the
+// engine with the size left to the stream (MPEG-2).
+template <class Adapter> void FuzzSizedVideoAdapter(Adapter& adapter, const UnitInput& input) {
+    for (const Unit& unit : input.units) {
+        int32_t width = 0, height = 0, planes = 0;
+        Adapter::ParseImageFormat(unit.data(), SizeOf(unit), &width, &height, &planes);
+    }
+    if (input.Option(7)) {
+        DecodeUnits(adapter, input, 0);
+    } else {
+        FuzzVideoAdapter(adapter, input);
+    }
+}
+
 } // namespace Vorn::Fuzzing
