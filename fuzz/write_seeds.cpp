@@ -2,7 +2,6 @@
 // default build/seeds) holding small, valid inputs made by the tests' own writers and encoders,
 // in the input shape of that target. `./run fuzz` runs it before the fuzzers.
 #include "FuzzUnits.h"
-#include "codecs/jpeg/JpegMarkers.h"
 #include "fixtures/FileSetBytes.h"
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
@@ -14,7 +13,6 @@
 #include "fixtures/formats/DhavWriter.h"
 #include "fixtures/formats/NewWavestoreWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
-#include "fixtures/iso/IsoRecordings.h"
 #include "fixtures/jpeg/BlockJpegWriter.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
