@@ -9,6 +9,7 @@
 #include "FuzzUnits.h"
 #include "codecs/video/IppDecoder.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace Vorn::Fuzzing {
@@ -69,6 +70,50 @@ template <class Adapter> void FuzzVideoAdapter(Adapter& adapter, const UnitInput
     adapter.Initialise(size.width, size.height, 3, input.Option(0), withConfig ? config.data() : nullptr,
                        withConfig ? SizeOf(config) : 0);
     DecodeUnits(adapter, input, withConfig ? 1 : 0);
+}
+
+// Then the held-back pictures flushed out (H.264).
+template <class Adapter> void FuzzFlushingVideoAdapter(Adapter& adapter, const UnitInput& input) {
+    constexpr int MaxFlushes = 20;
+    FuzzVideoAdapter(adapter, input);
+    std::vector<uint8_t> output = OutputFor(adapter, false);
+    for (int flush = 0; flush < MaxFlushes; ++flush) {
+        if (!adapter.Flush(output.data(), StatedSize(adapter, output))) {
+            break;
+        }
+    }
+}
+
+// The size parse of every unit first, and with option bit 7 no Initialise: the first Decode opens the
+// engine with the size left to the stream (MPEG-2).
+template <class Adapter> void FuzzSizedVideoAdapter(Adapter& adapter, const UnitInput& input) {
+    for (const Unit& unit : input.units) {
+        int32_t width = 0, height = 0, planes = 0;
+        Adapter::ParseImageFormat(unit.data(), SizeOf(unit), &width, &height, &planes);
+    }
+    if (input.Option(7)) {
+        DecodeUnits(adapter, input, 0);
+    } else {
+        FuzzVideoAdapter(adapter, input);
+    }
+}
+
+// Whole DV frames, whose 50/60 flag chooses the height; a frame's own flag may change it, so the output
+// is sized for the taller picture (DV25).
+template <class Adapter> void FuzzDvAdapter(Adapter& adapter, const UnitInput& input) {
+    adapter.Initialise(0, input.Option(2) ? Adapter::Height60 : Adapter::Height50, 3, input.Option(0));
+    const int32_t lines = Adapter::Height50 * (input.Option(0) ? 2 : 1);
+    for (const Unit& unit : input.units) {
+        std::vector<uint8_t> output(static_cast<size_t>(Adapter::Width) * lines * 3);
+        int32_t stated = static_cast<int32_t>(input.Option(0) ? output.size() / 2 : output.size());
+        if (input.Option(5)) {
+            stated = std::min(stated, Adapter::Width * Adapter::Height60 * 3);
+        }
+        adapter.Decode(unit.data(), SizeOf(unit), output.data(), stated);
+        if (input.Option(4)) {
+            adapter.Reset();
+        }
+    }
 }
 
 } // namespace Vorn::Fuzzing

@@ -15,26 +15,13 @@ namespace {
 using Vorn::Testing::NativePlayOptions;
 
 #if defined(FUZZ_NATIVE_KODICOM)
-constexpr const char* Guid = "{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}";
-constexpr int Variant = 2;
-constexpr const char* Folder = "/fuzz/";
-constexpr const char* Stem = "KD";
-constexpr const char* Extension = "bix";
+constexpr const Vorn::Testing::NativeDecoder& Native = Vorn::Testing::NativeKodicom;
 constexpr NativePlayOptions Options{NativePlayOptions::FirstSeekAndBack, 60};
 #elif defined(FUZZ_NATIVE_DARLEX)
-constexpr const char* Guid = "{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}";
-constexpr int Variant = 1;
-constexpr const char* Folder = "/fuzz/";
-constexpr const char* Stem = "REC";
-constexpr const char* Extension = "VID";
+constexpr const Vorn::Testing::NativeDecoder& Native = Vorn::Testing::NativeDarlex;
 constexpr NativePlayOptions Options{NativePlayOptions::FirstOnly, 60};
 #else
-// The manager's IFO file, the title sets' IFO files and their VOBs.
-constexpr const char* Guid = "{508C3FE8-0034-4216-8E06-0020B1619331}";
-constexpr int Variant = -1;
-constexpr const char* Folder = "/fuzz/VIDEO_TS/";
-constexpr const char* Stem = "VIDEO_TS";
-constexpr const char* Extension = "IFO";
+constexpr const Vorn::Testing::NativeDecoder& Native = Vorn::Testing::NativeDvd;
 constexpr NativePlayOptions Options{NativePlayOptions::Every, 120};
 #endif
 constexpr size_t MaxFiles = 8;
@@ -51,17 +38,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     }
     Vorn::MemoryFileSource files;
-    for (const auto& file : Vorn::Testing::SplitFileSet(data, size, Stem, Extension, MaxFiles)) {
-        files.AddFile(Folder + file.name, file.bytes);
+    for (const auto& file :
+         Vorn::Testing::SplitFileSet(data, size, Native.stem, Native.extension, MaxFiles)) {
+        files.AddFile(Native.folder + file.name, file.bytes);
     }
     Vorn::FileSource::SetCurrent(&files);
     static const VcGuid guid = [] {
         VcGuid parsed{};
-        Vorn::ParseGuid(Guid, &parsed);
+        Vorn::ParseGuid(Native.guid, &parsed);
         return parsed;
     }();
-    Vorn::Testing::PlayNative(collection, guid, Variant, std::string(Folder) + Stem + "." + Extension,
-                              Options, [](const char*, int status) { return status; });
+    Vorn::Testing::PlayNative(collection, guid, Native.variant, Native.Url(), Options,
+                              [](const char*, int status) { return status; });
     Vorn::FileSource::SetCurrent(nullptr);
     return 0;
 }

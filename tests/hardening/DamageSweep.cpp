@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <set>
 #include <sstream>
 
@@ -23,43 +22,6 @@ using Vorn::Testing::FileSetFile;
 namespace {
 
 constexpr const char* Folder = "/sweep/";
-
-// ---- files that watch their readers ----
-
-// A file of the memory source that notes every read outside its bytes.
-class WatchedFile : public Vorn::SourceFile {
-public:
-    WatchedFile(std::unique_ptr<Vorn::SourceFile> file, std::string name, std::vector<std::string>* faults)
-        : file(std::move(file)), name(std::move(name)), faults(faults) {}
-
-    int64_t Size() const override { return file->Size(); }
-    int64_t ReadAt(int64_t offset, void* destination, int64_t count) override {
-        if (offset < 0 || count < 0 || offset + count > file->Size()) {
-            faults->push_back("read of " + std::to_string(count) + " bytes at " + std::to_string(offset) +
-                              " outside " + name + " (" + std::to_string(file->Size()) + " bytes)");
-        }
-        return file->ReadAt(offset, destination, count);
-    }
-
-private:
-    std::unique_ptr<Vorn::SourceFile> file;
-    std::string name;
-    std::vector<std::string>* faults;
-};
-
-class WatchedSource : public Vorn::MemoryFileSource {
-public:
-    explicit WatchedSource(std::vector<std::string>* faults) : faults(faults) {}
-
-    std::unique_ptr<Vorn::SourceFile> Open(std::string_view path) override {
-        std::unique_ptr<Vorn::SourceFile> file = MemoryFileSource::Open(path);
-        return file == nullptr ? nullptr
-                               : std::make_unique<WatchedFile>(std::move(file), std::string(path), faults);
-    }
-
-private:
-    std::vector<std::string>* faults;
-};
 
 // ---- the damage ----
 
@@ -184,22 +146,25 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
 }
 
 Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
-                                       int64_t actionLimit, const SweepOptions& options,
+                                       const Vorn::Testing::ClientPlayLimits& limits,
                                        std::vector<std::string>* faults) {
-    WatchedSource source(faults);
+    Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
         source.AddFile(Folder + file.name, file.bytes);
     }
     FileTesting::InstalledSource installed(&source);
     return Vorn::Testing::PlayThroughClient(
-        guid, Folder + files.front().name,
-        {actionLimit, options.maxFramesDecoded, options.hostAbortsLongLoads},
+        guid, Folder + files.front().name, limits,
         [faults](const std::string& fault, bool) { faults->push_back(fault); });
 }
 
 } // namespace
 
-std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options) {
+std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, SweepOptions options) {
+    if (recording.maxRunsPerFile > 0) {
+        options.maxCutsPerFile = recording.maxRunsPerFile;
+        options.maxDamagePerFile = recording.maxRunsPerFile;
+    }
     std::vector<DamagedCopy> damaged;
     for (size_t file = 0; file < recording.files.size(); ++file) {
         AddCuts(recording, file, options, &damaged);
@@ -220,10 +185,11 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
     BaseDecoder* previous = decoder != nullptr ? DecoderTable::Swap(row, decoder) : nullptr;
     uint32_t guid[4];
     RowGuid(row, decoder, guid);
-    const int64_t limit = ActionLimit(recording, options);
+    const Vorn::Testing::ClientPlayLimits limits{ActionLimit(recording, options), options.maxFramesDecoded,
+                                                 recording.hostAbortsLongLoads};
 
     std::vector<std::string> faults;
-    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limit, options, &faults);
+    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limits, &faults);
     for (const std::string& fault : faults) {
         report.faults.push_back("intact recording: " + fault);
     }
@@ -236,7 +202,7 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
             continue;
         }
         faults.clear();
-        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limit, options, &faults);
+        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limits, &faults);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;

@@ -3,9 +3,9 @@
 // A damage sweep for format decoders of the digital core: a recording (a file set of names and
 // bytes) is cut short at many points and has bytes overwritten at chosen places, and each damaged
 // copy is queried, loaded and walked frame by frame through the client functions, as a player
-// would. Every run must end with a status of the core, read nothing outside its files and finish
+// would. Every run must end with a status of the core and finish
 // within a bounded number of actions; the sanitizers of the test build catch the rest.
-#include "fixtures/FileSetBytes.h"
+#include "fixtures/SmallRecordings.h"
 
 #include <cstdint>
 #include <string>
@@ -18,15 +18,9 @@ class BaseDecoder;
 
 namespace Hardening {
 
-struct SweepRecording {
-    // The file set, names relative to the recording's folder; the decoder opens the first.
-    std::vector<Vorn::Testing::FileSetFile> files;
-    // Offsets where frames or records begin, by file (may be shorter than `files`): the sweep cuts
-    // there and overwrites the first bytes of each.
-    std::vector<std::vector<uint64_t>> frameStarts;
-    // Further places worth damaging, such as counts and lengths in a header: (file, offset).
-    std::vector<std::pair<size_t, uint64_t>> damagePlaces;
-};
+// The file set, the offsets where frames begin by file (the sweep cuts there and overwrites the first
+// bytes of each), further places worth damaging and the recording's own limits.
+using SweepRecording = Vorn::Vorncast::Decoders::Testing::SmallRecording;
 
 struct SweepOptions {
     // Cuts every `cutStep` bytes of each file, besides the frame starts.
@@ -41,9 +35,6 @@ struct SweepOptions {
     // file set.
     int64_t actionBase = 4096;
     int64_t bytesPerAction = 16;
-    // For formats whose loads wait on the host to end them (an AVI without a usable index): the
-    // sweep's abort callback ends a load once it has been polled half the action limit's times.
-    bool hostAbortsLongLoads = false;
 };
 
 // What the sweep saw. A fault is one line naming the damage and what went wrong.
@@ -66,7 +57,7 @@ struct DamagedCopy {
 
 // The copies a sweep runs on: each file cut short and overwritten at many places, and each file
 // but the first missing. Decoders outside the digital core run them with a player of their own.
-std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, const SweepOptions& options);
+std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, SweepOptions options);
 
 // Sweeps the decoder of `row` of the decoder table. With `decoder` given, that object stands in
 // the row for the sweep (a decoder of the tests' own) and is found by its own GUID.

@@ -2,6 +2,7 @@
 // recording is loaded and played through the exported functions and must end each call with a status
 // of the library, within a bounded number of steps; the sanitizers catch the rest.
 #include "MissingTool.h"
+#include "core/binary/ByteView.h"
 #include "fixtures/NativePlay.h"
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/dvd/DvdAuthor.h"
@@ -21,10 +22,7 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Testing::FileSetFile;
 
 struct NativeCase {
-    const char* guid;
-    int variant;
-    const char* folder;
-    const char* file; // the one loaded
+    const Vorn::Testing::NativeDecoder& decoder;
     // The status besides success, failure and the stream's ends that a call may give.
     int otherStatus;
     Vorn::Testing::NativePlayOptions::Pictures pictures;
@@ -38,12 +36,12 @@ std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
     std::vector<std::string> faults;
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
-        source.AddFile(native.folder + file.name, file.bytes);
+        source.AddFile(native.decoder.folder + file.name, file.bytes);
     }
     Vorn::FileSource::SetCurrent(&source);
     VcGuid guid{};
-    Vorn::ParseGuid(native.guid, &guid);
-    Vorn::Testing::PlayNative(collection, guid, native.variant, std::string(native.folder) + native.file,
+    Vorn::ParseGuid(native.decoder.guid, &guid);
+    Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
                               {native.pictures, 60}, [&](const char* call, int status) {
                                   if (statuses.count(status) == 0) {
                                       faults.push_back(std::string(call) + " gave status " +
@@ -72,18 +70,6 @@ void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::Sweep
     EXPECT_TRUE(faults.empty()) << faults.size() << " faults, the first: " << faults.front();
 }
 
-Hardening::SweepRecording SweepOf(const SmallRecording& small) {
-    return {small.files, small.frameStarts, small.damagePlaces};
-}
-
-uint32_t BigEndianAt(const std::string& bytes, size_t at) {
-    uint32_t value = 0;
-    for (size_t index = at; index < at + 4; ++index) {
-        value = value << 8 | static_cast<uint8_t>(bytes[index]);
-    }
-    return value;
-}
-
 } // namespace
 
 TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
@@ -91,9 +77,9 @@ TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
     options.cutStep = 700;
     options.maxCutsPerFile = 12;
     options.maxDamagePerFile = 16;
-    ExpectNativeSurvivesDamage({"{760D2C01-30F2-40c1-BF16-529CA2FBC5E0}", 2, "/sweep/", "KD.bix",
-                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-                               SweepOf(SmallKodicom(2)), options, 40);
+    ExpectNativeSurvivesDamage({Vorn::Testing::NativeKodicom, VC_InvalidArgument,
+                                Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+                               SmallKodicom(2), options, 40);
 }
 
 TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
@@ -101,9 +87,9 @@ TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
     options.cutStep = 4096;
     options.maxCutsPerFile = 6;
     options.maxDamagePerFile = 8;
-    ExpectNativeSurvivesDamage({"{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", 1, "/sweep/", "REC.VID",
-                                VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-                               SweepOf(SmallDarlexImage(2)), options, 20);
+    ExpectNativeSurvivesDamage(
+        {Vorn::Testing::NativeDarlex, VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
+        SmallDarlexImage(2), options, 20);
 }
 
 // A folder of two cells in two VOB files: the NAV packs the address map names stand for the frames,
@@ -122,12 +108,13 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
         }
     }
     ASSERT_EQ(recording.files.size(), 4u);
-    const std::string& ifo = recording.files[1].bytes;
-    const size_t map = size_t{BigEndianAt(ifo, 0xE4)} * 2048;
+    const Vorn::Vorncast::Decoders::ByteView ifo(recording.files[1].bytes.data(),
+                                                 recording.files[1].bytes.size());
+    const size_t map = size_t{ifo.U32BE(0xE4)} * 2048;
     const size_t firstVob = recording.files[2].bytes.size();
     recording.frameStarts.resize(4);
-    for (size_t entry = map + 4; entry + 4 <= map + 4 + BigEndianAt(ifo, map); entry += 4) {
-        const uint64_t at = uint64_t{BigEndianAt(ifo, entry)} * 2048;
+    for (size_t entry = map + 4; entry + 4 <= map + 4 + ifo.U32BE(map); entry += 4) {
+        const uint64_t at = uint64_t{ifo.U32BE(entry)} * 2048;
         recording.frameStarts[at < firstVob ? 2 : 3].push_back(at < firstVob ? at : at - firstVob);
     }
     recording.damagePlaces = {{0, 0xC4}, {1, 0xCC}, {1, 0xE4}, {1, map}, {1, map + 8}};
@@ -135,8 +122,7 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
     options.cutStep = 8192;
     options.maxCutsPerFile = 10;
     options.maxDamagePerFile = 12;
-    ExpectNativeSurvivesDamage({"{508C3FE8-0034-4216-8E06-0020B1619331}", -1, "/sweep/VIDEO_TS/",
-                                "VIDEO_TS.IFO", VC_CatastrophicFailure,
-                                Vorn::Testing::NativePlayOptions::Every},
-                               recording, options, 40);
+    ExpectNativeSurvivesDamage(
+        {Vorn::Testing::NativeDvd, VC_CatastrophicFailure, Vorn::Testing::NativePlayOptions::Every},
+        recording, options, 40);
 }

@@ -38,14 +38,7 @@ TEST_P(FormatSweep, SurvivesDamage) {
     if (small.files.empty()) {
         SKIP_OR_FAIL_FOR_MISSING(std::string("an encoder for ") + GetParam().decoderClass);
     }
-    SweepOptions options;
-    if (small.maxRunsPerFile > 0) {
-        options.maxCutsPerFile = small.maxRunsPerFile;
-        options.maxDamagePerFile = small.maxRunsPerFile;
-    }
-    options.hostAbortsLongLoads = small.hostAbortsLongLoads;
-    ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam().decoderClass),
-                                {small.files, small.frameStarts, small.damagePlaces}, options);
+    ExpectDecoderSurvivesDamage(DecoderRowIndex(GetParam().decoderClass), small);
 }
 
 INSTANTIATE_TEST_SUITE_P(RecorderFormatSweep, FormatSweep, ::testing::ValuesIn(SmallRecordingRows()),
