@@ -133,29 +133,6 @@ TEST(PatchJpegFrameSize, NeedsTheWholeFrameHeaderBeforeTheScan) {
     EXPECT_TRUE(PatchJpegFrameSize(header.data(), 2 + 9, 10, 20));
 }
 
-TEST(JpegHuffmanTable, DecodesEverySymbolOfTheStandardTables) {
-    for (const JpegHuffmanTableData* data : {&StandardLuminanceDcTable, &StandardLuminanceAcTable,
-                                             &StandardChrominanceDcTable, &StandardChrominanceAcTable}) {
-        HuffmanCodes codes = BuildHuffmanCodes(*data);
-        EntropyWriter writer;
-        // Every symbol, longest codes (up to 16 bits) included, each followed by a few raw bits.
-        for (int32_t i = 0; i < data->symbolCount; ++i) {
-            uint8_t symbol = data->symbols[i];
-            writer.PutBits(codes.code[symbol], codes.length[symbol]);
-            writer.PutBits(static_cast<uint32_t>(i) & 7, 3);
-        }
-        writer.Flush();
-        JpegHuffmanTable table;
-        ASSERT_TRUE(table.Build(data->counts, data->symbols, data->symbolCount));
-        JpegBitReader bits(writer.Bytes().data(), writer.Bytes().size());
-        for (int32_t i = 0; i < data->symbolCount; ++i) {
-            ASSERT_EQ(table.Decode(bits), data->symbols[i]) << i;
-            ASSERT_EQ(bits.Bits(3), static_cast<uint32_t>(i) & 7);
-        }
-        EXPECT_FALSE(bits.Overrun());
-    }
-}
-
 TEST(JpegHuffmanTable, UnusedCodeIsReportedAndBadTablesAreRefused) {
     // Two codes of length 1 fill the code space: symbol 5 is "0", symbol 6 is "1".
     uint8_t full[16] = {2};
