@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -52,14 +52,13 @@ PictureError Compare(const Adv601TestPicture& expected, const std::vector<uint8_
 }
 
 // Pictures and their fields are built once: the encoder is slow in a sanitizer build.
-const Adv601TestPicture& Bars(bool tallField) {
-    static const Adv601TestPicture tall = Adv601ColourBars(true);
-    static const Adv601TestPicture shortField = Adv601ColourBars(false);
-    return tallField ? tall : shortField;
+const Adv601TestPicture& Bars() {
+    static const Adv601TestPicture bars = Adv601ColourBars(true);
+    return bars;
 }
 
 const std::vector<uint8_t>& BarsField() {
-    static const std::vector<uint8_t> field = EncodeAdv601(Bars(true).bgr.data());
+    static const std::vector<uint8_t> field = EncodeAdv601(Bars().bgr.data());
     return field;
 }
 
@@ -114,80 +113,38 @@ TEST(ADV601RoundTrip, TestPicturesComeBackInBothFieldHeights) {
     }
 }
 
-// Each block marker; a fine quantiser whose lowest bands need the widest escapes of both models;
-// a flat picture without empty blocks, whose large blocks are single runs of many thousand zeros.
-TEST(ADV601RoundTrip, EveryMarkerEscapeAndLongRunCarriesThePicture) {
-    struct Case {
-        Adv601TestPicture picture;
-        Adv601EncoderOptions options;
-        double minimumPsnr;
-        int32_t maximum;
-    };
-    std::vector<Case> cases;
-    for (uint8_t marker :
-         {ADV601MarkerTable0, ADV601MarkerTable0Second, ADV601MarkerTable1, ADV601MarkerTable2}) {
-        cases.push_back({Bars(true), {.markers = {marker}}, 45, 8});
-    }
-    // The lowest bands stand at odd stream positions: they get model 0.
-    cases.push_back(
-        {Adv601Edges(true),
-         {.lowBandScale = 8, .detailScale = 16, .markers = {ADV601MarkerTable1, ADV601MarkerTable0}},
-         50,
-         3});
-    for (uint8_t marker : {ADV601MarkerTable0, ADV601MarkerTable1}) {
-        cases.push_back(
-            {Adv601Flat(true, 40, 160, 90), {.markers = {marker}, .emptyWhenZero = false}, 45, 1});
-    }
-    for (const Case& c : cases) {
-        Decoded decoded = DecodeFresh(EncodeAdv601(c.picture.bgr.data(), c.options), true);
-        ASSERT_TRUE(decoded.ok) << decoded.error;
-        PictureError error = Compare(c.picture, decoded.picture);
-        EXPECT_GT(error.psnr, c.minimumPsnr) << "marker " << int{c.options.markers[0]};
-        EXPECT_LE(error.maximum, c.maximum) << "marker " << int{c.options.markers[0]};
-    }
-}
-
-// Swapped chroma with the swap flag, another field type, header bytes and trailing bytes, and a
-// start off a word boundary in memory all give the plain field's picture.
+// Swapped chroma with the swap flag, another field type, header bytes and trailing bytes, and words
+// stored the other way round at a start off a word boundary in memory all give the plain field's
+// picture; the reversed words are turned round in place.
 TEST(ADV601RoundTrip, VariantsOfAFieldDecodeToThePlainPicture) {
-    Adv601Field header = EncodeAdv601Field(Bars(true).bgr.data());
-    header.fieldType = ADV601FieldType2;
-    for (size_t i = 0; i < header.headerBytes.size(); ++i) {
-        header.headerBytes[i] = static_cast<uint8_t>(0xF0 + i);
+    Adv601Field field = EncodeAdv601Field(Bars().bgr.data());
+    std::vector<uint8_t> plain = WriteAdv601Field(field);
+    field.fieldType = ADV601FieldType2;
+    for (size_t i = 0; i < field.headerBytes.size(); ++i) {
+        field.headerBytes[i] = static_cast<uint8_t>(0xF0 + i);
     }
-    std::vector<uint8_t> trailing = WriteAdv601Field(header);
+    std::vector<uint8_t> trailing = WriteAdv601Field(field);
     trailing.insert(trailing.end(), {0xFF, 0xFF, 0xFF, 0xFF, 0x12, 0x34, 0x56});
-    const std::vector<uint8_t> swappedField = EncodeAdv601(Bars(true).bgr.data(), {.swapChroma = true});
+    const std::vector<uint8_t> swappedField = EncodeAdv601(Bars().bgr.data(), {.swapChroma = true});
     for (const Decoded& decoded : {DecodeFresh(swappedField, true, true), DecodeFresh(trailing, true)}) {
         ASSERT_TRUE(decoded.ok) << decoded.error;
         EXPECT_EQ(decoded.picture, BarsPicture());
     }
-    EXPECT_LT(Compare(Bars(true), DecodeFresh(swappedField, true).picture).psnr, 25.0);
+    EXPECT_LT(Compare(Bars(), DecodeFresh(swappedField, true).picture).psnr, 25.0);
 
-    std::vector<uint8_t> shifted(BarsField().size() + 1);
-    std::copy(BarsField().begin(), BarsField().end(), shifted.begin() + 1);
-    std::vector<uint8_t> output(ADV601Decoder::OutputSize(true));
-    ADV601Decoder decoder;
-    ASSERT_TRUE(decoder.Decode(true, false, shifted.data() + 1, static_cast<int32_t>(BarsField().size()),
-                               output.data()));
-    EXPECT_EQ(output, BarsPicture());
-}
-
-TEST(ADV601RoundTrip, ReversedWordsDecodeAlikeAndAreTurnedRoundInPlace) {
-    Adv601Field field = EncodeAdv601Field(Bars(true).bgr.data());
-    std::vector<uint8_t> plain = WriteAdv601Field(field);
-    std::vector<uint8_t> reversed = WriteAdv601Field(field, true);
-    ASSERT_NE(plain, reversed);
     // Two bytes beyond the last whole word are no word and stay as they are.
+    std::vector<uint8_t> reversed = WriteAdv601Field(EncodeAdv601Field(Bars().bgr.data()), true);
+    ASSERT_NE(plain, reversed);
+    reversed.insert(reversed.begin(), 0x00);
     reversed.insert(reversed.end(), {0xAB, 0xCD});
-
-    ADV601Decoder decoder;
+    plain.insert(plain.begin(), 0x00);
+    plain.insert(plain.end(), {0xAB, 0xCD});
     std::vector<uint8_t> output(ADV601Decoder::OutputSize(true));
-    ASSERT_TRUE(
-        decoder.Decode(true, false, reversed.data(), static_cast<int32_t>(reversed.size()), output.data()))
+    ADV601Decoder decoder;
+    ASSERT_TRUE(decoder.Decode(true, false, reversed.data() + 1, static_cast<int32_t>(reversed.size() - 1),
+                               output.data()))
         << decoder.LastError();
     EXPECT_EQ(output, BarsPicture());
-    plain.insert(plain.end(), {0xAB, 0xCD});
     EXPECT_EQ(reversed, plain);
 }
 
@@ -288,7 +245,9 @@ std::vector<uint8_t> WithMarker(int32_t streamPosition, uint8_t marker) {
     return WriteAdv601Field(field);
 }
 
-std::vector<DamagedField> DamagedFields() {
+} // namespace
+
+TEST(ADV601Failures, EachDamageGivesItsTextLeavesTheOutputAloneAndTheNextFieldDecodes) {
     const std::vector<uint8_t>& good = BarsField();
     const int32_t count = BlockValueCount(LastIndex);
     std::vector<Adv601Token> run0 = Zeros(0, count - 3);
@@ -298,11 +257,11 @@ std::vector<DamagedField> DamagedFields() {
     Adv601Field extraWord = BlankField();
     const int32_t first = ADV601StreamOrder[0];
     extraWord.blocks[first] = {ADV601MarkerTable0, 256, Zeros(0, BlockValueCount(first)), {0x12345678}};
-    return {
+    const DamagedField damages[] = {
         {"empty input", {}, "No start of field delimiter"},
         {"first word", Changed(good, 0, 0xFE), "No start of field delimiter"},
         {"field type 0x42", Changed(good, 7, 0x42), "Bad start of field delimiter"},
-        {"field type 0x42, reversed words", Changed(EncodeAdv601(Bars(true).bgr.data(), {}, true), 4, 0x42),
+        {"field type 0x42, reversed words", Changed(EncodeAdv601(Bars().bgr.data(), {}, true), 4, 0x42),
          "Bad start of field delimiter"},
         {"only the first word", Cut(good, 4), "Bad start of field delimiter"},
         {"marker of the first block", WithMarker(0, 0x80), "Bad marker at start of block"},
@@ -323,13 +282,8 @@ std::vector<DamagedField> DamagedFields() {
         {"model 1 symbol 253, table 2", WithLastBlock(ADV601MarkerTable2, 256, {{253}}),
          "Failed in DemodelBlock1 - unexpected symbol"},
     };
-}
-
-} // namespace
-
-TEST(ADV601Failures, EachDamageGivesItsTextLeavesTheOutputAloneAndTheNextFieldDecodes) {
     ADV601Decoder decoder;
-    for (const DamagedField& damaged : DamagedFields()) {
+    for (const DamagedField& damaged : damages) {
         Decoded bad = DecodeWith(decoder, damaged.bytes, true);
         EXPECT_FALSE(bad.ok) << damaged.what;
         EXPECT_EQ(bad.error, damaged.failure) << damaged.what;
@@ -343,25 +297,16 @@ TEST(ADV601Failures, EachDamageGivesItsTextLeavesTheOutputAloneAndTheNextFieldDe
     }
 }
 
-TEST(ADV601Failures, EveryCutOfAFieldFailsWithAKnownText) {
-    std::set<std::string> known;
-    for (const DamagedField& damaged : DamagedFields()) {
-        known.insert(damaged.failure);
+// The test encoder takes its block geometry from the decoder's tables, so the round trips cannot
+// see a wrong rounding there; a 243-line field halves to 122, 61, 31 and 16 lines.
+TEST(ADV601Geometry, ShortFieldHalvesItsHeightRoundingUp) {
+    using Row = std::array<int32_t, 6>; // index, plane, x, y, width, height
+    const Row expected[] = {{0, ADV601PlaneY, 360, 0, 360, 243}, {3, ADV601PlaneY, 180, 122, 180, 121},
+                            {6, ADV601PlaneY, 180, 0, 180, 122}, {13, ADV601PlaneU, 45, 61, 45, 61},
+                            {26, ADV601PlaneV, 23, 0, 22, 31},   {27, ADV601PlaneY, 0, 31, 45, 30},
+                            {30, ADV601PlaneY, 23, 16, 22, 15},  {41, ADV601PlaneV, 0, 0, 12, 16}};
+    for (const Row& row : expected) {
+        const ADV601BlockGeometry& block = ADV601Geometry(false)[row[0]];
+        EXPECT_EQ((Row{row[0], block.plane, block.x, block.y, block.width, block.height}), row);
     }
-    const std::vector<uint8_t>& good = BarsField();
-    ADV601Decoder decoder;
-    size_t step = good.size() / 89 + 1;
-    for (size_t size = 0; size + 64 < good.size(); size += (size < 64 ? 1 : step)) {
-        Decoded decoded = DecodeWith(decoder, Cut(good, size), true);
-        EXPECT_FALSE(decoded.ok) << "cut at " << size;
-        EXPECT_TRUE(known.count(decoded.error)) << "cut at " << size << ": " << decoded.error;
-        EXPECT_TRUE(decoded.guardIntact);
-    }
-}
-
-TEST(ADV601Failures, AFieldOfTheOtherHeightDoesNotDecode) {
-    // The blocks of a 243-line field are shorter than those of a 288-line one: read with the
-    // wrong height, the data of one block runs into the next.
-    std::vector<uint8_t> shortField = EncodeAdv601(Bars(false).bgr.data(), {.tallField = false});
-    EXPECT_FALSE(DecodeFresh(shortField, true).ok);
 }

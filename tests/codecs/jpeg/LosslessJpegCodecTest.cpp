@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -32,28 +31,8 @@ std::vector<uint8_t> AsRead(std::vector<uint8_t> frame) {
     return frame;
 }
 
-// Every predictor, with and without restart intervals, on one handle for many frames.
-TEST(LosslessJpegCodec, DecodesEveryPredictorExactly) {
-    DecoderHandle decoder(MakeDecoder());
-    ASSERT_NE(decoder, nullptr);
-    for (int32_t channels : {3, 1}) {
-        ASSERT_TRUE(SetFrameFormat(decoder.get(), 40, 24, channels));
-        for (int32_t predictor = 1; predictor <= 7; ++predictor) {
-            TestPicture picture =
-                predictor % 2 == 0 && channels == 3 ? MakeColourBars(40, 24) : MakeGradient(40, 24, channels);
-            std::vector<uint8_t> frame =
-                AsRead(EncodeLosslessJpeg(picture, {.predictor = predictor, .restartLines = predictor % 4}));
-            std::vector<uint8_t> output(picture.pixels.size() + 8, Untouched);
-            EXPECT_EQ(
-                DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), LosslessJpegBlueFirst),
-                static_cast<int32_t>(picture.pixels.size()));
-            EXPECT_TRUE(std::equal(picture.pixels.begin(), picture.pixels.end(), output.begin()))
-                << channels << " channels, predictor " << predictor;
-            EXPECT_EQ(output.back(), Untouched);
-        }
-    }
-}
-
+// The pictures themselves are compared in the JPEG round trips, which share the lossless engine;
+// here the handle: its frame format, its refusals and its grey frames asked for as colour.
 TEST(LosslessJpegCodec, FailuresAreNegativeAndLeaveThePicture) {
     DecoderHandle decoder(MakeDecoder());
     ASSERT_NE(decoder, nullptr);
@@ -64,6 +43,10 @@ TEST(LosslessJpegCodec, FailuresAreNegativeAndLeaveThePicture) {
 
     EXPECT_EQ(DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), LosslessJpegBlueFirst),
               LosslessJpegNoFormat);
+    EXPECT_FALSE(SetFrameFormat(decoder.get(), 0, 8, 3));
+    EXPECT_FALSE(SetFrameFormat(decoder.get(), 8, -1, 3));
+    EXPECT_FALSE(SetFrameFormat(decoder.get(), 8, 8, 4));
+    EXPECT_FALSE(SetFrameFormat(nullptr, 8, 8, 3));
     ASSERT_TRUE(SetFrameFormat(decoder.get(), 16, 8, 3));
     EXPECT_EQ(DecodeFrame(nullptr, frame.data(), Size(frame), output.data(), 1), LosslessJpegBadArgument);
     EXPECT_EQ(DecodeFrame(decoder.get(), nullptr, Size(frame), output.data(), 1), LosslessJpegBadArgument);
@@ -83,24 +66,12 @@ TEST(LosslessJpegCodec, FailuresAreNegativeAndLeaveThePicture) {
     // The handle still decodes after failures.
     EXPECT_GT(DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), 1), 0);
     EXPECT_EQ(output, picture.pixels);
-}
 
-TEST(LosslessJpegCodec, FrameFormatIsChecked) {
-    DecoderHandle decoder(MakeDecoder());
-    ASSERT_NE(decoder, nullptr);
-    EXPECT_FALSE(SetFrameFormat(decoder.get(), 0, 8, 3));
-    EXPECT_FALSE(SetFrameFormat(decoder.get(), 8, -1, 3));
-    EXPECT_FALSE(SetFrameFormat(decoder.get(), 8, 8, 4));
-    EXPECT_FALSE(SetFrameFormat(nullptr, 8, 8, 3));
-    // A grey frame asked for as colour comes out as grey in all three bytes.
-    TestPicture grey = MakeGradient(8, 8, 1);
-    ASSERT_TRUE(SetFrameFormat(decoder.get(), 8, 8, 3));
-    std::vector<uint8_t> frame = AsRead(EncodeLosslessJpeg(grey));
-    std::vector<uint8_t> output(8 * 8 * 3);
-    ASSERT_GT(DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), 1), 0);
-    for (size_t i = 0; i < grey.pixels.size(); ++i) {
-        EXPECT_EQ(output[i * 3], grey.pixels[i]);
-        EXPECT_EQ(output[i * 3 + 2], grey.pixels[i]);
+    const TestPicture grey = MakeGradient(16, 8, 1);
+    const std::vector<uint8_t> greyFrame = AsRead(EncodeLosslessJpeg(grey));
+    ASSERT_GT(DecodeFrame(decoder.get(), greyFrame.data(), Size(greyFrame), output.data(), 1), 0);
+    for (size_t i = 0; i < output.size(); ++i) {
+        ASSERT_EQ(output[i], grey.pixels[i / 3]) << i;
     }
 }
 

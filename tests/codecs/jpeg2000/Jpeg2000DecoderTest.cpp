@@ -36,8 +36,7 @@ std::vector<uint8_t> EncodeRgb(int width, int height, EncodeOptions options = {}
     return Encode(RgbPlanes(MakeRgbPicture(width, height), width, height), width, height, options);
 }
 
-// A lossless picture must come back exactly, in blue-first order, top row first, through all
-// three entry points.
+// A lossless picture must come back exactly, in blue-first order, top row first.
 struct LosslessCase {
     const char* name;
     int width;
@@ -60,7 +59,6 @@ TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
         c.colour ? RgbPlanes(source, c.width, c.height) : GreyPlanes(source), c.width, c.height, c.options);
     ASSERT_FALSE(encoded.empty());
     std::vector<uint8_t> expected = c.colour ? ToBgr(source) : source;
-    auto size = static_cast<uint32_t>(expected.size());
 
     Decoded decoded = DecodeAs(c.options.jp2, encoded, expected.size());
     ASSERT_TRUE(decoded.ok) << decoded.failure;
@@ -68,14 +66,6 @@ TEST_P(Jpeg2000Lossless, DecodesTheEncodedPictureExactly) {
     EXPECT_EQ(decoded.failure, "");
     EXPECT_EQ(std::vector<int32_t>({decoded.info.width, decoded.info.height, decoded.info.colour}),
               std::vector<int32_t>({c.width, c.height, c.colour}));
-
-    std::vector<uint8_t> oneCall(expected.size());
-    auto encodedSize = static_cast<uint32_t>(encoded.size());
-    EXPECT_TRUE(Jpeg2000Decode(c.options.jp2, encodedSize, encoded.data(), oneCall.data(), size));
-    EXPECT_EQ(oneCall, expected);
-    std::vector<uint8_t> detected(expected.size());
-    EXPECT_TRUE(JasperDecode(encoded.data(), encodedSize, detected.data(), size));
-    EXPECT_EQ(detected, expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -91,11 +81,11 @@ INSTANTIATE_TEST_SUITE_P(
                     LosslessCase{"ColourTransform", 48, 32, true, {.multipleComponentTransform = true}}),
     [](const testing::TestParamInfo<LosslessCase>& info) { return info.param.name; });
 
-TEST(Jpeg2000Pictures, LossyAndSubsampledPicturesStayClose) {
+// YCbCr with half-size chroma, as many cameras write it, comes back close to the RGB picture.
+TEST(Jpeg2000Pictures, SubsampledYccPicturesStayClose) {
     const int width = 64, height = 48;
     std::vector<uint8_t> rgb = MakeRgbPicture(width, height);
     std::vector<uint8_t> expected = ToBgr(rgb);
-    // YCbCr with half-size chroma, as many cameras write it.
     std::vector<Plane> ycc(3);
     ycc[1].dx = ycc[1].dy = ycc[2].dx = ycc[2].dy = 2;
     for (int y = 0; y < height; ++y) {
@@ -109,15 +99,10 @@ TEST(Jpeg2000Pictures, LossyAndSubsampledPicturesStayClose) {
         }
     }
     for (bool jp2 : {false, true}) {
-        EncodeOptions lossy{
-            .jp2 = jp2, .lossless = false, .compressionRatio = 8.0f, .multipleComponentTransform = true};
-        Decoded decoded = DecodeAs(jp2, EncodeRgb(width, height, lossy), expected.size());
+        Decoded decoded =
+            DecodeAs(jp2, Encode(ycc, width, height, {.jp2 = jp2, .ycc = true}), expected.size());
         ASSERT_TRUE(decoded.ok) << decoded.failure;
-        EXPECT_GT(Psnr(decoded.picture, expected), 30.0) << "lossy, jp2 " << jp2;
-
-        decoded = DecodeAs(jp2, Encode(ycc, width, height, {.jp2 = jp2, .ycc = true}), expected.size());
-        ASSERT_TRUE(decoded.ok) << decoded.failure;
-        EXPECT_GT(Psnr(decoded.picture, expected), 28.0) << "subsampled, jp2 " << jp2;
+        EXPECT_GT(Psnr(decoded.picture, expected), 28.0) << "jp2 " << jp2;
     }
 }
 
