@@ -49,17 +49,6 @@ int64_t Ticks(const SystemTime& time) {
 
 } // namespace
 
-TEST(TimeZoneInformation, FixedRuleConvertsToLocalTime) {
-    TimeZoneInformation zone = FixedTimeZoneInformation();
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 1, 1, 12)), Ticks(Utc(2004, 1, 1, 12)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 7, 1, 12)), Ticks(Utc(2004, 7, 1, 13)));
-    // Summer begins at 02:00 by the winter clock and ends at 02:00 by the summer clock.
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 1, 59, 59)), Ticks(Utc(2004, 3, 28, 1, 59, 59)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 2)), Ticks(Utc(2004, 3, 28, 3)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 0, 59, 59)), Ticks(Utc(2004, 10, 31, 1, 59, 59)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 1)), Ticks(Utc(2004, 10, 31, 1)));
-}
-
 TEST(TimeZoneInformation, LocalTimeInOtherZones) {
     TimeZoneInformation southern{};
     southern.Bias = -600;
