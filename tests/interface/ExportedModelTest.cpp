@@ -88,15 +88,6 @@ public:
     int initialised = 0;
 };
 
-std::string LastError() {
-    uint32_t size = 0;
-    GetVcLastError(&size, nullptr);
-    std::string text(size, '\0');
-    GetVcLastError(&size, text.data());
-    text.pop_back();
-    return text;
-}
-
 bool StartsWith(const std::string& text, const std::string& prefix) {
     return text.rfind(prefix, 0) == 0;
 }
@@ -146,7 +137,7 @@ TEST_F(ExportedModelTest, NamesUseTheTwoCallForm) {
     char name[9];
     EXPECT_EQ(Track_GetName(track, &size, name), 0);
     EXPECT_STREQ(name, "Camera 1");
-    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
 }
 
 // Walks over recordings step through whole streams; here the ends and a missing sample.
@@ -163,13 +154,13 @@ TEST_F(ExportedModelTest, DescriptionsAreCheckedByStreamTypeAndOwner) {
     ASSERT_EQ(Stream_GetNextSample(audio, VcSampleRequest{}, &sample), 0);
     VcPublicVideoDescription video{};
     EXPECT_EQ(Stream_GetVideoSampleDescription(audio, sample.descriptionHandle, &video), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
     VcPublicAudioDescription description{};
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, sample.descriptionHandle, &description), 0);
     EXPECT_EQ(description.sampleRate, 8000);
     EXPECT_EQ(description.maxSampleBytes, 320);
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, track, &description), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "SampleDescription not obtained from handle ("));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "SampleDescription not obtained from handle ("));
     Stream_ReleaseSample(audio, sample);
 }
 
@@ -177,17 +168,18 @@ TEST_F(ExportedModelTest, BadIndexesAndStaleHandles) {
     int out = 0;
     EXPECT_EQ(Decoder_GetTrack(decoder->Handle(), 1, &out), InvalidArgument);
     EXPECT_TRUE(
-        StartsWith(LastError(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
+        StartsWith(LastErrorText(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetStream(track, 2, &out), InvalidArgument);
-    EXPECT_TRUE(StartsWith(LastError(), "streamNumber ("));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "streamNumber ("));
 
     int released = decoder->Handle();
     decoder = nullptr;
     EXPECT_EQ(Decoder_Release(released), 0);
-    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_TRUE(
+        StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
     int count = 0;
     EXPECT_EQ(Decoder_GetTrackCount(released, &count), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetInfo(track, nullptr), InvalidHandle);
     VcSample sample{};
     EXPECT_EQ(Stream_GetNextSample(video, VcSampleRequest{}, &sample), InvalidHandle);
