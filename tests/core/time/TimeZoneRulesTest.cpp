@@ -57,10 +57,7 @@ TEST(TransitionTicks, MatchesTheCalendarForEveryRule) {
     }
 }
 
-TEST(TransitionTicks, KnownDatesAndQuirks) {
-    EXPECT_EQ(TransitionTicks(2004, Rule(10, Sunday, LastWeek, 2)), At(2004, 10, 31, 2));
-    EXPECT_EQ(TransitionTicks(2004, Rule(3, Sunday, LastWeek, 1)), At(2004, 3, 28, 1));
-    EXPECT_EQ(TransitionTicks(2000, Rule(2, 1, 1, 0)), At(2000, 2, 7));
+TEST(TransitionTicks, QuirksOfDecemberAndDatesThatDoNotExist) {
     EXPECT_EQ(TransitionTicks(2004, Rule(0, Sunday, LastWeek, 2)), 0);
     // The last Sunday of December is taken from January of the same year, a week back.
     EXPECT_EQ(TransitionTicks(2004, Rule(12, Sunday, LastWeek, 2)), At(2003, 12, 28, 2));
