@@ -6,39 +6,29 @@
 
 #include <cstring>
 #include <string>
-#include <vector>
 
 using namespace Vorn::Vorncast;
 using Vorn::Buffer;
-using Vorn::HandleSource;
 
 namespace {
 
+// A stream of `frames` samples of 24 bytes, stepped one a call.
 class CountingStream : public Stream {
 public:
     CountingStream(int32_t streamType, int frames) : frames(frames) {
         type = streamType;
-        SetName(Buffer(streamType == StreamVideo ? "video" : "audio"));
         if (streamType == StreamVideo) {
-            auto* video = new VideoSampleDescription;
-            video->width = 4;
-            video->height = 2;
-            description = video;
+            description = new VideoSampleDescription;
         } else {
             auto* audio = new AudioSampleDescription;
             audio->sampleRate = 8000;
-            audio->bitsPerSample = 16;
-            audio->channels = 1;
             audio->maxSampleBytes = 320;
             description = audio;
         }
     }
     ~CountingStream() override { delete description; }
 
-    int GoToTime(SeekRequest request, Sample* sample) override {
-        position = static_cast<int>(request.targetTime);
-        return Deliver(sample);
-    }
+    int GoToTime(SeekRequest, Sample* sample) override { return Deliver(sample); }
     int GetNextSample(SampleRequest, Sample* sample) override {
         ++position;
         return Deliver(sample);
@@ -63,7 +53,6 @@ public:
         sample->uncompressedSize = 24;
         sample->uncompressedData = new uint8_t[24]();
         sample->descriptionHandle = description->Handle();
-        sample->time.recordedTime = sample->time.streamTime = position;
         return Success;
     }
 
@@ -83,8 +72,6 @@ public:
              int32_t* resourceCount) override {
         auto* track = new Track;
         track->SetName(Buffer("Camera 1"));
-        track->startTime.recordedTime = 100;
-        track->endTime.recordedTime = 200;
         track->AddStream(new CountingStream(StreamVideo, 3));
         track->AddStream(new CountingStream(StreamAudio, 3));
         AddTrack(track);
@@ -100,15 +87,6 @@ public:
     std::string lastUrl;
     int initialised = 0;
 };
-
-std::string LastError() {
-    uint32_t size = 0;
-    GetVcLastError(&size, nullptr);
-    std::string text(size, '\0');
-    GetVcLastError(&size, text.data());
-    text.pop_back();
-    return text;
-}
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
     return text.rfind(prefix, 0) == 0;
@@ -148,7 +126,8 @@ TEST_F(ExportedModelTest, QueryPassesTheUrlWithItsLengthOnly) {
     EXPECT_EQ(result.canLoad, 1);
 }
 
-TEST_F(ExportedModelTest, NamesUseTheTwoCallForm) {
+// The host program reads names whole; here the size asked for and a buffer too small for the name.
+TEST_F(ExportedModelTest, NameSizeCountsTheTerminatorAndATooSmallBufferIsLeftAlone) {
     int size = 0;
     EXPECT_EQ(Track_GetName(track, &size, nullptr), 0);
     EXPECT_EQ(size, 9);
@@ -156,36 +135,16 @@ TEST_F(ExportedModelTest, NamesUseTheTwoCallForm) {
     int tooSmall = 4;
     EXPECT_EQ(Track_GetName(track, &tooSmall, small), 0);
     EXPECT_EQ(std::memcmp(small, "xxxx", 4), 0);
-    char name[9];
-    EXPECT_EQ(Track_GetName(track, &size, name), 0);
-    EXPECT_STREQ(name, "Camera 1");
-    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
 }
 
-TEST_F(ExportedModelTest, StepsDeliverAndReleaseSamplesAndReportBothEnds) {
-    VcSampleRequest request{};
+// Walks over recordings step through whole streams; here the ends and a missing sample.
+TEST_F(ExportedModelTest, StepsPastEitherEndLeaveNoDataAndNeedASample) {
     VcSample sample{};
     sample.uncompressedData = reinterpret_cast<uint8_t*>(&sample); // cleared by the step before it runs
-    EXPECT_EQ(Stream_GetPreviousSample(video, request, &sample), EndOfStreamBeforeStart);
+    EXPECT_EQ(Stream_GetPreviousSample(video, VcSampleRequest{}, &sample), EndOfStreamBeforeStart);
     EXPECT_EQ(sample.uncompressedData, nullptr);
-    for (int frame = 0; frame < 3; ++frame) {
-        ASSERT_EQ(Stream_GetNextSample(video, request, &sample), 0);
-        EXPECT_EQ(sample.time.streamTime, frame);
-        EXPECT_EQ(Stream_ReleaseSample(video, sample), 0);
-    }
-    EXPECT_EQ(Stream_GetNextSample(video, request, &sample), EndOfStreamAfterEnd);
-    EXPECT_EQ(sample.uncompressedData, nullptr);
-    VcSeekRequest seek{};
-    seek.targetTime = 1;
-    ASSERT_EQ(Stream_GoToTime(video, seek, &sample), 0);
-    EXPECT_EQ(sample.time.recordedTime, 1);
-
-    VcPublicVideoDescription description{};
-    EXPECT_EQ(Stream_GetVideoSampleDescription(video, sample.descriptionHandle, &description), 0);
-    EXPECT_EQ(description.width, 4);
-    EXPECT_EQ(description.height, 2);
-    EXPECT_EQ(Stream_ReleaseSample(video, sample), 0);
-    EXPECT_EQ(Stream_GetNextSample(video, request, nullptr), InvalidArgument);
+    EXPECT_EQ(Stream_GetNextSample(video, VcSampleRequest{}, nullptr), InvalidArgument);
 }
 
 TEST_F(ExportedModelTest, DescriptionsAreCheckedByStreamTypeAndOwner) {
@@ -193,13 +152,13 @@ TEST_F(ExportedModelTest, DescriptionsAreCheckedByStreamTypeAndOwner) {
     ASSERT_EQ(Stream_GetNextSample(audio, VcSampleRequest{}, &sample), 0);
     VcPublicVideoDescription video{};
     EXPECT_EQ(Stream_GetVideoSampleDescription(audio, sample.descriptionHandle, &video), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
     VcPublicAudioDescription description{};
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, sample.descriptionHandle, &description), 0);
     EXPECT_EQ(description.sampleRate, 8000);
     EXPECT_EQ(description.maxSampleBytes, 320);
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, track, &description), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "SampleDescription not obtained from handle ("));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "SampleDescription not obtained from handle ("));
     Stream_ReleaseSample(audio, sample);
 }
 
@@ -207,48 +166,24 @@ TEST_F(ExportedModelTest, BadIndexesAndStaleHandles) {
     int out = 0;
     EXPECT_EQ(Decoder_GetTrack(decoder->Handle(), 1, &out), InvalidArgument);
     EXPECT_TRUE(
-        StartsWith(LastError(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
+        StartsWith(LastErrorText(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetStream(track, 2, &out), InvalidArgument);
-    EXPECT_TRUE(StartsWith(LastError(), "streamNumber ("));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "streamNumber ("));
 
     int released = decoder->Handle();
     decoder = nullptr;
     EXPECT_EQ(Decoder_Release(released), 0);
-    EXPECT_TRUE(StartsWith(LastError(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_TRUE(
+        StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
     int count = 0;
     EXPECT_EQ(Decoder_GetTrackCount(released, &count), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastError(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetInfo(track, nullptr), InvalidHandle);
     VcSample sample{};
     EXPECT_EQ(Stream_GetNextSample(video, VcSampleRequest{}, &sample), InvalidHandle);
     EXPECT_EQ(Decoder_Close(0), InvalidHandle);
     EXPECT_EQ(Stream_GetName(track, &count, nullptr), InvalidHandle); // a handle of another kind
     EXPECT_EQ(Library().guardThread, NoThread);
-}
-
-TEST(DecoderModel, DeletingADecoderInvalidatesEveryHandleBelowIt) {
-    int liveBefore = HandleSource::LiveCount();
-    auto* decoder = new OneTrackDecoder;
-    int32_t resources = 0;
-    ASSERT_EQ(decoder->Load(Buffer("/rec/a.vid"), nullptr, nullptr, nullptr, &resources), Success);
-    Track* track = nullptr;
-    ASSERT_EQ(decoder->GetTrack(0, &track), Success);
-    std::vector<int> handles{decoder->Handle(), track->Handle()};
-    for (int index = 0; index < track->streamCount; ++index) {
-        Stream* stream = nullptr;
-        ASSERT_EQ(track->GetStream(index, &stream), Success);
-        handles.push_back(stream->Handle());
-        handles.push_back(static_cast<CountingStream*>(stream)->description->Handle());
-    }
-    ASSERT_EQ(handles.size(), 6u);
-    for (int handle : handles) {
-        EXPECT_NE(HandleSource::Get(handle), nullptr);
-    }
-    delete decoder;
-    for (int handle : handles) {
-        EXPECT_EQ(HandleSource::Get(handle), nullptr);
-    }
-    EXPECT_EQ(HandleSource::LiveCount(), liveBefore);
 }
 
 TEST(DecoderModel, ResourcesAndDecoderInfo) {

@@ -25,30 +25,14 @@ std::string WriteStore(int32_t frames) {
     std::vector<uint8_t> store;
     for (int32_t index = 0; index < frames; ++index) {
         const uint32_t size = 24 + Width * Height * 3;
-        const uint8_t header[24] = {0,
-                                    0,
-                                    0,
-                                    0,
-                                    static_cast<uint8_t>(size),
-                                    static_cast<uint8_t>(size >> 8),
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    0,
-                                    static_cast<uint8_t>(index % 2),
-                                    Width,
-                                    0,
-                                    Height,
-                                    0,
-                                    static_cast<uint8_t>(index / 2 % 3 == 0 ? 2 : 0),
-                                    0,
-                                    0};
+        // Size (little-endian) at 4, camera at 16, width at 17, height at 19, key flag at 21.
+        uint8_t header[24] = {};
+        header[4] = static_cast<uint8_t>(size);
+        header[5] = static_cast<uint8_t>(size >> 8);
+        header[16] = static_cast<uint8_t>(index % 2);
+        header[17] = Width;
+        header[19] = Height;
+        header[21] = index / 2 % 3 == 0 ? 2 : 0;
         store.insert(store.end(), header, header + 24);
         store.insert(store.end(), Width * Height * 3, static_cast<uint8_t>(index));
     }

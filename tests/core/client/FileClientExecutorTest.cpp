@@ -58,6 +58,7 @@ const LoadCase loadCases[] = {
     {"ShortRead", ReadThenFail(Step::Read(10, 20)), FCR_CATASTROPHIC, 0, ReadErrorLines(5), {.readLimit = 5}},
     {"ZeroSizeReadKeepsTheKindOfAnEarlierFailure", {Step::Open("a.bin"), Step::Open("missing.bin"), Step::Read(0, 0, 0), Step::Fail()}, FCR_CATASTROPHIC, 1, {}},
     {"FailedOpen", {Step::Open("missing.bin"), Step::Fail()}, FCR_CATASTROPHIC, -1, {"Error during fileHandler->Open()\n"}},
+    {"UnmeasurableFile", {Step::Open("a.bin"), Step::Fail()}, FCR_CATASTROPHIC, -1, {"Error during fileHandler->Open()\n"}, {.sizeFails = true}},
     {"CloseOfUnknownIdsIsStillCompleted", {Step::Close(7), Step::Close(5000)}, FCR_SUCCESS, -1, {"ExecuteClose() got bad file id from decoder 7\n", "ExecuteClose() got bad file id from decoder 5000\n"}},
     {"ActionOutsideTheProtocol", {Step::Close(3), Step::Raw(9)}, FCR_CATASTROPHIC, -1, {"Unexpected DecoderAction 9\n"}},
     {"NegativeAction", {Step::Close(3), Step::Raw(-4)}, FCR_CATASTROPHIC, -1, {"Unexpected DecoderAction -4\n"}},

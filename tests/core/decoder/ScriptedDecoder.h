@@ -84,10 +84,6 @@ public:
         replies[operation] = [action] { return action; };
     }
     void Script(const std::string& operation, Reply reply) { replies[operation] = std::move(reply); }
-    // The step reports its failure the one proper way.
-    void ScriptFailure(const std::string& operation) {
-        replies[operation] = [this] { return DecoderFailure(); };
-    }
 
     // Frame searches are the format decoders' business; none of the client's cases needs one.
     int32_t GetFrameAtOrBefore(int32_t, int32_t) override { return -1; }

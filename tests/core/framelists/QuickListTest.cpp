@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
@@ -13,18 +14,16 @@ QuickFrameItem Item(int32_t n) {
                           static_cast<uint32_t>(n) + 1};
 }
 
+auto Fields(const QuickFrameItem& item) {
+    return std::tuple(item.recordedTime, item.streamTime, item.offset, item.size);
+}
+
 void ExpectItem(const QuickFrameItem& item, int32_t n) {
-    EXPECT_EQ(item.recordedTime, int64_t{n} * 3);
-    EXPECT_EQ(item.streamTime, int64_t{n} * 5);
-    EXPECT_EQ(item.offset, static_cast<uint32_t>(n) * 11);
-    EXPECT_EQ(item.size, static_cast<uint32_t>(n) + 1);
+    EXPECT_EQ(Fields(item), Fields(Item(n)));
 }
 
 void ExpectZero(const QuickFrameItem& item) {
-    EXPECT_EQ(item.recordedTime, 0);
-    EXPECT_EQ(item.streamTime, 0);
-    EXPECT_EQ(item.offset, 0u);
-    EXPECT_EQ(item.size, 0u);
+    EXPECT_EQ(Fields(item), Fields(QuickFrameItem{}));
 }
 
 template <class List> void AppendItems(List& list, int32_t count) {

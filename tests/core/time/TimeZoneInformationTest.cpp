@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <tuple>
 
 using namespace Vorn::Vorncast::Decoders;
 using Vorn::SystemTime;
@@ -27,14 +28,10 @@ SystemTime Utc(uint16_t year, uint16_t month, uint16_t day, uint16_t hour, uint1
     return SystemTime{year, month, 0, day, hour, minute, second, 0};
 }
 
-void ExpectRule(const SystemTime& actual, const SystemTime& expected) {
-    EXPECT_EQ(actual.wYear, expected.wYear);
-    EXPECT_EQ(actual.wMonth, expected.wMonth);
-    EXPECT_EQ(actual.wDayOfWeek, expected.wDayOfWeek);
-    EXPECT_EQ(actual.wDay, expected.wDay);
-    EXPECT_EQ(actual.wHour, expected.wHour);
-    EXPECT_EQ(actual.wMinute, expected.wMinute);
-    EXPECT_EQ(actual.wSecond, expected.wSecond);
+// A rule's fields but the milliseconds, comparable and printable.
+auto Fields(const SystemTime& time) {
+    return std::tuple(time.wYear, time.wMonth, time.wDayOfWeek, time.wDay, time.wHour, time.wMinute,
+                      time.wSecond);
 }
 
 // The local ticks of a UTC time, or -1 when the conversion fails.
@@ -48,17 +45,6 @@ int64_t Ticks(const SystemTime& time) {
 }
 
 } // namespace
-
-TEST(TimeZoneInformation, FixedRuleConvertsToLocalTime) {
-    TimeZoneInformation zone = FixedTimeZoneInformation();
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 1, 1, 12)), Ticks(Utc(2004, 1, 1, 12)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 7, 1, 12)), Ticks(Utc(2004, 7, 1, 13)));
-    // Summer begins at 02:00 by the winter clock and ends at 02:00 by the summer clock.
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 1, 59, 59)), Ticks(Utc(2004, 3, 28, 1, 59, 59)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 3, 28, 2)), Ticks(Utc(2004, 3, 28, 3)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 0, 59, 59)), Ticks(Utc(2004, 10, 31, 1, 59, 59)));
-    EXPECT_EQ(LocalTicks(zone, Utc(2004, 10, 31, 1)), Ticks(Utc(2004, 10, 31, 1)));
-}
 
 TEST(TimeZoneInformation, LocalTimeInOtherZones) {
     TimeZoneInformation southern{};
@@ -129,8 +115,8 @@ TEST_F(HostTimeZone, RulesAgreeWithTheHostHourByHour) {
         ASSERT_TRUE(HostTimeZoneInformation(c.year, &zone));
         EXPECT_EQ(zone.Bias, c.bias);
         EXPECT_EQ(zone.DaylightBias, -60);
-        ExpectRule(zone.DaylightDate, c.daylight);
-        ExpectRule(zone.StandardDate, c.standard);
+        EXPECT_EQ(Fields(zone.DaylightDate), Fields(c.daylight));
+        EXPECT_EQ(Fields(zone.StandardDate), Fields(c.standard));
 
         int64_t yearStart = TicksFromSystemTime(c.year, 1, 1, 0, 0, 0, 0) / TicksPerSecond - UnixEpochSeconds;
         for (int64_t hour = 0; hour < 366 * 24; ++hour) {

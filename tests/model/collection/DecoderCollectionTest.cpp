@@ -21,10 +21,6 @@ Vorn::Guid GuidOf(const char* text) {
     return guid;
 }
 
-std::string LastError() {
-    return LastErrorText();
-}
-
 class DecoderCollectionTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -124,9 +120,10 @@ TEST_F(DecoderCollectionTest, ExportedInfoCopiesIntoCallerBuffersAndKeepsPriorit
 TEST_F(DecoderCollectionTest, CreateWithUnknownGuidFindsNoCreator) {
     int decoder = 0;
     EXPECT_EQ(Decoder_Create(handle, VcGuid{1, 2, 3, {4}}, -1, -1, &decoder), GeneralFailure);
-    EXPECT_EQ(LastError().rfind("DecoderInfo has no creator function. (", 0), 0u) << LastError();
+    EXPECT_EQ(std::string(LastErrorText()).rfind("DecoderInfo has no creator function. (", 0), 0u)
+        << LastErrorText();
     EXPECT_EQ(Decoder_Create(0, VcGuid{}, -1, -1, &decoder), InvalidHandle);
-    EXPECT_EQ(LastError().rfind("Invalid DecoderCollection handle (", 0), 0u);
+    EXPECT_EQ(std::string(LastErrorText()).rfind("Invalid DecoderCollection handle (", 0), 0u);
 
     ASSERT_EQ(Decoder_Create(handle, GuidOf("{508C3FE8-0034-4216-8E06-0020B1619331}"), -1, -1, &decoder), 0);
     EXPECT_EQ(Decoder_Release(decoder), 0);

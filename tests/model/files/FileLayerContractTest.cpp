@@ -125,32 +125,4 @@ TYPED_TEST(FileLayerContract, RefusedReadsTouchNothing) {
     this->ExpectPattern(buffer, 0, 4);
 }
 
-// The client's handler takes the size at open and closes a file it cannot measure.
-TEST(FileHandlerTest, OpenTakesSizeAndFailsForMissingOrUnmeasurableFiles) {
-    ScriptedFiles files;
-    files.AddPatterned("data.bin", 100);
-    files.AddPatterned("nosize.bin", 10, {.sizeFails = true});
-    Client::FileHandler present("data.bin");
-    ASSERT_TRUE(present.Open());
-    EXPECT_EQ(present.GetSize(), 100);
-    EXPECT_FALSE(Client::FileHandler("absent.bin").Open());
-    Client::FileHandler unmeasurable("nosize.bin");
-    EXPECT_FALSE(unmeasurable.Open());
-    EXPECT_FALSE(unmeasurable.IsOpen());
-    EXPECT_EQ(files.LiveFiles(), 1) << "a file whose size fails must be closed again";
-    present.Close();
-    EXPECT_EQ(files.LiveFiles(), 0);
-    EXPECT_EQ(present.GetSize(), 0);
-}
-
-TEST(FileHandlerTest, ReadErrorGivesZeroAndZeroFilledBuffer) {
-    ScriptedFiles files;
-    files.AddPatterned("bad.bin", 50, {.readFails = true});
-    Client::FileHandler handler("bad.bin");
-    ASSERT_TRUE(handler.Open());
-    std::vector<uint8_t> buffer(8, 0xEE);
-    EXPECT_EQ(handler.Read(8, buffer.data()), 0);
-    EXPECT_EQ(buffer, std::vector<uint8_t>(8, 0));
-}
-
 } // namespace
