@@ -135,16 +135,12 @@ template <class Encoded> std::vector<Unit> Frames(const Encoded& encoded, size_t
 std::vector<Unit> Clip(const char* encoder, int32_t width, int32_t height, int32_t frames, bool globalHeader,
                        Unit* config = nullptr, int32_t bFrames = 0,
                        AVPixelFormat format = AV_PIX_FMT_YUV420P) {
-    const Hardening::CodecRecording clip =
-        EncodedClip(Hardening::RecordedCodec::Raw,
-                    {encoder, width, height, frames, bFrames, 3, format, {25, 1}, globalHeader});
-    if (clip.frames.empty()) {
+    std::vector<Unit> clip = CodecTest::EncodeClip(
+        {encoder, width, height, frames, bFrames, 3, format, {25, 1}, globalHeader}, config);
+    if (clip.empty()) {
         std::fprintf(stderr, "no seeds from encoder %s\n", encoder);
     }
-    if (config != nullptr) {
-        *config = clip.config;
-    }
-    return clip.frames;
+    return clip;
 }
 
 void WriteVideoSeeds(SeedFolder& seeds) {

@@ -24,8 +24,8 @@ constexpr int32_t SweepRow = 3;
 SweepRecording SweepOf(const CodecRecording& recording, size_t maxRunsPerFile = 0) {
     SweepRecording sweep;
     sweep.maxRunsPerFile = maxRunsPerFile;
-    sweep.files = {{"clip.vcr", recording.Bytes()}};
-    sweep.frameStarts = {recording.FrameStarts()};
+    sweep.frameStarts.resize(1);
+    sweep.files = {{"clip.vcr", recording.Bytes(&sweep.frameStarts[0])}};
     // The frame count and the configuration size in the header.
     sweep.damagePlaces = {{0, 12}, {0, 16}};
     return sweep;

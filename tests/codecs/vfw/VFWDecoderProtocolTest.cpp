@@ -143,7 +143,7 @@ TEST_F(VfwProtocol, FailedOpenIsLoggedAndFindsNothing) {
 
     // The owner's log gets the texts when there is an owner.
     Testing::LogCapture decoderLog;
-    Testing::MinimalDecoder owner;
+    Testing::ScriptedDecoder owner;
     log.Clear();
     VFWDecoder owned(&owner, OpenScripted);
     EXPECT_EQ(Initialise(owned), -1);

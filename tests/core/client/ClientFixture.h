@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,23 +16,9 @@ namespace ClientTests {
 using namespace Vorn::Vorncast::Decoders;
 using Testing::CallRecord;
 using Testing::LastOpened;
+using Testing::LogCapture;
 using Testing::ScriptedDecoder;
 using Testing::Step;
-
-// Lines the core logged, in order.
-inline std::vector<std::string>& LoggedLines() {
-    static std::vector<std::string> lines;
-    return lines;
-}
-
-inline void CollectLog(int32_t, const char* text) {
-    LoggedLines().push_back(text);
-}
-
-inline bool WasLogged(const std::string& text) {
-    const auto& lines = LoggedLines();
-    return std::find(lines.begin(), lines.end(), text) != lines.end();
-}
 
 inline Vorn::Guid GuidOf(const char* text) {
     Vorn::Guid guid;
@@ -48,10 +33,8 @@ protected:
     static constexpr const char* Url = "clip.tst";
 
     void SetUp() override {
-        LoggedLines().clear();
         previous = DecoderTable::Swap(Row, &decoder);
-        client = std::make_unique<FileClient>();
-        client->SetLogCallback(CollectLog);
+        RemakeClient();
     }
 
     void TearDown() override {
@@ -62,7 +45,7 @@ protected:
     // Recreates the client, which takes the wait objects of the table at construction.
     void RemakeClient() {
         client = std::make_unique<FileClient>();
-        client->SetLogCallback(CollectLog);
+        client->SetLogCallback(LogCapture::Callback);
     }
 
     FileClientResult Load(const char* url = Url) {
@@ -77,6 +60,8 @@ protected:
         decoder.frameSize = size;
     }
 
+    // What the client and the decoder log.
+    LogCapture log;
     ScriptedFiles files;
     ScriptedDecoder decoder;
     BaseDecoder* previous = nullptr;

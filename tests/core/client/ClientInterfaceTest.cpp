@@ -8,12 +8,9 @@ namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
 
 namespace {
 
-// Routes the library-wide log to the test's collector for the life of the object.
-struct LibraryLogToCollector {
-    LibraryLogToCollector() {
-        LoggedLines().clear();
-        Capi::SetLogCallback(CollectLog);
-    }
+// Collects the library-wide log for the life of the object.
+struct LibraryLogToCollector : LogCapture {
+    LibraryLogToCollector() { Capi::SetLogCallback(LogCapture::Callback); }
     ~LibraryLogToCollector() { Capi::SetLogCallback(Capi::LibraryLogForwarder); }
 };
 
@@ -63,10 +60,10 @@ TEST(ClientInterfaceNullTest, EveryClientFunctionLogsItsTextForANullHandle) {
         {"GetCameras", [&] { return Capi::GetCameras(none, mask), 0; }, 0},
     };
     for (const NullCase& row : cases) {
-        LoggedLines().clear();
+        logToTest.lines.clear();
         EXPECT_EQ(row.call(), row.expected) << row.text;
-        ASSERT_EQ(LoggedLines().size(), 1u) << row.text;
-        EXPECT_EQ(LoggedLines()[0], std::string(row.text) + " called with null handle\n");
+        ASSERT_EQ(logToTest.lines.size(), 1u) << row.text;
+        EXPECT_EQ(logToTest.lines[0], std::string(row.text) + " called with null handle\n");
     }
 }
 
@@ -87,7 +84,7 @@ TEST(ClientInterfaceSetterTest, ClientsTakeTheLibraryWideCallbacksAtCreation) {
                                     nullptr, nullptr, nullptr),
               FCR_FAILURE);
     EXPECT_EQ(status, "/a/b.xyz");
-    EXPECT_TRUE(WasLogged("Load failed\n")) << "the client logs through the callback it was given";
+    EXPECT_TRUE(logToTest.Has("Load failed\n")) << "the client logs through the callback it was given";
     EXPECT_FALSE(Capi::Close(client));
     EXPECT_EQ(Capi::DestroyClient(client), 1);
 }

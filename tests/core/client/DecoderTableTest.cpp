@@ -9,10 +9,7 @@
 
 using namespace Vorn::Vorncast::Decoders;
 namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
-using ClientTests::CollectLog;
 using ClientTests::GuidOf;
-using ClientTests::LoggedLines;
-using ClientTests::WasLogged;
 
 namespace {
 
@@ -42,9 +39,9 @@ TEST(DecoderTableTest, GuidLookupsIgnoreCaseAndMissUnknownGuids) {
 }
 
 TEST(DecoderTableTest, PlaceholderAnswersQueriesByExtensionAndFailsItsLoadWithAReason) {
-    LoggedLines().clear();
+    Testing::LogCapture log;
     FileClient client;
-    client.SetLogCallback(CollectLog);
+    client.SetLogCallback(Testing::LogCapture::Callback);
     uint32_t words[4];
     Words("FE291B23-826D-47c3-AE3D-80F743AF1173", words);
     Vorn::Guid arnel = GuidFromWords(words[0], words[1], words[2], words[3]);
@@ -59,7 +56,7 @@ TEST(DecoderTableTest, PlaceholderAnswersQueriesByExtensionAndFailsItsLoadWithAR
                                  nullptr, nullptr),
               FCR_FAILURE);
     EXPECT_TRUE(
-        WasLogged("DecodeArnel::LoadingCore failed: no decoder for the format \"Arnel\" is built yet\n"));
-    EXPECT_TRUE(WasLogged("Load failed\n"));
+        log.Has("DecodeArnel::LoadingCore failed: no decoder for the format \"Arnel\" is built yet\n"));
+    EXPECT_TRUE(log.Has("Load failed\n"));
     EXPECT_EQ(client.GetDecoder()->GetState(), DDS_IDLE);
 }

@@ -85,9 +85,9 @@ TEST_P(LoadCheckTest, EachCheckGivesItsTextOkAndKindOfFailure) {
         EXPECT_EQ(read->ok, row.readOk == 1);
     }
     for (const std::string& line : row.expectedLines) {
-        EXPECT_TRUE(WasLogged(line)) << line;
+        EXPECT_TRUE(log.Has(line)) << line;
     }
-    for (const std::string& line : LoggedLines()) {
+    for (const std::string& line : log.lines) {
         bool readText = line.rfind("ExecuteRead()", 0) == 0 || line.rfind("        ", 0) == 0;
         EXPECT_TRUE(!readText || std::find(row.expectedLines.begin(), row.expectedLines.end(), line) !=
                                      row.expectedLines.end())
@@ -112,9 +112,9 @@ TEST_F(FileClientExecutorTest, The2049thOpenEndsTheLoadAsANormalFailure) {
     for (int32_t id = 0; id < FileClient::MaxOpenFiles; ++id) {
         ASSERT_EQ(decoder.completions[static_cast<size_t>(id)].fileId, id);
     }
-    EXPECT_EQ(std::count(LoggedLines().begin(), LoggedLines().end(), "Too many files open\n"), 1);
-    EXPECT_TRUE(WasLogged("Unexpected DDA_NO_ACTION\n"));
-    EXPECT_TRUE(WasLogged("After unloading the decoder, there were 2048 files left open!\n"));
+    EXPECT_EQ(std::count(log.lines.begin(), log.lines.end(), "Too many files open\n"), 1);
+    EXPECT_TRUE(log.Has("Unexpected DDA_NO_ACTION\n"));
+    EXPECT_TRUE(log.Has("After unloading the decoder, there were 2048 files left open!\n"));
     EXPECT_EQ(client->OpenFileCount(), 0);
     EXPECT_EQ(files.LiveFiles(), 0);
 }

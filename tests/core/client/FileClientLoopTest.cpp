@@ -27,8 +27,8 @@ TEST_F(FileClientLoopTest, CloseSweepsWhatTheDecoderForgot) {
     decoder.closeFilesOnUnload = false;
     LoadFrames(5);
     EXPECT_TRUE(client->Close());
-    EXPECT_TRUE(WasLogged("Dangling file handle 0 (frames.bin)\n"));
-    EXPECT_TRUE(WasLogged("After unloading the decoder, there were 1 files left open!\n"));
+    EXPECT_TRUE(log.Has("Dangling file handle 0 (frames.bin)\n"));
+    EXPECT_TRUE(log.Has("After unloading the decoder, there were 1 files left open!\n"));
     EXPECT_EQ(files.LiveFiles(), 0);
     EXPECT_EQ(decoder.GetState(), DDS_IDLE);
 }
@@ -39,19 +39,19 @@ TEST_F(FileClientLoopTest, UnknownGuidLeavesTheClientWithoutDecoder) {
               FCR_FAILURE);
     EXPECT_EQ(client->GetDecoder(), nullptr);
     EXPECT_EQ(Picture(0), FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("FileClient::GetFrame failed (normally) due to range error\n"));
+    EXPECT_TRUE(log.Has("FileClient::GetFrame failed (normally) due to range error\n"));
     EXPECT_EQ(client->GetAudioFrame(0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr), FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("FileClient::GetAudioFrame failed (normally) due to range error\n"));
+    EXPECT_TRUE(log.Has("FileClient::GetAudioFrame failed (normally) due to range error\n"));
     EXPECT_FALSE(client->Close());
-    EXPECT_TRUE(WasLogged("Unexpected DDA_NO_DECODER\n"));
+    EXPECT_TRUE(log.Has("Unexpected DDA_NO_DECODER\n"));
 }
 
 TEST_F(FileClientLoopTest, PositioningRunsOnceAFrameOnlyInRangeAndWithoutBufferNothingIsDecompressed) {
     LoadFrames(5);
     for (int32_t frame : {-1, 5}) {
-        LoggedLines().clear();
+        log.lines.clear();
         EXPECT_EQ(Picture(frame), FCR_FAILURE);
-        EXPECT_TRUE(WasLogged("FileClient::GetFrame failed (normally) due to range error\n"));
+        EXPECT_TRUE(log.Has("FileClient::GetFrame failed (normally) due to range error\n"));
     }
     EXPECT_EQ(decoder.positioningCalls, 0);
     FrameTimes times = {};
@@ -68,7 +68,7 @@ TEST_F(FileClientLoopTest, PositioningRunsOnceAFrameOnlyInRangeAndWithoutBufferN
 TEST_F(FileClientLoopTest, FrameFailuresGiveTheirKindAndText) {
     LoadFrames(5, {.readFails = true});
     EXPECT_EQ(Picture(1), FCR_CATASTROPHIC);
-    EXPECT_TRUE(WasLogged("FileClient::GetFrame failed (catastrophically) in decoder\n"));
+    EXPECT_TRUE(log.Has("FileClient::GetFrame failed (catastrophically) in decoder\n"));
     ASSERT_TRUE(client->Close());
 
     decoder.imageFails = true;
@@ -76,12 +76,12 @@ TEST_F(FileClientLoopTest, FrameFailuresGiveTheirKindAndText) {
     int32_t frames = 0;
     EXPECT_EQ(Picture(1, &frames), FCR_FAILURE);
     EXPECT_EQ(frames, 5) << "totals go to the caller whatever the result";
-    EXPECT_TRUE(WasLogged("FileClient::GetFrame failed (normally) in decoder\n"));
+    EXPECT_TRUE(log.Has("FileClient::GetFrame failed (normally) in decoder\n"));
 
     decoder.positionScript = {Step::Read(0, 4), Step::Fail()};
     int64_t last = 0;
     EXPECT_EQ(client->GetFrameInfo(2, nullptr, &last, nullptr, nullptr, nullptr, nullptr), FCR_FAILURE);
-    EXPECT_TRUE(WasLogged("GetframeInfo failed\n"));
+    EXPECT_TRUE(log.Has("GetframeInfo failed\n"));
     EXPECT_EQ(last, ScriptedDecoder::FrameTime(4)) << "the last frame's time is given in both outcomes";
 }
 

@@ -5,6 +5,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -22,6 +23,9 @@ public:
         if (current != nullptr) {
             current->lines.push_back(text);
         }
+    }
+    bool Has(const std::string& text) const {
+        return std::find(lines.begin(), lines.end(), text) != lines.end();
     }
     std::vector<std::string> Take() {
         std::vector<std::string> taken;
@@ -260,8 +264,5 @@ inline void LoadThroughOneOpen(ScriptedDecoder& decoder, int32_t frames = 5) {
     decoder.totalFrames = frames;
     decoder.OpenComplete(0, 100);
 }
-
-// An owner for code that logs through a decoder.
-using MinimalDecoder = ScriptedDecoder;
 
 } // namespace Vorn::Vorncast::Decoders::Testing
