@@ -17,10 +17,7 @@ class Mpeg2PsDecoderTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         video = new EncodedVideo();
-        VideoSettings settings;
-        settings.encoder = "mpeg2video";
-        settings.frames = 4;
-        ASSERT_TRUE(EncodeVideo(settings, video));
+        ASSERT_TRUE(EncodeVideo({.encoder = "mpeg2video", .frames = 4}, video));
         reference = new std::vector<Picture>(ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, *video, true));
     }
     static void TearDownTestSuite() {

@@ -24,14 +24,13 @@ protected:
     }
 
     static EncodedVideo Encode(int32_t frames, int32_t bFrames, bool globalHeader) {
-        VideoSettings settings;
-        settings.encoder = "libx264";
-        settings.frames = frames;
-        settings.bFrames = bFrames;
-        settings.globalHeader = globalHeader;
-        settings.options = {{"crf", "16"}, {"preset", "veryfast"}};
         EncodedVideo video;
-        EXPECT_TRUE(EncodeVideo(settings, &video));
+        EXPECT_TRUE(EncodeVideo({.encoder = "libx264",
+                                 .frames = frames,
+                                 .bFrames = bFrames,
+                                 .globalHeader = globalHeader,
+                                 .options = {{"crf", "16"}, {"preset", "veryfast"}}},
+                                &video));
         return video;
     }
 

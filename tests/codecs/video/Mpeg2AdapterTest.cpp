@@ -12,11 +12,8 @@ using FileTesting::LogCapture;
 namespace {
 
 EncodedVideo EncodeMpeg2(int32_t frames) {
-    VideoSettings settings;
-    settings.encoder = "mpeg2video";
-    settings.frames = frames;
     EncodedVideo video;
-    EXPECT_TRUE(EncodeVideo(settings, &video));
+    EXPECT_TRUE(EncodeVideo({.encoder = "mpeg2video", .frames = frames}, &video));
     return video;
 }
 

@@ -15,11 +15,8 @@ using FileTesting::LogCapture;
 namespace {
 
 EncodedVideo Encode(const char* encoder, int32_t frames) {
-    VideoSettings settings;
-    settings.encoder = encoder;
-    settings.frames = frames;
     EncodedVideo video;
-    EXPECT_TRUE(EncodeVideo(settings, &video)) << encoder;
+    EXPECT_TRUE(EncodeVideo({.encoder = encoder, .frames = frames}, &video)) << encoder;
     return video;
 }
 

@@ -33,13 +33,8 @@ int32_t LineBrightness(const uint8_t* line) {
 } // namespace
 
 TEST(NarrowPicture, ExactBufferOfAnEightPixelWidePictureIsNotOverrunAndKeepsItsLines) {
-    VideoSettings settings;
-    settings.encoder = "mpeg4";
-    settings.width = Side;
-    settings.height = Side;
-    settings.frames = 3;
     EncodedVideo video;
-    ASSERT_TRUE(EncodeVideo(settings, &video));
+    ASSERT_TRUE(EncodeVideo({.encoder = "mpeg4", .width = Side, .height = Side, .frames = 3}, &video));
     IppDecoderMPEG4 adapter;
     ASSERT_TRUE(adapter.Initialise(Side, Side, 3, false));
     constexpr int32_t Bytes = Side * LineBytes;

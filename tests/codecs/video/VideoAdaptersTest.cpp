@@ -36,10 +36,7 @@ struct AdapterCase {
 };
 
 VideoSettings Video(const char* encoder, int32_t frames, int32_t bFrames = 0) {
-    VideoSettings settings;
-    settings.encoder = encoder;
-    settings.frames = frames;
-    settings.bFrames = bFrames;
+    VideoSettings settings{.encoder = encoder, .frames = frames, .bFrames = bFrames};
     if (std::string(encoder) == "libx264") {
         settings.options = {{"crf", "16"}, {"preset", "veryfast"}};
     }

@@ -64,11 +64,9 @@ inline void ExpectRefused(Vorn::Vorncast::Decoders::IppDecoder& adapter, const s
 
 // One frame foreign to the adapter of `codec`: MPEG-4 part 2, or MPEG-2 for the MPEG-4 adapter.
 inline std::vector<uint8_t> ForeignFrame(AVCodecID codec = AV_CODEC_ID_NONE) {
-    VideoSettings settings;
-    settings.encoder = codec == AV_CODEC_ID_MPEG4 ? "mpeg2video" : "mpeg4";
-    settings.frames = 1;
     EncodedVideo foreign;
-    EXPECT_TRUE(EncodeVideo(settings, &foreign));
+    EXPECT_TRUE(
+        EncodeVideo({.encoder = codec == AV_CODEC_ID_MPEG4 ? "mpeg2video" : "mpeg4", .frames = 1}, &foreign));
     return foreign.frames.empty() ? std::vector<uint8_t>{} : foreign.frames[0].data;
 }
 
