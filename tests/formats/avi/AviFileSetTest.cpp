@@ -36,7 +36,13 @@ protected:
                                       std::string(mirror) + "-c:v mpeg4 -q:v 3 -g 6 -bf 0 -vtag XVID");
             films.push_back({ReadAviStreams(file), Reference(name, Width, Height)});
             ASSERT_EQ(films.back().streams.size(), 1u);
-            ASSERT_EQ(films.back().streams[0].chunks.size(), FramesPerFile);
+            AviStreamSpec& video = films.back().streams[0];
+            ASSERT_EQ(video.chunks.size(), FramesPerFile);
+            // The rate as a fraction other than over 1, and a named stream whose name needs no pad
+            // byte.
+            video.scale = 2;
+            video.rate = 50;
+            video.name = "cam";
         }
         streams = films[0].streams;
         layout.riffMagic = FourCCLE("AVF0");

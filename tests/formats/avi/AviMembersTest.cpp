@@ -94,7 +94,9 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
         }
         texts.push_back(Text(text));
     }
-    AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
+    AviStreamSpec video = Video("mpeg4", "GMP4");
+    video.chunks.emplace_back(); // an empty chunk is no frame
+    AddFile("/geo/Lobby.avi", WriteAvi({video, TextStream(texts)}).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
     EXPECT_EQ(DecoderName("DecodeGeoVision"), "GeoVision (GMP4)");
     ExpectRecordedTimes(walked, 12, [](size_t frame) {

@@ -228,7 +228,8 @@ TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSample) {
 }
 
 // The last video track is the one shown, behind another and a hint track; its description
-// changing midway sets the codec again.
+// changing midway sets the codec again. That track has the wide headers, and its second
+// description finds its configuration behind a descriptor of another tag and the optional fields.
 TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndADescriptionChangeRestartsTheCodec) {
     VideoClip other;
     ClipSettings settings;
@@ -242,7 +243,10 @@ TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndADescriptionChangeRestartsT
     movie.tracks.push_back(hint);
     movie.tracks.push_back(PhoneMovie(clip, Created).tracks[0]);
     TrackLayout& track = movie.tracks.back();
-    track.entries.push_back(track.entries[0]);
+    track.wideHeaders = true;
+    const Bytes esds =
+        Join({Bytes(4, 0), Bytes{0x09, 0x02, 0xAA, 0xBB}, EsDescriptors(clip.video.extradata, 0xA0)});
+    track.entries.push_back(VisualEntry("mp4v", track.width, track.height, Box("esds", esds)));
     track.descriptions.assign(track.samples.size(), 1);
     std::fill(track.descriptions.begin() + 5, track.descriptions.end(), 2);
     AddFile("two.mp4", WriteMovieFile(movie));
