@@ -38,11 +38,8 @@ protected:
             ASSERT_EQ(films.back().streams.size(), 1u);
             AviStreamSpec& video = films.back().streams[0];
             ASSERT_EQ(video.chunks.size(), FramesPerFile);
-            // The rate as a fraction other than over 1, and a named stream whose name needs no pad
-            // byte.
-            video.scale = 2;
+            video.scale = 2; // the rate as a fraction other than over 1
             video.rate = 50;
-            video.name = "cam";
         }
         streams = films[0].streams;
         layout.riffMagic = FourCCLE("AVF0");
