@@ -48,11 +48,16 @@ void RecordingTest::SetUp() {
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
 }
 
-void RecordingTest::TearDown() {
+void RecordingTest::ReleaseDecoder() {
     if (decoder != 0) {
         Decoder_Close(decoder);
         Decoder_Release(decoder);
+        decoder = 0;
     }
+}
+
+void RecordingTest::TearDown() {
+    ReleaseDecoder();
     DecoderCollection_Release(collection);
     Vorn::FileSource::SetCurrent(nullptr);
 }
@@ -60,11 +65,7 @@ void RecordingTest::TearDown() {
 int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)()) {
     VcGuid parsed{};
     EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-    if (decoder != 0) {
-        Decoder_Close(decoder);
-        Decoder_Release(decoder);
-        decoder = 0;
-    }
+    ReleaseDecoder();
     int status = Decoder_Create(collection, parsed, -1, -1, &decoder);
     if (status != 0) {
         return status;
@@ -78,7 +79,7 @@ int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)(
     return status;
 }
 
-std::string RecordingTest::Autodetected(const std::string& path) {
+std::string RecordingTest::Autodetected(const std::string& path, bool keep) {
     int autodetect = 0, found = 0, resources = 0;
     VcDecoderInfoValue info{};
     VcQueryResult query{};
@@ -89,9 +90,15 @@ std::string RecordingTest::Autodetected(const std::string& path) {
         &resources);
     const std::string name = status == 0 ? info.name : LastError();
     EXPECT_TRUE(status != 0 || query.canLoad == 1) << name;
+    DecoderCollection_Release(autodetect);
+    if (keep && status == 0) {
+        ReleaseDecoder();
+        decoder = found;
+        EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
+        return name;
+    }
     Decoder_Close(found);
     Decoder_Release(found);
-    DecoderCollection_Release(autodetect);
     return name;
 }
 
