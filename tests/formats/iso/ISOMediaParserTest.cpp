@@ -149,15 +149,8 @@ TEST(IsoSampleLookup, CompactSizesOfFourEightAndSixteenBits) {
     }
 }
 
-TEST(IsoDamagedBoxes, ChildPastItsParentOrOfZeroSizeFailsTheMovie) {
-    const Bytes written = MoviePayload(OneTrackMovie(VideoTrack()), 0);
-    Bytes pastParent = written;
-    pastParent.resize(pastParent.size() - 1); // the last box now ends one byte past the movie
-    ISOMediaFile movie(CollectingLog());
-    EXPECT_FALSE(Parse(movie, pastParent));
-    EXPECT_EQ(movie.GetTrackCount(), 0);
-
-    // A zero size in the sample table gives up with its own text; elsewhere it fails quietly.
+// A zero size in the sample table gives up with its own text; elsewhere it fails quietly.
+TEST(IsoDamagedBoxes, AChildOfZeroSizeFailsTheMovie) {
     Bytes zeroInTable;
     PutU32(zeroInTable, 0);
     PutCode(zeroInTable, "stts");
