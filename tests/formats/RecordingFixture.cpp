@@ -120,16 +120,23 @@ testing::AssertionResult RecordingTest::LoadFailsWith(const char* guid, const st
     return testing::AssertionSuccess();
 }
 
-int RecordingTest::StreamOfType(int type) {
-    for (int index = 0; index < StreamCount(); ++index) {
+std::vector<int> RecordingTest::StreamsOfType(int trackHandle, int type) {
+    std::vector<int> streams;
+    VcTrackInfo info{};
+    for (int index = 0; Track_GetInfo(trackHandle, &info) == 0 && index < info.streamCount; ++index) {
         int stream = 0;
-        VcStreamInfo info{};
-        if (Track_GetStream(track, index, &stream) == 0 && Stream_GetInfo(stream, &info) == 0 &&
-            info.type == type) {
-            return stream;
+        VcStreamInfo streamInfo{};
+        if (Track_GetStream(trackHandle, index, &stream) == 0 && Stream_GetInfo(stream, &streamInfo) == 0 &&
+            streamInfo.type == type) {
+            streams.push_back(stream);
         }
     }
-    return 0;
+    return streams;
+}
+
+int RecordingTest::StreamOfType(int type) {
+    const std::vector<int> streams = StreamsOfType(track, type);
+    return streams.empty() ? 0 : streams[0];
 }
 
 Delivered RecordingTest::Take(int stream, int status, VcSample& sample) {
@@ -186,17 +193,9 @@ std::vector<int> RecordingTest::VideoStreams() {
     Decoder_GetTrackCount(decoder, &tracks);
     for (int trackIndex = 0; trackIndex < tracks; ++trackIndex) {
         int handle = 0;
-        VcTrackInfo info{};
-        if (Decoder_GetTrack(decoder, trackIndex, &handle) != 0 || Track_GetInfo(handle, &info) != 0) {
-            continue;
-        }
-        for (int index = 0; index < info.streamCount; ++index) {
-            int stream = 0;
-            VcStreamInfo streamInfo{};
-            if (Track_GetStream(handle, index, &stream) == 0 && Stream_GetInfo(stream, &streamInfo) == 0 &&
-                streamInfo.type == VC_StreamVideo) {
-                streams.push_back(stream);
-            }
+        if (Decoder_GetTrack(decoder, trackIndex, &handle) == 0) {
+            const std::vector<int> found = StreamsOfType(handle, VC_StreamVideo);
+            streams.insert(streams.end(), found.begin(), found.end());
         }
     }
     return streams;

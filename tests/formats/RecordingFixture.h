@@ -116,6 +116,8 @@ protected:
 
 private:
     void ReleaseDecoder();
+    // The streams of `type` in a track, in stream order.
+    static std::vector<int> StreamsOfType(int trackHandle, int type);
     Delivered Take(int stream, int status, VcSample& sample);
 };
 
