@@ -85,16 +85,6 @@ TEST(AVIParser, AStreamCountThatLiesEndsTheWalkEarlyOrLeavesStreamsOut) {
     EXPECT_EQ(fewer.parser.GetStream(0)->frames.Count(), 7);
 }
 
-// Cut before its idx1, a file's walk asks for one read over and over.
-TEST(AVIParser, AMoviWithoutItsIndexRepeatsOneReadForever) {
-    AviFile cut = WriteAvi(VideoAndAudio());
-    cut.bytes.resize(cut.indexPosition);
-    const Walk walk(cut.bytes);
-    EXPECT_TRUE(walk.repeated);
-    EXPECT_EQ(walk.last.state, AVIParser::NoIndexState);
-    EXPECT_FALSE(walk.parser.Finished());
-}
-
 // A foreign entry ends the legacy index and keeps what came before; "rec " entries are passed
 // over; an entry of length 0 is no frame.
 TEST(AVIParser, TheLegacyIndexEndsAtAForeignEntry) {

@@ -121,15 +121,20 @@ int AbortAfterManyCalls() {
     return ++abortCalls > 200 ? 1 : 0;
 }
 
-// A file without its index loads only until the host aborts; one that is no AVF0 form, a FourCC
-// the member does not take, and names that are not the recorder's.
+// A file without its index, or cut before it, loads only until the host aborts; one that is no
+// AVF0 form, a FourCC the member does not take, and names that are not the recorder's.
 TEST_F(AviFileSetTest, DamagedSetsFailWithTheirTexts) {
     AviLayout unindexed = layout;
     unindexed.indexFlag = false;
-    AddFile("/a/" + FileName(1, 1), WriteAvi(streams, unindexed).bytes);
-    abortCalls = 0;
-    EXPECT_EQ(Load(AVerMediaGuid, "/a/" + FileName(1, 1), AbortAfterManyCalls), 1);
-    EXPECT_GT(abortCalls, 200);
+    AviFile cut = WriteAvi(streams, layout);
+    cut.bytes.resize(cut.indexPosition);
+    for (const std::string folder : {"/a", "/cut"}) {
+        AddFile(folder + "/" + FileName(1, 1),
+                folder == "/a" ? WriteAvi(streams, unindexed).bytes : cut.bytes);
+        abortCalls = 0;
+        EXPECT_EQ(Load(AVerMediaGuid, folder + "/" + FileName(1, 1), AbortAfterManyCalls), 1) << folder;
+        EXPECT_GT(abortCalls, 200) << folder;
+    }
 
     AddFile("/b/" + FileName(1, 1), WriteAvi(streams).bytes);
     EXPECT_NE(Load(AVerMediaGuid, "/b/" + FileName(1, 1)), 0);
