@@ -206,9 +206,6 @@ TEST_F(FfmpegPluginTest, BuiltInDecodersComeFirstAndRefusalsChangeNothing) {
     EXPECT_EQ(Autodetected(noise).rfind("Failed to load", 0), 0u);
     const std::string other = Record("clip.bin", Pictures(5) + "-c:v libx264 -f mpegts");
     EXPECT_EQ(Autodetected(other).rfind("Failed to load", 0), 0u);
-    int count = 0;
-    DecoderCollection_DecoderCount(collection, &count);
-    EXPECT_EQ(count, 76);
 }
 
 } // namespace
