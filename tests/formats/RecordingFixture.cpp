@@ -48,11 +48,16 @@ void RecordingTest::SetUp() {
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
 }
 
-void RecordingTest::TearDown() {
+void RecordingTest::ReleaseDecoder() {
     if (decoder != 0) {
         Decoder_Close(decoder);
         Decoder_Release(decoder);
+        decoder = 0;
     }
+}
+
+void RecordingTest::TearDown() {
+    ReleaseDecoder();
     DecoderCollection_Release(collection);
     Vorn::FileSource::SetCurrent(nullptr);
 }
@@ -60,11 +65,7 @@ void RecordingTest::TearDown() {
 int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)()) {
     VcGuid parsed{};
     EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-    if (decoder != 0) {
-        Decoder_Close(decoder);
-        Decoder_Release(decoder);
-        decoder = 0;
-    }
+    ReleaseDecoder();
     int status = Decoder_Create(collection, parsed, -1, -1, &decoder);
     if (status != 0) {
         return status;
@@ -78,7 +79,7 @@ int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)(
     return status;
 }
 
-std::string RecordingTest::Autodetected(const std::string& path) {
+std::string RecordingTest::Autodetected(const std::string& path, bool keep) {
     int autodetect = 0, found = 0, resources = 0;
     VcDecoderInfoValue info{};
     VcQueryResult query{};
@@ -89,9 +90,15 @@ std::string RecordingTest::Autodetected(const std::string& path) {
         &resources);
     const std::string name = status == 0 ? info.name : LastError();
     EXPECT_TRUE(status != 0 || query.canLoad == 1) << name;
+    DecoderCollection_Release(autodetect);
+    if (keep && status == 0) {
+        ReleaseDecoder();
+        decoder = found;
+        EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
+        return name;
+    }
     Decoder_Close(found);
     Decoder_Release(found);
-    DecoderCollection_Release(autodetect);
     return name;
 }
 
@@ -113,16 +120,23 @@ testing::AssertionResult RecordingTest::LoadFailsWith(const char* guid, const st
     return testing::AssertionSuccess();
 }
 
-int RecordingTest::StreamOfType(int type) {
-    for (int index = 0; index < StreamCount(); ++index) {
+std::vector<int> RecordingTest::StreamsOfType(int trackHandle, int type) {
+    std::vector<int> streams;
+    VcTrackInfo info{};
+    for (int index = 0; Track_GetInfo(trackHandle, &info) == 0 && index < info.streamCount; ++index) {
         int stream = 0;
-        VcStreamInfo info{};
-        if (Track_GetStream(track, index, &stream) == 0 && Stream_GetInfo(stream, &info) == 0 &&
-            info.type == type) {
-            return stream;
+        VcStreamInfo streamInfo{};
+        if (Track_GetStream(trackHandle, index, &stream) == 0 && Stream_GetInfo(stream, &streamInfo) == 0 &&
+            streamInfo.type == type) {
+            streams.push_back(stream);
         }
     }
-    return 0;
+    return streams;
+}
+
+int RecordingTest::StreamOfType(int type) {
+    const std::vector<int> streams = StreamsOfType(track, type);
+    return streams.empty() ? 0 : streams[0];
 }
 
 Delivered RecordingTest::Take(int stream, int status, VcSample& sample) {
@@ -179,17 +193,9 @@ std::vector<int> RecordingTest::VideoStreams() {
     Decoder_GetTrackCount(decoder, &tracks);
     for (int trackIndex = 0; trackIndex < tracks; ++trackIndex) {
         int handle = 0;
-        VcTrackInfo info{};
-        if (Decoder_GetTrack(decoder, trackIndex, &handle) != 0 || Track_GetInfo(handle, &info) != 0) {
-            continue;
-        }
-        for (int index = 0; index < info.streamCount; ++index) {
-            int stream = 0;
-            VcStreamInfo streamInfo{};
-            if (Track_GetStream(handle, index, &stream) == 0 && Stream_GetInfo(stream, &streamInfo) == 0 &&
-                streamInfo.type == VC_StreamVideo) {
-                streams.push_back(stream);
-            }
+        if (Decoder_GetTrack(decoder, trackIndex, &handle) == 0) {
+            const std::vector<int> found = StreamsOfType(handle, VC_StreamVideo);
+            streams.insert(streams.end(), found.begin(), found.end());
         }
     }
     return streams;

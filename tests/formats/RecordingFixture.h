@@ -73,8 +73,9 @@ protected:
                                            const std::string& text);
     int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
     // The name of the decoder autodetection picks for `path`, which must say it can load it, or the
-    // last error when none does; the decoder is released again.
-    std::string Autodetected(const std::string& path);
+    // last error when none does; the decoder is released again unless `keep`, which puts it and its
+    // first track in place of the last.
+    std::string Autodetected(const std::string& path, bool keep = false);
     // The first stream of a type in the first track, or 0.
     int StreamOfType(int type);
     // Every video stream of every track, in track and stream order.
@@ -114,6 +115,9 @@ protected:
     int track = 0;
 
 private:
+    void ReleaseDecoder();
+    // The streams of `type` in a track, in stream order.
+    static std::vector<int> StreamsOfType(int trackHandle, int type);
     Delivered Take(int stream, int status, VcSample& sample);
 };
 

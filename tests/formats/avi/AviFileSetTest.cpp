@@ -36,7 +36,10 @@ protected:
                                       std::string(mirror) + "-c:v mpeg4 -q:v 3 -g 6 -bf 0 -vtag XVID");
             films.push_back({ReadAviStreams(file), Reference(name, Width, Height)});
             ASSERT_EQ(films.back().streams.size(), 1u);
-            ASSERT_EQ(films.back().streams[0].chunks.size(), FramesPerFile);
+            AviStreamSpec& video = films.back().streams[0];
+            ASSERT_EQ(video.chunks.size(), FramesPerFile);
+            video.scale = 2; // the rate as a fraction other than over 1
+            video.rate = 50;
         }
         streams = films[0].streams;
         layout.riffMagic = FourCCLE("AVF0");
@@ -118,15 +121,20 @@ int AbortAfterManyCalls() {
     return ++abortCalls > 200 ? 1 : 0;
 }
 
-// A file without its index loads only until the host aborts; one that is no AVF0 form, a FourCC
-// the member does not take, and names that are not the recorder's.
+// A file without its index, or cut before it, loads only until the host aborts; one that is no
+// AVF0 form, a FourCC the member does not take, and names that are not the recorder's.
 TEST_F(AviFileSetTest, DamagedSetsFailWithTheirTexts) {
     AviLayout unindexed = layout;
     unindexed.indexFlag = false;
-    AddFile("/a/" + FileName(1, 1), WriteAvi(streams, unindexed).bytes);
-    abortCalls = 0;
-    EXPECT_EQ(Load(AVerMediaGuid, "/a/" + FileName(1, 1), AbortAfterManyCalls), 1);
-    EXPECT_GT(abortCalls, 200);
+    AviFile cut = WriteAvi(streams, layout);
+    cut.bytes.resize(cut.indexPosition);
+    for (const std::string folder : {"/a", "/cut"}) {
+        AddFile(folder + "/" + FileName(1, 1),
+                folder == "/a" ? WriteAvi(streams, unindexed).bytes : cut.bytes);
+        abortCalls = 0;
+        EXPECT_EQ(Load(AVerMediaGuid, folder + "/" + FileName(1, 1), AbortAfterManyCalls), 1) << folder;
+        EXPECT_GT(abortCalls, 200) << folder;
+    }
 
     AddFile("/b/" + FileName(1, 1), WriteAvi(streams).bytes);
     EXPECT_NE(Load(AVerMediaGuid, "/b/" + FileName(1, 1)), 0);

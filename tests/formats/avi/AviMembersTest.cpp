@@ -83,7 +83,7 @@ TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
 
 // Long forms carry time and date, short forms the time alone on the last date; the file names
 // the camera.
-TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
+TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsTextAndFailsOnTextsThatDoNotParse) {
     std::vector<Bytes> texts;
     for (int frame = 0; frame < 12; ++frame) {
         char text[40];
@@ -94,17 +94,17 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsText) {
         }
         texts.push_back(Text(text));
     }
-    AddFile("/geo/Lobby.avi", WriteAvi({Video("mpeg4", "GMP4"), TextStream(texts)}).bytes);
+    AviStreamSpec video = Video("mpeg4", "GMP4");
+    video.name = "cam"; // a name that needs no pad byte, ahead of the next stream's list
+    AddFile("/geo/Lobby.avi", WriteAvi({video, TextStream(texts)}).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(GeoVisionGuid, "/geo/Lobby.avi", "Lobby.avi");
     EXPECT_EQ(DecoderName("DecodeGeoVision"), "GeoVision (GMP4)");
     ExpectRecordedTimes(walked, 12, [](size_t frame) {
         const auto index = static_cast<int32_t>(frame);
         return TicksFromSystemTime(2021, 3, 4 + index / 3, 5, 6, index, index % 3 == 2 ? index : 0);
     });
-}
 
-TEST_F(AviMembersTest, GeoVisionTextsThatDoNotParseFailTheLoadWithTheirText) {
-    const AviStreamSpec video = Video("mpeg4", "GMP4");
+    // Texts that do not parse, and no text stream, fail the load with their texts.
     const std::pair<std::string, std::vector<const char*>> cases[] = {
         {"short", {"DecodeGeoVision: Decode Failure (meta data chunk found is wrong size)\n"}},
         {"CAM01 05 06 07 2021/3/4 end of text",

@@ -58,10 +58,13 @@ protected:
     std::vector<BgrPicture> pictures;
 };
 
-// Two files of camera 3 in one hour's folder, the second of two-field frames, and a file of camera 4
-// in the next hour with its text stream and VISI header: every frame's time, camera and picture.
+// Two files of camera 3 in one hour's folder, the first with an OpenDML index, the second of
+// two-field frames, and a file of camera 4 in the next hour with its text stream and VISI header:
+// every frame's time, camera and picture.
 TEST_F(OctarTest, TheTreeOfAFolderGivesEachCameraItsFramesAndTimes) {
-    AddFile("/site/2021/03/04/05/18367_C03.avi", WriteAvi({Video(false, 0)}).bytes);
+    AviLayout openDml;
+    openDml.index = AviIndex::OpenDml;
+    AddFile("/site/2021/03/04/05/18367_C03.avi", WriteAvi({Video(false, 0)}, openDml).bytes);
     AddFile("/site/2021/03/04/05/18400_C03.avi", WriteAvi({Video(true, 4)}).bytes);
     AviStreamSpec texts;
     texts.type = FourCCLE("txts");

@@ -24,10 +24,6 @@ constexpr int64_t UnixEpochTicks = 621355968000000000;
 constexpr int64_t OneMillisecond = 10000;
 constexpr double MinimumPsnr = 40.0;
 
-int AnyCandidate(VcPublicDecoderInfo, int, int) {
-    return 0;
-}
-
 std::string Pictures(int frames) {
     return "-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" + std::to_string(Height) +
            ":rate=25:duration=" + std::to_string(frames * 0.04) + " ";
@@ -56,31 +52,9 @@ protected:
         return path;
     }
 
-    // Autodetects `path` and keeps the decoder and its track in place of the last; the name of the
-    // decoder that took it.
-    std::string Autodetect(const std::string& path) {
-        if (decoder != 0) {
-            Decoder_Release(decoder);
-            decoder = 0;
-        }
-        int candidates = 0, resources = 0;
-        VcDecoderInfoValue info{};
-        VcQueryResult query{};
-        EXPECT_EQ(DecoderCollection_GetAutodetectCollection(collection, path.c_str(), &candidates), 0);
-        const int status = DecoderCollection_Autodetect(
-            candidates, static_cast<int>(path.size()), path.c_str(), AnyCandidate, nullptr, nullptr,
-            FormatTests::NeverAbort, &decoder, &info, &query, &resources);
-        DecoderCollection_Release(candidates);
-        if (status != 0) {
-            return "(none: " + LastError() + ")";
-        }
-        EXPECT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
-        return info.name;
-    }
-
     // Every frame of the video stream against ffmpeg's decoding: count, order, picture.
     std::vector<FormatTests::Delivered> ExpectPicturesOfFfmpeg(const std::string& path) {
-        EXPECT_EQ(Autodetect(path), "FFmpeg container");
+        EXPECT_EQ(Autodetected(path, true), "FFmpeg container");
         reference = FfmpegVideoFrames(path, Width, Height);
         std::vector<FormatTests::Delivered> walked = WalkForward(VideoStream());
         EXPECT_EQ(walked.size(), reference.size());
@@ -214,7 +188,7 @@ TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
     std::fill(damaged[5].begin(), damaged[5].end(), uint8_t{0});
     const std::string lost = folder.Path("lost.dav");
     ASSERT_TRUE(WriteWholeFile(lost, WriteDhav(damaged, Width, Height, 25, start)));
-    ASSERT_EQ(Autodetect(lost), "FFmpeg container");
+    ASSERT_EQ(Autodetected(lost, true), "FFmpeg container");
     const auto played = WalkForward(VideoStream());
     ASSERT_EQ(played.size(), 30u);
     EXPECT_EQ(played[5].time.recordedTime, walked[5].time.recordedTime);
@@ -226,15 +200,12 @@ TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
 // Files that a built-in decoder loads never reach the plug-in; files FFmpeg cannot read, or of
 // another extension, are refused and autodetection fails as before.
 TEST_F(FfmpegPluginTest, BuiltInDecodersComeFirstAndRefusalsChangeNothing) {
-    EXPECT_EQ(Autodetect(Record("phone.3gp", Pictures(5) + "-c:v mpeg4")), "Mobile phone 3GP");
+    EXPECT_EQ(Autodetected(Record("phone.3gp", Pictures(5) + "-c:v mpeg4")), "Mobile phone 3GP");
     const std::string noise = folder.Path("noise.ts");
     ASSERT_TRUE(WriteWholeFile(noise, Bytes(4096, 0x5A)));
-    EXPECT_EQ(Autodetect(noise).rfind("(none: Failed to load", 0), 0u);
+    EXPECT_EQ(Autodetected(noise).rfind("Failed to load", 0), 0u);
     const std::string other = Record("clip.bin", Pictures(5) + "-c:v libx264 -f mpegts");
-    EXPECT_EQ(Autodetect(other).rfind("(none: Failed to load", 0), 0u);
-    int count = 0;
-    DecoderCollection_DecoderCount(collection, &count);
-    EXPECT_EQ(count, 76);
+    EXPECT_EQ(Autodetected(other).rfind("Failed to load", 0), 0u);
 }
 
 } // namespace

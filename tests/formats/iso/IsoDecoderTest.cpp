@@ -198,17 +198,9 @@ TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     EXPECT_TRUE(WasLogged("DecodeISOMedia File open failed\n"));
 }
 
-TEST_F(IsoDecoderTest, AudioOtherThanAmrKeepsTheFileFromLoadingInBothPhoneDecoders) {
-    MovieLayout movie = PhoneMovie(clip, Created);
-    movie.tracks.push_back(AmrTrack("mp4a", 1));
-    AddFile("aac.mp4", WriteMovieFile(movie));
-    for (const char* guid : {PhoneMp4Guid, Phone3gpGuid}) {
-        EXPECT_EQ(Load(guid, "aac.mp4"), VC_GeneralFailure) << guid;
-    }
-    EXPECT_FALSE(AnyLogContains("SetCodec"));
-}
-
-TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSample) {
+// AMR audio frames take their bytes from the frames per sample; audio of another codec keeps the
+// file from loading in both phone decoders.
+TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSampleAndOtherAudioDoesNotLoad) {
     MovieLayout movie = PhoneMovie(clip, Created);
     movie.tracks.push_back(AmrTrack("samr", 2));
     movie.tracks.back().creationSeconds = movie.creationSeconds;
@@ -225,10 +217,19 @@ TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSample) {
     const Delivered second = Next(audio);
     ASSERT_EQ(second.status, 0);
     EXPECT_EQ(second.time.recordedTime, TicksFromUnix(Created) + 400000);
+
+    movie.tracks.back() = AmrTrack("mp4a", 1);
+    AddFile("aac.mp4", WriteMovieFile(movie));
+    LoggedTexts().clear();
+    for (const char* guid : {PhoneMp4Guid, Phone3gpGuid}) {
+        EXPECT_EQ(Load(guid, "aac.mp4"), VC_GeneralFailure) << guid;
+    }
+    EXPECT_FALSE(AnyLogContains("SetCodec"));
 }
 
 // The last video track is the one shown, behind another and a hint track; its description
-// changing midway sets the codec again.
+// changing midway sets the codec again. That track has the wide headers, and its second
+// description finds its configuration behind a descriptor of another tag and the optional fields.
 TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndADescriptionChangeRestartsTheCodec) {
     VideoClip other;
     ClipSettings settings;
@@ -242,7 +243,10 @@ TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndADescriptionChangeRestartsT
     movie.tracks.push_back(hint);
     movie.tracks.push_back(PhoneMovie(clip, Created).tracks[0]);
     TrackLayout& track = movie.tracks.back();
-    track.entries.push_back(track.entries[0]);
+    track.wideHeaders = true;
+    const Bytes esds =
+        Join({Bytes(4, 0), Bytes{0x09, 0x02, 0xAA, 0xBB}, EsDescriptors(clip.video.extradata, 0xA0)});
+    track.entries.push_back(VisualEntry("mp4v", track.width, track.height, Box("esds", esds)));
     track.descriptions.assign(track.samples.size(), 1);
     std::fill(track.descriptions.begin() + 5, track.descriptions.end(), 2);
     AddFile("two.mp4", WriteMovieFile(movie));

@@ -1,6 +1,5 @@
 #include "core/decoder/ReadBuffer.h"
 #include "core/framelists/FrameInfoList.h"
-#include "formats/riff/RiffChunks.h"
 #include "formats/riff/RiffHeaders.h"
 #include "formats/shared/FrameListQueries.h"
 
@@ -9,28 +8,6 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-
-TEST(ReadBufferTest, GrowsToExactSizesOnlyAndFreesOnZero) {
-    ReadBuffer buffer;
-    EXPECT_EQ(buffer.Data(), nullptr);
-    ASSERT_TRUE(buffer.Resize(100));
-    EXPECT_EQ(buffer.Capacity(), 100u);
-    buffer.Data()[99] = 7;
-    const uint8_t* block = buffer.Data();
-
-    ASSERT_TRUE(buffer.Resize(40));
-    EXPECT_EQ(buffer.Capacity(), 100u) << "a smaller request keeps the block and its bytes";
-    EXPECT_EQ(buffer.Data(), block);
-    EXPECT_EQ(buffer.Data()[99], 7);
-
-    ASSERT_TRUE(buffer.Resize(101));
-    EXPECT_EQ(buffer.Capacity(), 101u);
-    EXPECT_EQ(buffer.Data()[99], 0) << "growing loses the old contents";
-
-    ASSERT_TRUE(buffer.Resize(0));
-    EXPECT_EQ(buffer.Capacity(), 0u);
-    EXPECT_EQ(buffer.Data(), nullptr);
-}
 
 TEST(ReadBufferTest, AnImplausibleSizeLeavesTheBufferEmpty) {
     ReadBuffer buffer;
@@ -59,22 +36,6 @@ TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
 }
 
 namespace {
-
-// Chunks are walked with their odd sizes padded, and one that claims more than remains fails.
-TEST(RiffChunksTest, WalkPadsOddChunksAndRefusesOneThatRunsPastTheEnd) {
-    const uint8_t chunks[] = {'a', 'b', 'c', 'd', 3, 0, 0, 0, 1, 2, 3, 0, 'e', 'f', 'g', 'h', 1, 0, 0, 0, 9};
-    std::vector<uint32_t> codes;
-    std::vector<size_t> sizes;
-    EXPECT_TRUE(WalkRiffChunks(ByteView(chunks, sizeof chunks), [&](uint32_t code, ByteView body) {
-        codes.push_back(code);
-        sizes.push_back(body.Size());
-        return RiffStep::Next;
-    }));
-    EXPECT_EQ(codes, (std::vector<uint32_t>{FourCCLE("abcd"), FourCCLE("efgh")}));
-    EXPECT_EQ(sizes, (std::vector<size_t>{3, 1}));
-    EXPECT_FALSE(WalkRiffChunks(ByteView(chunks, sizeof chunks - 1),
-                                [](uint32_t, ByteView) { return RiffStep::Next; }));
-}
 
 TEST(RiffHeadersTest, WaveFormatGivesItsCodecBytesAndRefusesAShortForm) {
     const uint8_t format[] = {0x55, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0, 2, 0, 7, 8};

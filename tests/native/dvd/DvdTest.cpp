@@ -6,6 +6,7 @@
 // plays.
 #include "MissingTool.h"
 #include "core/binary/ByteOrder.h"
+#include "fixtures/ByteWriter.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/dvd/DvdAuthor.h"
 #include "fixtures/iso/FfmpegTool.h"
@@ -22,6 +23,7 @@ namespace {
 using FormatTests::Delivered;
 using Vorn::Testing::DvdShape;
 using Vorn::Vorncast::Decoders::ByteOrder;
+using Vorn::Vorncast::Decoders::Testing::PutAt;
 
 constexpr const char* DvdGuid = "508C3FE8-0034-4216-8E06-0020B1619331";
 
@@ -214,10 +216,6 @@ uint32_t BigEndianAt(const std::string& bytes, size_t at) {
         reinterpret_cast<const uint8_t*>(&bytes[at]));
 }
 
-void WriteBigEndian(std::string& bytes, size_t at, uint32_t value) {
-    Vorn::Vorncast::Decoders::Store<uint32_t, ByteOrder::Big>(reinterpret_cast<uint8_t*>(&bytes[at]), value);
-}
-
 enum class Change {
     Drop,            // the file goes
     DropVobs,        // every title VOB goes
@@ -291,10 +289,12 @@ protected:
             bytes = Bytes(damage.change == Change::CopyOfVob ? "VTS_01_1.VOB" : "VIDEO_TS.IFO");
             break;
         case Change::MapEntry:
-            WriteBigEndian(bytes, map + 4 + static_cast<size_t>(damage.at * 4), damage.value);
+            PutAt<uint32_t, ByteOrder::Big>(bytes, map + 4 + static_cast<size_t>(damage.at * 4),
+                                            damage.value);
             break;
         case Change::InSecondNavPack:
-            WriteBigEndian(bytes, SecondVobuOffset() + static_cast<size_t>(damage.at), damage.value);
+            PutAt<uint32_t, ByteOrder::Big>(bytes, SecondVobuOffset() + static_cast<size_t>(damage.at),
+                                            damage.value);
             break;
         case Change::CutInSecondVobu:
             bytes.resize(SecondVobuOffset() + static_cast<size_t>(damage.at));

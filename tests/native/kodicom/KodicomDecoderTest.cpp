@@ -1,5 +1,6 @@
 // Kodicom folders written at test time: two spans of two interleaved cameras, key pictures and block
 // updates, read through the exported functions and compared with the pictures that were encoded.
+#include "fixtures/ByteWriter.h"
 #include "fixtures/formats/KodicomWriter.h"
 #include "formats/RecordingFixture.h"
 
@@ -130,26 +131,20 @@ struct DamageCase {
     const char* text;
 };
 
-void PutU32(std::string& bytes, size_t at, uint32_t value) {
-    for (int byte = 0; byte < 4; ++byte) {
-        bytes[at + byte] = static_cast<char>(value >> (8 * byte));
-    }
-}
-
 const DamageCase DamageCases[] = {
     {"BadMagic", [](KodicomSpan& span, std::vector<KodicomFrame>&) { span.bix[0] = 'X'; }, VC_GeneralFailure,
      0, "BixBoxFile: Bix file /rec/KD0.bix has bad magic number"},
-    {"ZeroCount", [](KodicomSpan& span, std::vector<KodicomFrame>&) { PutU32(span.bix, 28, 0); },
+    {"ZeroCount", [](KodicomSpan& span, std::vector<KodicomFrame>&) { PutAt<uint32_t>(span.bix, 28, 0); },
      VC_GeneralFailure, 0, "BixBoxFile: Bix file header has zero index size"},
     {"RecordPastTheBox",
      [](KodicomSpan& span, std::vector<KodicomFrame>&) {
-         PutU32(span.bix, 1116 + 44, static_cast<uint32_t>(span.box.size()));
+         PutAt<uint32_t>(span.bix, 1116 + 44, static_cast<uint32_t>(span.box.size()));
      },
      0, VC_GeneralFailure, "Problem reading compressed jpeg data"},
     {"PartialWithoutKey",
      [](KodicomSpan& span, std::vector<KodicomFrame>& frames) {
          span.bix.erase(1116, 60);
-         PutU32(span.bix, 28, static_cast<uint32_t>(frames.size() - 1));
+         PutAt<uint32_t>(span.bix, 28, static_cast<uint32_t>(frames.size() - 1));
          frames.erase(frames.begin());
      },
      0, VC_GeneralFailure, "BixBoxFile: Partial picture at 0x"},
