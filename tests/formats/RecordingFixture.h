@@ -60,6 +60,10 @@ private:
 // The library initialised with its log collected, a file set in memory and a collection; loads a
 // recording with one decoder of the table and steps its streams through the exported functions.
 class RecordingTest : public ::testing::Test {
+public:
+    // The library's last error text, its file and line included.
+    static std::string LastError();
+
 protected:
     void SetUp() override;
     void TearDown() override;
@@ -98,7 +102,6 @@ protected:
         const auto& texts = LoggedTexts();
         return std::find(texts.begin(), texts.end(), text) != texts.end();
     }
-    static std::string LastError();
     // Every sample of a walk, `count` in all, at the recorder time `timeOf` gives for its index.
     static void ExpectRecordedTimes(const std::vector<Delivered>& walked, size_t count,
                                     const std::function<int64_t(size_t)>& timeOf) {

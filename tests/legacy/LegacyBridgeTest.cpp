@@ -5,6 +5,7 @@
 // ways, damaged and broken frames, abort checks and the picture size limit.
 #include "core/client/DecoderTable.h"
 #include "fixtures/codecs/CodecRecording.h"
+#include "formats/RecordingFixture.h"
 #include "interface/LibraryFrame.h"
 #include "legacy/LegacyDecoderHost.h"
 #include "legacy/LegacyDecoderStream.h"
@@ -29,18 +30,11 @@ using Vorn::DynamicClass;
 
 namespace {
 
-inline std::string LastError() {
-    uint32_t size = 0;
-    GetVcLastError(&size, nullptr);
-    std::string text(size, '\0');
-    GetVcLastError(&size, text.data());
-    text.resize(size > 0 ? size - 1 : 0);
-    return text;
-}
+using FormatTests::RecordingTest;
 
 // The message of the last error without its " (file:line)" suffix.
 inline std::string LastErrorMessage() {
-    std::string text = LastError();
+    std::string text = RecordingTest::LastError();
     return text.substr(0, text.rfind(" ("));
 }
 
@@ -129,7 +123,7 @@ protected:
     void LoadRecording(const CodecRecording& recording) {
         files.AddFile(Url, recording.Bytes());
         ASSERT_EQ(CreateDecoder(), 0);
-        ASSERT_EQ(Load(), 0) << LastError();
+        ASSERT_EQ(Load(), 0) << RecordingTest::LastError();
         ASSERT_EQ(Decoder_GetTrack(decoderHandle, 0, &track), 0);
     }
 
@@ -194,7 +188,7 @@ protected:
         VcSample sample{};
         int status = forward ? Stream_GetNextSample(stream, Request(), &sample)
                              : Stream_GetPreviousSample(stream, Request(), &sample);
-        ASSERT_EQ(status, 0) << LastError();
+        ASSERT_EQ(status, 0) << RecordingTest::LastError();
         ExpectPicture(recording, sample, record);
         VcPublicVideoDescription description{};
         ASSERT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &description), 0);
@@ -236,7 +230,7 @@ protected:
                 EXPECT_EQ(status, EndOfStreamBeforeStart) << step;
                 EXPECT_EQ(LastErrorMessage(), "GoToTime before start of stream");
             } else {
-                ASSERT_EQ(status, 0) << step << LastError();
+                ASSERT_EQ(status, 0) << step << RecordingTest::LastError();
                 EXPECT_EQ(sample.time.recordedTime, recording.records[*at].time) << step;
                 Stream_ReleaseSample(stream, sample);
             }
@@ -455,7 +449,7 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
                                            nullptr, nullptr, NeverAbort, &decoderHandle, &info, &query,
                                            &resources),
               0)
-        << LastError();
+        << RecordingTest::LastError();
     EXPECT_EQ(tried, std::vector<std::string>{"Codec Recording"});
     EXPECT_STREQ(info.name, "Codec Recording");
     EXPECT_EQ(query.canLoad, 1);
@@ -508,7 +502,7 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
     }
     int five = StreamOf(track, 1);
     VcSample sample{};
-    ASSERT_EQ(Stream_GoToTime(five, SeekTo(TimeAt(18)), &sample), 0) << LastError();
+    ASSERT_EQ(Stream_GoToTime(five, SeekTo(TimeAt(18)), &sample), 0) << RecordingTest::LastError();
     ExpectPicture(recording, sample, 6);
     Stream_ReleaseSample(five, sample);
     StepTo(five, false, 1);
@@ -519,7 +513,7 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
     // Sound arrives block by block with plain time flags.
     const int sound = StreamOf(track, 3);
     for (size_t record : channels[3].own) {
-        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << LastError();
+        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << RecordingTest::LastError();
         std::vector<uint8_t> block = recording.Payload(record);
         ASSERT_EQ(sample.uncompressedSize, 6u);
         EXPECT_TRUE(std::equal(block.begin(), block.end(), sample.uncompressedData));

@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/BoschArchiveWriter.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 
@@ -18,7 +18,7 @@ int64_t TimeOf(const BoschFrame& frame) {
                                frame.milliseconds);
 }
 
-class BoschArchiveTest : public SteppedRecorderTest {
+class BoschArchiveTest : public RecorderTest {
 protected:
     void AddArchive(const BoschFiles& archive) {
         for (const auto& [path, bytes] : archive) {

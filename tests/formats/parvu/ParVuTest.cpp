@@ -5,7 +5,7 @@
 #include "fixtures/formats/ParVuWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/jpeg/JpegTestSupport.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ struct Expected {
     Bytes picture;
 };
 
-class ParVuTest : public SteppedRecorderTest {
+class ParVuTest : public RecorderTest {
 protected:
     // A JPEG picture of camera 0 stored without its headers, or of camera 2 whole; the expected
     // picture is the whole JPEG as the library's JPEG decoder gives it.

@@ -1,7 +1,7 @@
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/PelcoEnduraWriter.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,7 +17,7 @@ constexpr uint32_t Width = 96;
 constexpr uint32_t Height = 64;
 constexpr uint32_t FirstSecond = 1700000000;
 
-class PelcoEnduraTest : public SteppedRecorderTest {
+class PelcoEnduraTest : public RecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();

@@ -1,5 +1,5 @@
 #include "fixtures/formats/PelcoPnsWriter.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr int64_t TimeBase = 1000;
 
 using Places = std::vector<std::pair<uint8_t, uint8_t>>;
 
-class PelcoPnsTest : public SteppedRecorderTest {
+class PelcoPnsTest : public RecorderTest {
 protected:
     // Key frames of pictures A and C, updates of tiles of B between them; `expected` is what each
     // frame shows.

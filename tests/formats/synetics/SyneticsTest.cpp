@@ -1,7 +1,7 @@
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/formats/SyneticsWriter.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ struct Camera {
     std::vector<CodecTest::Picture> reference;
 };
 
-class SyneticsTest : public SteppedRecorderTest {
+class SyneticsTest : public RecorderTest {
 protected:
     // A camera's clip: `frames` pictures with two B frames between references and a key frame every
     // `gop`, stamped 40 ms apart from `offsetMs` after the start.

@@ -5,7 +5,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/UvmsWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ std::vector<UvmsImage> Slice(const std::vector<UvmsImage>& images, size_t from, 
             images.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
-class UvmsTest : public SteppedRecorderTest {
+class UvmsTest : public RecorderTest {
 protected:
     void AddMedia(const std::string& path, const UvmsMediaFile& file) {
         AddFile(path, WriteUvmsMediaFile(file));

@@ -1,6 +1,6 @@
 #include "core/time/Ticks.h"
 #include "fixtures/formats/ViconNetWriter.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 #include <algorithm>
 #include <map>
@@ -66,7 +66,7 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
     return clip;
 }
 
-class ViconNetTest : public SteppedRecorderTest {
+class ViconNetTest : public RecorderTest {
 protected:
     void AddArchive(const ViconNetArchive& archive) {
         for (const auto& [path, bytes] : WriteViconNet(archive)) {

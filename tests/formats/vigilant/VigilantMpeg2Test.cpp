@@ -5,7 +5,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecorderSteps.h"
+#include "formats/RecorderChecks.h"
 
 #include <algorithm>
 
@@ -23,7 +23,7 @@ int64_t Ticks(uint32_t seconds) {
     return (int64_t{seconds} + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class VigilantMpeg2Test : public SteppedRecorderTest {
+class VigilantMpeg2Test : public RecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();
