@@ -1,5 +1,7 @@
 #include "codecs/jpeg/JpegCodec.h"
 #include "codecs/jpeg/JpegOutput.h"
+#include "codecs/jpeg/LosslessJpegCodec.h"
+#include "core/binary/ByteView.h"
 
 #include "fixtures/jpeg/JpegTestSupport.h"
 #include "fixtures/jpeg/LosslessJpegWriter.h"
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -101,25 +104,21 @@ TEST_P(JpegRoundTrip, DecodesToTheEncodedPictureWithPaddedLines) {
     const uint8_t* tail = output.bytes.data() + picture.height * output.lineStep;
     EXPECT_TRUE(AllUntouched(tail, output.bytes.data() + output.bytes.size()));
 
-    std::vector<uint8_t> followed = {0x00, 0x12, 0xFF, 0x00, 0x77};
-    followed.insert(followed.end(), jpeg.begin(), jpeg.end());
-    std::vector<std::pair<std::vector<uint8_t>, int32_t>> streams = {{followed, Size(followed)}};
-    // A progressive picture needs its end marker.
-    if (!test.options.progressive) {
-        streams.push_back({{followed.begin(), followed.end() - 2}, Size(followed) - 2});
-    }
-    streams[0].first.insert(streams[0].first.end(), {0xFF, 0xD8, 0xFF, 0xE0, 0x00});
+    std::vector<uint8_t> stream = {0x00, 0x12, 0xFF, 0x00, 0x77};
+    stream.insert(stream.end(), jpeg.begin(), jpeg.end());
+    const int32_t whole = Size(stream);
+    stream.insert(stream.end(), {0xFF, 0xD8, 0xFF, 0xE0, 0x00});
     int32_t size[3] = {};
-    ASSERT_TRUE(
-        JpegReadHeader(streams[0].first.data(), Size(streams[0].first), &size[0], &size[1], &size[2]));
+    ASSERT_TRUE(JpegReadHeader(stream.data(), Size(stream), &size[0], &size[1], &size[2]));
     EXPECT_EQ(std::vector<int32_t>(size, size + 3),
               (std::vector<int32_t>{picture.width, picture.height, picture.channels}));
-    for (const auto& [stream, expected] : streams) {
+    // Cut behind the scan: a progressive picture needs its end marker.
+    for (int32_t cut : {0, test.options.progressive ? 0 : 7}) {
         std::vector<uint8_t> again(output.bytes.size());
         int32_t consumed = 0;
-        ASSERT_TRUE(
-            JpegDecodeToBufferWithSize(stream.data(), Size(stream), again.data(), Size(again), &consumed));
-        EXPECT_EQ(consumed, expected);
+        ASSERT_TRUE(JpegDecodeToBufferWithSize(stream.data(), Size(stream) - cut, again.data(), Size(again),
+                                               &consumed));
+        EXPECT_EQ(consumed, std::min(whole, Size(stream) - cut));
         EXPECT_EQ(ComparePicture(picture, again.data(), output.lineStep).psnr, error.psnr);
     }
 }
@@ -207,14 +206,16 @@ TEST(JpegPadding, LinesPastAPixelSizedBufferAreCutNotOverrun) {
     }
 }
 
-TEST(JpegDamage, CorruptIntervalCostsOnlyThatInterval) {
+// A scrambled restart interval costs only its own lines; a frame header where the scan should go
+// fails the picture.
+TEST(JpegDamage, CorruptIntervalCostsOnlyThatIntervalAndAFrameHeaderInTheScanFails) {
     // One MCU row (16 lines at 4:2:0) per restart interval.
     TestPicture picture = MakeGradient(64, 64, 3);
     std::vector<uint8_t> jpeg = EncodeJpeg(picture, {.sampling = Sampling::S420, .restartInterval = 4});
-    size_t first = FindMarker(jpeg, 0xD0);
-    size_t second = FindMarker(jpeg, 0xD1);
-    ASSERT_NE(second, static_cast<size_t>(-1));
-    // Scramble the middle of the second interval (lines 16 to 31).
+    const ByteView view(jpeg.data(), jpeg.size());
+    size_t first = view.Find("\xFF\xD0");
+    size_t second = view.Find("\xFF\xD1");
+    ASSERT_NE(second, ByteView::npos);
     for (size_t i = first + 4; i < second - 2; ++i) {
         jpeg[i] = static_cast<uint8_t>(jpeg[i] * 7 + 13);
         if (jpeg[i] == 0xFF) {
@@ -232,15 +233,47 @@ TEST(JpegDamage, CorruptIntervalCostsOnlyThatInterval) {
     EXPECT_GE(band(0, 16), 32);
     EXPECT_GE(band(32, 32), 32);
     EXPECT_LT(band(16, 16), 25);
-}
 
-TEST(JpegDamage, AFrameHeaderInPlaceOfTheScanFails) {
     std::vector<uint8_t> twoFrames = EncodeJpeg(MakeGradient(16, 16, 3));
-    twoFrames.resize(FindMarker(twoFrames, 0xDA) + 14);
+    twoFrames.resize(ByteView(twoFrames.data(), twoFrames.size()).Find("\xFF\xDA") + 14);
     twoFrames.insert(twoFrames.end(),
                      {0xFF, 0xC0, 0x00, 0x0B, 0x08, 0x00, 0x10, 0x00, 0x10, 0x01, 0x01, 0x11, 0x00});
-    OutputBuffer output(16, 16, 3);
     EXPECT_FALSE(JpegDecodeToBuffer(twoFrames.data(), Size(twoFrames), output.bytes.data(), output.Size()));
+}
+
+// Frames as the index formats read them: the frame and two spare bytes behind it.
+std::vector<uint8_t> AsRead(std::vector<uint8_t> frame) {
+    frame.insert(frame.end(), {0, 0});
+    return frame;
+}
+
+// The lossless handle of the index formats, whose pictures the round trips compare: its refusals,
+// and grey frames asked for as colour.
+TEST(LosslessJpegCodec, FailuresAreNegativeAndLeaveThePicture) {
+    using namespace Vorn::Lorikan;
+    std::unique_ptr<LosslessJpegDecoder, void (*)(LosslessJpegDecoder*)> decoder(MakeDecoder(), FreeDecoder);
+    ASSERT_NE(decoder, nullptr);
+    TestPicture picture = MakeGradient(16, 8, 3);
+    std::vector<uint8_t> frame = AsRead(EncodeLosslessJpeg(picture));
+    std::vector<uint8_t> output(picture.pixels.size(), Untouched);
+    EXPECT_FALSE(SetFrameFormat(nullptr, 16, 8, 3));
+    ASSERT_TRUE(SetFrameFormat(decoder.get(), 16, 8, 3));
+    std::vector<uint8_t> garbage(200, 0x37);
+    EXPECT_LT(DecodeFrame(decoder.get(), garbage.data(), Size(garbage), output.data(), 1), 0);
+    EXPECT_TRUE(AllUntouched(output));
+    std::vector<uint8_t> larger = AsRead(EncodeLosslessJpeg(MakeGradient(32, 8, 3)));
+    EXPECT_EQ(DecodeFrame(decoder.get(), larger.data(), Size(larger), output.data(), 1),
+              LosslessJpegWrongSize);
+    EXPECT_TRUE(AllUntouched(output));
+
+    EXPECT_GT(DecodeFrame(decoder.get(), frame.data(), Size(frame), output.data(), 1), 0);
+    EXPECT_EQ(output, picture.pixels);
+    const TestPicture grey = MakeGradient(16, 8, 1);
+    const std::vector<uint8_t> greyFrame = AsRead(EncodeLosslessJpeg(grey));
+    ASSERT_GT(DecodeFrame(decoder.get(), greyFrame.data(), Size(greyFrame), output.data(), 1), 0);
+    for (size_t i = 0; i < output.size(); ++i) {
+        ASSERT_EQ(output[i], grey.pixels[i / 3]) << i;
+    }
 }
 
 } // namespace
