@@ -96,8 +96,6 @@ std::vector<uint8_t> WithLastBlock(uint8_t marker, uint16_t scale, const std::ve
 
 } // namespace
 
-// ---- round trips ------------------------------------------------------------------------------
-
 TEST(ADV601RoundTrip, TestPicturesComeBackInBothFieldHeights) {
     for (bool tallField : {true, false}) {
         for (const Adv601TestPicture& picture :
@@ -166,8 +164,6 @@ TEST(ADV601RoundTrip, EmptyBlocksGiveMidGreyAndOnlyThoseBeforeTheLastSkipToADeli
     }
 }
 
-// ---- symbol models ----------------------------------------------------------------------------
-
 namespace {
 
 // Each run of zeros followed by a value, so that a run of the wrong length shifts what comes
@@ -219,8 +215,6 @@ TEST(ADV601Models, EveryValueRangeAndRunLengthDecodes) {
         ExpectBlockValues(marker, scale, RunsAndValues({0, 18490}, {1, -32}));
     }
 }
-
-// ---- damaged fields ---------------------------------------------------------------------------
 
 namespace {
 
@@ -292,7 +286,6 @@ TEST(ADV601Failures, EachDamageGivesItsTextLeavesTheOutputAloneAndTheNextFieldDe
 
         Decoded good = DecodeWith(decoder, BarsField(), true);
         ASSERT_TRUE(good.ok) << "after " << damaged.what << ": " << good.error;
-        EXPECT_EQ(good.error, "");
         EXPECT_EQ(good.picture, BarsPicture()) << "after " << damaged.what;
     }
 }
