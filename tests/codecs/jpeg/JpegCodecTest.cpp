@@ -80,8 +80,9 @@ void PrintTo(const RoundTripCase& test, std::ostream* out) {
 
 class JpegRoundTrip : public testing::TestWithParam<RoundTripCase> {};
 
-// With one scratch shared by all cases (with a failed decode in between); then with bytes before the
-// picture and, behind it, the start of a next picture or nothing (end marker cut off).
+// With one scratch shared by all cases (with a failed decode in between), into lines padded to four
+// bytes; then with bytes before the picture and, behind it, the start of a next picture or nothing
+// (end marker cut off).
 TEST_P(JpegRoundTrip, DecodesToTheEncodedPictureWithPaddedLines) {
     static JpegDecoderScratch scratch;
     const RoundTripCase& test = GetParam();
@@ -96,12 +97,17 @@ TEST_P(JpegRoundTrip, DecodesToTheEncodedPictureWithPaddedLines) {
     PictureError error = ComparePicture(picture, output.bytes.data(), output.lineStep);
     EXPECT_GE(error.psnr, test.minimumPsnr) << "mean " << error.meanAbsolute << " max " << error.maximum;
     size_t rowBytes = static_cast<size_t>(picture.width) * picture.channels;
+    EXPECT_EQ(output.lineStep, (rowBytes + 3) & ~size_t{3});
     for (int32_t y = 0; y < picture.height; ++y) {
         const uint8_t* line = output.bytes.data() + y * output.lineStep;
         EXPECT_TRUE(AllUntouched(line + rowBytes, line + output.lineStep)) << "padding of line " << y;
     }
     const uint8_t* tail = output.bytes.data() + picture.height * output.lineStep;
     EXPECT_TRUE(AllUntouched(tail, output.bytes.data() + output.bytes.size()));
+    // A buffer sized by pixels alone cuts the last lines of a padded picture at its end.
+    std::vector<uint8_t> tight(rowBytes * picture.height, Untouched);
+    ASSERT_TRUE(JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), tight.data(), Size(tight)));
+    EXPECT_TRUE(std::equal(tight.begin(), tight.end(), output.bytes.begin()));
 
     std::vector<uint8_t> stream = {0x00, 0x12, 0xFF, 0x00, 0x77};
     stream.insert(stream.end(), jpeg.begin(), jpeg.end());
@@ -164,24 +170,6 @@ TEST(JpegDecodeRefusals, FailBeforeWriting) {
     EXPECT_FALSE(JpegDecodeToBuffer(nullptr, Size(jpeg), output.data(), Size(output)));
     EXPECT_FALSE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), nullptr, Size(output)));
     EXPECT_TRUE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.data(), Size(output)));
-}
-
-// With the buffer sized by pixels alone, the padding of a narrow grey picture pushes its last lines
-// past the end: they are cut there, and everything that fits is right.
-TEST(JpegPadding, LinesPastAPixelSizedBufferAreCutNotOverrun) {
-    TestPicture picture = MakeGradient(33, 17, 1);
-    std::vector<uint8_t> jpeg = EncodeJpeg(picture);
-    std::vector<uint8_t> output(33 * 17);
-    ASSERT_TRUE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), output.data(), Size(output)));
-    size_t step = JpegLineStep(33, 1);
-    EXPECT_EQ(step, 36u);
-    OutputBuffer reference(33, 17, 1);
-    ASSERT_TRUE(JpegDecodeToBuffer(jpeg.data(), Size(jpeg), reference.bytes.data(), reference.Size()));
-    for (size_t line = 0; line < 17; ++line) {
-        for (size_t x = 0; x < 33 && line * step + x < output.size(); ++x) {
-            ASSERT_EQ(output[line * step + x], reference.bytes[line * step + x]) << line << "," << x;
-        }
-    }
 }
 
 // A scrambled restart interval costs only its own lines; a frame header where the scan should go
