@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,12 +38,8 @@ int32_t Size(const std::vector<uint8_t>& bytes) {
     return static_cast<int32_t>(bytes.size());
 }
 
-bool AllUntouched(const uint8_t* begin, const uint8_t* end) {
-    return std::all_of(begin, end, [](uint8_t value) { return value == Untouched; });
-}
-
-bool AllUntouched(const std::vector<uint8_t>& bytes) {
-    return AllUntouched(bytes.data(), bytes.data() + bytes.size());
+bool AllUntouched(std::span<const uint8_t> bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](uint8_t value) { return value == Untouched; });
 }
 
 struct RoundTripCase {
@@ -100,10 +97,10 @@ TEST_P(JpegRoundTrip, DecodesToTheEncodedPictureWithPaddedLines) {
     EXPECT_EQ(output.lineStep, (rowBytes + 3) & ~size_t{3});
     for (int32_t y = 0; y < picture.height; ++y) {
         const uint8_t* line = output.bytes.data() + y * output.lineStep;
-        EXPECT_TRUE(AllUntouched(line + rowBytes, line + output.lineStep)) << "padding of line " << y;
+        EXPECT_TRUE(AllUntouched({line + rowBytes, line + output.lineStep})) << "padding of line " << y;
     }
     const uint8_t* tail = output.bytes.data() + picture.height * output.lineStep;
-    EXPECT_TRUE(AllUntouched(tail, output.bytes.data() + output.bytes.size()));
+    EXPECT_TRUE(AllUntouched({tail, output.bytes.data() + output.bytes.size()}));
     // A buffer sized by pixels alone cuts the last lines of a padded picture at its end.
     std::vector<uint8_t> tight(rowBytes * picture.height, Untouched);
     ASSERT_TRUE(JpegDecodeToBuffer(scratch, jpeg.data(), Size(jpeg), tight.data(), Size(tight)));
