@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -147,7 +147,6 @@ TEST(Jpeg2000Pictures, HeaderBeforeTheFirstTileGivesSizeAndColour) {
 TEST(Jpeg2000Failures, DamageFailsWithItsTextWithoutWriting) {
     const std::vector<uint8_t> file = EncodeRgb(16, 16, {.jp2 = true});
     const std::vector<uint8_t> codestream = EncodeRgb(16, 16);
-    ASSERT_EQ(std::string(file.begin() + 16, file.begin() + 20), "ftyp");
     auto changed = [](std::vector<uint8_t> bytes, size_t at, size_t count, uint8_t value) {
         std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, value);
         return bytes;
