@@ -152,7 +152,6 @@ TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
         for (size_t index = 0; index < messages.size(); ++index) {
             EXPECT_EQ(messages[index].rfind(c.texts[index], 0), 0u) << messages[index];
         }
-        EXPECT_EQ(decoder.IsBegun(), c.result == 0);
     }
 }
 
@@ -479,7 +478,6 @@ TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
                   script.closeFails);
         EXPECT_EQ(log.Messages().back(), "Unable to locate suitable coded for FourCC: lkz3\n");
         EXPECT_EQ(script.closes, 1);
-        EXPECT_FALSE(failing.IsBegun());
     }
 }
 
@@ -545,7 +543,6 @@ TEST_F(VfwProtocol, UncompressedStreamsNeverOpenADriver) {
         ASSERT_EQ(plain.Initialise(code, rgb.data(), static_cast<uint32_t>(rgb.size()), answer), 0);
         EXPECT_EQ(script.opens, 0);
         EXPECT_TRUE(log.All().empty());
-        EXPECT_TRUE(plain.IsUncompressed());
         EXPECT_EQ(std::memcmp(answer, rgb.data(), 40), 0);
         ASSERT_EQ(plain.Decompress(frame.data(), ImageBytes, answer, picture.data(), ImageBytes, 0, 0), 0);
         EXPECT_EQ(picture, frame);
