@@ -1,8 +1,5 @@
 // The legacy bridge through the C interface, over a format decoder of the tests' own in one row of
-// the decoder table. The host: its two query levels, the load and the result of the core's open,
-// the hooks through which the core reaches the newest host. The streams: a recording of three
-// cameras and sound found by autodetection, every channel sought at every time and walked both
-// ways, damaged and broken frames, abort checks and the picture size limit.
+// the decoder table.
 #include "core/client/DecoderTable.h"
 #include "fixtures/codecs/CodecRecording.h"
 #include "formats/RecordingFixture.h"
