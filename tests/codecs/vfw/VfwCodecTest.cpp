@@ -47,18 +47,32 @@ struct CodecCase {
 // upside down, shifted or with its colours swapped falls far below.
 constexpr double MinimumPsnr = 24.0;
 
-std::vector<uint8_t> TopDown(const uint8_t* format, const std::vector<uint8_t>& dib, int width, int height) {
-    std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 3);
-    EXPECT_TRUE(CopyDibTopDown(format, VFWDecoder::CallerFormatBytes, dib.data(), dib.size(), picture.data(),
-                               picture.size()));
-    return picture;
-}
+// A bridge begun on a stream format, decoding into a DIB of its output size that is painted over
+// before each frame, so that a failed frame shows.
+struct Bridge {
+    int32_t Begin(const char* privateCode, const std::vector<uint8_t>& format) {
+        const int32_t result = decoder.Initialise(FourCC(privateCode), format.data(),
+                                                  static_cast<uint32_t>(format.size()), outFormat);
+        dib.resize(decoder.OutputImageSize());
+        return result;
+    }
+    int32_t Decode(const std::vector<uint8_t>& frame, size_t size, uint32_t number = 0) {
+        std::fill(dib.begin(), dib.end(), 0x77);
+        return decoder.Decompress(frame.data(), static_cast<uint32_t>(size), frameFormat, dib.data(),
+                                  static_cast<uint32_t>(dib.size()), 0, number);
+    }
+    std::vector<uint8_t> TopDown(int width, int height) const {
+        std::vector<uint8_t> picture(static_cast<size_t>(width) * height * 3);
+        EXPECT_TRUE(CopyDibTopDown(outFormat, VFWDecoder::CallerFormatBytes, dib.data(), dib.size(),
+                                   picture.data(), picture.size()));
+        return picture;
+    }
 
-int32_t Begin(VFWDecoder& decoder, const char* privateCode, const std::vector<uint8_t>& format,
-              uint8_t* outFormat) {
-    return decoder.Initialise(FourCC(privateCode), format.data(), static_cast<uint32_t>(format.size()),
-                              outFormat);
-}
+    VFWDecoder decoder;
+    uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
+    uint8_t frameFormat[VFWDecoder::CallerFormatBytes] = {};
+    std::vector<uint8_t> dib;
+};
 
 void PrintTo(const CodecCase& c, std::ostream* out) {
     *out << c.name;
@@ -74,23 +88,17 @@ TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {
     }
     std::vector<uint8_t> format =
         BitmapFormat(c.width, c.height, FourCC(c.streamFourCC), 24, stream.extradata);
-    VFWDecoder decoder;
-    uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    ASSERT_EQ(Begin(decoder, c.privateCode, format, outFormat), 0);
+    Bridge bridge;
+    ASSERT_EQ(bridge.Begin(c.privateCode, format), 0);
     ASSERT_TRUE(!c.globalHeader || !stream.extradata.empty());
-    std::vector<uint8_t> dib(decoder.OutputImageSize());
     for (int i = 0; i < FrameCount; ++i) {
         const std::vector<uint8_t>& frame = stream.frames[static_cast<size_t>(i)];
-        uint8_t frameFormat[VFWDecoder::CallerFormatBytes] = {};
-        ASSERT_EQ(decoder.Decompress(frame.data(), static_cast<uint32_t>(frame.size()), frameFormat,
-                                     dib.data(), static_cast<uint32_t>(dib.size()), 0,
-                                     static_cast<uint32_t>(i)),
-                  0)
+        ASSERT_EQ(bridge.Decode(frame, frame.size(), static_cast<uint32_t>(i)), 0) << "frame " << i;
+        EXPECT_EQ(std::memcmp(bridge.frameFormat, bridge.outFormat, sizeof bridge.outFormat), 0);
+        EXPECT_GT(
+            Psnr(bridge.TopDown(c.width, c.height), CodecTest::MakeTestPicture(c.width, c.height, i).bgr),
+            MinimumPsnr)
             << "frame " << i;
-        EXPECT_EQ(std::memcmp(frameFormat, outFormat, sizeof outFormat), 0);
-        double psnr = Psnr(TopDown(outFormat, dib, c.width, c.height),
-                           CodecTest::MakeTestPicture(c.width, c.height, i).bgr);
-        EXPECT_GT(psnr, MinimumPsnr) << "frame " << i;
     }
 }
 
@@ -117,7 +125,6 @@ INSTANTIATE_TEST_SUITE_P(
 // The search logs its way. A stream FourCC that is not a private code names no driver; a private
 // code whose stream is in a codec nobody decodes does not begin.
 TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
-    uint8_t outFormat[40];
     const struct {
         const char *code, *stream;
         int32_t result;
@@ -144,9 +151,8 @@ TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
     };
     for (const auto& c : cases) {
         LogCapture log;
-        std::vector<uint8_t> format = BitmapFormat(64, 48, FourCC(c.stream), 24);
-        VFWDecoder decoder;
-        EXPECT_EQ(Begin(decoder, c.code, format, outFormat), c.result);
+        Bridge bridge;
+        EXPECT_EQ(bridge.Begin(c.code, BitmapFormat(64, 48, FourCC(c.stream), 24)), c.result);
         std::vector<std::string> messages = log.Messages();
         ASSERT_EQ(messages.size(), c.texts.size()) << c.code;
         for (size_t index = 0; index < messages.size(); ++index) {
@@ -162,33 +168,22 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
         if (!EncodeFrames(encoder, 176, 144, 2, false, &stream)) {
             continue;
         }
-        std::vector<uint8_t> format = BitmapFormat(176, 144, FourCC(fourCC), 24);
-        VFWDecoder decoder;
-        uint8_t outFormat[40];
-        ASSERT_EQ(decoder.Initialise(FourCC("lkz3"), format.data(), static_cast<uint32_t>(format.size()),
-                                     outFormat),
-                  0);
-        std::vector<uint8_t> dib(decoder.OutputImageSize());
-        const std::vector<uint8_t> black(dib.size(), 0);
-        auto decode = [&](const std::vector<uint8_t>& frame, size_t size) {
-            std::fill(dib.begin(), dib.end(), 0x77);
-            return decoder.Decompress(frame.data(), static_cast<uint32_t>(size), outFormat, dib.data(),
-                                      static_cast<uint32_t>(dib.size()), 0, 0);
-        };
+        Bridge bridge;
+        ASSERT_EQ(bridge.Begin("lkz3", BitmapFormat(176, 144, FourCC(fourCC), 24)), 0);
+        const std::vector<uint8_t> black(bridge.dib.size(), 0);
         const std::vector<uint8_t>& key = stream.frames[0];
-        EXPECT_EQ(decode(key, key.size() / 2), VFWDecoder::DecompressFailed) << encoder;
-        EXPECT_EQ(dib, black);
+        EXPECT_EQ(bridge.Decode(key, key.size() / 2), VFWDecoder::DecompressFailed) << encoder;
+        EXPECT_EQ(bridge.dib, black);
         // Cut at every length, frames must never be read past their end.
         for (size_t cut = 1; cut < key.size(); cut += 37) {
-            decode(key, cut);
+            bridge.Decode(key, cut);
         }
-        EXPECT_EQ(decode(key, key.size()), 0) << encoder;
-        EXPECT_GT(Psnr(TopDown(outFormat, dib, 176, 144), CodecTest::MakeTestPicture(176, 144, 0).bgr),
-                  MinimumPsnr)
+        EXPECT_EQ(bridge.Decode(key, key.size()), 0) << encoder;
+        EXPECT_GT(Psnr(bridge.TopDown(176, 144), CodecTest::MakeTestPicture(176, 144, 0).bgr), MinimumPsnr)
             << encoder;
         const std::vector<uint8_t>& next = stream.frames[1];
-        EXPECT_EQ(decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
-        EXPECT_EQ(dib, black);
+        EXPECT_EQ(bridge.Decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
+        EXPECT_EQ(bridge.dib, black);
     }
 }
 
@@ -216,33 +211,29 @@ TEST(VfwCodecRoutes, LibraryCodecsDecodeThroughTheBridge) {
     for (const Route& route : routes) {
         const std::vector<uint8_t> untouched = route.frame;
         for (int32_t width : {route.width, route.width - 1}) {
-            std::vector<uint8_t> format = BitmapFormat(width, route.height, FourCC(route.code), 24);
-            VFWDecoder decoder;
-            uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-            ASSERT_EQ(Begin(decoder, route.privateCode, format, outFormat), 0) << route.code;
-            std::vector<uint8_t> dib(decoder.OutputImageSize());
-            auto decode = [&](size_t bytes) {
-                return decoder.Decompress(route.frame.data(), static_cast<uint32_t>(bytes), outFormat,
-                                          dib.data(), static_cast<uint32_t>(dib.size()), 0, 0);
-            };
+            Bridge bridge;
+            ASSERT_EQ(
+                bridge.Begin(route.privateCode, BitmapFormat(width, route.height, FourCC(route.code), 24)), 0)
+                << route.code;
             if (width != route.width) {
-                EXPECT_EQ(decode(route.frame.size()), VFWDecoder::DecompressFailed) << route.code;
+                EXPECT_EQ(bridge.Decode(route.frame, route.frame.size()), VFWDecoder::DecompressFailed)
+                    << route.code;
                 continue;
             }
-            ASSERT_EQ(decode(route.frame.size()), 0) << route.code;
-            EXPECT_GT(Psnr(TopDown(outFormat, dib, route.width, route.height), route.source), route.bound)
+            ASSERT_EQ(bridge.Decode(route.frame, route.frame.size()), 0) << route.code;
+            EXPECT_GT(Psnr(bridge.TopDown(route.width, route.height), route.source), route.bound)
                 << route.code;
             EXPECT_EQ(route.frame, untouched); // the caller's bytes are not turned round
-            EXPECT_EQ(decode(route.frame.size() / 2), VFWDecoder::DecompressFailed) << route.code;
+            EXPECT_EQ(bridge.Decode(route.frame, route.frame.size() / 2), VFWDecoder::DecompressFailed)
+                << route.code;
         }
     }
 
     VfwBuiltinDecodeFunction saved = nullptr;
     ASSERT_TRUE(FindVfwBuiltinDecoder(FourCC("TJPG"), &saved));
     ASSERT_TRUE(RegisterVfwBuiltinDecoder(FourCC("TJPG"), nullptr));
-    VFWDecoder decoder;
-    uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    EXPECT_EQ(Begin(decoder, "lkz7", BitmapFormat(64, 48, FourCC("TJPG"), 24), outFormat), -1);
+    Bridge bridge;
+    EXPECT_EQ(bridge.Begin("lkz7", BitmapFormat(64, 48, FourCC("TJPG"), 24)), -1);
     RegisterVfwBuiltinDecoder(FourCC("TJPG"), saved);
 }
 
