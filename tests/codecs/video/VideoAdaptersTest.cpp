@@ -1,6 +1,5 @@
-// The video adapters, each fed frames that libavcodec encoded at test time: every picture must
-// match libavcodec's own decode and come close to the picture that was encoded; damaged, foreign
-// and garbage frames fail with their engine's text, and after a reset the stream decodes cleanly.
+// The video adapters, fed frames that libavcodec encoded at test time and compared with libavcodec's
+// own decode and with the pictures that were encoded.
 #include "MissingTool.h"
 #include "codecs/video/H264Framing.h"
 #include "codecs/video/IppDecoderDV25.h"
