@@ -31,12 +31,10 @@ void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
     bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
 }
 
-Bytes Payload() {
-    return Bytes{1, 2, 3, 4, 5};
-}
+const Bytes Payload = {1, 2, 3, 4, 5};
 
 Bytes Build(const PesOptions& options) {
-    return PesPacket(0xE0, Payload(), options);
+    return PesPacket(0xE0, Payload, options);
 }
 
 // A header field that is cut short (the stated header length ends `room` bytes into the fields)
@@ -83,7 +81,7 @@ TEST(PacketTest, EveryOptionalFieldIsPassedOverToThePayload) {
     EXPECT_EQ(reader.Position(), static_cast<int32_t>(bytes.size()));
     EXPECT_EQ(packet.streamId, 0xE0);
     EXPECT_EQ(packet.payloadEnd, static_cast<int32_t>(bytes.size()));
-    EXPECT_EQ(Bytes(bytes.begin() + packet.payloadStart, bytes.end()), Payload());
+    EXPECT_EQ(Bytes(bytes.begin() + packet.payloadStart, bytes.end()), Payload);
 }
 
 TEST(PacketTest, PaddingAndPrivateStreamTwoHaveNoHeaderFlags) {
@@ -279,13 +277,8 @@ TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
 class Mpeg2PsDecoderTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        video = new EncodedVideo();
-        ASSERT_TRUE(EncodeVideo({.encoder = "mpeg2video", .frames = 4}, video));
-        reference = new std::vector<Picture>(ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, *video, true));
-    }
-    static void TearDownTestSuite() {
-        delete video;
-        delete reference;
+        ASSERT_TRUE(EncodeVideo({.encoder = "mpeg2video", .frames = 4}, &video));
+        reference = ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, true);
     }
 
     void SetUp() override { ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false)); }
@@ -293,23 +286,23 @@ protected:
     bool Decode(const Bytes& frame) {
         return adapter.Decode(frame.data(), static_cast<int32_t>(frame.size()), output.data(), PictureBytes);
     }
-    const Bytes& Elementary(size_t index) const { return video->frames.at(index).data; }
+    const Bytes& Elementary(size_t index) const { return video.frames.at(index).data; }
 
-    static inline EncodedVideo* video = nullptr;
-    static inline std::vector<Picture>* reference = nullptr;
+    static inline EncodedVideo video;
+    static inline std::vector<Picture> reference;
     IppDecoderMPEG2PS adapter;
     Bytes output = Bytes(PictureBytes, 0x5A);
 };
 
 TEST_F(Mpeg2PsDecoderTest, FramesInPacksDecodeLikeTheirElementaryStream) {
-    for (size_t index = 0; index < video->frames.size(); ++index) {
+    for (size_t index = 0; index < video.frames.size(); ++index) {
         Bytes frame = WrapInProgramStream(Elementary(index), IppDecoderMPEG2PS::VideoStreamId, 700);
         Append(frame, PesPacket(IppDecoderMPEG2PS::AudioStreamId, Bytes(50, 0xFF)));
         Append(frame, PaddingPacket(100));
         ASSERT_TRUE(Decode(frame)) << index;
         EXPECT_TRUE(adapter.HasNewPicture());
-        EXPECT_EQ(output, reference->at(index).bgr) << index;
-        EXPECT_GT(Psnr(video->sources[index], output.data()), 30.0) << index;
+        EXPECT_EQ(output, reference.at(index).bgr) << index;
+        EXPECT_GT(Psnr(video.sources[index], output.data()), 30.0) << index;
     }
     EXPECT_EQ(adapter.GetFrameType(), VideoFrameP);
 }
@@ -319,7 +312,7 @@ TEST_F(Mpeg2PsDecoderTest, JunkAheadOfTheFirstPackIsSkippedAndItsPictureStartsCo
     Append(frame, WrapInProgramStream(Elementary(0), IppDecoderMPEG2PS::VideoStreamId));
     LogCapture log;
     ASSERT_TRUE(Decode(frame));
-    EXPECT_EQ(output, reference->at(0).bgr);
+    EXPECT_EQ(output, reference.at(0).bgr);
     EXPECT_EQ(log.Messages(), (std::vector<std::string>{"Found pic header 2\n", "Found pic header 3\n"}));
 }
 
@@ -333,7 +326,7 @@ TEST_F(Mpeg2PsDecoderTest, OtherWrappingsOfAFrameDecodeAlike) {
     truncated.resize(truncated.size() - 200);
     for (const Bytes& frame : {onePacket, truncated, Elementary(0)}) {
         ASSERT_TRUE(Decode(frame)) << frame.size();
-        EXPECT_EQ(output, reference->at(0).bgr) << frame.size();
+        EXPECT_EQ(output, reference.at(0).bgr) << frame.size();
     }
 }
 
