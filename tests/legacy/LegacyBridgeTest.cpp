@@ -62,18 +62,11 @@ inline std::vector<size_t> RecordsOf(const CodecRecording& recording, int camera
 }
 
 inline VcSampleRequest Request(int32_t wantData = 1, VcAbortOperation abort = NeverAbort) {
-    VcSampleRequest request{};
-    request.abort = abort;
-    request.wantData = wantData;
-    return request;
+    return {.abort = abort, .wantData = wantData};
 }
 
 inline VcSeekRequest SeekTo(int64_t time, int32_t wantData = 1, VcAbortOperation abort = NeverAbort) {
-    VcSeekRequest request{};
-    request.abort = abort;
-    request.wantData = wantData;
-    request.targetTime = time;
-    return request;
+    return {.abort = abort, .wantData = wantData, .targetTime = time};
 }
 
 // The library initialised, a file set in memory, the tests' format decoder in one row of the
