@@ -25,17 +25,9 @@ int16_t SampleAt(const Bytes& output, size_t index) {
     return sample;
 }
 
-// Decodes `input` into `output`, offering the adapter `room` bytes of it.
 bool Feed(IppAudioDecoder& adapter, const Bytes& input, Bytes& output, size_t room) {
     return adapter.Decode(input.data(), static_cast<int32_t>(input.size()), output.data(),
                           static_cast<int32_t>(room));
-}
-
-std::unique_ptr<IppAudioDecoder> AdapterFor(AVCodecID codec) {
-    if (codec == AV_CODEC_ID_AAC) {
-        return std::make_unique<IppDecoderAACAudio>();
-    }
-    return std::make_unique<IppDecoderMP3Audio>();
 }
 
 // The same AAC frames behind ADTS headers (AAC LC, 44100 Hz: frequency index 4, two channels).
@@ -79,7 +71,10 @@ TEST(AudioAdapters, FramesDecodeLikeLibavcodec) {
             PutBehindAdts(&audio);
         }
         const auto reference = ReferenceDecodeAudio(c.codec, audio);
-        std::unique_ptr<IppAudioDecoder> adapter = AdapterFor(c.codec);
+        std::unique_ptr<IppAudioDecoder> adapter = std::make_unique<IppDecoderMP3Audio>();
+        if (c.codec == AV_CODEC_ID_AAC) {
+            adapter = std::make_unique<IppDecoderAACAudio>();
+        }
         ASSERT_TRUE(
             adapter->Initialise(audio.extradata.data(), static_cast<int32_t>(audio.extradata.size())));
         Bytes output(0x10000);
