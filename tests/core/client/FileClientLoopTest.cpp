@@ -8,7 +8,6 @@ constexpr uint32_t FrameBytes = 48;
 
 class FileClientLoopTest : public ClientFixture {
 protected:
-    // Loads `frames` frames kept in one file.
     void LoadFrames(int32_t frames, FileFaults faults = {}) {
         files.AddPatterned("frames.bin", frames * FrameBytes, faults);
         ScriptFrames("frames.bin", frames, FrameBytes);

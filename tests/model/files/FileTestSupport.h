@@ -122,7 +122,6 @@ private:
     VcLogCallback previous;
 };
 
-// Installs a file source for the life of the object.
 class InstalledSource {
 public:
     explicit InstalledSource(Vorn::FileSource* source) { Vorn::FileSource::SetCurrent(source); }

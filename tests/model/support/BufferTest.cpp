@@ -1,26 +1,11 @@
-#include "model/support/Buffer.h"
 #include "model/support/Guid.h"
 #include "model/support/HandleSource.h"
-#include "model/support/Path.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <set>
 #include <string>
-
-using Vorn::Buffer;
-namespace Path = Vorn::Path;
-
-TEST(PathHelpers, UnterminatedBufferIsRefusedNotOverread) {
-    Buffer unterminated(4);
-    std::memcpy(unterminated.Data(), "a.bc", 4);
-    EXPECT_EQ(Path::PathPartLength(&unterminated), -1);
-    EXPECT_FALSE(Path::HasExtension(unterminated));
-    EXPECT_FALSE(Path::ExtensionIs(unterminated, "bc"));
-    EXPECT_EQ(Path::GetName(unterminated).Size(), 0);
-    EXPECT_EQ(Path::GetDirectory(unterminated).Size(), 0);
-}
 
 TEST(GuidParser, WindowsLayoutAndRefusals) {
     Vorn::Guid guid;
