@@ -106,7 +106,6 @@ TEST(DirectoryWalkTest, PathsLongerThanAnEntryAreLeftOut) {
     std::string fits = "/rec/" + std::string(251, 'n') + ".jpg";
     std::string tooLong = "/rec/" + std::string(252, 'l') + ".jpg";
     TreeSource source{"/rec/short.jpg", fits, tooLong, "/rec/" + std::string(250, 'd') + "/in.jpg"};
-    ASSERT_EQ(fits.size(), 260u);
     EXPECT_THAT(Walk(source, "/rec/", "*.jpg", 1), ElementsAre(fits, "/rec/short.jpg"));
 }
 

@@ -126,8 +126,6 @@ class InstalledSource {
 public:
     explicit InstalledSource(Vorn::FileSource* source) { Vorn::FileSource::SetCurrent(source); }
     ~InstalledSource() { Vorn::FileSource::SetCurrent(nullptr); }
-    InstalledSource(const InstalledSource&) = delete;
-    InstalledSource& operator=(const InstalledSource&) = delete;
 };
 
 } // namespace FileTesting

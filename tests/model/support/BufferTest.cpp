@@ -1,5 +1,6 @@
 #include "model/support/Guid.h"
 #include "model/support/HandleSource.h"
+#include "model/support/List.h"
 
 #include <gtest/gtest.h>
 
@@ -40,4 +41,29 @@ TEST(HandleSource, ReleasedHandlesResolveToNullAndAreNotReusedSoon) {
     EXPECT_EQ(Vorn::HandleSource::Get(0), nullptr);
     EXPECT_EQ(Vorn::HandleSource::Get(-5), nullptr);
     EXPECT_EQ(Vorn::HandleSource::Get(0x7FFFFFFF), nullptr);
+}
+
+// Short lists are bubble sorted, long ones merge sorted; both keep items of equal keys in their order,
+// as frames of one time keep the order their cameras were read in.
+TEST(ListSort, BubbleAndMergeSortsAreStable) {
+    struct Item {
+        int key;
+        int tag;
+    };
+    struct ByKey : Vorn::Comparer<Item> {
+        int Compare(const Item* a, const Item* b) override { return (a->key > b->key) - (a->key < b->key); }
+    };
+    for (int count : {10, 500}) {
+        Vorn::List<Item> list;
+        for (int i = 0; i < count; ++i) {
+            list.Add({(i * 7919) % 5, i});
+        }
+        ByKey comparer;
+        list.Sort(comparer);
+        for (int i = 1; i < count; ++i) {
+            const Item* a = list.GetItemPointer(i - 1);
+            const Item* b = list.GetItemPointer(i);
+            ASSERT_TRUE(a->key < b->key || (a->key == b->key && a->tag < b->tag)) << count << " at " << i;
+        }
+    }
 }
