@@ -2,12 +2,14 @@
 #include "interface/LibraryFrame.h"
 #include "model/decoder/Decoder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 
 using namespace Vorn::Vorncast;
+using ::testing::StartsWith;
 using Vorn::Buffer;
 
 namespace {
@@ -88,10 +90,6 @@ public:
     int initialised = 0;
 };
 
-bool StartsWith(const std::string& text, const std::string& prefix) {
-    return text.rfind(prefix, 0) == 0;
-}
-
 class ExportedModelTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -135,7 +133,7 @@ TEST_F(ExportedModelTest, NameSizeCountsTheTerminatorAndATooSmallBufferIsLeftAlo
     int tooSmall = 4;
     EXPECT_EQ(Track_GetName(track, &tooSmall, small), 0);
     EXPECT_EQ(std::memcmp(small, "xxxx", 4), 0);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
+    EXPECT_THAT(LastErrorText(), StartsWith("Operation succeeded at DllInterface\\VorncastDecoders_Track:"));
 }
 
 // Walks over recordings step through whole streams; here the ends and a missing sample.
@@ -152,32 +150,32 @@ TEST_F(ExportedModelTest, DescriptionsAreCheckedByStreamTypeAndOwner) {
     ASSERT_EQ(Stream_GetNextSample(audio, VcSampleRequest{}, &sample), 0);
     VcPublicVideoDescription video{};
     EXPECT_EQ(Stream_GetVideoSampleDescription(audio, sample.descriptionHandle, &video), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
+    EXPECT_THAT(LastErrorText(), StartsWith("Invalid stream type (DllInterface\\VorncastDecoders_Stream:"));
     VcPublicAudioDescription description{};
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, sample.descriptionHandle, &description), 0);
     EXPECT_EQ(description.sampleRate, 8000);
     EXPECT_EQ(description.maxSampleBytes, 320);
     EXPECT_EQ(Stream_GetAudioSampleDescription(audio, track, &description), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "SampleDescription not obtained from handle ("));
+    EXPECT_THAT(LastErrorText(), StartsWith("SampleDescription not obtained from handle ("));
     Stream_ReleaseSample(audio, sample);
 }
 
 TEST_F(ExportedModelTest, BadIndexesAndStaleHandles) {
     int out = 0;
     EXPECT_EQ(Decoder_GetTrack(decoder->Handle(), 1, &out), InvalidArgument);
-    EXPECT_TRUE(
-        StartsWith(LastErrorText(), "Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_THAT(LastErrorText(),
+                StartsWith("Failed to retrieve track\n (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetStream(track, 2, &out), InvalidArgument);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "streamNumber ("));
+    EXPECT_THAT(LastErrorText(), StartsWith("streamNumber ("));
 
     int released = decoder->Handle();
     decoder = nullptr;
     EXPECT_EQ(Decoder_Release(released), 0);
-    EXPECT_TRUE(
-        StartsWith(LastErrorText(), "Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_THAT(LastErrorText(),
+                StartsWith("Operation succeeded at DllInterface\\VorncastDecoders_Decoder:"));
     int count = 0;
     EXPECT_EQ(Decoder_GetTrackCount(released, &count), InvalidHandle);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
+    EXPECT_THAT(LastErrorText(), StartsWith("Invalid handle (DllInterface\\VorncastDecoders_Decoder:"));
     EXPECT_EQ(Track_GetInfo(track, nullptr), InvalidHandle);
     VcSample sample{};
     EXPECT_EQ(Stream_GetNextSample(video, VcSampleRequest{}, &sample), InvalidHandle);
@@ -193,9 +191,9 @@ TEST(DecoderModel, ResourcesAndDecoderInfo) {
     decoder.AddResource(Buffer("/a"), 0);
     decoder.AddResource(Buffer("/b"), 0);
     EXPECT_EQ(decoder.GetResourceURL(2).Size(), 0);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "resourceIndex out of range ("));
+    EXPECT_THAT(LastErrorText(), StartsWith("resourceIndex out of range ("));
     EXPECT_EQ(decoder.RemoveResource(Buffer("/c")), GeneralFailure);
-    EXPECT_TRUE(StartsWith(LastErrorText(), "Resource was not found in resource list ("));
+    EXPECT_THAT(LastErrorText(), StartsWith("Resource was not found in resource list ("));
     EXPECT_EQ(decoder.RemoveResource(Buffer("/a")), Success);
     EXPECT_EQ(decoder.GetResourceCount(), 1);
     EXPECT_STREQ(decoder.GetResourceURL(0).Text(), "/b");

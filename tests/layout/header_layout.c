@@ -6,10 +6,8 @@
 #define SIZE(type, size) _Static_assert(sizeof(type) == (size), "sizeof " #type)
 
 #if defined(__i386__)
-#define PTR 4
 #define BOTH(i386, x64) (i386)
 #else
-#define PTR 8
 #define BOTH(i386, x64) (x64)
 #endif
 
@@ -76,9 +74,9 @@ AT(VcPublicDecoderInfo, guid, 0);
 AT(VcPublicDecoderInfo, variant, 16);
 AT(VcPublicDecoderInfo, subVariant, 17);
 AT(VcPublicDecoderInfo, name, BOTH(20, 24));
-AT(VcPublicDecoderInfo, patterns, BOTH(24, 24 + PTR));
-AT(VcPublicDecoderInfo, extensions, BOTH(28, 24 + 2 * PTR));
-AT(VcPublicDecoderInfo, available, BOTH(32, 24 + 3 * PTR));
+AT(VcPublicDecoderInfo, patterns, BOTH(24, 32));
+AT(VcPublicDecoderInfo, extensions, BOTH(28, 40));
+AT(VcPublicDecoderInfo, available, BOTH(32, 48));
 AT(VcPublicDecoderInfo, container, BOTH(36, 52));
 AT(VcPublicDecoderInfo, manualOnly, BOTH(40, 56));
 AT(VcPublicDecoderInfo, manualOnly2, BOTH(44, 60));

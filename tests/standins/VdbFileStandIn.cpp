@@ -142,7 +142,6 @@ VDB_EXPORT int32_t VDB_GetNextBitmap(VdbHandle handle, int32_t* record, VdbBitma
     return 1;
 }
 
-// Bitmaps decoded since the library was loaded.
 VDB_EXPORT int32_t VDB_StandInBitmapCalls() {
     return bitmapCalls;
 }

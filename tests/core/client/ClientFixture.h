@@ -42,7 +42,6 @@ protected:
         DecoderTable::Swap(Row, previous);
     }
 
-    // Recreates the client, which takes the wait objects of the table at construction.
     void RemakeClient() {
         client = std::make_unique<FileClient>();
         client->SetLogCallback(LogCapture::Callback);
@@ -60,7 +59,6 @@ protected:
         decoder.frameSize = size;
     }
 
-    // What the client and the decoder log.
     LogCapture log;
     ScriptedFiles files;
     ScriptedDecoder decoder;

@@ -8,7 +8,6 @@ namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
 
 namespace {
 
-// Collects the library-wide log for the life of the object.
 struct LibraryLogToCollector : LogCapture {
     LibraryLogToCollector() { Capi::SetLogCallback(LogCapture::Callback); }
     ~LibraryLogToCollector() { Capi::SetLogCallback(Capi::LibraryLogForwarder); }
@@ -89,10 +88,17 @@ TEST(ClientInterfaceSetterTest, ClientsTakeTheLibraryWideCallbacksAtCreation) {
     EXPECT_EQ(Capi::DestroyClient(client), 1);
 }
 
-TEST_F(ClientInterfaceTest, TracklessDecoderAndAbortCallbackStoredInTheDecoder) {
+TEST_F(ClientInterfaceTest, TracklessDecoderAbortAndAbortCallbackStoredInTheDecoder) {
     files.AddPatterned("frames.bin", 4 * 8);
     ScriptFrames("frames.bin", 4, 8);
     ASSERT_EQ(Load(), FCR_SUCCESS);
+    EXPECT_TRUE(Capi::Abort(client.get()));
+    EXPECT_EQ(Capi::GetFrameInfo(client.get(), 2, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+              FCR_FAILURE);
+    EXPECT_EQ(decoder.positioningCalls, 0);
+    ASSERT_TRUE(Capi::Close(client.get()));
+
+    ASSERT_EQ(Load(), FCR_SUCCESS) << "a new load clears the abort";
     Capi::RegisterAbortCallback(client.get(), AskToAbort);
     EXPECT_EQ(Capi::TotalTracks(client.get()), 0);
     char trackName[TrackNameLength] = {};
@@ -107,14 +113,4 @@ TEST_F(ClientInterfaceTest, TracklessDecoderAndAbortCallbackStoredInTheDecoder) 
         << "the abort callback stored in the decoder stops the next positioning";
     abortAnswer = 0;
     EXPECT_TRUE(Capi::Close(client.get()));
-}
-
-TEST_F(ClientInterfaceTest, AbortStopsTheNextFrameOfTheClient) {
-    files.AddPatterned("frames.bin", 4 * 8);
-    ScriptFrames("frames.bin", 4, 8);
-    ASSERT_EQ(Load(), FCR_SUCCESS);
-    EXPECT_TRUE(Capi::Abort(client.get()));
-    EXPECT_EQ(Capi::GetFrameInfo(client.get(), 2, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-              FCR_FAILURE);
-    EXPECT_EQ(decoder.positioningCalls, 0);
 }

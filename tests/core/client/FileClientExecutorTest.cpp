@@ -42,7 +42,6 @@ std::vector<std::string> ReadErrorLines(int bytesRead) {
             "                                filename was a.bin\n"};
 }
 
-// One case a line.
 // clang-format off
 const LoadCase loadCases[] = {
     {"IdNotOpen", ReadThenFail(Step::Read(0, 10, 5)), FCR_FAILURE, 0, {"ExecuteRead() got bad file id from decoder 5\n"}},

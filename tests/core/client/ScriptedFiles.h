@@ -10,7 +10,6 @@
 
 namespace ClientTests {
 
-// Faults a file's reads meet.
 struct FileFaults {
     bool sizeFails = false; // Size() reports -1
     bool readFails = false; // every ReadAt reports an error
@@ -28,7 +27,6 @@ public:
     void AddPatterned(const std::string& path, int64_t size, FileFaults faults = {});
     static uint8_t Pattern(int64_t position) { return static_cast<uint8_t>((position * 7 + 3) & 0xFF); }
 
-    // Files opened and not yet closed.
     int LiveFiles() const { return *live; }
 
     std::unique_ptr<Vorn::SourceFile> Open(std::string_view path) override;

@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -62,7 +63,6 @@ struct Step {
     static Step Raw(int32_t action) { return Step{action}; }
 };
 
-// A completion the decoder received, in order.
 struct CallRecord {
     enum Kind { Open, Close, Read, Event, List } kind;
     int32_t fileId = 0;
@@ -102,7 +102,6 @@ public:
     }
     bool IsExtension(const char* extension) override { return strcasecmp(extension, "tst") == 0; }
 
-    // The fields a test sets up or checks.
     using BaseDecoder::aborted;
     using BaseDecoder::currentAudioFrame;
     using BaseDecoder::currentFrame;
@@ -136,22 +135,93 @@ public:
 
     static int64_t FrameTime(int32_t frame) { return 630000000000000000 + int64_t{frame} * 400000; }
 
-    bool GetImage(int32_t bufferSize, uint8_t* buffer) override;
+    bool GetImage(int32_t bufferSize, uint8_t* buffer) override {
+        if (!pictureRead || imageFails) {
+            return false;
+        }
+        std::memcpy(buffer, readBuffer.data(), std::min<size_t>(static_cast<size_t>(bufferSize), frameSize));
+        return true;
+    }
     int32_t GetWaitObjectCount() override { return waitObject != nullptr ? 1 : 0; }
     WaitObject GetWaitObject(int32_t index) override { return index == 0 ? waitObject : nullptr; }
     uint64_t GetFramePeriod() override { return 400000; }
 
 protected:
-    FrameTimes GetFrameTimes() override;
-    void GetFrameCamera(CameraTag* camera) override;
+    FrameTimes GetFrameTimes() override {
+        FrameTimes times = {};
+        size_t frame = static_cast<size_t>(currentFrame);
+        times.recordedTime = frame < recordedTimes.size() ? recordedTimes[frame] : FrameTime(currentFrame);
+        times.streamTime = FrameTime(currentFrame);
+        return times;
+    }
+    void GetFrameCamera(CameraTag* camera) override {
+        std::memset(camera, 0, sizeof(*camera));
+        size_t frame = static_cast<size_t>(currentFrame);
+        camera->number = frame < cameras.size() ? cameras[frame] : 0;
+    }
 
-    void OpenName(const char* phase, char* name);
-    void FileToClose(const char* phase, int32_t* fileId);
+    void OpenName(const char* phase, char* name) {
+        Record(std::string(phase) + "GetOpenName");
+        std::memset(name, 0, MaxPathLength);
+        std::snprintf(name, MaxPathLength, "%s", Scripted() ? Current().path.c_str() : "");
+    }
+    void FileToClose(const char* phase, int32_t* fileId) {
+        Record(std::string(phase) + "GetFileToClose");
+        if (Scripted() && Current().action == DDA_CLOSE) {
+            *fileId = ResolveFile(Current().fileId);
+        } else {
+            *fileId = openFiles.empty() ? CloseId : openFiles.back();
+        }
+    }
     void ReadParameters(const char* phase, int32_t* fileId, uint64_t* offset, uint32_t* size,
-                        uint8_t** buffer);
-    DecoderAction Completed(const std::string& operation, CallRecord record);
-    DecoderAction PictureRead(const char* phase, int32_t fileId, bool ok);
-    DecoderAction Core(const char* name, const std::vector<Step>& steps);
+                        uint8_t** buffer) {
+        Record(std::string(phase) + "GetReadParameters");
+        if (!Scripted()) {
+            *size = 0;
+            return;
+        }
+        const Step& step = Current();
+        readBuffer.assign(std::max<size_t>(step.size, 1), 0xA5);
+        *fileId = ResolveFile(step.fileId);
+        *offset = static_cast<uint64_t>(step.offset);
+        *size = step.size;
+        *buffer = step.nullBuffer ? nullptr : readBuffer.data();
+    }
+    DecoderAction Completed(const std::string& operation, CallRecord record) {
+        if (HasReply(operation) || script == nullptr) {
+            return Answer(operation);
+        }
+        Record(operation);
+        completions.push_back(record);
+        if (record.kind == CallRecord::Open && record.fileId != -1) {
+            openFiles.push_back(record.fileId);
+            lastOpened = record.fileId;
+        }
+        if (record.kind != CallRecord::Close) {
+            return Next();
+        }
+        Forget(record.fileId);
+        if (state == DDS_UNLOADING) {
+            return openFiles.empty() ? DDA_COMPLETE : DDA_CLOSE;
+        }
+        return state == DDS_FAILING ? DecoderFailure() : Next();
+    }
+    DecoderAction PictureRead(const char* phase, int32_t fileId, bool ok) {
+        const std::string operation = std::string(phase) + "ReadComplete";
+        if (HasReply(operation) || script == nullptr) {
+            return Answer(operation);
+        }
+        pictureRead = ok;
+        DecoderAction next = Completed(operation, {CallRecord::Read, fileId, 0, ok});
+        return ok ? next : DecoderFailure();
+    }
+    DecoderAction Core(const char* name, const std::vector<Step>& steps) {
+        if (HasReply(name) || steps.empty()) {
+            return Answer(name);
+        }
+        Record(name);
+        return Start(steps);
+    }
 
 // The steps every phase has: close and event; phases that read add open and read; loading and
 // querying add the file list.
@@ -193,16 +263,36 @@ protected:
     DecoderAction LoadingCore() override {
         return Core("LoadingCore", loadScript);
     }
-    DecoderAction PositioningCore() override;
+    DecoderAction PositioningCore() override {
+        ++positioningCalls;
+        return Core("PositioningCore", positionScript);
+    }
     DecoderAction PositioningAudioCore() override {
         return Answer("PositioningAudioCore");
     }
-    DecoderAction DecompressingCore() override;
+    DecoderAction DecompressingCore() override {
+        ++decompressCalls;
+        pictureRead = false;
+        if (HasReply("DecompressingCore") || dataFile < 0) {
+            return Answer("DecompressingCore");
+        }
+        frameScript = {Step::Read(int64_t{currentFrame} * frameSize, frameSize, dataFile)};
+        return Core("DecompressingCore", frameScript);
+    }
     DecoderAction DecompressingAudioCore() override {
         return Answer("DecompressingAudioCore");
     }
-    DecoderAction UnloadingCore() override;
-    DecoderAction FailingCore() override;
+    DecoderAction UnloadingCore() override {
+        if (!HasReply("UnloadingCore") && closeFilesOnUnload && !openFiles.empty()) {
+            Record("UnloadingCore");
+            return DDA_CLOSE;
+        }
+        return Answer("UnloadingCore");
+    }
+    DecoderAction FailingCore() override {
+        Record("FailingCore");
+        return closeFilesOnFailure && !openFiles.empty() ? DDA_CLOSE : DDA_NO_ACTION;
+    }
     SCRIPTED_LIST_STEPS(Querying)
     SCRIPTED_LIST_STEPS(Loading)
     SCRIPTED_READ_STEPS(Positioning)
@@ -235,8 +325,27 @@ protected:
     }
 
 private:
-    DecoderAction Start(const std::vector<Step>& steps);
-    DecoderAction Next();
+    DecoderAction Start(const std::vector<Step>& steps) {
+        script = &steps;
+        stepIndex = 0;
+        return steps.empty() ? DDA_COMPLETE : static_cast<DecoderAction>(steps[0].action);
+    }
+    DecoderAction Next() {
+        ++stepIndex;
+        if (stepIndex >= script->size()) {
+            if (state == DDS_LOADING) {
+                dataFile = lastOpened;
+                SetImageFormat(0, 0, 4, 3, true, framesAfterLoad);
+                FrameTimes first = {}, last = {};
+                first.recordedTime = FrameTime(0);
+                last.recordedTime = FrameTime(std::max(framesAfterLoad - 1, 0));
+                SetTimeSpan(first, last);
+            }
+            return DDA_COMPLETE;
+        }
+        return Current().action == DDA_FAILED ? DecoderFailure()
+                                              : static_cast<DecoderAction>(Current().action);
+    }
     bool Scripted() const {
         return script != nullptr && stepIndex < script->size();
     }
@@ -246,7 +355,12 @@ private:
     int32_t ResolveFile(int32_t fileId) const {
         return fileId == LastOpened ? lastOpened : fileId;
     }
-    void Forget(int32_t fileId);
+    void Forget(int32_t fileId) {
+        auto found = std::find(openFiles.begin(), openFiles.end(), fileId);
+        if (found != openFiles.end()) {
+            openFiles.erase(found);
+        }
+    }
 
     std::map<std::string, Reply> replies;
     const std::vector<Step>* script = nullptr;
@@ -257,7 +371,6 @@ private:
     bool pictureRead = false;
 };
 
-// Brings a decoder through a load with one open into DDS_LOADED.
 inline void LoadThroughOneOpen(ScriptedDecoder& decoder, int32_t frames = 5) {
     decoder.Script("LoadingCore", DDA_OPEN);
     decoder.Load("/recordings/a.vid", -1);

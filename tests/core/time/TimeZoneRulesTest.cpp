@@ -99,7 +99,6 @@ TEST(TimeZoneRules, OffsetsOverARecordingsSpan) {
     const TimeZoneInformation europe = FixedTimeZoneInformation();
     TimeZoneInformation onlyStandard = europe;
     onlyStandard.DaylightDate = SystemTime{};
-    // One span a line.
     // clang-format off
     const SpanCase cases[] = {
         {"within one summer", europe, At(2004, 6, 1), At(2004, 8, 1), 1, {{At(2004, 12, 24), 60}}},

@@ -28,7 +28,6 @@ std::string ReadWhole(FileSource& source, const std::string& path) {
     return bytes;
 }
 
-// One tree, on disk and in memory.
 struct TwinTree {
     TemporaryDirectory disk;
     MemoryFileSource memory;
@@ -96,26 +95,4 @@ TEST(NativeFileSource, ReadAtStopsAtTheEnd) {
     EXPECT_EQ(Slice(bytes, 0, 10), Slice(PatternBytes(40, 2), 30, 10));
     EXPECT_EQ(file->ReadAt(40, bytes.data(), 16), 0);
     EXPECT_EQ(file->ReadAt(-1, bytes.data(), 16), -1);
-}
-
-TEST(MemoryFileSource, KeepsOpenedBytesAndGuardsItsTree) {
-    MemoryFileSource source;
-    ASSERT_TRUE(source.AddFile("/a/b.bin", "first"));
-    std::unique_ptr<SourceFile> opened = source.Open("A\\B.BIN");
-    ASSERT_NE(opened, nullptr);
-    EXPECT_TRUE(source.AddFile("a/b.bin", "second!"));
-    EXPECT_EQ(ReadWhole(source, "a/b.bin"), "second!");
-    EXPECT_TRUE(source.Remove("a"));
-    EXPECT_FALSE(source.Exists("a/b.bin"));
-    char bytes[8] = {};
-    EXPECT_EQ(opened->ReadAt(0, bytes, 8), 5) << "an open file keeps the bytes it had";
-    EXPECT_STREQ(bytes, "first");
-
-    ASSERT_TRUE(source.AddFile("f", "x"));
-    EXPECT_FALSE(source.AddFile("f/g", "y")) << "a file cannot hold files";
-    EXPECT_FALSE(source.AddDirectory("f/sub"));
-    EXPECT_FALSE(source.AddFile("", "y"));
-    std::vector<DirectoryEntry> entries;
-    EXPECT_TRUE(source.List("", &entries));
-    EXPECT_THAT(Names(entries), ElementsAre("f"));
 }

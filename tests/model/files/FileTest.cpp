@@ -1,13 +1,9 @@
 #include "model/files/File.h"
-#include "model/files/FileSystemNative.h"
 #include "model/files/FileTestSupport.h"
 #include "model/files/MemoryFileSource.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
 using namespace Vorn;
@@ -21,13 +17,11 @@ class FileTest : public ::testing::Test {
 protected:
     void SetUp() override {
         memory.AddFile("rec/clip.bin", AsText(clip));
-        memory.AddFile("rec/other.bin", AsText(other));
         memory.AddFile("rec/empty.bin", "");
         memory.AddFile("odd;1/tail.bin", AsText(clip));
     }
 
     std::vector<uint8_t> clip = PatternBytes(1000, 21);
-    std::vector<uint8_t> other = PatternBytes(100, 22);
     MemoryFileSource memory;
     InstalledSource installed{&memory};
     LogCapture log;
@@ -79,21 +73,6 @@ TEST_F(FileTest, TailTextIsReadAsBase16FromTheLastSemicolon) {
     EXPECT_TRUE(log.Contains("File::Seek error invalid pos after seek", StartUp));
 }
 
-TEST_F(FileTest, SecondOpenFailsAndKeepsTheFirstHandle) {
-    File file;
-    ASSERT_EQ(file.Open(nullptr, "rec/clip.bin"), 0);
-    log.Clear();
-    EXPECT_EQ(file.Open(nullptr, "rec/other.bin"), 1);
-    EXPECT_EQ(file.Size(), 1000);
-    // A read into a Buffer is bounded by the Buffer's length and lands at its offset.
-    EXPECT_EQ(file.Read(Buffer(8), 9, nullptr), 1);
-    Buffer buffer(16);
-    buffer.SetOffset(6);
-    ASSERT_EQ(file.Seek(3, SeekFromStart, nullptr), 0);
-    EXPECT_EQ(file.Read(buffer, 10, nullptr), 0);
-    EXPECT_EQ(std::vector<uint8_t>(buffer.Data(), buffer.Data() + 10), Slice(clip, 3, 10));
-}
-
 TEST_F(FileTest, MissingAndEmptyFiles) {
     File missing;
     EXPECT_EQ(missing.Open(nullptr, "rec/gone.bin"), 1);
@@ -107,34 +86,6 @@ TEST_F(FileTest, MissingAndEmptyFiles) {
     EXPECT_EQ(empty.Read(&byte, 1, &delivered), 1);
     EXPECT_EQ(delivered, 0u);
     EXPECT_EQ(empty.Seek(0, SeekFromEnd, nullptr), 0);
-}
-
-TEST_F(FileTest, CopiesSharePositionAndTheLastOneClosesThroughTheGivenFileSystem) {
-    struct CountingFileSystem : FileSystemNative {
-        void Close(FileHandle* handle) override {
-            ++closes;
-            FileSystemNative::Close(handle);
-        }
-        int closes = 0;
-    } fileSystem;
-    std::string openLine;
-    {
-        File first;
-        ASSERT_EQ(first.Open(&fileSystem, "rec/other.bin"), 0);
-        openLine = log.All().back().message;
-        File second = first;
-        File third;
-        third = second;
-        uint8_t bytes[10];
-        ASSERT_EQ(first.Read(bytes, 10, nullptr), 0);
-        ASSERT_EQ(third.Read(bytes, 10, nullptr), 0);
-        EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 10), Slice(other, 10, 10));
-        log.Clear();
-    }
-    std::string number = openLine.substr(openLine.find(":0x") + 3);
-    EXPECT_THAT(log.Messages(),
-                ::testing::ElementsAre("Closing file:rec/other.bin with filehandle 0x" + number));
-    EXPECT_EQ(fileSystem.closes, 1) << "closed once, and a file system the file did not make is not deleted";
 }
 
 TEST(FileOnDisk, ShrunkenAndUnlinkedFiles) {

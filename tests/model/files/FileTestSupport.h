@@ -122,13 +122,10 @@ private:
     VcLogCallback previous;
 };
 
-// Installs a file source for the life of the object.
 class InstalledSource {
 public:
     explicit InstalledSource(Vorn::FileSource* source) { Vorn::FileSource::SetCurrent(source); }
     ~InstalledSource() { Vorn::FileSource::SetCurrent(nullptr); }
-    InstalledSource(const InstalledSource&) = delete;
-    InstalledSource& operator=(const InstalledSource&) = delete;
 };
 
 } // namespace FileTesting

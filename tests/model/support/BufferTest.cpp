@@ -1,26 +1,12 @@
-#include "model/support/Buffer.h"
 #include "model/support/Guid.h"
 #include "model/support/HandleSource.h"
-#include "model/support/Path.h"
+#include "model/support/List.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <set>
 #include <string>
-
-using Vorn::Buffer;
-namespace Path = Vorn::Path;
-
-TEST(PathHelpers, UnterminatedBufferIsRefusedNotOverread) {
-    Buffer unterminated(4);
-    std::memcpy(unterminated.Data(), "a.bc", 4);
-    EXPECT_EQ(Path::PathPartLength(&unterminated), -1);
-    EXPECT_FALSE(Path::HasExtension(unterminated));
-    EXPECT_FALSE(Path::ExtensionIs(unterminated, "bc"));
-    EXPECT_EQ(Path::GetName(unterminated).Size(), 0);
-    EXPECT_EQ(Path::GetDirectory(unterminated).Size(), 0);
-}
 
 TEST(GuidParser, WindowsLayoutAndRefusals) {
     Vorn::Guid guid;
@@ -55,4 +41,29 @@ TEST(HandleSource, ReleasedHandlesResolveToNullAndAreNotReusedSoon) {
     EXPECT_EQ(Vorn::HandleSource::Get(0), nullptr);
     EXPECT_EQ(Vorn::HandleSource::Get(-5), nullptr);
     EXPECT_EQ(Vorn::HandleSource::Get(0x7FFFFFFF), nullptr);
+}
+
+// Short lists are bubble sorted, long ones merge sorted; both keep items of equal keys in their order,
+// as frames of one time keep the order their cameras were read in.
+TEST(ListSort, BubbleAndMergeSortsAreStable) {
+    struct Item {
+        int key;
+        int tag;
+    };
+    struct ByKey : Vorn::Comparer<Item> {
+        int Compare(const Item* a, const Item* b) override { return (a->key > b->key) - (a->key < b->key); }
+    };
+    for (int count : {10, 500}) {
+        Vorn::List<Item> list;
+        for (int i = 0; i < count; ++i) {
+            list.Add({(i * 7919) % 5, i});
+        }
+        ByKey comparer;
+        list.Sort(comparer);
+        for (int i = 1; i < count; ++i) {
+            const Item* a = list.GetItemPointer(i - 1);
+            const Item* b = list.GetItemPointer(i);
+            ASSERT_TRUE(a->key < b->key || (a->key == b->key && a->tag < b->tag)) << count << " at " << i;
+        }
+    }
 }
