@@ -4,7 +4,7 @@
 //
 // Options: bit 0 line doubling; bits 2-3 the picture size (the last leaves it to the stream);
 // bit 4 audio first; bit 5 an output one byte short.
-#include "FuzzVideoAdapter.h"
+#include "FuzzAdapters.h"
 #include "codecs/mpeg2ps/IppDecoderMPEG2PS.h"
 #include "codecs/mpeg2ps/ProgramStream.h"
 

@@ -26,10 +26,6 @@ constexpr int32_t Sizes[4][2] = {{176, 144}, {64, 48}, {720, 288}, {98, 66}};
 // Larger pictures get a small DIB, which the bridge must refuse.
 constexpr uint32_t MaxPictureBytes = 16 << 20;
 
-uint32_t FourCCOf(const char (&text)[5]) {
-    return FourCCLE(text);
-}
-
 std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const Codec& codec) {
     const Unit& first = input.units.front();
     if (input.Option(3)) {
@@ -41,7 +37,7 @@ std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const C
     header.height = Sizes[input.Choice(4)][1];
     header.planes = 1;
     header.bitCount = 24;
-    header.compression = FourCCOf(codec.streamFourCC);
+    header.compression = FourCCLE(codec.streamFourCC);
     std::vector<uint8_t> format(BitmapInfoHeaderSize);
     header.Write(format.data());
     format.insert(format.end(), first.begin(), first.end());
@@ -50,7 +46,7 @@ std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const C
 
 int32_t Open(VFWDecoder& decoder, const Codec& codec, const std::vector<uint8_t>& format) {
     uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    return decoder.Initialise(FourCCOf(codec.privateCode), format.data(),
+    return decoder.Initialise(FourCCLE(codec.privateCode), format.data(),
                               static_cast<uint32_t>(format.size()), outFormat);
 }
 
