@@ -91,7 +91,7 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
         decoder.Initialise(FourCCLE("lkz3"), format, sizeof format, outFormat);
         EXPECT_FALSE(decoder.IsBegun()) << side;
     }
-    // The largest picture within the bound still gets an answer.
+    // The largest picture within the bound still gets an answer, one line more does not.
     BitmapInfoHeader header;
     header.width = 4096;
     header.height = static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096);
@@ -100,4 +100,7 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
     uint8_t answer[BitmapInfoHeaderSize] = {};
     ASSERT_TRUE(MakeRgb24Format(format, sizeof format, answer));
     EXPECT_EQ(BitmapInfoHeader::Read(ByteView(answer, sizeof answer)).height, header.height);
+    ++header.height;
+    header.Write(format);
+    EXPECT_FALSE(MakeRgb24Format(format, sizeof format, answer));
 }
