@@ -68,21 +68,17 @@ void AddCuts(const SweepRecording& recording, size_t file, const SweepOptions& o
 
 // The bytes written over a place: all ones and all zeros break lengths and counts both ways, a
 // flipped top bit turns a small length into a large one.
-void Overwrite(std::string& bytes, uint64_t at, int pattern) {
+void AddOverwrite(const SweepRecording& recording, size_t file, uint64_t at, int pattern,
+                  std::vector<DamagedCopy>* out) {
+    constexpr const char* PatternNames[] = {"ones", "zeros", "top bits flipped"};
+    DamagedCopy damage{recording.files[file].name + " overwritten at " + std::to_string(at) + " with " +
+                           PatternNames[pattern],
+                       recording.files};
+    std::string& bytes = damage.files[file].bytes;
     for (uint64_t index = at; index < at + 4 && index < bytes.size(); ++index) {
         auto& byte = reinterpret_cast<uint8_t&>(bytes[index]);
         byte = pattern == 0 ? 0xFF : pattern == 1 ? 0x00 : static_cast<uint8_t>(byte ^ 0x80);
     }
-}
-
-constexpr const char* PatternNames[] = {"ones", "zeros", "top bits flipped"};
-
-void AddOverwrite(const SweepRecording& recording, size_t file, uint64_t at, int pattern,
-                  std::vector<DamagedCopy>* out) {
-    DamagedCopy damage{recording.files[file].name + " overwritten at " + std::to_string(at) + " with " +
-                           PatternNames[pattern],
-                       recording.files};
-    Overwrite(damage.files[file].bytes, at, pattern);
     out->push_back(std::move(damage));
 }
 
@@ -148,7 +144,7 @@ void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
 }
 
 Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
-                                       const Vorn::Testing::ClientPlayLimits& limits,
+                                       const Vorn::Testing::ClientPlayLimits& limits, const std::string& copy,
                                        std::vector<std::string>* faults) {
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
@@ -157,7 +153,7 @@ Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, co
     FileTesting::InstalledSource installed(&source);
     return Vorn::Testing::PlayThroughClient(
         guid, Folder + files.front().name, limits,
-        [faults](const std::string& fault, bool) { faults->push_back(fault); });
+        [&](const std::string& fault, bool) { faults->push_back(copy + ": " + fault); });
 }
 
 } // namespace
@@ -189,24 +185,18 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
     const Vorn::Testing::ClientPlayLimits limits{ActionLimit(recording), MaxFramesDecoded,
                                                  recording.hostAbortsLongLoads};
 
-    std::vector<std::string> faults;
-    Vorn::Testing::ClientPlayOutcome intact = RunOn(recording.files, guid, limits, &faults);
-    for (const std::string& fault : faults) {
-        report.faults.push_back("intact recording: " + fault);
-    }
+    const Vorn::Testing::ClientPlayOutcome intact =
+        RunOn(recording.files, guid, limits, "intact recording", &report.faults);
     if (intact.loaded) {
         report.intactFrames = intact.frames;
         report.intactDecoded = intact.decoded;
     }
     for (const DamagedCopy& damage : DamagedCopies(recording, options)) {
-        faults.clear();
-        Vorn::Testing::ClientPlayOutcome outcome = RunOn(damage.files, guid, limits, &faults);
+        const Vorn::Testing::ClientPlayOutcome outcome =
+            RunOn(damage.files, guid, limits, damage.description, &report.faults);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;
-        for (const std::string& fault : faults) {
-            report.faults.push_back(damage.description + ": " + fault);
-        }
     }
     if (decoder != nullptr) {
         DecoderTable::Swap(row, previous);

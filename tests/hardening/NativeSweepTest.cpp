@@ -28,12 +28,11 @@ struct NativeCase {
     Vorn::Testing::NativePlayOptions::Pictures pictures = Vorn::Testing::NativePlayOptions::FirstSeekAndBack;
 };
 
-// Plays one copy as a player would. Returns the calls that ended with a status that is not the library's.
-std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
-                                  const std::vector<FileSetFile>& files) {
+// Plays one copy as a player would; a call that ends with a status that is not the library's is a fault.
+void PlayCopy(int collection, const NativeCase& native, const std::vector<FileSetFile>& files,
+              const std::string& copy, std::vector<std::string>* faults) {
     const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
                                     VC_EndOfStreamAfterEnd, native.otherStatus};
-    std::vector<std::string> faults;
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
         source.AddFile(native.decoder.folder + file.name, file.bytes);
@@ -44,13 +43,12 @@ std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
     Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
                               {native.pictures, 60}, [&](const char* call, int status) {
                                   if (statuses.count(status) == 0) {
-                                      faults.push_back(std::string(call) + " gave status " +
-                                                       std::to_string(status));
+                                      faults->push_back(copy + ": " + call + " gave status " +
+                                                        std::to_string(status));
                                   }
                                   return status;
                               });
     Vorn::FileSource::SetCurrent(nullptr);
-    return faults;
 }
 
 void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::SweepRecording& recording,
@@ -58,12 +56,11 @@ void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::Sweep
     ASSERT_EQ(InitVorncastDecoders(VcInitRecord{}), VC_Success);
     int collection = 0;
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), VC_Success);
-    std::vector<std::string> faults = PlayCopy(collection, native, recording.files);
+    std::vector<std::string> faults;
+    PlayCopy(collection, native, recording.files, "intact recording", &faults);
     const std::vector<Hardening::DamagedCopy> damaged = Hardening::DamagedCopies(recording, options);
     for (const Hardening::DamagedCopy& copy : damaged) {
-        for (const std::string& fault : PlayCopy(collection, native, copy.files)) {
-            faults.push_back(copy.description + ": " + fault);
-        }
+        PlayCopy(collection, native, copy.files, copy.description, &faults);
     }
     DecoderCollection_Release(collection);
     EXPECT_GT(damaged.size(), minimumCopies);
