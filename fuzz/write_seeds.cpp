@@ -30,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
-using Vorn::Fuzzing::JoinUnits;
+using namespace Vorn::Testing;
 using Vorn::Fuzzing::Unit;
 
 struct SeedFolder {
@@ -45,7 +45,7 @@ struct SeedFolder {
     }
     void Add(const std::string& target, const std::string& name, uint8_t options,
              const std::vector<Unit>& units) {
-        Add(target, name, JoinUnits(options, units));
+        Add(target, name, Vorn::Fuzzing::JoinUnits(options, units));
     }
 };
 
@@ -249,15 +249,15 @@ void WritePictureSeeds(SeedFolder& seeds) {
 // DVD-Video folders of one title set and of two, the second of two cells, each file named in
 // its piece; made only where ffmpeg and dvdauthor are installed.
 void WriteDvdSeeds(SeedFolder& seeds) {
-    if (!Vorn::Testing::HaveDvdTools()) {
+    if (!HaveDvdTools()) {
         return;
     }
-    const Vorn::Testing::DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
+    const DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
     for (const auto& shape : shapes) {
-        const Vorn::Testing::DvdFolder& folder = Vorn::Testing::AuthorDvd(shape);
+        const DvdFolder& folder = AuthorDvd(shape);
         if (folder.error.empty()) {
             seeds.Add("fuzz_dvd_decoder", "dvd" + std::to_string(shape.titleSets.size()),
-                      Vorn::Testing::JoinFileSet(folder.files));
+                      JoinFileSet(folder.files));
         }
     }
 }
@@ -269,12 +269,12 @@ void WriteDvdSeeds(SeedFolder& seeds) {
 void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
     Unit field = EncodeAdv601(Adv601Gradient(true).bgr.data());
     field.resize(1024);
-    seeds.Add("fuzz_decoder_new_wavestore", "two_cameras",
-              Vorn::Testing::JoinFileSet(
-                  {{"rec.dat", "x"},
-                   {"a/b/1.v",
-                    Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
-                   {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
+    seeds.Add(
+        "fuzz_decoder_new_wavestore", "two_cameras",
+        JoinFileSet({{"rec.dat", "x"},
+                     {"a/b/1.v",
+                      Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
+                     {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
     auto frame = [&](int32_t second, uint8_t camera) {
         return DarlexFrame{{2021, 3, 4, 5, 6, second}, camera, field};
     };
@@ -286,8 +286,8 @@ void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
     image.fileSizes = {4096};
     const DarlexWritten two = WriteDarlex(image, "rec");
     seeds.Add("fuzz_decoder_darlex_all_frames", "two_files",
-              Vorn::Testing::JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
-                                          {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
+              JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
+                           {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
 }
 
 // Every format's small recording, for each of its rows' targets, and the native decoders' recordings of
@@ -297,15 +297,15 @@ void WriteRecorderSeeds(SeedFolder& seeds) {
         const SmallRecording recording = row.make(row.decoderClass);
         for (const std::string& target : row.fuzzTargets) {
             if (!recording.files.empty()) {
-                seeds.Add("fuzz_decoder_" + target, "small", Vorn::Testing::JoinFileSet(recording.files));
+                seeds.Add("fuzz_decoder_" + target, "small", JoinFileSet(recording.files));
             }
         }
     }
     for (int32_t count : {1, 2}) {
         seeds.Add("fuzz_kodicom_decoder", "spans" + std::to_string(count),
-                  Vorn::Testing::JoinFileSet(SmallKodicom(count).files));
+                  JoinFileSet(SmallKodicom(count).files));
         seeds.Add("fuzz_darlex_native_decoder", "image" + std::to_string(count),
-                  Vorn::Testing::JoinFileSet(SmallDarlexImage(count).files));
+                  JoinFileSet(SmallDarlexImage(count).files));
     }
 }
 

@@ -74,13 +74,7 @@ TEST(BlockJpegRegression, OversizePicturesAreRefusedWithoutAllocating) {
 
 TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
     for (int32_t side : {INT32_MIN, INT32_MAX, -0x10000}) {
-        BitmapInfoHeader header;
-        header.size = BitmapInfoHeaderSize;
-        header.width = side;
-        header.height = side;
-        header.planes = 1;
-        header.bitCount = 24;
-        header.compression = FourCCLE("XVID");
+        const BitmapInfoHeader header{BitmapInfoHeaderSize, side, side, 1, 24, FourCCLE("XVID")};
         uint8_t format[BitmapInfoHeaderSize];
         header.Write(format);
         uint8_t answer[BitmapInfoHeaderSize] = {};
@@ -92,9 +86,7 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
         EXPECT_FALSE(decoder.IsBegun()) << side;
     }
     // The largest picture within the bound still gets an answer, one line more does not.
-    BitmapInfoHeader header;
-    header.width = 4096;
-    header.height = static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096);
+    BitmapInfoHeader header{0, 4096, static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096)};
     uint8_t format[BitmapInfoHeaderSize];
     header.Write(format);
     uint8_t answer[BitmapInfoHeaderSize] = {};
