@@ -18,9 +18,8 @@ namespace {
 // decoder there for its duration.
 constexpr int32_t SweepRow = 3;
 
-SweepRecording SweepOf(const CodecRecording& recording, size_t maxRunsPerFile = 0) {
+SweepRecording SweepOf(const CodecRecording& recording) {
     SweepRecording sweep;
-    sweep.maxRunsPerFile = maxRunsPerFile;
     sweep.frameStarts.resize(1);
     sweep.files = {{"clip.vcr", recording.Bytes(&sweep.frameStarts[0])}};
     // The frame count and the configuration size in the header.
@@ -38,7 +37,7 @@ TEST_P(CodecSweep, SurvivesDamage) {
         SKIP_OR_FAIL_FOR_MISSING(std::string("an encoder for ") + GetParam().name);
     }
     CodecRecordingDecoder decoder;
-    ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording, GetParam().maxRunsPerFile), &decoder);
+    ExpectDecoderSurvivesDamage(SweepRow, SweepOf(recording), &decoder);
 }
 
 INSTANTIATE_TEST_SUITE_P(CodecSweep, CodecSweep, ::testing::ValuesIn(SmallCodecRows()),
