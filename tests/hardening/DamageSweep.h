@@ -3,8 +3,8 @@
 // A damage sweep for format decoders of the digital core: a recording (a file set of names and
 // bytes) is cut short at many points and has bytes overwritten at chosen places, and each damaged
 // copy is queried, loaded and walked frame by frame through the client functions, as a player
-// would. Every run must end with a status of the core and finish
-// within a bounded number of actions; the sanitizers of the test build catch the rest.
+// would. Every run must end with a status of the core and finish within a bounded number of
+// actions; the sanitizers of the test build catch the rest.
 #include "fixtures/SmallRecordings.h"
 
 #include <cstdint>
