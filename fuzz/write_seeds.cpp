@@ -295,10 +295,8 @@ void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
 void WriteRecorderSeeds(SeedFolder& seeds) {
     for (const SmallRecordingRow& row : SmallRecordingRows()) {
         const SmallRecording recording = row.make(row.decoderClass);
-        for (const std::string& target : row.fuzzTargets) {
-            if (!recording.files.empty()) {
-                seeds.Add("fuzz_decoder_" + target, "small", JoinFileSet(recording.files));
-            }
+        if (row.fuzzTarget != nullptr && !recording.files.empty()) {
+            seeds.Add(std::string("fuzz_decoder_") + row.fuzzTarget, "small", JoinFileSet(recording.files));
         }
     }
     for (int32_t count : {1, 2}) {
