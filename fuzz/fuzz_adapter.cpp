@@ -1,8 +1,7 @@
 // Fuzz target for an audio or video adapter whose fuzzer is the shared body alone, chosen at build
 // time: FUZZ_ADAPTER names the class, FUZZ_ADAPTER_HEADER its header and FUZZ_ADAPTER_BODY the body,
 // FuzzAudioAdapter or FuzzVideoAdapter.
-#include "FuzzAudioAdapter.h"
-#include "FuzzVideoAdapter.h"
+#include "FuzzAdapters.h"
 #include FUZZ_ADAPTER_HEADER
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

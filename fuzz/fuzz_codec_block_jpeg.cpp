@@ -10,8 +10,7 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Fuzzing::SizeOf;
-using Vorn::Fuzzing::Unit;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
@@ -21,7 +20,7 @@ constexpr size_t HeadHeightOffset = 5;
 constexpr size_t HeadWidthOffset = 7;
 constexpr int64_t MaxPictureBytes = 16 << 20;
 
-void ApplyFrame(BlockJpegDecoder& decoder, const Vorn::Fuzzing::UnitInput& input, const Unit& frame) {
+void ApplyFrame(BlockJpegDecoder& decoder, const UnitInput& input, const Unit& frame) {
     ByteView view(frame.data(), frame.size());
     int32_t width = decoder.Width() > 0 ? decoder.Width() : view.U16BE(HeadWidthOffset);
     int32_t height = decoder.Height() > 0 ? decoder.Height() : view.U16BE(HeadHeightOffset);
@@ -41,7 +40,7 @@ void ApplyFrame(BlockJpegDecoder& decoder, const Vorn::Fuzzing::UnitInput& input
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Vorn::Fuzzing::UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
+    const UnitInput input = SplitUnits(data, size);
     BlockJpegDecoder decoder;
     const Unit& header = input.units.front();
     decoder.ParseHeader(header.data(), SizeOf(header), HeaderSkips[input.Choice(0)]);

@@ -11,9 +11,7 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Fuzzing::SizeOf;
-using Vorn::Fuzzing::Unit;
-using Vorn::Fuzzing::UnitInput;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
@@ -73,7 +71,7 @@ void WriteTemplate(const UnitInput& input, const Unit& scan) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static JpegDecoderScratch scratch;
-    const UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
+    const UnitInput input = SplitUnits(data, size);
     for (const Unit& unit : input.units) {
         if (input.Option(0)) {
             Unit frame = BehindTemplate(input, unit);

@@ -10,7 +10,7 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Fuzzing::Unit;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
@@ -25,7 +25,7 @@ size_t OutputBytes(const Jpeg2000PictureInfo& info, bool oneShort) {
     return oneShort ? bytes - 1 : bytes;
 }
 
-void DecodeKnownFormat(const Vorn::Fuzzing::UnitInput& input, const Unit& frame) {
+void DecodeKnownFormat(const UnitInput& input, const Unit& frame) {
     const Jpeg2000Format format = input.Option(0) ? Jpeg2000Format::Jp2File : Jpeg2000Format::Codestream;
     Jpeg2000Decoder decoder;
     Jpeg2000PictureInfo info;
@@ -41,7 +41,7 @@ void DecodeKnownFormat(const Vorn::Fuzzing::UnitInput& input, const Unit& frame)
     }
 }
 
-void DecodeAnyFormat(const Vorn::Fuzzing::UnitInput& input, const Unit& frame) {
+void DecodeAnyFormat(const UnitInput& input, const Unit& frame) {
     Jpeg2000PictureInfo info;
     if (!Jpeg2000ReadHeader(frame.data(), static_cast<uint32_t>(frame.size()), &info)) {
         return;
@@ -59,7 +59,7 @@ void DecodeAnyFormat(const Vorn::Fuzzing::UnitInput& input, const Unit& frame) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Vorn::Fuzzing::UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
+    const UnitInput input = SplitUnits(data, size);
     const Unit& frame = input.units.front();
     DecodeKnownFormat(input, frame);
     // A second unit stands for a recorder's header in front of the picture.

@@ -10,15 +10,15 @@
 #include <vector>
 
 using namespace Vorn::Lorikan;
-using Vorn::Fuzzing::SizeOf;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
 constexpr int32_t FrameFormats[3][2] = {{16, 16}, {64, 48}, {7, 5}};
 constexpr int64_t MaxPictureBytes = 16 << 20;
 
-bool ChooseFormat(const Vorn::Fuzzing::UnitInput& input, const Vorn::Fuzzing::Unit& frame, int32_t* width,
-                  int32_t* height, int32_t* components) {
+bool ChooseFormat(const UnitInput& input, const Unit& frame, int32_t* width, int32_t* height,
+                  int32_t* components) {
     if (input.Choice(0) < 3) {
         *width = FrameFormats[input.Choice(0)][0];
         *height = FrameFormats[input.Choice(0)][1];
@@ -33,8 +33,8 @@ bool ChooseFormat(const Vorn::Fuzzing::UnitInput& input, const Vorn::Fuzzing::Un
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static LosslessJpegDecoder* decoder = MakeDecoder();
-    const Vorn::Fuzzing::UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
-    for (const Vorn::Fuzzing::Unit& frame : input.units) {
+    const UnitInput input = SplitUnits(data, size);
+    for (const Unit& frame : input.units) {
         int32_t width = 0, height = 0, components = 0;
         if (!ChooseFormat(input, frame, &width, &height, &components) ||
             !SetFrameFormat(decoder, width, height, components)) {

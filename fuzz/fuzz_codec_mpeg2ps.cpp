@@ -4,15 +4,14 @@
 //
 // Options: bit 0 line doubling; bits 2-3 the picture size (the last leaves it to the stream);
 // bit 4 audio first; bit 5 an output one byte short.
-#include "FuzzVideoAdapter.h"
+#include "FuzzAdapters.h"
 #include "codecs/mpeg2ps/IppDecoderMPEG2PS.h"
 #include "codecs/mpeg2ps/ProgramStream.h"
 
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Fuzzing::SizeOf;
-using Vorn::Fuzzing::Unit;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
@@ -45,12 +44,12 @@ void GatherStreams(const Unit& unit) {
     }
 }
 
-void DecodeVideo(IppDecoderMPEG2PS& adapter, const Vorn::Fuzzing::UnitInput& input, const Unit& unit) {
-    std::vector<uint8_t> output = Vorn::Fuzzing::OutputFor(adapter, input.Option(5));
-    adapter.Decode(unit.data(), SizeOf(unit), output.data(), Vorn::Fuzzing::StatedSize(adapter, output));
+void DecodeVideo(IppDecoderMPEG2PS& adapter, const UnitInput& input, const Unit& unit) {
+    std::vector<uint8_t> output = OutputFor(adapter, input.Option(5));
+    adapter.Decode(unit.data(), SizeOf(unit), output.data(), StatedSize(adapter, output));
 }
 
-void DecodeAudio(IppDecoderMPEG2PS& adapter, const Vorn::Fuzzing::UnitInput& input, const Unit& unit) {
+void DecodeAudio(IppDecoderMPEG2PS& adapter, const UnitInput& input, const Unit& unit) {
     std::vector<uint8_t> output(IppDecoderMPEG2PS::AudioFrameBytes * 2 - (input.Option(5) ? 1 : 0));
     adapter.DecodeAudio(unit.data(), SizeOf(unit), output.data(), static_cast<int32_t>(output.size()));
 }
@@ -58,8 +57,8 @@ void DecodeAudio(IppDecoderMPEG2PS& adapter, const Vorn::Fuzzing::UnitInput& inp
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Vorn::Fuzzing::UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
-    const Vorn::Fuzzing::PictureSize pictureSize = Vorn::Fuzzing::FuzzPictureSizes[input.Choice(2)];
+    const UnitInput input = SplitUnits(data, size);
+    const PictureSize pictureSize = FuzzPictureSizes[input.Choice(2)];
     IppDecoderMPEG2PS adapter;
     adapter.Initialise(pictureSize.width, pictureSize.height, 3, input.Option(0));
     for (const Unit& unit : input.units) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-using Vorn::Fuzzing::Unit;
+using namespace Vorn::Fuzzing;
 
 namespace {
 
@@ -26,22 +26,14 @@ constexpr int32_t Sizes[4][2] = {{176, 144}, {64, 48}, {720, 288}, {98, 66}};
 // Larger pictures get a small DIB, which the bridge must refuse.
 constexpr uint32_t MaxPictureBytes = 16 << 20;
 
-uint32_t FourCCOf(const char (&text)[5]) {
-    return FourCCLE(text);
-}
-
-std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const Codec& codec) {
+std::vector<uint8_t> StreamFormat(const UnitInput& input, const Codec& codec) {
     const Unit& first = input.units.front();
     if (input.Option(3)) {
         return first;
     }
-    BitmapInfoHeader header;
-    header.size = BitmapInfoHeaderSize + static_cast<uint32_t>(first.size());
-    header.width = Sizes[input.Choice(4)][0];
-    header.height = Sizes[input.Choice(4)][1];
-    header.planes = 1;
-    header.bitCount = 24;
-    header.compression = FourCCOf(codec.streamFourCC);
+    const uint32_t size = BitmapInfoHeaderSize + static_cast<uint32_t>(first.size());
+    const int32_t* sides = Sizes[input.Choice(4)];
+    const BitmapInfoHeader header{size, sides[0], sides[1], 1, 24, FourCCLE(codec.streamFourCC)};
     std::vector<uint8_t> format(BitmapInfoHeaderSize);
     header.Write(format.data());
     format.insert(format.end(), first.begin(), first.end());
@@ -50,12 +42,11 @@ std::vector<uint8_t> StreamFormat(const Vorn::Fuzzing::UnitInput& input, const C
 
 int32_t Open(VFWDecoder& decoder, const Codec& codec, const std::vector<uint8_t>& format) {
     uint8_t outFormat[VFWDecoder::CallerFormatBytes] = {};
-    return decoder.Initialise(FourCCOf(codec.privateCode), format.data(),
+    return decoder.Initialise(FourCCLE(codec.privateCode), format.data(),
                               static_cast<uint32_t>(format.size()), outFormat);
 }
 
-void DecompressFrame(VFWDecoder& decoder, const Vorn::Fuzzing::UnitInput& input, const Unit& frame,
-                     uint32_t index) {
+void DecompressFrame(VFWDecoder& decoder, const UnitInput& input, const Unit& frame, uint32_t index) {
     uint32_t dibBytes = decoder.OutputImageSize();
     if (dibBytes == 0 || dibBytes > MaxPictureBytes) {
         dibBytes = 64;
@@ -71,7 +62,7 @@ void DecompressFrame(VFWDecoder& decoder, const Vorn::Fuzzing::UnitInput& input,
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Vorn::Fuzzing::UnitInput input = Vorn::Fuzzing::SplitUnits(data, size);
+    const UnitInput input = SplitUnits(data, size);
     const Codec& codec = Codecs[input.options & 7];
     const std::vector<uint8_t> format = StreamFormat(input, codec);
     VFWDecoder decoder;

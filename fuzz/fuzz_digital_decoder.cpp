@@ -3,7 +3,6 @@
 // through the client functions, as a player would.
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/client/DecoderTable.h"
-#include "core/client/MasDigitalCAPI.h"
 #include "fixtures/ClientPlay.h"
 #include "fixtures/FileSetBytes.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
@@ -13,7 +12,6 @@
 #include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
-namespace Client = MasDigitalCAPI;
 
 namespace {
 
@@ -38,18 +36,15 @@ struct Row {
 };
 
 Row DescribeRow() {
-    char name[256];
-    char extensions[256];
-    char guidText[Client::GuidTextSize];
-    int32_t nameLength = 0, extensionCount = 0, patternCount = 0;
-    Client::DecoderDescriptionFlags flags{};
-    Client::GetDecoderDescription(FUZZ_ROW, name, sizeof name, &nameLength, extensions, sizeof extensions,
-                                  &extensionCount, &patternCount, &flags, guidText);
+    BaseDecoder* decoder = DecoderTable::At(FUZZ_ROW);
+    const char* guidText = nullptr;
+    decoder->GetDecoderGuid(&guidText);
+    int32_t extensionCount = 0;
+    const std::string list = decoder->GetExtensions(&extensionCount);
     Row row{};
     Vorn::Guid guid;
     Vorn::ParseGuid("{" + std::string(guidText) + "}", &guid);
     WordsFromGuid(guid, row.guid);
-    std::string list(extensions);
     row.extension = list.substr(0, list.find(';'));
     if (row.extension.empty() || row.extension.find('?') != std::string::npos) {
         row.extension = "bin";

@@ -30,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
-using Vorn::Fuzzing::JoinUnits;
+using namespace Vorn::Testing;
 using Vorn::Fuzzing::Unit;
 
 struct SeedFolder {
@@ -45,7 +45,7 @@ struct SeedFolder {
     }
     void Add(const std::string& target, const std::string& name, uint8_t options,
              const std::vector<Unit>& units) {
-        Add(target, name, JoinUnits(options, units));
+        Add(target, name, Vorn::Fuzzing::JoinUnits(options, units));
     }
 };
 
@@ -53,13 +53,11 @@ std::string Text(const Unit& bytes) {
     return std::string(bytes.begin(), bytes.end());
 }
 
-// Option values that choose a picture size of FuzzVideoAdapter.h (bits 2-3) and the like.
+// Option values that choose a picture size of FuzzAdapters.h (bits 2-3) and the like.
 constexpr uint8_t Size176x144 = 0 << 2;
 constexpr uint8_t Size64x48 = 1 << 2;
 constexpr uint8_t SizeFromStream = 3 << 2;
 constexpr uint8_t ConfigurationFirst = 1 << 1;
-
-// ---- JPEG ----
 
 // The entropy-coded bytes behind the SOS header, up to and including EOI.
 Unit ScanData(const Unit& jpeg) {
@@ -97,37 +95,24 @@ void WriteJpegSeeds(SeedFolder& seeds) {
     seeds.Add(target, "template_scan", 1 | 1 << 2, {ScanData(templated)});
     seeds.Add("fuzz_codec_lossless_jpeg", "grey16_predictor7", 1 << 2,
               {EncodeLosslessJpeg(MakeGradient(16, 16, 1), {.predictor = 7})});
-}
-
-void WriteBlockJpegSeeds(SeedFolder& seeds) {
-    const std::string target = "fuzz_codec_block_jpeg";
     // 48 x 16: three blocks across, two rows.
     const BlockJpegWriter writer(48, 16, 50);
     const TestPicture picture = MakeColourBars(48, 16);
     const Unit tables = writer.Tables();
     const Unit all = writer.MakeFrame(picture).bytes;
     const std::vector<bool> present = {true, false, true, false, false, true};
-    seeds.Add(target, "all_blocks", 0, {tables, all, all});
-    seeds.Add(target, "bitmap", 1 << 2, {tables, all, writer.MakeFrame(picture, &present).bytes});
+    seeds.Add("fuzz_codec_block_jpeg", "all_blocks", 0, {tables, all, all});
+    seeds.Add("fuzz_codec_block_jpeg", "bitmap", 1 << 2,
+              {tables, all, writer.MakeFrame(picture, &present).bytes});
     Unit skipped = {0x00, 0x00, 0x00, 0x00};
     skipped.insert(skipped.end(), tables.begin(), tables.end());
-    seeds.Add(target, "header_behind_four_bytes", 2, {skipped, all});
+    seeds.Add("fuzz_codec_block_jpeg", "header_behind_four_bytes", 2, {skipped, all});
 }
-
-// ---- video ----
 
 // The first `count` frames of an encoded clip or sound.
 std::vector<Unit> First(const std::vector<Unit>& frames, size_t count) {
     return std::vector<Unit>(frames.begin(),
                              frames.begin() + static_cast<long>(std::min(count, frames.size())));
-}
-
-template <class Encoded> std::vector<Unit> Frames(const Encoded& encoded, size_t count) {
-    std::vector<Unit> frames;
-    for (size_t index = 0; index < encoded.frames.size() && index < count; ++index) {
-        frames.push_back(encoded.frames[index].data);
-    }
-    return frames;
 }
 
 // An encoder's clip of `frames` frames, key frames three apart; none, with a note, where the encoder is
@@ -195,35 +180,41 @@ void WriteFfmpegPluginSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_plugin_ffmpeg", "h264", stream);
 }
 
-// ---- audio ----
-
-bool EncodeSound(const char* encoder, int32_t rate, int32_t channels, CodecTest::EncodedAudio* audio) {
-    *audio = {};
-    if (!CodecTest::HasEncoder(encoder) || !CodecTest::EncodeAudio(encoder, rate, channels, 4, audio)) {
+// Four frames of a stereo sound and its configuration; none, with a note, where the encoder is missing.
+std::vector<Unit> Sound(const char* encoder, int32_t rate, Unit* config = nullptr) {
+    CodecTest::EncodedAudio audio;
+    if (!CodecTest::HasEncoder(encoder) || !CodecTest::EncodeAudio(encoder, rate, 2, 4, &audio)) {
         std::fprintf(stderr, "no seeds from encoder %s\n", encoder);
-        return false;
+        return {};
     }
-    return true;
+    std::vector<Unit> frames;
+    for (const CodecTest::EncodedFrame& frame : audio.frames) {
+        frames.push_back(frame.data);
+    }
+    if (config != nullptr) {
+        *config = audio.extradata;
+    }
+    return frames;
 }
 
 void WriteAudioSeeds(SeedFolder& seeds) {
-    CodecTest::EncodedAudio audio;
-    if (EncodeSound("mp2", 48000, 2, &audio)) {
-        seeds.Add("fuzz_codec_mp3", "layer2", 0, Frames(audio, 4));
+    if (std::vector<Unit> sound = Sound("mp2", 48000); !sound.empty()) {
+        seeds.Add("fuzz_codec_mp3", "layer2", 0, First(sound, 4));
         std::vector<Unit> packs;
-        for (const Unit& frame : Frames(audio, 2)) {
+        for (const Unit& frame : First(sound, 2)) {
             packs.push_back(CodecTest::WrapInProgramStream(frame, 0xC0, 400));
         }
         seeds.Add("fuzz_codec_mpeg2ps", "audio_packs", 1 << 4, packs);
     }
-    if (EncodeSound("libmp3lame", 44100, 2, &audio)) {
-        seeds.Add("fuzz_codec_mp3", "layer3", 0, Frames(audio, 4));
+    if (std::vector<Unit> sound = Sound("libmp3lame", 44100); !sound.empty()) {
+        seeds.Add("fuzz_codec_mp3", "layer3", 0, First(sound, 4));
     }
-    if (EncodeSound("aac", 44100, 2, &audio)) {
-        seeds.Add("fuzz_codec_aac", "config_and_frames", 1, WithFirst(audio.extradata, Frames(audio, 4)));
+    Unit config;
+    if (std::vector<Unit> sound = Sound("aac", 44100, &config); !sound.empty()) {
+        seeds.Add("fuzz_codec_aac", "config_and_frames", 1, WithFirst(config, First(sound, 4)));
     }
-    if (EncodeSound("ac3", 48000, 2, &audio)) {
-        seeds.Add("fuzz_codec_ac3", "stereo", 0, Frames(audio, 3));
+    if (std::vector<Unit> sound = Sound("ac3", 48000); !sound.empty()) {
+        seeds.Add("fuzz_codec_ac3", "stereo", 0, First(sound, 3));
     }
     Unit three;
     for (int32_t mode : {7, 0, 4}) {
@@ -233,25 +224,16 @@ void WriteAudioSeeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_amr", "modes", 0, {CodecTest::AmrFrame(5, 1), CodecTest::AmrFrame(2, 3), three});
 }
 
-// ---- JPEG 2000 ----
-
-void WriteJpeg2000Seeds(SeedFolder& seeds) {
+void WritePictureSeeds(SeedFolder& seeds) {
     const auto planes = Jpeg2000Testing::RgbPlanes(Jpeg2000Testing::MakeRgbPicture(24, 16), 24, 16);
     seeds.Add("fuzz_codec_jpeg2000", "jp2", 1,
               {Jpeg2000Testing::Encode(planes, 24, 16, {.jp2 = true, .lossless = false})});
     const auto grey = Jpeg2000Testing::GreyPlanes(Jpeg2000Testing::MakeGreyPicture(16, 16));
     seeds.Add("fuzz_codec_jpeg2000", "grey_tiles_behind_header", 4,
               {Jpeg2000Testing::Encode(grey, 16, 16, {.tileSize = 8}), Unit{'R', 'E', 'C', 0, 1, 2, 3, 4}});
-}
-
-// ---- ADV601, JPEG and uncompressed pictures ----
-
-void WriteAdv601Seeds(SeedFolder& seeds) {
     seeds.Add("fuzz_codec_adv601", "gradient", Text(EncodeAdv601(Adv601Gradient(true).bgr.data())));
-    Adv601EncoderOptions shortField;
-    shortField.tallField = false;
     seeds.Add("fuzz_codec_adv601", "short_reversed",
-              Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), shortField, true)));
+              Text(EncodeAdv601(Adv601ColourBars(false).bgr.data(), {.tallField = false}, true)));
     seeds.Add("fuzz_codec_vfw", "adv1", 5 | 2 << 4,
               {Unit{}, EncodeAdv601(Adv601ColourBars(true).bgr.data())});
     seeds.Add(
@@ -267,15 +249,15 @@ void WriteAdv601Seeds(SeedFolder& seeds) {
 // DVD-Video folders of one title set and of two, the second of two cells, each file named in
 // its piece; made only where ffmpeg and dvdauthor are installed.
 void WriteDvdSeeds(SeedFolder& seeds) {
-    if (!Vorn::Testing::HaveDvdTools()) {
+    if (!HaveDvdTools()) {
         return;
     }
-    const Vorn::Testing::DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
+    const DvdShape shapes[] = {{false, {{0.6}}, 1}, {false, {{0.4}, {0.3, 0.3}}, 2}};
     for (const auto& shape : shapes) {
-        const Vorn::Testing::DvdFolder& folder = Vorn::Testing::AuthorDvd(shape);
+        const DvdFolder& folder = AuthorDvd(shape);
         if (folder.error.empty()) {
             seeds.Add("fuzz_dvd_decoder", "dvd" + std::to_string(shape.titleSets.size()),
-                      Vorn::Testing::JoinFileSet(folder.files));
+                      JoinFileSet(folder.files));
         }
     }
 }
@@ -287,12 +269,12 @@ void WriteDvdSeeds(SeedFolder& seeds) {
 void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
     Unit field = EncodeAdv601(Adv601Gradient(true).bgr.data());
     field.resize(1024);
-    seeds.Add("fuzz_decoder_new_wavestore", "two_cameras",
-              Vorn::Testing::JoinFileSet(
-                  {{"rec.dat", "x"},
-                   {"a/b/1.v",
-                    Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
-                   {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
+    seeds.Add(
+        "fuzz_decoder_new_wavestore", "two_cameras",
+        JoinFileSet({{"rec.dat", "x"},
+                     {"a/b/1.v",
+                      Text(WriteWavestoreFile({{1, "Front", 900, field}, {1, "Front", 960, field}}).bytes)},
+                     {"a/c/2.v", Text(WriteWavestoreFile({{2, "Back", 930, field}}, false).bytes)}}));
     auto frame = [&](int32_t second, uint8_t camera) {
         return DarlexFrame{{2021, 3, 4, 5, 6, second}, camera, field};
     };
@@ -304,29 +286,24 @@ void WriteAdv601RecorderSeeds(SeedFolder& seeds) {
     image.fileSizes = {4096};
     const DarlexWritten two = WriteDarlex(image, "rec");
     seeds.Add("fuzz_decoder_darlex_all_frames", "two_files",
-              Vorn::Testing::JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
-                                          {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
+              JoinFileSet({{two.files[0].name, Text(DarlexFileBytes(two.files[0]))},
+                           {two.files[1].name, Text(DarlexFileBytes(two.files[1]))}}));
 }
 
-// Every format's small recording, for each of its rows' targets.
+// Every format's small recording, for each of its rows' targets, and the native decoders' recordings of
+// one file or span and of two.
 void WriteRecorderSeeds(SeedFolder& seeds) {
     for (const SmallRecordingRow& row : SmallRecordingRows()) {
         const SmallRecording recording = row.make(row.decoderClass);
-        for (const std::string& target : row.fuzzTargets) {
-            if (!recording.files.empty()) {
-                seeds.Add("fuzz_decoder_" + target, "small", Vorn::Testing::JoinFileSet(recording.files));
-            }
+        if (row.fuzzTarget != nullptr && !recording.files.empty()) {
+            seeds.Add(std::string("fuzz_decoder_") + row.fuzzTarget, "small", JoinFileSet(recording.files));
         }
     }
-}
-
-// The native decoders' recordings of one file or span and of two.
-void WriteNativeSeeds(SeedFolder& seeds) {
     for (int32_t count : {1, 2}) {
         seeds.Add("fuzz_kodicom_decoder", "spans" + std::to_string(count),
-                  Vorn::Testing::JoinFileSet(SmallKodicom(count).files));
+                  JoinFileSet(SmallKodicom(count).files));
         seeds.Add("fuzz_darlex_native_decoder", "image" + std::to_string(count),
-                  Vorn::Testing::JoinFileSet(SmallDarlexImage(count).files));
+                  JoinFileSet(SmallDarlexImage(count).files));
     }
 }
 
@@ -336,16 +313,13 @@ int main(int argc, char** argv) {
     SeedFolder seeds{argc > 1 ? argv[1] : "build/seeds"};
     WriteCodecRecordingSeeds(seeds);
     WriteJpegSeeds(seeds);
-    WriteBlockJpegSeeds(seeds);
     WriteVideoSeeds(seeds);
     WriteFfmpegPluginSeeds(seeds);
     WriteAudioSeeds(seeds);
-    WriteJpeg2000Seeds(seeds);
-    WriteAdv601Seeds(seeds);
+    WritePictureSeeds(seeds);
     WriteRecorderSeeds(seeds);
     WriteAdv601RecorderSeeds(seeds);
     WriteDvdSeeds(seeds);
-    WriteNativeSeeds(seeds);
     std::printf("%d seeds written\n", seeds.written);
     return 0;
 }

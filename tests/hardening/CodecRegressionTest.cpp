@@ -37,35 +37,29 @@ void Tables(JpegHeaderWriter& writer) {
 
 } // namespace
 
-TEST(BlockJpegRegression, HeaderWithAnOversizePictureIsRefusedWithoutAllocating) {
-    Bytes header = Written([](JpegHeaderWriter& writer) {
-        writer.StartOfImage();
-        Tables(writer);
-        writer.FrameHeader(OversizeWidth, OversizeHeight, 3, 0x21);
-        writer.ScanHeader(3);
-    });
+TEST(BlockJpegRegression, OversizePicturesAreRefusedWithoutAllocating) {
     BlockJpegDecoder decoder;
-    EXPECT_FALSE(decoder.ParseHeader(header.data(), static_cast<int32_t>(header.size()), 0));
-    EXPECT_EQ(decoder.Width(), 0);
-    EXPECT_EQ(decoder.Height(), 0);
+    // One byte above the bound, and the largest 16-bit sizes as the fuzzer gave them.
+    for (const Bytes& header : {Written([](JpegHeaderWriter& writer) {
+                                    writer.StartOfImage();
+                                    Tables(writer);
+                                    writer.FrameHeader(OversizeWidth, OversizeHeight, 3, 0x21);
+                                    writer.ScanHeader(3);
+                                }),
+                                Written([](JpegHeaderWriter& writer) {
+                                    writer.StartOfImage();
+                                    writer.FrameHeader(0xFFFF, 0xFFFF, 3, 0x21);
+                                })}) {
+        EXPECT_FALSE(decoder.ParseHeader(header.data(), static_cast<int32_t>(header.size()), 0));
+        EXPECT_EQ(decoder.Width(), 0);
+    }
 
-    // The largest 16-bit sizes, as the fuzzer gave them.
-    header = Written([](JpegHeaderWriter& writer) {
-        writer.StartOfImage();
-        writer.FrameHeader(0xFFFF, 0xFFFF, 3, 0x21);
-    });
-    EXPECT_FALSE(decoder.ParseHeader(header.data(), static_cast<int32_t>(header.size()), 0));
-    EXPECT_EQ(decoder.Width(), 0);
-}
-
-TEST(BlockJpegRegression, FirstFrameWithAnOversizePictureIsRefusedWithoutAllocating) {
     // Tables without a frame header: the first frame's head sets the picture size.
-    Bytes header = Written([](JpegHeaderWriter& writer) {
+    const Bytes header = Written([](JpegHeaderWriter& writer) {
         writer.StartOfImage();
         Tables(writer);
         writer.ScanHeader(3);
     });
-    BlockJpegDecoder decoder;
     ASSERT_TRUE(decoder.ParseHeader(header.data(), static_cast<int32_t>(header.size()), 0));
     Bytes frame = Written([](JpegHeaderWriter& writer) {
         writer.FrameHeader(OversizeWidth, OversizeHeight, 3, 0x21);
@@ -80,13 +74,7 @@ TEST(BlockJpegRegression, FirstFrameWithAnOversizePictureIsRefusedWithoutAllocat
 
 TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
     for (int32_t side : {INT32_MIN, INT32_MAX, -0x10000}) {
-        BitmapInfoHeader header;
-        header.size = BitmapInfoHeaderSize;
-        header.width = side;
-        header.height = side;
-        header.planes = 1;
-        header.bitCount = 24;
-        header.compression = FourCCLE("XVID");
+        const BitmapInfoHeader header{BitmapInfoHeaderSize, side, side, 1, 24, FourCCLE("XVID")};
         uint8_t format[BitmapInfoHeaderSize];
         header.Write(format);
         uint8_t answer[BitmapInfoHeaderSize] = {};
@@ -97,13 +85,14 @@ TEST(VfwRegression, FormatOfTheLargestSidesIsRefusedWithoutOverflow) {
         decoder.Initialise(FourCCLE("lkz3"), format, sizeof format, outFormat);
         EXPECT_FALSE(decoder.IsBegun()) << side;
     }
-    // The largest picture within the bound still gets an answer.
-    BitmapInfoHeader header;
-    header.width = 4096;
-    header.height = static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096);
+    // The largest picture within the bound still gets an answer, one line more does not.
+    BitmapInfoHeader header{0, 4096, static_cast<int32_t>(Vorn::Vorncast::MaxPictureBytes / 3 / 4096)};
     uint8_t format[BitmapInfoHeaderSize];
     header.Write(format);
     uint8_t answer[BitmapInfoHeaderSize] = {};
     ASSERT_TRUE(MakeRgb24Format(format, sizeof format, answer));
     EXPECT_EQ(BitmapInfoHeader::Read(ByteView(answer, sizeof answer)).height, header.height);
+    ++header.height;
+    header.Write(format);
+    EXPECT_FALSE(MakeRgb24Format(format, sizeof format, answer));
 }

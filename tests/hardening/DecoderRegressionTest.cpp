@@ -3,6 +3,7 @@
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/iso/IsoRecordings.h"
+#include "model/files/FileTestSupport.h"
 #include "model/files/MemoryFileSource.h"
 
 #include <gtest/gtest.h>
@@ -31,12 +32,12 @@ struct FirstFrame {
     std::vector<uint8_t> picture;
 };
 
-FirstFrame LoadAndTakeFirstFrame(const char* guidText, const Bytes& file) {
+FirstFrame LoadVigilantAndTakeFirstFrame(const Bytes& file) {
     Vorn::MemoryFileSource files;
     files.AddFile(FilePath, file.data(), file.size());
-    Vorn::FileSource::SetCurrent(&files);
+    FileTesting::InstalledSource installed(&files);
     Vorn::Guid guid;
-    Vorn::ParseGuid(std::string("{") + guidText + "}", &guid);
+    Vorn::ParseGuid(std::string("{") + VigilantGuid + "}", &guid);
     uint32_t words[4];
     WordsFromGuid(guid, words);
 
@@ -63,7 +64,6 @@ FirstFrame LoadAndTakeFirstFrame(const char* guidText, const Bytes& file) {
     }
     Client::Close(client);
     Client::DestroyClient(client);
-    Vorn::FileSource::SetCurrent(nullptr);
     return first;
 }
 
@@ -73,7 +73,7 @@ TEST(IsoDecoderRegression, MovieDurationBeyondAnyTickCountGivesTheDefaultFramePe
     VideoClip clip;
     ASSERT_TRUE(MakeMpeg4Clip(SmallClipSettings(), &clip));
     Bytes file = WriteMovieFile(VigilantMovie(clip, FileTime, {}));
-    const FirstFrame intact = LoadAndTakeFirstFrame(VigilantGuid, file);
+    const FirstFrame intact = LoadVigilantAndTakeFirstFrame(file);
     ASSERT_EQ(intact.loaded, FCR_SUCCESS);
     ASSERT_EQ(intact.frames, 6);
     // 40 and 41 ms in turn, as the clip's deltas are.
@@ -86,7 +86,7 @@ TEST(IsoDecoderRegression, MovieDurationBeyondAnyTickCountGivesTheDefaultFramePe
     WriteU32At(file, header + 20, 1);
     WriteU32At(file, header + 24, 0xFFFFFFFF);
     WriteU32At(file, header + 28, 0xFFFFFFFF);
-    const FirstFrame damaged = LoadAndTakeFirstFrame(VigilantGuid, file);
+    const FirstFrame damaged = LoadVigilantAndTakeFirstFrame(file);
     ASSERT_EQ(damaged.loaded, FCR_SUCCESS);
     EXPECT_EQ(damaged.decoded, FCR_SUCCESS);
     EXPECT_EQ(damaged.period, 200000u);

@@ -24,16 +24,15 @@ using Vorn::Testing::FileSetFile;
 struct NativeCase {
     const Vorn::Testing::NativeDecoder& decoder;
     // The status besides success, failure and the stream's ends that a call may give.
-    int otherStatus;
-    Vorn::Testing::NativePlayOptions::Pictures pictures;
+    int otherStatus = VC_InvalidArgument;
+    Vorn::Testing::NativePlayOptions::Pictures pictures = Vorn::Testing::NativePlayOptions::FirstSeekAndBack;
 };
 
-// Plays one copy as a player would. Returns the calls that ended with a status that is not the library's.
-std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
-                                  const std::vector<FileSetFile>& files) {
+// Plays one copy as a player would; a call that ends with a status that is not the library's is a fault.
+void PlayCopy(int collection, const NativeCase& native, const std::vector<FileSetFile>& files,
+              const std::string& copy, std::vector<std::string>* faults) {
     const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
                                     VC_EndOfStreamAfterEnd, native.otherStatus};
-    std::vector<std::string> faults;
     Vorn::MemoryFileSource source;
     for (const FileSetFile& file : files) {
         source.AddFile(native.decoder.folder + file.name, file.bytes);
@@ -44,13 +43,12 @@ std::vector<std::string> PlayCopy(int collection, const NativeCase& native,
     Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
                               {native.pictures, 60}, [&](const char* call, int status) {
                                   if (statuses.count(status) == 0) {
-                                      faults.push_back(std::string(call) + " gave status " +
-                                                       std::to_string(status));
+                                      faults->push_back(copy + ": " + call + " gave status " +
+                                                        std::to_string(status));
                                   }
                                   return status;
                               });
     Vorn::FileSource::SetCurrent(nullptr);
-    return faults;
 }
 
 void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::SweepRecording& recording,
@@ -58,12 +56,11 @@ void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::Sweep
     ASSERT_EQ(InitVorncastDecoders(VcInitRecord{}), VC_Success);
     int collection = 0;
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), VC_Success);
-    std::vector<std::string> faults = PlayCopy(collection, native, recording.files);
+    std::vector<std::string> faults;
+    PlayCopy(collection, native, recording.files, "intact recording", &faults);
     const std::vector<Hardening::DamagedCopy> damaged = Hardening::DamagedCopies(recording, options);
     for (const Hardening::DamagedCopy& copy : damaged) {
-        for (const std::string& fault : PlayCopy(collection, native, copy.files)) {
-            faults.push_back(copy.description + ": " + fault);
-        }
+        PlayCopy(collection, native, copy.files, copy.description, &faults);
     }
     DecoderCollection_Release(collection);
     EXPECT_GT(damaged.size(), minimumCopies);
@@ -73,23 +70,13 @@ void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::Sweep
 } // namespace
 
 TEST(NativeDamageSweep, KodicomSpansEndEveryCallWithAStatus) {
-    Hardening::SweepOptions options;
-    options.cutStep = 700;
-    options.maxCutsPerFile = 12;
-    options.maxDamagePerFile = 16;
-    ExpectNativeSurvivesDamage({Vorn::Testing::NativeKodicom, VC_InvalidArgument,
-                                Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-                               SmallKodicom(2), options, 40);
+    ExpectNativeSurvivesDamage({Vorn::Testing::NativeKodicom}, SmallKodicom(2),
+                               {.cutStep = 700, .maxCutsPerFile = 12, .maxDamagePerFile = 16}, 40);
 }
 
 TEST(NativeDamageSweep, DarlexImagesEndEveryCallWithAStatus) {
-    Hardening::SweepOptions options;
-    options.cutStep = 4096;
-    options.maxCutsPerFile = 6;
-    options.maxDamagePerFile = 8;
-    ExpectNativeSurvivesDamage(
-        {Vorn::Testing::NativeDarlex, VC_InvalidArgument, Vorn::Testing::NativePlayOptions::FirstSeekAndBack},
-        SmallDarlexImage(2), options, 20);
+    ExpectNativeSurvivesDamage({Vorn::Testing::NativeDarlex}, SmallDarlexImage(2),
+                               {.cutStep = 4096, .maxCutsPerFile = 6, .maxDamagePerFile = 8}, 20);
 }
 
 // A folder of two cells in two VOB files: the NAV packs the address map names stand for the frames,
@@ -118,11 +105,7 @@ TEST(NativeDamageSweep, DvdFoldersEndEveryCallWithAStatus) {
         recording.frameStarts[at < firstVob ? 2 : 3].push_back(at < firstVob ? at : at - firstVob);
     }
     recording.damagePlaces = {{0, 0xC4}, {1, 0xCC}, {1, 0xE4}, {1, map}, {1, map + 8}};
-    Hardening::SweepOptions options;
-    options.cutStep = 8192;
-    options.maxCutsPerFile = 10;
-    options.maxDamagePerFile = 12;
     ExpectNativeSurvivesDamage(
         {Vorn::Testing::NativeDvd, VC_CatastrophicFailure, Vorn::Testing::NativePlayOptions::Every},
-        recording, options, 40);
+        recording, {.cutStep = 8192, .maxCutsPerFile = 10, .maxDamagePerFile = 12}, 40);
 }

@@ -1,12 +1,15 @@
 #pragma once
 
-// The shared body of the video adapter fuzzers: the units are decoded in turn into an output of
-// exactly the size the adapter asks for, so that a write past the picture shows at once.
+// The shared bodies of the adapter fuzzers: the units are decoded in turn into an output of exactly
+// the size the adapter asks for or states, so that a write past it shows at once.
 //
-// Options: bit 0 line doubling; bit 1 the first unit is the configuration; bits 2-3 the picture
+// Video options: bit 0 line doubling; bit 1 the first unit is the configuration; bits 2-3 the picture
 // size; bit 4 a Reset after each unit; bit 5 an output one byte short; bit 6 the buffer form of
 // Decode.
+// Audio options: bit 0 the first unit is the configuration; bits 1-2 the output size; bit 3 a second
+// Initialise halfway through; bit 4 a Close halfway through.
 #include "FuzzUnits.h"
+#include "codecs/audio/IppAudioDecoder.h"
 #include "codecs/video/IppDecoder.h"
 
 #include <algorithm>
@@ -39,8 +42,7 @@ inline std::vector<uint8_t> OutputFor(const Vorn::Vorncast::Decoders::IppDecoder
 // so the caller halves the room it states.
 inline int32_t StatedSize(const Vorn::Vorncast::Decoders::IppDecoder& adapter,
                           const std::vector<uint8_t>& output) {
-    size_t size = adapter.GetLineDoubling() ? output.size() / 2 : output.size();
-    return static_cast<int32_t>(size);
+    return static_cast<int32_t>(adapter.GetLineDoubling() ? output.size() / 2 : output.size());
 }
 
 template <class Adapter> void DecodeUnits(Adapter& adapter, const UnitInput& input, size_t first) {
@@ -113,6 +115,29 @@ template <class Adapter> void FuzzDvAdapter(Adapter& adapter, const UnitInput& i
         if (input.Option(4)) {
             adapter.Reset();
         }
+    }
+}
+
+// From room for several frames down to less than one frame of any codec.
+constexpr int32_t FuzzAudioOutputSizes[4] = {0x10000, 4608, 320, 7};
+
+template <class Adapter> void FuzzAudioAdapter(Adapter& adapter, const UnitInput& input) {
+    const bool withConfig = input.Option(0) && input.units.size() > 1;
+    const Unit& config = input.units.front();
+    adapter.Initialise(withConfig ? config.data() : nullptr, withConfig ? SizeOf(config) : 0);
+    const size_t first = withConfig ? 1 : 0;
+    const size_t middle = first + (input.units.size() - first) / 2;
+    for (size_t index = first; index < input.units.size(); ++index) {
+        if (index == middle && input.Option(3)) {
+            adapter.Initialise(withConfig ? config.data() : nullptr, withConfig ? SizeOf(config) : 0);
+        }
+        if (index == middle && input.Option(4)) {
+            adapter.Close();
+        }
+        const Unit& unit = input.units[index];
+        std::vector<uint8_t> output(static_cast<size_t>(FuzzAudioOutputSizes[input.Choice(1)]));
+        adapter.Decode(unit.data(), SizeOf(unit), output.data(), static_cast<int32_t>(output.size()));
+        adapter.GetDecodedBytes();
     }
 }
 
