@@ -130,21 +130,8 @@ Recording WriteKodicom(const fs::path& folder) {
     return {path, {"Camera 1", "Camera 2"}, {5, 5}, 1, Times("2022/09/28 22:13:20", 2000000, 5)};
 }
 
-// Three frames of camera 4, two in one second, which the stream spreads over that second.
-Recording WriteDarlexTracked(const fs::path& folder) {
-    DarlexImage image;
-    image.tracks.resize(1);
-    const std::vector<uint8_t> field = EncodeAdv601(Adv601Gradient(true).bgr.data());
-    for (int32_t second : {1, 1, 2}) {
-        image.tracks[0].frames.push_back({{2021, 11, 25, 5, 0, second}, 4, field});
-    }
-    fs::create_directories(folder);
-    WriteDarlexFiles(WriteDarlex(image, "REC"), folder.string());
-    return {(folder / "REC.VID").string(), {"Camera 4"}, {3}, 0, Times("2021/11/25 05:00:01", 5000000, 3)};
-}
-
 // Cameras named in the track directory.
-Recording WriteDarlexNamed(const fs::path& folder) {
+Recording WriteDarlex(const fs::path& folder) {
     Adv601EncoderOptions coarse;
     coarse.detailScale = 4096;
     const std::vector<uint8_t> field = EncodeAdv601(Adv601Flat(true, 40, 80, 120).bgr.data(), coarse);
@@ -166,9 +153,9 @@ const FormatCase FormatCases[] = {
     {"Uvms", WriteUvms, "UVMS PI Vision Ltd", {}},
     {"GeoVisionAvi", WriteGeoVision, "GeoVision", {}},
     {"Kodicom", WriteKodicom, "Kodicom", {}},
-    {"DarlexByIndex", WriteDarlexTracked, "Tecton Darlex (Tracked Frames Only)", {"--decoder", "72"}},
+    {"DarlexByIndex", WriteDarlex, "Tecton Darlex (Tracked Frames Only)", {"--decoder", "72"}},
     {"DarlexByGuid",
-     WriteDarlexNamed,
+     WriteDarlex,
      "__LEGACY__ Tecton Darlex (Tracked frames only)",
      {"--decoder", "{B672C4BD-2E7F-4b58-A943-929EAA3AA28E}"}},
 };
