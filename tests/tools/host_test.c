@@ -46,8 +46,6 @@ static const char* LastError(void) {
     return text;
 }
 
-/* ---- the pictures and their recordings ---- */
-
 static unsigned char pictures[FrameCount][Width * Height * 3];
 
 /* Blue, green and red ramps that shift with the frame, so that channel order, line order and frame
@@ -103,8 +101,6 @@ static void WriteRecordings(const char* filePath, const char* folder) {
     WriteFile(filePath, joined, total);
 }
 
-/* ---- the host ---- */
-
 static int autodetectCalls = 0;
 static int autodetectLastIndex = -1;
 static int autodetectCount = 0;
@@ -128,6 +124,7 @@ static int OnAutodetect(VcPublicDecoderInfo info, int index, int count) {
 static void OnProgress(double fraction) {
     lastProgress = fraction;
 }
+
 static int NeverAbort(void) {
     return 0;
 }
