@@ -47,7 +47,8 @@ std::vector<std::string> Lines(const std::string& text);
 constexpr const char* GenericJpeg = "Generic JPEG";
 constexpr const char* FolderOfJpegs = "Generic Folder of Jpegs";
 
-// A fresh folder per test with a recording in its own subfolder "recording".
+// A fresh folder per test with a recording in its own subfolder "recording", the current directory
+// while the test runs.
 class ToolTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -58,6 +59,7 @@ protected:
     std::filesystem::path Work(const std::string& name) const { return folder / name; }
 
     std::filesystem::path folder;
+    std::filesystem::path home;
     std::vector<BgrPicture> pictures; // as encoded, in frame order
 };
 
