@@ -40,13 +40,11 @@ double Seconds(const json& value) {
     return value.is_string() ? std::stod(value.get<std::string>()) : 0.0;
 }
 
-// The first picture ffmpeg decodes from a video file, blue first.
 VorncastTool::Picture FirstPicture(const fs::path& path, int32_t width, int32_t height) {
     const std::vector<IsoTest::Bytes> frames = IsoTest::FfmpegVideoFrames(path.string(), width, height);
     return frames.empty() ? VorncastTool::Picture{} : VorncastTool::Picture{width, height, 3, frames[0]};
 }
 
-// Mean absolute difference of the two pictures over the rows from `top` to `bottom`.
 double RegionDifference(const VorncastTool::Picture& a, const VorncastTool::Picture& b, int32_t top,
                         int32_t bottom) {
     double sum = 0;

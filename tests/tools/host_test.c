@@ -171,7 +171,6 @@ static void ExpectFrame(int stream, int status, VcSample* sample, int frame) {
     CHECK_STATUS(Stream_ReleaseSample(stream, *sample), VC_Success);
 }
 
-/* Steps forward through every frame, then past the end, back through every frame and past the start. */
 static void WalkBothWays(int stream) {
     VcSample sample = {0};
     for (int frame = 0; frame < FrameCount; ++frame) {

@@ -1,7 +1,5 @@
-// Darlex disk images written at test time, read through the exported functions by the digital
-// decoder (each track's frames with their times, cameras and pictures) and by the native one (its
-// searches by time over the sector grid, the local index of one second, steps across seconds and
-// files both ways, and images of several GB whose frames lie far apart).
+// Darlex disk images read by the digital decoder (each track's frames with their times, cameras and
+// pictures) and by the native one (searches by time, steps across seconds and files both ways).
 #include "core/time/Ticks.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"

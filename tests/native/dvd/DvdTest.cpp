@@ -33,7 +33,6 @@ protected:
         }
     }
 
-    // Authors the folder of `shape` and serves it; false when it could not be made.
     bool Serve(const Vorn::Testing::DvdShape& shape, bool lowerCase = false) {
         folder = &Vorn::Testing::AuthorDvd(shape);
         EXPECT_EQ(folder->error, "");
