@@ -67,9 +67,8 @@ struct ShapeCase {
 };
 
 const ShapeCase Shapes[] = {
-    {"SeveralCells", {false, {{0.6, 0.7, 0.6}}, 1}, false},
     {"TwoTitleSets", {false, {{0.6}, {0.5, 0.5}}, 1}, false},
-    {"SeveralVobFiles", {false, {{0.8, 0.8}}, 3}, false},
+    {"SeveralCellsAndVobFiles", {false, {{0.6, 0.7, 0.6}}, 3}, false},
     {"NtscLowerCaseNames", {true, {{0.6, 0.6}}, 2}, true},
 };
 
