@@ -21,8 +21,6 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 
 namespace {
 
-// Runs `command` with its output captured; with `interruptAfter`, sends it SIGINT that long after
-// the start, as Ctrl-C on a terminal would.
 ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
               std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt) {
     const fs::path capture = fs::temp_directory_path() / ("vorncast-capture-" + std::to_string(getpid()));
@@ -135,9 +133,12 @@ void ToolTest::SetUp() {
     folder = fs::temp_directory_path() / ("vorncast-tool-" + std::to_string(getpid()) + "-" + name);
     fs::remove_all(folder);
     fs::create_directories(folder / "recording");
+    home = fs::current_path();
+    fs::current_path(folder / "recording");
 }
 
 void ToolTest::TearDown() {
+    fs::current_path(home);
     fs::remove_all(folder);
 }
 

@@ -32,7 +32,6 @@ ToolRun RunTool(const std::vector<std::string>& arguments,
                 std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt);
 // Runs the tool, expecting success, and parses what it printed; null after a failure.
 nlohmann::json RunToolJson(const std::vector<std::string>& arguments);
-// Runs a program found on the path and gives its standard output.
 std::string RunProgram(const std::vector<std::string>& arguments);
 std::string ReadText(const std::filesystem::path& path);
 nlohmann::json ReadJson(const std::filesystem::path& path);
@@ -40,14 +39,14 @@ nlohmann::json ReadJson(const std::filesystem::path& path);
 std::string SystemSha256(const std::filesystem::path& path);
 // A PNG file decoded to blue-first bytes (grey pictures widened).
 VorncastTool::Picture ReadPng(const std::filesystem::path& path);
-// Mean absolute difference over all bytes of two pictures of one size, blue first.
 double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::Picture& actual);
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";
 constexpr const char* FolderOfJpegs = "Generic Folder of Jpegs";
 
-// A fresh folder per test with a recording in its own subfolder "recording".
+// A fresh folder per test with a recording in its own subfolder "recording", the current directory
+// while the test runs.
 class ToolTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -58,6 +57,7 @@ protected:
     std::filesystem::path Work(const std::string& name) const { return folder / name; }
 
     std::filesystem::path folder;
+    std::filesystem::path home;
     std::vector<BgrPicture> pictures; // as encoded, in frame order
 };
 

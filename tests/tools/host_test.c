@@ -46,8 +46,6 @@ static const char* LastError(void) {
     return text;
 }
 
-/* ---- the pictures and their recordings ---- */
-
 static unsigned char pictures[FrameCount][Width * Height * 3];
 
 /* Blue, green and red ramps that shift with the frame, so that channel order, line order and frame
@@ -103,8 +101,6 @@ static void WriteRecordings(const char* filePath, const char* folder) {
     WriteFile(filePath, joined, total);
 }
 
-/* ---- the host ---- */
-
 static int autodetectCalls = 0;
 static int autodetectLastIndex = -1;
 static int autodetectCount = 0;
@@ -128,6 +124,7 @@ static int OnAutodetect(VcPublicDecoderInfo info, int index, int count) {
 static void OnProgress(double fraction) {
     lastProgress = fraction;
 }
+
 static int NeverAbort(void) {
     return 0;
 }
@@ -174,7 +171,6 @@ static void ExpectFrame(int stream, int status, VcSample* sample, int frame) {
     CHECK_STATUS(Stream_ReleaseSample(stream, *sample), VC_Success);
 }
 
-/* Steps forward through every frame, then past the end, back through every frame and past the start. */
 static void WalkBothWays(int stream) {
     VcSample sample = {0};
     for (int frame = 0; frame < FrameCount; ++frame) {

@@ -1,7 +1,5 @@
-// Darlex disk images written at test time, read through the exported functions by the digital
-// decoder (each track's frames with their times, cameras and pictures) and by the native one (its
-// searches by time over the sector grid, the local index of one second, steps across seconds and
-// files both ways, and images of several GB whose frames lie far apart).
+// Darlex disk images read by the digital decoder (each track's frames with their times, cameras and
+// pictures) and by the native one (searches by time, steps across seconds and files both ways).
 #include "core/time/Ticks.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
@@ -38,7 +36,13 @@ DarlexFrame Frame(int32_t second, uint8_t camera) {
     return {{2021, 11, 25, 4, 59, second}, camera, Field(static_cast<size_t>(second) % 3)};
 }
 
-class DarlexImageTest : public RecordingTest {
+// A frame as the native stream should give it: its time within its second, and its picture.
+struct Expected {
+    int64_t time;
+    size_t picture;
+};
+
+class DarlexTest : public RecordingTest {
 protected:
     void Serve(const DarlexImage& image, const std::string& folder = "/disk",
                const std::string& base = "REC") {
@@ -46,10 +50,6 @@ protected:
             AddFile(folder + "/" + file.name, DarlexFileBytes(file));
         }
     }
-};
-
-class DarlexTest : public DarlexImageTest {
-protected:
     // Each track's streams, one a camera in rising order, hold its frames with their times and
     // pictures; with `seek`, a seek to each frame's stream time lands on it.
     void ExpectTracks(const std::vector<std::vector<DarlexFrame>>& tracks, bool seek = false) {
@@ -86,8 +86,44 @@ protected:
         }
         EXPECT_EQ(stream, streams.size());
     }
+
+    // The native decoder's frames of `camera` in second `second` after 2021-11-25 04:59:00, `count`
+    // of them, spread over that second.
+    void AddSecond(std::vector<DarlexFrame>& frames, int32_t second, uint8_t camera, int32_t count,
+                   uint64_t gap = 0) {
+        const int64_t start =
+            Vorn::Vorncast::Decoders::TicksFromSystemTime(2021, 11, 25, 4, 59 + second / 60, second % 60, 0);
+        for (int32_t k = 0; k < count; ++k) {
+            const size_t picture = static_cast<size_t>(second + k) % Pictures().size();
+            frames.push_back({{2021, 11, 25, 4, 59 + second / 60, second % 60}, camera, Field(picture), gap});
+            expected[camera].push_back({start + k * (Second / count), picture});
+        }
+    }
+    // Loads with the native decoder, the GUID's variant 1; its streams are the first track's.
+    int LoadImage(const std::string& path) {
+        VcGuid guid{};
+        Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
+        int resources = 0;
+        Decoder_Release(decoder);
+        EXPECT_EQ(Decoder_Create(collection, guid, 1, -1, &decoder), 0);
+        const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
+                                        nullptr, NeverAbort, &resources);
+        return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
+    }
+    static void ExpectFrame(const Delivered& delivered, const Expected& frame, const std::string& where,
+                            bool picture = false) {
+        ASSERT_EQ(delivered.status, 0) << where << ": " << LastError();
+        EXPECT_EQ(delivered.time.recordedTime, frame.time) << where;
+        EXPECT_EQ(delivered.time.streamTime, frame.time) << where;
+        if (!delivered.data.empty() || picture) {
+            EXPECT_GT(Adv601Psnr(Pictures()[frame.picture].bgr, delivered.data), 30.0) << where;
+        }
+    }
+
+    std::map<uint8_t, std::vector<Expected>> expected;
 };
 
+class DarlexNativeTest : public DarlexTest {};
 class DarlexVariantTest : public DarlexTest, public testing::WithParamInterface<int> {};
 
 // Three files: a frame runs over from the first into the second, the directories stand in the
@@ -155,54 +191,6 @@ TEST_F(DarlexTest, ASparseImageOfSeveralGigabytes) {
     std::filesystem::remove_all(folder);
 }
 
-// A frame as the stream should give it: its time within its second, and its picture.
-struct Expected {
-    int64_t time;
-    size_t picture;
-};
-
-class DarlexNativeTest : public DarlexImageTest {
-protected:
-    // Frames of `camera` in second `second` after 2021-11-25 04:59:00, `count` of them.
-    void AddSecond(std::vector<DarlexFrame>& frames, int32_t second, uint8_t camera, int32_t count,
-                   uint64_t gap = 0) {
-        const int64_t start =
-            Vorn::Vorncast::Decoders::TicksFromSystemTime(2021, 11, 25, 4, 59 + second / 60, second % 60, 0);
-        for (int32_t k = 0; k < count; ++k) {
-            const size_t picture = static_cast<size_t>(second + k) % Pictures().size();
-            frames.push_back({{2021, 11, 25, 4, 59 + second / 60, second % 60}, camera, Field(picture), gap});
-            expected[camera].push_back({start + k * (Second / count), picture});
-        }
-    }
-    // Loads with the native decoder, the GUID's variant 1.
-    int LoadImage(const std::string& path) {
-        VcGuid guid{};
-        Vorn::ParseGuid("{b672c4bd-2e7f-4b58-a943-929eaa3aa28e}", &guid);
-        int resources = 0;
-        Decoder_Release(decoder);
-        EXPECT_EQ(Decoder_Create(collection, guid, 1, -1, &decoder), 0);
-        const int status = Decoder_Load(decoder, static_cast<int>(path.size()), path.c_str(), nullptr,
-                                        nullptr, NeverAbort, &resources);
-        return status != 0 ? status : Decoder_GetTrack(decoder, 0, &track);
-    }
-    int StreamOf(int number) {
-        int stream = 0;
-        EXPECT_EQ(Track_GetStream(track, number, &stream), 0);
-        return stream;
-    }
-    static void ExpectFrame(const Delivered& delivered, const Expected& frame, const std::string& where,
-                            bool picture = false) {
-        ASSERT_EQ(delivered.status, 0) << where << ": " << LastError();
-        EXPECT_EQ(delivered.time.recordedTime, frame.time) << where;
-        EXPECT_EQ(delivered.time.streamTime, frame.time) << where;
-        if (!delivered.data.empty() || picture) {
-            EXPECT_GT(Adv601Psnr(Pictures()[frame.picture].bgr, delivered.data), 30.0) << where;
-        }
-    }
-
-    std::map<uint8_t, std::vector<Expected>> expected;
-};
-
 // Cameras 1 and 2 interleaved, a varying number of frames a second (ten in one of them), the image
 // split over three files with frames running from one into the next. Both cameras step through every
 // frame both ways. A time inside a frame's share of its second gives that frame (0.55 s into a second
@@ -222,7 +210,7 @@ TEST_F(DarlexNativeTest, InterleavedCamerasStepThroughAndSeekToEveryFrame) {
     ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
     ASSERT_EQ(StreamCount(), 2);
     for (uint8_t camera = 1; camera <= 2; ++camera) {
-        const int stream = StreamOf(camera - 1);
+        const int stream = VideoStreams().at(camera - 1u);
         const std::vector<Expected>& frames = expected[camera];
         for (size_t index = 0; index < frames.size(); ++index) {
             ExpectFrame(Next(stream, index % 5 == 0), frames[index], "forward " + std::to_string(index));
@@ -235,7 +223,7 @@ TEST_F(DarlexNativeTest, InterleavedCamerasStepThroughAndSeekToEveryFrame) {
         EXPECT_EQ(Previous(stream, false).status, VC_EndOfStreamBeforeStart);
         ExpectFrame(Next(stream, false), frames.front(), "first again");
     }
-    const int stream = StreamOf(0);
+    const int stream = VideoStreams().at(0);
     const std::vector<Expected>& frames = expected[1];
     for (size_t index = frames.size(); index-- > 0;) {
         const int64_t share =
@@ -270,7 +258,7 @@ TEST_F(DarlexNativeTest, HeadersThatLie) {
     image.untracked = {{{2021, 11, 25, 5, 30, 0}, 1, Field(0), 0, 30000}};
     Serve(image);
     ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
-    const int stream = StreamOf(0);
+    const int stream = VideoStreams().at(0);
     const std::vector<Expected>& frames = expected[1];
     for (size_t index = 0; index < frames.size(); ++index) {
         ExpectFrame(Next(stream, false), frames[index], "forward " + std::to_string(index));
@@ -287,7 +275,7 @@ TEST_F(DarlexNativeTest, HeadersThatLie) {
         {{{{2021, 11, 25, 5, 0, 0}, 1, Field(1)}, {{2021, 11, 25, 5, 0, 1}, 1, Field(2), 0, 30000}}}};
     Serve(past);
     ASSERT_EQ(LoadImage("/disk/REC.VID"), 0) << LastError();
-    const int last = StreamOf(0);
+    const int last = VideoStreams().at(0);
     EXPECT_EQ(Next(last, false).status, 0);
     EXPECT_EQ(Next(last).status, VC_GeneralFailure);
     EXPECT_EQ(LastError().rfind("DarlexStream: Read got wrong number of bytes", 0), 0u) << LastError();
@@ -311,7 +299,7 @@ TEST_F(DarlexNativeTest, SeeksInASparseImageOfSeveralGigabytes) {
     ASSERT_TRUE(WriteDarlexFiles(written, folder));
     Vorn::FileSource::SetCurrent(nullptr);
     ASSERT_EQ(LoadImage(folder + "/BIG.VID"), 0) << LastError();
-    const int stream = StreamOf(0);
+    const int stream = VideoStreams().at(0);
     const std::vector<Expected>& frames = expected[3];
     for (size_t index : {size_t{190}, size_t{0}, size_t{97}, size_t{5}, size_t{143}, size_t{191}}) {
         ExpectFrame(GoTo(stream, frames[index].time, index == 97), frames[index],
