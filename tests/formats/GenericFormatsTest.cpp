@@ -1,7 +1,4 @@
-// The three generic image formats through the client functions over file sets held in memory: a
-// shared walk of every frame's picture, time and camera; loads that must fail name their cause in
-// the log, end with the decoder idle and leave no file open; a damaged frame fails alone; and each
-// format's own quirks of scanning.
+// The three generic image formats through the client functions over file sets held in memory.
 #include "codecs/adv601/ADV601Decoder.h"
 #include "codecs/jpeg/JpegOutput.h"
 #include "core/client/DecoderTable.h"
@@ -11,9 +8,7 @@
 #include "fixtures/formats/GenericRecordings.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "formats/DecodeGenericADV601.h"
-#include "model/files/MemoryFileSource.h"
-
-#include <gtest/gtest.h>
+#include "formats/RecordingFixture.h"
 
 #include <algorithm>
 #include <functional>
@@ -21,27 +16,25 @@
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
+using FormatTests::Bytes;
+using FormatTests::LoggedTexts;
 namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 constexpr const char* GenericJpegGuid = "8923E98A-F163-4ae9-815A-FFB2D3FFF934";
 constexpr const char* FolderOfJpegsGuid = "4568BFE6-5117-490c-961C-2A7A91579834";
 constexpr const char* GenericAdv601Guid = "E2FA1771-9E5B-4349-94E2-018A2939E6EA";
 constexpr int64_t FortyMilliseconds = 400000;
 
-std::vector<std::string> loggedLines;
 std::vector<double> reportedProgress;
 
-void GuidWords(const char* guid, uint32_t words[4]) {
-    Vorn::Guid parsed;
-    ASSERT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-    WordsFromGuid(parsed, words);
+Vorn::Guid GuidOf(const char* text) {
+    Vorn::Guid guid;
+    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + text + "}", &guid));
+    return guid;
 }
 
-// One decoded frame as GetFrame delivered it.
 struct Frame {
     FileClientResult result = FCR_FAILURE;
     FrameTimes times = {};
@@ -63,15 +56,12 @@ struct Recording {
     std::vector<ExpectedFrame> frames;
 };
 
-// Drives one decoder of the table through the client functions, with the client's log and
-// progress collected.
-class GenericFormatTest : public ::testing::Test {
+// The client's progress collected; its log reaches the library's.
+class GenericFormatTest : public FormatTests::RecordingTest {
 protected:
     void SetUp() override {
-        loggedLines.clear();
+        RecordingTest::SetUp();
         reportedProgress.clear();
-        Vorn::FileSource::SetCurrent(&files);
-        Capi::SetLogCallback([](int32_t, const char* text) { loggedLines.push_back(text); });
         Capi::SetProgressCallback([](double fraction) { reportedProgress.push_back(fraction); });
         Capi::CreateClient(&client);
     }
@@ -79,14 +69,13 @@ protected:
     void TearDown() override {
         Capi::Close(client);
         Capi::DestroyClient(client);
-        Capi::SetLogCallback(Capi::LibraryLogForwarder);
         Capi::SetProgressCallback(nullptr);
-        Vorn::FileSource::SetCurrent(nullptr);
+        RecordingTest::TearDown();
     }
 
     FileClientResult Load(const char* guid, const std::string& path) {
         uint32_t words[4];
-        GuidWords(guid, words);
+        WordsFromGuid(GuidOf(guid), words);
         return Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], -1, path.c_str(), &image,
                                      &audio, &span, &totalFrames, &totalAudioFrames, &duration, &hasAudio);
     }
@@ -100,8 +89,7 @@ protected:
 
     Frame GetFrame(int32_t index) {
         Frame frame;
-        const int64_t size = static_cast<int64_t>(image.width) * image.height * image.planes;
-        frame.picture.assign(size > 0 ? static_cast<size_t>(size) : 0, 0);
+        frame.picture.assign(static_cast<size_t>(std::max(0, image.width * image.height * image.planes)), 0);
         int64_t frameDuration = 0;
         int32_t frames = 0;
         uint64_t period = 0;
@@ -132,23 +120,14 @@ protected:
         return frame;
     }
 
-    void AddFile(const std::string& path, const Bytes& bytes) {
-        files.AddFile(path, bytes.data(), bytes.size());
-    }
-
-    static bool WasLogged(const std::string& text) {
-        return std::find(loggedLines.begin(), loggedLines.end(), text) != loggedLines.end();
-    }
-
     // No file stayed open behind the decoder's back: the client swept none.
     void ExpectNothingLeftOpen() {
         EXPECT_EQ(client->OpenFileCount(), 0);
-        EXPECT_TRUE(std::none_of(loggedLines.begin(), loggedLines.end(), [](const std::string& line) {
+        EXPECT_TRUE(std::none_of(LoggedTexts().begin(), LoggedTexts().end(), [](const std::string& line) {
             return line.find("Dangling file handle") != std::string::npos;
         }));
     }
 
-    Vorn::MemoryFileSource files;
     Capi::ClientHandle client = nullptr;
     ImageInfo image = {};
     AudioInfo audio = {};
@@ -163,10 +142,7 @@ protected:
 // earlier case left the shared one in has no say.
 class FreshRow {
 public:
-    explicit FreshRow(const char* guid) {
-        Vorn::Guid parsed;
-        EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-        row = DecoderTable::IndexOf(parsed);
+    explicit FreshRow(const char* guid) : row(DecoderTable::IndexOf(GuidOf(guid))) {
         decoder.reset(DecoderTable::RowAt(row)->create(*DecoderTable::RowAt(row)));
         previous = DecoderTable::Swap(row, decoder.get());
     }
@@ -175,12 +151,11 @@ public:
     FreshRow& operator=(const FreshRow&) = delete;
 
 private:
-    int32_t row = 0;
+    int32_t row;
     std::unique_ptr<BaseDecoder> decoder;
     BaseDecoder* previous = nullptr;
 };
 
-// A case of a table over the formats, run on a fresh decoder of its format and named for the table.
 template <class Case>
 class GenericCase : public GenericFormatTest, public ::testing::WithParamInterface<Case> {
 protected:
@@ -196,7 +171,6 @@ Bytes Filler(size_t count, Bytes start = {}) {
     return start;
 }
 
-// What the codec makes of the field on its own.
 Bytes DecodeAdv601Directly(Bytes field) {
     Bytes picture(ADV601Decoder::OutputSize(true));
     ADV601Decoder decoder;
@@ -205,7 +179,7 @@ Bytes DecodeAdv601Directly(Bytes field) {
     return picture;
 }
 
-// The test pictures, each a field of its own; encoded once for every case.
+// Encoded once for every case.
 const std::vector<Bytes>& Adv601Fields() {
     static const std::vector<Bytes> fields = [] {
         std::vector<Bytes> encoded;
@@ -375,7 +349,6 @@ Bytes Adv601StreamOf(size_t count, size_t fill = 0) {
     return stream;
 }
 
-// One failure a line.
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Formats, GenericLoadFailure,
@@ -609,17 +582,13 @@ TEST_F(FolderOfJpegsTest, FolderPathsMayUseEitherSeparatorOrBeTheRoot) {
 
 TEST_F(FolderOfJpegsTest, QueryGoesByTheJpgExtension) {
     uint32_t words[4];
-    GuidWords(FolderOfJpegsGuid, words);
+    WordsFromGuid(GuidOf(FolderOfJpegsGuid), words);
     for (const auto& [path, expected] : {std::pair{"/cam/a.JPG", 50}, std::pair{"/cam/a.png", 0}}) {
-        ImageInfo queried = {};
-        AudioInfo queriedAudio = {};
-        TrackTimes queriedSpan = {};
-        int32_t frames = 0, audioFrames = 0, reserved = 0, confidence = -1;
-        int64_t length = 0;
-        bool video = false, sound = false;
-        Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], 0, path, &queried,
-                              &queriedAudio, &queriedSpan, &frames, &audioFrames, &length, &video, &sound,
-                              &reserved, &confidence);
+        int32_t reserved = 0, confidence = -1;
+        bool video = false;
+        Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], 0, path, &image, &audio, &span,
+                              &totalFrames, &totalAudioFrames, &duration, &video, &hasAudio, &reserved,
+                              &confidence);
         EXPECT_EQ(confidence, expected) << path;
     }
 }

@@ -85,22 +85,20 @@ TEST(AVIParser, AStreamCountThatLiesEndsTheWalkEarlyOrLeavesStreamsOut) {
     EXPECT_EQ(fewer.parser.GetStream(0)->frames.Count(), 7);
 }
 
-// A foreign entry ends the legacy index and keeps what came before; "rec " entries are passed
-// over; an entry of length 0 is no frame.
+// A foreign entry ends the legacy index and keeps what came before; "rec " entries are passed over.
 TEST(AVIParser, TheLegacyIndexEndsAtAForeignEntry) {
     AviFile file = WriteAvi(VideoAndAudio());
     const size_t entries = file.indexPosition + 8;
     auto entryCode = [&](size_t entry) { return file.bytes.data() + entries + entry * 16; };
     std::copy_n("rec ", 4, entryCode(0));
-    std::fill_n(entryCode(2) + 12, 4, 0);
     std::copy_n("ix00", 4, entryCode(6));
     Walk walk(file.bytes);
     AVIParser& parser = walk.parser;
     ASSERT_TRUE(parser.Finished());
-    // Entries in file order: v0 a0 v1 a1 v2 a2 v3 ...; v0 and v1 go, v3 ends the index.
+    // Entries in file order: v0 a0 v1 a1 v2 a2 v3 ...; v0 goes, v3 ends the index.
     const StreamInfo* video = parser.GetStream(0);
-    ASSERT_EQ(video->frames.Count(), 1);
-    EXPECT_EQ(const_cast<StreamInfo*>(video)->frames.GetAt(0).offset, file.chunks[4].offset);
+    ASSERT_EQ(video->frames.Count(), 2);
+    EXPECT_EQ(const_cast<StreamInfo*>(video)->frames.GetAt(0).offset, file.chunks[2].offset);
     EXPECT_EQ(parser.GetStream(1)->frames.Count(), 3);
 }
 

