@@ -97,7 +97,6 @@ TEST_F(AviFileSetTest, EachCameraWalksItsFilesBothWaysAtTheTimesOfTheirNames) {
     }
 }
 
-// A step on reads one frame; a jump reads from the key frame before it (every sixth) to it.
 TEST_F(AviFileSetTest, AJumpReadsFromTheLastKeyFrameAndAStepReadsOneFrame) {
     ASSERT_EQ(Load(AVerMediaGuid, AddRecording("/jump", 7, 1)), 0) << LastError();
     const int stream = VideoStream();
@@ -153,8 +152,6 @@ TEST_F(AviFileSetTest, DamagedSetsFailWithTheirTexts) {
     EXPECT_EQ(walked[3].time.recordedTime, 0);
 }
 
-// A chunk the index puts past the end of the file is shown black at its own time; the frames
-// around it decode.
 TEST_F(AviFileSetTest, AFrameTheIndexPutsPastTheEndIsBlackAtItsTime) {
     AviFile file = WriteAvi(streams, layout);
     const size_t entry = file.indexPosition + 8 + 11 * 16;

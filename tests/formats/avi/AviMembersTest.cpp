@@ -131,7 +131,6 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsTextAndFailsOnTextsTha
                               "DecodeGeoVision: Decode Failure (StreamInfo* is null)\n"));
 }
 
-// Both text forms, the plain date and the one with the camera's name, frame by frame.
 TEST_F(AviMembersTest, OmniVisionReadsBothFormsOfItsTexts) {
     std::vector<Bytes> texts;
     for (int frame = 0; frame < 12; ++frame) {

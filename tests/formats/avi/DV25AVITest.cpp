@@ -61,7 +61,6 @@ TEST_F(DV25AVITest, FramesTakeTheirTimeCodeAndDecodeAsFfmpegDoes) {
     }
 }
 
-// A raw file shorter than one frame, and a frame whose date is out of range.
 TEST_F(DV25AVITest, ARawFileWithoutWholeFramesFailsAndABadDateLeavesTheFrameUndated) {
     AddFile("/short/a.dv", Bytes(DvFrameBytes - 1, 0));
     EXPECT_NE(Load(DvFileGuid, "/short/a.dv"), 0);
@@ -77,7 +76,6 @@ TEST_F(DV25AVITest, ARawFileWithoutWholeFramesFailsAndABadDateLeavesTheFrameUnda
     EXPECT_EQ(walked[1].time.recordedTime, 0);
 }
 
-// ffmpeg's own DV AVI has no recording date: the frames play in order without a recorder time.
 TEST_F(DV25AVITest, AnFfmpegDvAviWithoutTimeCodePlaysByItsRate) {
     AddFile("/dv/plain.avi", Record("plain.avi", DvWidth, DvHeight, 0.4, "-c:v dvvideo -pix_fmt yuv420p"));
     ASSERT_EQ(Load(DV25Guid, "/dv/plain.avi"), 0) << LastError();

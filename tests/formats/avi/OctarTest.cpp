@@ -99,7 +99,6 @@ TEST_F(OctarTest, TheTreeOfAFolderGivesEachCameraItsFramesAndTimes) {
     }
 }
 
-// A path without its date folders fails the load with the listing's text.
 TEST_F(OctarTest, AFileOutsideTheDateTreeFailsTheLoad) {
     AddFile("/flat/18367_C03.avi", WriteAvi({Video(false, 0)}).bytes);
     EXPECT_NE(Load(OctarGuid, "/flat/18367_C03.avi"), 0);
@@ -107,7 +106,6 @@ TEST_F(OctarTest, AFileOutsideTheDateTreeFailsTheLoad) {
         WasLogged("BaseAVIDecoder: Decode Failure (FileListComplete called with filePathError == true)\n"));
 }
 
-// Visimetrics files of the same tree hold JPEG 2000 pictures.
 TEST_F(OctarTest, VisimetricsPicturesAreJpeg2000) {
     const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
     AviStreamSpec video;

@@ -102,7 +102,6 @@ TEST_F(FfmpegPluginTest, MatroskaWithHevc) {
     ExpectSeeksLandOnFrames(ExpectPicturesOfFfmpeg(path));
 }
 
-// MP4 and MOV keep the creation time: the recorder's time is it plus the frame's stamp.
 TEST_F(FfmpegPluginTest, CreationTimeGivesTheRecordersClockAndAudioPlays) {
     const std::string path = Recorded("clip.mp4", 25,
                                       "-f lavfi -i sine=frequency=440:duration=1 "
@@ -174,8 +173,6 @@ TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
     ExpectPicture(played[10], reference[10], 10);
 }
 
-// Files that a built-in decoder loads never reach the plug-in; files FFmpeg cannot read, or of
-// another extension, are refused and autodetection fails as before.
 TEST_F(FfmpegPluginTest, BuiltInDecodersComeFirstAndRefusalsChangeNothing) {
     EXPECT_EQ(Autodetected(Recorded("phone.3gp", 5, "-c:v mpeg4")), "Mobile phone 3GP");
     const std::string noise = folder.Path("noise.ts");

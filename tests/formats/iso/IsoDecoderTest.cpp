@@ -140,7 +140,6 @@ TEST_F(IsoDecoderTest, BoxOfSizeZeroRunsToTheEndOfTheFile) {
     ExpectFrame(Next(VideoStream()), 0);
 }
 
-// Files that do not load, each with the text its load logs.
 TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     Bytes cut = PhoneFile();
     cut.resize(cut.size() - 20);
@@ -191,8 +190,6 @@ TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     EXPECT_TRUE(WasLogged("DecodeISOMedia File open failed\n"));
 }
 
-// AMR audio frames take their bytes from the frames per sample; audio of another codec keeps the
-// file from loading in both phone decoders.
 TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSampleAndOtherAudioDoesNotLoad) {
     MovieLayout movie = PhoneMovie(clip, Created);
     movie.tracks.push_back(AmrTrack("samr", 2));
