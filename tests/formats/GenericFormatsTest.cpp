@@ -407,6 +407,21 @@ Recording DamagedJpegStream() {
     return recording;
 }
 
+// A thumbnail inside the second image starts a frame of its own: the image ends where it starts.
+Recording JpegThumbnailStream() {
+    Recording recording{{}, "/rec/thumb.mjp", {}};
+    const int32_t shapes[4][3] = {{64, 48, 1}, {64, 48, 2}, {16, 16, 3}, {64, 48, 0}};
+    for (const auto& [width, height, turn] : shapes) {
+        recording.frames.push_back({recording.frames.size() == 1, MakeQuadrantPicture(width, height, turn)});
+    }
+    const std::vector<Bytes> images = {
+        EncodeTestJpeg(recording.frames[0].close),
+        EncodeJpegWithThumbnail(recording.frames[1].close, recording.frames[2].close),
+        EncodeTestJpeg(recording.frames[3].close)};
+    recording.files = {{recording.path, Concatenate(images, 0, 4096).bytes}};
+    return recording;
+}
+
 Recording DamagedJpegFolder() {
     Recording recording{{}, "/cam/001.jpg", {}};
     for (int32_t turn = 0; turn < 3; ++turn) {
@@ -451,6 +466,7 @@ TEST_P(GenericDamagedFrame, FailsAloneAndTheFramesAroundItDecode) {
 INSTANTIATE_TEST_SUITE_P(
     Formats, GenericDamagedFrame,
     ::testing::Values(DamagedCase{"JpegStream", GenericJpegGuid, DamagedJpegStream, true},
+                      DamagedCase{"JpegThumbnail", GenericJpegGuid, JpegThumbnailStream, true},
                       DamagedCase{"JpegFolder", FolderOfJpegsGuid, DamagedJpegFolder, false},
                       DamagedCase{"Adv601Stream", GenericAdv601Guid, DamagedAdv601Stream, true}),
     CaseName<DamagedCase>);
@@ -488,21 +504,6 @@ TEST_F(GenericJpegTest, AStartMarkerSplitAcrossTwoBlocksIsMissed) {
     AddFile("/rec/inside.mjp", JpegThenFiller(8192, {{4094, 0xFF}, {4095, 0xD8}}));
     ASSERT_EQ(Load(GenericJpegGuid, "/rec/inside.mjp"), FCR_SUCCESS);
     EXPECT_EQ(totalFrames, 2) << "the same pair inside one block counts";
-}
-
-TEST_F(GenericJpegTest, AThumbnailInsideAnImageStartsAFrameOfItsOwn) {
-    const std::vector<BgrPicture> pictures = {MakeQuadrantPicture(64, 48, 1), MakeQuadrantPicture(64, 48, 2),
-                                              MakeQuadrantPicture(16, 16, 3), MakeQuadrantPicture(64, 48, 0)};
-    const std::vector<Bytes> images = {EncodeTestJpeg(pictures[0]),
-                                       EncodeJpegWithThumbnail(pictures[1], pictures[2]),
-                                       EncodeTestJpeg(pictures[3])};
-    AddFile("/rec/clip.mjp", Concatenate(images, 0, 4096).bytes);
-    ASSERT_EQ(Load(GenericJpegGuid, "/rec/clip.mjp"), FCR_SUCCESS);
-    ASSERT_EQ(totalFrames, 4);
-    // The image ends where its thumbnail starts.
-    for (int32_t index = 0; index < 4; ++index) {
-        ExpectFrame(index, {index == 1, pictures[static_cast<size_t>(index)]});
-    }
 }
 
 TEST_F(GenericJpegTest, MarkersLeftBehindAShortLastBlockGiveFramesBeyondTheEnd) {

@@ -133,14 +133,14 @@ TEST_F(AviFileSetTest, DamagedSetsFailWithTheirTexts) {
     }
 
     AddFile("/b/" + FileName(1, 1), WriteAvi(streams).bytes);
-    EXPECT_NE(Load(AVerMediaGuid, "/b/" + FileName(1, 1)), 0);
-    EXPECT_TRUE(WasLogged("BaseAVIDecoder: Decode Failure (Error when parsing AVI RIFF header)\n"));
+    EXPECT_TRUE(LoadFailsWith(AVerMediaGuid, "/b/" + FileName(1, 1),
+                              "BaseAVIDecoder: Decode Failure (Error when parsing AVI RIFF header)\n"));
 
     std::vector<AviStreamSpec> divx = streams;
     divx[0].format = AviVideoFormat(FourCCLE("DIVX"), Width, Height);
     AddFile("/c/" + FileName(1, 1), WriteAvi(divx, layout).bytes);
-    EXPECT_NE(Load(AVerMediaGuid, "/c/" + FileName(1, 1)), 0);
-    EXPECT_TRUE(WasLogged("BaseAVIDecoder: Decode Failure (Failed to validate FourCC)\n"));
+    EXPECT_TRUE(LoadFailsWith(AVerMediaGuid, "/c/" + FileName(1, 1),
+                              "BaseAVIDecoder: Decode Failure (Failed to validate FourCC)\n"));
 
     AddFile("/d/clip.avf", WriteAvi(streams, layout).bytes);
     AddFile("/d/" + FileName(1, 1), WriteAvi(streams, layout).bytes);

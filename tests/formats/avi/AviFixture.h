@@ -8,7 +8,7 @@
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/AviWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecordingFixture.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 
@@ -19,10 +19,10 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr double MinimumPsnr = 40.0;
 
-class AviRecordingTest : public RecordingTest {
+class AviRecordingTest : public RecorderTest {
 protected:
     void SetUp() override {
-        RecordingTest::SetUp();
+        RecorderTest::SetUp();
         if (!IsoTest::HaveFfmpegTools()) {
             SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
         }

@@ -188,13 +188,11 @@ TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
 
     std::vector<Bytes> bad(12, SoutheasternRecord("Lobby", 1, 0));
     bad[4][22] = 0x13;
-    AddFile("/bad/SE01_20210304_0000.avi", WriteAvi({TextStream(bad), video}).bytes);
-    EXPECT_TRUE(LoadFailsWith(SoutheasternGuid, "/bad/SE01_20210304_0000.avi",
-                              "DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"));
-    AddFile("/none/SE01_20210304_0000.avi", WriteAvi({video}).bytes);
-    EXPECT_TRUE(
-        LoadFailsWith(SoutheasternGuid, "/none/SE01_20210304_0000.avi",
-                      "DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"));
+    ExpectLoadsFail(SoutheasternGuid, "SE01_20210304_0000.avi",
+                    {{WriteAvi({TextStream(bad), video}).bytes,
+                      "DecodeBTPDivX: DecoderFailure() called due to out of range metadata\n"},
+                     {WriteAvi({video}).bytes,
+                      "DecodeBTPDivX: DecoderFailure() called due to no metadata stream being found\n"}});
 }
 
 // TJPG pictures through the recorder's own JPEG codec; the camera from the file's name, the times

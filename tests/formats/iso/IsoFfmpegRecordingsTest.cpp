@@ -52,20 +52,13 @@ protected:
         ASSERT_EQ(Load(guid, name), 0) << LastError();
         const int stream = VideoStream();
         ASSERT_NE(stream, 0);
-        for (size_t frame = 0; frame < reference.size(); ++frame) {
-            const Delivered delivered = Next(stream);
-            ExpectFrame(delivered, frame);
-            if (frame == 0) {
-                const VcPublicVideoDescription description = VideoDescription(stream, delivered);
-                EXPECT_EQ(description.width, Width);
-                EXPECT_EQ(description.height, Height);
-            }
-        }
-        EXPECT_EQ(Next(stream).status, VC_EndOfStreamAfterEnd);
-        for (size_t frame = reference.size(); frame-- > 0;) {
-            ExpectFrame(Previous(stream), frame);
-        }
+        const std::vector<Delivered> walked =
+            StepThrough(stream, reference.size(),
+                        [&](const Delivered& frame, size_t index) { ExpectFrame(frame, index); });
         EXPECT_EQ(Previous(stream).status, VC_EndOfStreamBeforeStart);
+        ASSERT_FALSE(walked.empty());
+        EXPECT_EQ(VideoDescription(stream, walked[0]).width, Width);
+        EXPECT_EQ(VideoDescription(stream, walked[0]).height, Height);
         std::mt19937 pick(7);
         for (int jump = 0; jump < 6; ++jump) {
             const size_t frame = pick() % reference.size();
