@@ -2,19 +2,21 @@
 // time. Frames of every file in time order with their pictures, the walk from a key frame, the
 // cache of open files, and the damage a recovered disk brings. Octar and Visimetrics recordings:
 // trees of date and hour folders, times from the names or a text stream, camera names from a VISI
-// header, two-field frames, JPEG 2000 pictures.
+// header, two-field frames, JPEG 2000 pictures. The incremental AVI walk over files the writer
+// builds, for the header and index quirks the recordings do not reach.
 #include "core/time/Ticks.h"
 #include "fixtures/formats/TestJpegPictures.h"
 #include "fixtures/jpeg2000/Jpeg2000TestEncoder.h"
+#include "formats/avi/AVIParser.h"
 #include "formats/avi/AviFixture.h"
+#include "formats/riff/RiffHeaders.h"
 
 #include <cstring>
 
 namespace {
 
 using namespace AviTests;
-using Vorn::Vorncast::Decoders::FourCCLE;
-using Vorn::Vorncast::Decoders::TicksFromSystemTime;
+using namespace Vorn::Vorncast::Decoders;
 
 constexpr const char* AVerMediaGuid = "11BB9C9E-0073-4cd3-92FE-57EE56F49387";
 constexpr int Width = 96;
@@ -274,6 +276,103 @@ TEST_F(OctarTest, VisimetricsPicturesAreJpeg2000) {
     ASSERT_EQ(walked.size(), 3u);
     EXPECT_EQ(walked[2].time.recordedTime, TicksFromSystemTime(2021, 3, 4, 5, 6, 7, 0) + 2 * FrameTicks);
     EXPECT_EQ(walked[2].data, Jpeg2000Testing::ToBgr(rgb));
+}
+
+// Runs a parser's walk over `file` the way the decoder does, one read at a time; the last request
+// is kept.
+struct Walk {
+    AVIParser parser;
+    AviParseRequest last{};
+    bool repeated = false; // the walk asked for the very same read twice running
+
+    explicit Walk(const Bytes& file) {
+        ByteView bytes(file.data(), file.size());
+        last = parser.Start(bytes.Sub(0, 12));
+        for (int32_t steps = 0; last.size >= 0 && steps < 2000; ++steps) {
+            ByteView read;
+            const AviParseRequest before = last;
+            if (!bytes.Sub(static_cast<size_t>(last.offset), static_cast<size_t>(last.size), &read) ||
+                read.Size() != static_cast<size_t>(last.size)) {
+                last = parser.ReadFailed();
+            } else {
+                last = parser.Step(read);
+            }
+            if (last.offset == before.offset && last.size == before.size && last.state == before.state) {
+                repeated = true;
+                return;
+            }
+        }
+    }
+};
+
+AviStreamSpec Stream(uint32_t type, size_t chunks, uint32_t firstSize) {
+    AviStreamSpec stream;
+    stream.type = type;
+    stream.format = AviVideoFormat(FourCCLE("MJPG"), 32, 16);
+    for (size_t chunk = 0; chunk < chunks; ++chunk) {
+        stream.chunks.emplace_back(firstSize + chunk, static_cast<uint8_t>(chunk));
+    }
+    return stream;
+}
+
+std::vector<AviStreamSpec> VideoAndAudio() {
+    return {Stream(FourCCLE("vids"), 7, 100), Stream(FourCCLE("auds"), 5, 33)};
+}
+
+// The OpenDML index of the first stream ends the walk: the second stream is never reached. A block
+// that is not an index of chunks stops the walk instead.
+TEST(AVIParser, OpenDmlIndexEndsTheWalkAndABadBlockStopsIt) {
+    AviLayout layout;
+    layout.index = AviIndex::OpenDml;
+    AviFile file = WriteAvi(VideoAndAudio(), layout);
+    Walk walk(file.bytes);
+    ASSERT_TRUE(walk.parser.Finished()) << "state " << walk.last.state;
+    EXPECT_EQ(walk.parser.GetStream(1)->frames.Count(), 0);
+
+    file.bytes[file.indexPosition + 8 + 3] = 0;
+    const Walk bad(file.bytes);
+    EXPECT_FALSE(bad.repeated);
+    EXPECT_EQ(bad.last.size, AVIParser::Stopped);
+}
+
+// A main header that claims more streams than the file has ends at movi with -2; one that claims
+// fewer leaves the others' chunks out.
+TEST(AVIParser, AStreamCountThatLiesEndsTheWalkEarlyOrLeavesStreamsOut) {
+    AviLayout tooMany;
+    tooMany.declaredStreams = 3;
+    const Walk walk(WriteAvi(VideoAndAudio(), tooMany).bytes);
+    EXPECT_EQ(walk.last.size, AVIParser::MoviTooEarly);
+    EXPECT_EQ(walk.last.offset, AVIParser::MoviTooEarly);
+
+    AviLayout tooFew;
+    tooFew.declaredStreams = 1;
+    Walk fewer(WriteAvi(VideoAndAudio(), tooFew).bytes);
+    ASSERT_TRUE(fewer.parser.Finished());
+    EXPECT_EQ(fewer.parser.StreamCount(), 1);
+    EXPECT_EQ(fewer.parser.GetStream(0)->frames.Count(), 7);
+}
+
+// A foreign entry ends the legacy index and keeps what came before; "rec " entries are passed over.
+TEST(AVIParser, TheLegacyIndexEndsAtAForeignEntry) {
+    AviFile file = WriteAvi(VideoAndAudio());
+    const size_t entries = file.indexPosition + 8;
+    auto entryCode = [&](size_t entry) { return file.bytes.data() + entries + entry * 16; };
+    std::copy_n("rec ", 4, entryCode(0));
+    std::copy_n("ix00", 4, entryCode(6));
+    Walk walk(file.bytes);
+    AVIParser& parser = walk.parser;
+    ASSERT_TRUE(parser.Finished());
+    // Entries in file order: v0 a0 v1 a1 v2 a2 v3 ...; v0 goes, v3 ends the index.
+    const StreamInfo* video = parser.GetStream(0);
+    ASSERT_EQ(video->frames.Count(), 2);
+    EXPECT_EQ(const_cast<StreamInfo*>(video)->frames.GetAt(0).offset, file.chunks[2].offset);
+    EXPECT_EQ(parser.GetStream(1)->frames.Count(), 3);
+}
+
+TEST(RiffHeadersTest, AShortWaveFormatIsRefused) {
+    const uint8_t format[15] = {0x55};
+    WaveFormatEx wave;
+    EXPECT_FALSE(WaveFormatEx::Read(ByteView(format, sizeof format), &wave));
 }
 
 } // namespace

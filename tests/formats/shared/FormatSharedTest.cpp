@@ -1,6 +1,5 @@
 #include "core/decoder/ReadBuffer.h"
 #include "core/framelists/FrameInfoList.h"
-#include "formats/riff/RiffHeaders.h"
 #include "formats/shared/FrameListQueries.h"
 
 #include <gtest/gtest.h>
@@ -33,10 +32,4 @@ TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
     expected[1] = 0x02;
     expected[15] = 0x80;
     EXPECT_TRUE(std::equal(std::begin(mask), std::end(mask), std::begin(expected)));
-}
-
-TEST(RiffHeadersTest, AShortWaveFormatIsRefused) {
-    const uint8_t format[15] = {0x55};
-    WaveFormatEx wave;
-    EXPECT_FALSE(WaveFormatEx::Read(ByteView(format, sizeof format), &wave));
 }
