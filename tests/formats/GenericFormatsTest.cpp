@@ -1,14 +1,22 @@
-// The three generic image formats through the client functions over file sets held in memory.
+// The three generic image formats through the client functions over file sets held in memory; the
+// JPEG recorders found by autodetection; the read buffer's and camera mask's limits.
 #include "codecs/adv601/ADV601Decoder.h"
 #include "codecs/jpeg/JpegOutput.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
+#include "core/decoder/ReadBuffer.h"
+#include "core/framelists/FrameInfoList.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/FaiveleyWriter.h"
 #include "fixtures/formats/GenericRecordings.h"
+#include "fixtures/formats/GeutebruckWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "formats/DecodeGenericADV601.h"
 #include "formats/RecordingFixture.h"
+#include "formats/shared/FrameListQueries.h"
 
 #include <algorithm>
 #include <functional>
@@ -604,6 +612,61 @@ TEST_F(FolderOfJpegsTest, ACorruptFirstFileStillLoadsWithoutAPictureSize) {
     EXPECT_EQ(image.width, 0);
     EXPECT_EQ(image.height, 0);
     EXPECT_EQ(GetFrame(2).result, FCR_SUCCESS) << "times and camera without a picture";
+}
+
+using JpegRecorderAutodetectTest = FormatTests::RecordingTest;
+
+// Each recording is found by its extension, also where other decoders claim the same one.
+TEST_F(JpegRecorderAutodetectTest, EachRecordingFindsItsDecoder) {
+    const std::vector<uint8_t> scan = [] {
+        std::vector<uint8_t> jpeg =
+            EncodeJpeg(MakeGradient(352, 288, 3), {.sampling = Sampling::S422, .recorderQuality = 24});
+        return std::vector<uint8_t>(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    }();
+    AddFile("/a/train.arc",
+            WriteFaiveley("Depot", {}, {{1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, scan}}, false).bytes);
+    AddFile("/a/rec.mbf", WriteGeutebruck({}, {{1, 738000, 0, 0, 100, scan}}).bytes);
+    for (const auto& [path, bytes] :
+         WriteSanyo("/a/SANYO", "00001", {}, {{765000000, 0, 1, EncodeTestJpeg(MakeQuadrantPicture(32, 16))}},
+                    false)) {
+        AddFile(path, bytes);
+    }
+    ViconNetArchive archive;
+    archive.slices = {
+        {1, {{"cam_01", {ViconNetKeyFrame(BlockJpegWriter(32, 16, 50), MakeGradient(32, 16, 3), 0)}}}}};
+    for (const auto& [path, bytes] : WriteViconNet(archive)) {
+        AddFile(path, bytes);
+    }
+    EXPECT_EQ(Autodetected("/a/train.arc"), "Faiveley X Track");
+    EXPECT_EQ(Autodetected("/a/rec.mbf"), "Geutebruck");
+    EXPECT_EQ(Autodetected("/a/SANYO/00001/IMG00001/00000001.jpg"), "Sanyo");
+    EXPECT_EQ(Autodetected("/site/Archive 24-03-14 15.26.00/Video1/cam_01.2"), "ViconNet");
+}
+
+TEST(ReadBufferTest, AnImplausibleSizeLeavesTheBufferEmpty) {
+    ReadBuffer buffer;
+    ASSERT_TRUE(buffer.Resize(64));
+    EXPECT_FALSE(buffer.Resize(ReadBuffer::MaxCapacity + 1));
+    EXPECT_EQ(buffer.Capacity(), 0u);
+    EXPECT_EQ(buffer.Data(), nullptr);
+    EXPECT_TRUE(buffer.Resize(64)) << "a plausible size afterwards is served again";
+}
+
+TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
+    FrameInfoList list;
+    for (uint16_t number : {0, 9, 9, 127, 128, 300}) {
+        FrameInfo frame{};
+        frame.camera.number = number;
+        list.Append(frame);
+    }
+    uint8_t mask[CameraMaskBytes];
+    std::fill(std::begin(mask), std::end(mask), 0xEE);
+    MarkFrameCameras(list, mask);
+    uint8_t expected[CameraMaskBytes] = {};
+    expected[0] = 0x01;
+    expected[1] = 0x02;
+    expected[15] = 0x80;
+    EXPECT_TRUE(std::equal(std::begin(mask), std::end(mask), std::begin(expected)));
 }
 
 } // namespace
