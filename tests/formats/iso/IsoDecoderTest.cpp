@@ -232,11 +232,7 @@ TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSampleAndOtherAudio
 // description finds its configuration behind a descriptor of another tag and the optional fields.
 TEST_F(IsoDecoderTest, LastVideoTrackIsTheOneShownAndADescriptionChangeRestartsTheCodec) {
     VideoClip other;
-    ClipSettings settings;
-    settings.width = 48;
-    settings.height = 32;
-    settings.frames = 4;
-    ASSERT_TRUE(MakeMpeg4Clip(settings, &other));
+    ASSERT_TRUE(MakeMpeg4Clip({.width = 48, .height = 32, .frames = 4}, &other));
     MovieLayout movie = PhoneMovie(other, Created);
     TrackLayout hint = clip.track;
     hint.kind = TrackLayout::Hint;
@@ -285,10 +281,7 @@ class IsoDamagedFilesTest : public IsoClipTest {
 protected:
     void SetUp() override {
         IsoClipTest::SetUp();
-        ClipSettings settings;
-        settings.frames = 8;
-        settings.gop = 4;
-        MakeClip(settings);
+        MakeClip({.frames = 8, .gop = 4});
     }
 
     // The same movie with "moov" in front of "mdat", as a streaming writer puts it; with
@@ -409,10 +402,7 @@ TEST_F(IsoDamagedFilesTest, WalkToAFrameFarFromItsSyncSampleEndsOnceItHasReadThe
 // Decoder_Close the heap holds what it held before the load.
 TEST_F(IsoDecoderTest, CloseReleasesTheVideoCodec) {
 #ifdef VORNCAST_HEAP_STATISTICS
-    ClipSettings large;
-    large.width = 352;
-    large.height = 288;
-    large.frames = 3;
+    const ClipSettings large{.width = 352, .height = 288, .frames = 3};
     VideoClip big;
     ASSERT_TRUE(MakeMpeg4Clip(large, &big));
     AddFile("large.mp4", WriteMovieFile(PhoneMovie(big, Created)));
@@ -441,10 +431,7 @@ class VigilantMp4Test : public IsoClipTest {
 protected:
     void SetUp() override {
         IsoClipTest::SetUp();
-        ClipSettings settings;
-        settings.frames = 6;
-        settings.gop = 3;
-        MakeClip(settings);
+        MakeClip({.frames = 6, .gop = 3});
     }
 };
 
@@ -517,13 +504,12 @@ TEST_F(VigilantMp4Test, FieldExportsAreShownAtHalfHeightBehindTheRecordersHeader
         LoggedTexts().clear();
         // The recorder stores fields coded as its own header has them (MPEG quantisation, a time
         // resolution of 9000), behind an "esds" header that claims full frames.
-        ClipSettings fields;
-        fields.width = 704;
-        fields.height = frameHeight / 2;
-        fields.frames = 4;
-        fields.gop = 4;
-        fields.options = {{"mpeg_quant", "1"}};
-        fields.timeResolution = 9000;
+        const ClipSettings fields{.width = 704,
+                                  .height = frameHeight / 2,
+                                  .frames = 4,
+                                  .gop = 4,
+                                  .options = {{"mpeg_quant", "1"}},
+                                  .timeResolution = 9000};
         VideoClip fieldClip;
         ASSERT_TRUE(MakeMpeg4Clip(fields, &fieldClip));
         ClipSettings frames = fields;
