@@ -51,8 +51,7 @@ protected:
         return streams.empty() ? AviStreamSpec{} : streams[0];
     }
     static AviStreamSpec TextStream(const std::vector<Bytes>& texts) {
-        AviStreamSpec text;
-        text.type = FourCCLE("txts");
+        AviStreamSpec text{.type = FourCCLE("txts")};
         text.chunks = texts;
         return text;
     }
@@ -76,8 +75,7 @@ protected:
 // The trailer names the camera: the file name's digits, 1 and 2, make camera 13; the recorder's
 // clock is not given.
 TEST_F(AviMembersTest, CieffeFindsItsTrailerBehindTheRiffData) {
-    AviLayout layout;
-    layout.trailer = Text("header/INSIGNIS and some twenty more bytes");
+    AviLayout layout{.trailer = Text("header/INSIGNIS and some twenty more bytes")};
     const AviStreamSpec video = Video("msmpeg4", "MP43");
     AddFile("/cieffe/cam12.avi", WriteAvi({video}, layout).bytes);
     const std::vector<Delivered> walked = WalkOneCamera(CieffeGuid, "/cieffe/cam12.avi", "cam12");
@@ -208,15 +206,13 @@ TEST_F(AviMembersTest, SoutheasternFilesShareOneCameraTimedByTheirRecords) {
 // TJPG pictures through the recorder's own JPEG codec; the camera from the file's name, the times
 // from the trailer on the recorder's local clock.
 TEST_F(AviMembersTest, LoronixReadsCameraFromTheNameAndTimesFromTheTrailer) {
-    AviStreamSpec video;
-    video.format = AviVideoFormat(FourCCLE("TJPG"), Width, Height);
+    AviStreamSpec video{.format = AviVideoFormat(FourCCLE("TJPG"), Width, Height)};
     std::vector<BgrPicture> pictures;
     for (int32_t frame = 0; frame < 5; ++frame) {
         pictures.push_back(MakeQuadrantPicture(Width, Height, frame));
         video.chunks.push_back(EncodeTestJpeg(pictures.back()));
     }
-    AviLayout layout;
-    layout.trailer = LoronixTrailer(148);
+    AviLayout layout{.trailer = LoronixTrailer(148)};
     AddFile("/lrx/007-Till 2--export.avi", WriteAvi({video}, layout).bytes);
     ASSERT_EQ(Load(LoronixGuid, "/lrx/007-Till 2--export.avi"), 0) << LastError();
     ASSERT_EQ(StreamName(VideoStream()), "Till 2");
@@ -308,8 +304,7 @@ protected:
     AviStreamSpec DvStream() {
         raw = Record("raw.dv", DvWidth, DvHeight, 1.2,
                      "-c:v dvvideo -pix_fmt yuv420p -metadata creation_time=2021-03-04T05:06:07 -f dv");
-        AviStreamSpec stream;
-        stream.handler = FourCCLE("dvsd");
+        AviStreamSpec stream{.handler = FourCCLE("dvsd")};
         stream.format = AviVideoFormat(FourCCLE("dvsd"), DvWidth, DvHeight);
         for (size_t at = 0; at + DvFrameBytes <= raw.size(); at += DvFrameBytes) {
             stream.chunks.emplace_back(raw.begin() + static_cast<ptrdiff_t>(at),
@@ -547,8 +542,7 @@ class OctarTest : public RecordingTest {
 protected:
     // Four MJPEG frames, each one image or two fields; the pictures they show.
     AviStreamSpec Video(bool fields, int32_t turn) {
-        AviStreamSpec video;
-        video.format = AviVideoFormat(FourCCLE("MJPG"), Width, Height);
+        AviStreamSpec video{.format = AviVideoFormat(FourCCLE("MJPG"), Width, Height)};
         for (int32_t frame = 0; frame < 4; ++frame) {
             pictures.push_back(MakeQuadrantPicture(Width, Height, turn + frame));
             std::vector<uint8_t> chunk = EncodeTestJpeg(fields ? Field(pictures.back(), 0) : pictures.back());
@@ -573,12 +567,10 @@ protected:
 // two-field frames, and a file of camera 4 in the next hour with its text stream and VISI header:
 // every frame's time, camera and picture.
 TEST_F(OctarTest, TheTreeOfAFolderGivesEachCameraItsFramesAndTimes) {
-    AviLayout openDml;
-    openDml.index = AviIndex::OpenDml;
+    AviLayout openDml{.index = AviIndex::OpenDml};
     AddFile("/site/2021/03/04/05/18367_C03.avi", WriteAvi({Video(false, 0)}, openDml).bytes);
     AddFile("/site/2021/03/04/05/18400_C03.avi", WriteAvi({Video(true, 4)}).bytes);
-    AviStreamSpec texts;
-    texts.type = FourCCLE("txts");
+    AviStreamSpec texts{.type = FourCCLE("txts")};
     for (int32_t second = 0; second < 4; ++second) {
         texts.chunks.push_back(Dates(second));
     }
@@ -619,8 +611,7 @@ TEST_F(OctarTest, AFileOutsideTheDateTreeFailsTheLoad) {
 
 TEST_F(OctarTest, VisimetricsPicturesAreJpeg2000) {
     const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
-    AviStreamSpec video;
-    video.format = AviVideoFormat(FourCCLE("MJ2C"), Width, Height);
+    AviStreamSpec video{.format = AviVideoFormat(FourCCLE("MJ2C"), Width, Height)};
     for (int32_t frame = 0; frame < 3; ++frame) {
         video.chunks.push_back(
             Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, Width, Height), Width, Height, {}));
@@ -661,8 +652,7 @@ struct Walk {
 };
 
 AviStreamSpec Stream(uint32_t type, size_t chunks, uint32_t firstSize) {
-    AviStreamSpec stream;
-    stream.type = type;
+    AviStreamSpec stream{.type = type};
     stream.format = AviVideoFormat(FourCCLE("MJPG"), 32, 16);
     for (size_t chunk = 0; chunk < chunks; ++chunk) {
         stream.chunks.emplace_back(firstSize + chunk, static_cast<uint8_t>(chunk));
@@ -677,8 +667,7 @@ std::vector<AviStreamSpec> VideoAndAudio() {
 // The OpenDML index of the first stream ends the walk: the second stream is never reached. A block
 // that is not an index of chunks stops the walk instead.
 TEST(AVIParser, OpenDmlIndexEndsTheWalkAndABadBlockStopsIt) {
-    AviLayout layout;
-    layout.index = AviIndex::OpenDml;
+    AviLayout layout{.index = AviIndex::OpenDml};
     AviFile file = WriteAvi(VideoAndAudio(), layout);
     Walk walk(file.bytes);
     ASSERT_TRUE(walk.parser.Finished()) << "state " << walk.last.state;
@@ -693,14 +682,12 @@ TEST(AVIParser, OpenDmlIndexEndsTheWalkAndABadBlockStopsIt) {
 // A main header that claims more streams than the file has ends at movi with -2; one that claims
 // fewer leaves the others' chunks out.
 TEST(AVIParser, AStreamCountThatLiesEndsTheWalkEarlyOrLeavesStreamsOut) {
-    AviLayout tooMany;
-    tooMany.declaredStreams = 3;
+    AviLayout tooMany{.declaredStreams = 3};
     const Walk walk(WriteAvi(VideoAndAudio(), tooMany).bytes);
     EXPECT_EQ(walk.last.size, AVIParser::MoviTooEarly);
     EXPECT_EQ(walk.last.offset, AVIParser::MoviTooEarly);
 
-    AviLayout tooFew;
-    tooFew.declaredStreams = 1;
+    AviLayout tooFew{.declaredStreams = 1};
     Walk fewer(WriteAvi(VideoAndAudio(), tooFew).bytes);
     ASSERT_TRUE(fewer.parser.Finished());
     EXPECT_EQ(fewer.parser.StreamCount(), 1);
