@@ -39,11 +39,9 @@ bool AnyLogContains(const std::string& part) {
 }
 
 TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
-    TrackLayout sound;
-    sound.kind = TrackLayout::Sound;
-    sound.timescale = 8000;
     const Bytes children = std::string(format) == "samr" ? AmrSpecificBox(framesPerSample) : Bytes();
-    sound.entries = {AudioEntry(format, 1, 8000, children)};
+    TrackLayout sound{
+        .kind = TrackLayout::Sound, .entries = {AudioEntry(format, 1, 8000, children)}, .timescale = 8000};
     for (int frame = 0; frame < 5; ++frame) {
         sound.samples.push_back(Bytes(32, static_cast<uint8_t>(frame)));
         sound.deltas.push_back(160u * framesPerSample);
