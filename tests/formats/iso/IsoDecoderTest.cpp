@@ -30,12 +30,8 @@ namespace {
 constexpr int64_t Created = 1600000000; // 2020-09-13 12:26:40 UTC
 
 bool AnyLogContains(const std::string& part) {
-    for (const std::string& text : LoggedTexts()) {
-        if (text.find(part) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(LoggedTexts(),
+                               [&](const std::string& text) { return text.find(part) != std::string::npos; });
 }
 
 TrackLayout AmrTrack(const char* format, uint8_t framesPerSample) {
