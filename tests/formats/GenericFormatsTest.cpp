@@ -1,19 +1,22 @@
-// The three generic image formats through the client functions over file sets held in memory: a
-// shared walk of every frame's picture, time and camera; loads that must fail name their cause in
-// the log, end with the decoder idle and leave no file open; a damaged frame fails alone; and each
-// format's own quirks of scanning.
+// The three generic image formats through the client functions over file sets held in memory; the
+// JPEG recorders found by autodetection; the read buffer's and camera mask's limits.
 #include "codecs/adv601/ADV601Decoder.h"
 #include "codecs/jpeg/JpegOutput.h"
 #include "core/client/DecoderTable.h"
 #include "core/client/MasDigitalCAPI.h"
+#include "core/decoder/ReadBuffer.h"
+#include "core/framelists/FrameInfoList.h"
 #include "fixtures/adv601/Adv601TestEncoder.h"
 #include "fixtures/adv601/Adv601TestPictures.h"
+#include "fixtures/formats/FaiveleyWriter.h"
 #include "fixtures/formats/GenericRecordings.h"
+#include "fixtures/formats/GeutebruckWriter.h"
+#include "fixtures/formats/SanyoWriter.h"
 #include "fixtures/formats/TestJpegPictures.h"
+#include "fixtures/formats/ViconNetWriter.h"
 #include "formats/DecodeGenericADV601.h"
-#include "model/files/MemoryFileSource.h"
-
-#include <gtest/gtest.h>
+#include "formats/RecordingFixture.h"
+#include "formats/shared/FrameListQueries.h"
 
 #include <algorithm>
 #include <functional>
@@ -21,27 +24,25 @@
 
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
+using FormatTests::Bytes;
+using FormatTests::LoggedTexts;
 namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 constexpr const char* GenericJpegGuid = "8923E98A-F163-4ae9-815A-FFB2D3FFF934";
 constexpr const char* FolderOfJpegsGuid = "4568BFE6-5117-490c-961C-2A7A91579834";
 constexpr const char* GenericAdv601Guid = "E2FA1771-9E5B-4349-94E2-018A2939E6EA";
 constexpr int64_t FortyMilliseconds = 400000;
 
-std::vector<std::string> loggedLines;
 std::vector<double> reportedProgress;
 
-void GuidWords(const char* guid, uint32_t words[4]) {
-    Vorn::Guid parsed;
-    ASSERT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-    WordsFromGuid(parsed, words);
+Vorn::Guid GuidOf(const char* text) {
+    Vorn::Guid guid;
+    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + text + "}", &guid));
+    return guid;
 }
 
-// One decoded frame as GetFrame delivered it.
 struct Frame {
     FileClientResult result = FCR_FAILURE;
     FrameTimes times = {};
@@ -63,15 +64,12 @@ struct Recording {
     std::vector<ExpectedFrame> frames;
 };
 
-// Drives one decoder of the table through the client functions, with the client's log and
-// progress collected.
-class GenericFormatTest : public ::testing::Test {
+// The client's progress collected; its log reaches the library's.
+class GenericFormatTest : public FormatTests::RecordingTest {
 protected:
     void SetUp() override {
-        loggedLines.clear();
+        RecordingTest::SetUp();
         reportedProgress.clear();
-        Vorn::FileSource::SetCurrent(&files);
-        Capi::SetLogCallback([](int32_t, const char* text) { loggedLines.push_back(text); });
         Capi::SetProgressCallback([](double fraction) { reportedProgress.push_back(fraction); });
         Capi::CreateClient(&client);
     }
@@ -79,14 +77,13 @@ protected:
     void TearDown() override {
         Capi::Close(client);
         Capi::DestroyClient(client);
-        Capi::SetLogCallback(Capi::LibraryLogForwarder);
         Capi::SetProgressCallback(nullptr);
-        Vorn::FileSource::SetCurrent(nullptr);
+        RecordingTest::TearDown();
     }
 
     FileClientResult Load(const char* guid, const std::string& path) {
         uint32_t words[4];
-        GuidWords(guid, words);
+        WordsFromGuid(GuidOf(guid), words);
         return Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], -1, path.c_str(), &image,
                                      &audio, &span, &totalFrames, &totalAudioFrames, &duration, &hasAudio);
     }
@@ -100,8 +97,7 @@ protected:
 
     Frame GetFrame(int32_t index) {
         Frame frame;
-        const int64_t size = static_cast<int64_t>(image.width) * image.height * image.planes;
-        frame.picture.assign(size > 0 ? static_cast<size_t>(size) : 0, 0);
+        frame.picture.assign(static_cast<size_t>(std::max(0, image.width * image.height * image.planes)), 0);
         int64_t frameDuration = 0;
         int32_t frames = 0;
         uint64_t period = 0;
@@ -132,23 +128,14 @@ protected:
         return frame;
     }
 
-    void AddFile(const std::string& path, const Bytes& bytes) {
-        files.AddFile(path, bytes.data(), bytes.size());
-    }
-
-    static bool WasLogged(const std::string& text) {
-        return std::find(loggedLines.begin(), loggedLines.end(), text) != loggedLines.end();
-    }
-
     // No file stayed open behind the decoder's back: the client swept none.
     void ExpectNothingLeftOpen() {
         EXPECT_EQ(client->OpenFileCount(), 0);
-        EXPECT_TRUE(std::none_of(loggedLines.begin(), loggedLines.end(), [](const std::string& line) {
+        EXPECT_TRUE(std::none_of(LoggedTexts().begin(), LoggedTexts().end(), [](const std::string& line) {
             return line.find("Dangling file handle") != std::string::npos;
         }));
     }
 
-    Vorn::MemoryFileSource files;
     Capi::ClientHandle client = nullptr;
     ImageInfo image = {};
     AudioInfo audio = {};
@@ -163,10 +150,7 @@ protected:
 // earlier case left the shared one in has no say.
 class FreshRow {
 public:
-    explicit FreshRow(const char* guid) {
-        Vorn::Guid parsed;
-        EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
-        row = DecoderTable::IndexOf(parsed);
+    explicit FreshRow(const char* guid) : row(DecoderTable::IndexOf(GuidOf(guid))) {
         decoder.reset(DecoderTable::RowAt(row)->create(*DecoderTable::RowAt(row)));
         previous = DecoderTable::Swap(row, decoder.get());
     }
@@ -175,12 +159,11 @@ public:
     FreshRow& operator=(const FreshRow&) = delete;
 
 private:
-    int32_t row = 0;
+    int32_t row;
     std::unique_ptr<BaseDecoder> decoder;
     BaseDecoder* previous = nullptr;
 };
 
-// A case of a table over the formats, run on a fresh decoder of its format and named for the table.
 template <class Case>
 class GenericCase : public GenericFormatTest, public ::testing::WithParamInterface<Case> {
 protected:
@@ -196,7 +179,6 @@ Bytes Filler(size_t count, Bytes start = {}) {
     return start;
 }
 
-// What the codec makes of the field on its own.
 Bytes DecodeAdv601Directly(Bytes field) {
     Bytes picture(ADV601Decoder::OutputSize(true));
     ADV601Decoder decoder;
@@ -205,7 +187,7 @@ Bytes DecodeAdv601Directly(Bytes field) {
     return picture;
 }
 
-// The test pictures, each a field of its own; encoded once for every case.
+// Encoded once for every case.
 const std::vector<Bytes>& Adv601Fields() {
     static const std::vector<Bytes> fields = [] {
         std::vector<Bytes> encoded;
@@ -375,7 +357,6 @@ Bytes Adv601StreamOf(size_t count, size_t fill = 0) {
     return stream;
 }
 
-// One failure a line.
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Formats, GenericLoadFailure,
@@ -434,6 +415,21 @@ Recording DamagedJpegStream() {
     return recording;
 }
 
+// A thumbnail inside the second image starts a frame of its own: the image ends where it starts.
+Recording JpegThumbnailStream() {
+    Recording recording{{}, "/rec/thumb.mjp", {}};
+    const int32_t shapes[4][3] = {{64, 48, 1}, {64, 48, 2}, {16, 16, 3}, {64, 48, 0}};
+    for (const auto& [width, height, turn] : shapes) {
+        recording.frames.push_back({recording.frames.size() == 1, MakeQuadrantPicture(width, height, turn)});
+    }
+    const std::vector<Bytes> images = {
+        EncodeTestJpeg(recording.frames[0].close),
+        EncodeJpegWithThumbnail(recording.frames[1].close, recording.frames[2].close),
+        EncodeTestJpeg(recording.frames[3].close)};
+    recording.files = {{recording.path, Concatenate(images, 0, 4096).bytes}};
+    return recording;
+}
+
 Recording DamagedJpegFolder() {
     Recording recording{{}, "/cam/001.jpg", {}};
     for (int32_t turn = 0; turn < 3; ++turn) {
@@ -478,6 +474,7 @@ TEST_P(GenericDamagedFrame, FailsAloneAndTheFramesAroundItDecode) {
 INSTANTIATE_TEST_SUITE_P(
     Formats, GenericDamagedFrame,
     ::testing::Values(DamagedCase{"JpegStream", GenericJpegGuid, DamagedJpegStream, true},
+                      DamagedCase{"JpegThumbnail", GenericJpegGuid, JpegThumbnailStream, true},
                       DamagedCase{"JpegFolder", FolderOfJpegsGuid, DamagedJpegFolder, false},
                       DamagedCase{"Adv601Stream", GenericAdv601Guid, DamagedAdv601Stream, true}),
     CaseName<DamagedCase>);
@@ -515,21 +512,6 @@ TEST_F(GenericJpegTest, AStartMarkerSplitAcrossTwoBlocksIsMissed) {
     AddFile("/rec/inside.mjp", JpegThenFiller(8192, {{4094, 0xFF}, {4095, 0xD8}}));
     ASSERT_EQ(Load(GenericJpegGuid, "/rec/inside.mjp"), FCR_SUCCESS);
     EXPECT_EQ(totalFrames, 2) << "the same pair inside one block counts";
-}
-
-TEST_F(GenericJpegTest, AThumbnailInsideAnImageStartsAFrameOfItsOwn) {
-    const std::vector<BgrPicture> pictures = {MakeQuadrantPicture(64, 48, 1), MakeQuadrantPicture(64, 48, 2),
-                                              MakeQuadrantPicture(16, 16, 3), MakeQuadrantPicture(64, 48, 0)};
-    const std::vector<Bytes> images = {EncodeTestJpeg(pictures[0]),
-                                       EncodeJpegWithThumbnail(pictures[1], pictures[2]),
-                                       EncodeTestJpeg(pictures[3])};
-    AddFile("/rec/clip.mjp", Concatenate(images, 0, 4096).bytes);
-    ASSERT_EQ(Load(GenericJpegGuid, "/rec/clip.mjp"), FCR_SUCCESS);
-    ASSERT_EQ(totalFrames, 4);
-    // The image ends where its thumbnail starts.
-    for (int32_t index = 0; index < 4; ++index) {
-        ExpectFrame(index, {index == 1, pictures[static_cast<size_t>(index)]});
-    }
 }
 
 TEST_F(GenericJpegTest, MarkersLeftBehindAShortLastBlockGiveFramesBeyondTheEnd) {
@@ -609,17 +591,13 @@ TEST_F(FolderOfJpegsTest, FolderPathsMayUseEitherSeparatorOrBeTheRoot) {
 
 TEST_F(FolderOfJpegsTest, QueryGoesByTheJpgExtension) {
     uint32_t words[4];
-    GuidWords(FolderOfJpegsGuid, words);
+    WordsFromGuid(GuidOf(FolderOfJpegsGuid), words);
     for (const auto& [path, expected] : {std::pair{"/cam/a.JPG", 50}, std::pair{"/cam/a.png", 0}}) {
-        ImageInfo queried = {};
-        AudioInfo queriedAudio = {};
-        TrackTimes queriedSpan = {};
-        int32_t frames = 0, audioFrames = 0, reserved = 0, confidence = -1;
-        int64_t length = 0;
-        bool video = false, sound = false;
-        Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], 0, path, &queried,
-                              &queriedAudio, &queriedSpan, &frames, &audioFrames, &length, &video, &sound,
-                              &reserved, &confidence);
+        int32_t reserved = 0, confidence = -1;
+        bool video = false;
+        Capi::OpenWithDecoder(client, words[0], words[1], words[2], words[3], 0, path, &image, &audio, &span,
+                              &totalFrames, &totalAudioFrames, &duration, &video, &hasAudio, &reserved,
+                              &confidence);
         EXPECT_EQ(confidence, expected) << path;
     }
 }
@@ -634,6 +612,61 @@ TEST_F(FolderOfJpegsTest, ACorruptFirstFileStillLoadsWithoutAPictureSize) {
     EXPECT_EQ(image.width, 0);
     EXPECT_EQ(image.height, 0);
     EXPECT_EQ(GetFrame(2).result, FCR_SUCCESS) << "times and camera without a picture";
+}
+
+using JpegRecorderAutodetectTest = FormatTests::RecordingTest;
+
+// Each recording is found by its extension, also where other decoders claim the same one.
+TEST_F(JpegRecorderAutodetectTest, EachRecordingFindsItsDecoder) {
+    const std::vector<uint8_t> scan = [] {
+        std::vector<uint8_t> jpeg =
+            EncodeJpeg(MakeGradient(352, 288, 3), {.sampling = Sampling::S422, .recorderQuality = 24});
+        return std::vector<uint8_t>(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
+    }();
+    AddFile("/a/train.arc",
+            WriteFaiveley("Depot", {}, {{1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, scan}}, false).bytes);
+    AddFile("/a/rec.mbf", WriteGeutebruck({}, {{1, 738000, 0, 0, 100, scan}}).bytes);
+    for (const auto& [path, bytes] :
+         WriteSanyo("/a/SANYO", "00001", {}, {{765000000, 0, 1, EncodeTestJpeg(MakeQuadrantPicture(32, 16))}},
+                    false)) {
+        AddFile(path, bytes);
+    }
+    ViconNetArchive archive;
+    archive.slices = {
+        {1, {{"cam_01", {ViconNetKeyFrame(BlockJpegWriter(32, 16, 50), MakeGradient(32, 16, 3), 0)}}}}};
+    for (const auto& [path, bytes] : WriteViconNet(archive)) {
+        AddFile(path, bytes);
+    }
+    EXPECT_EQ(Autodetected("/a/train.arc"), "Faiveley X Track");
+    EXPECT_EQ(Autodetected("/a/rec.mbf"), "Geutebruck");
+    EXPECT_EQ(Autodetected("/a/SANYO/00001/IMG00001/00000001.jpg"), "Sanyo");
+    EXPECT_EQ(Autodetected("/site/Archive 24-03-14 15.26.00/Video1/cam_01.2"), "ViconNet");
+}
+
+TEST(ReadBufferTest, AnImplausibleSizeLeavesTheBufferEmpty) {
+    ReadBuffer buffer;
+    ASSERT_TRUE(buffer.Resize(64));
+    EXPECT_FALSE(buffer.Resize(ReadBuffer::MaxCapacity + 1));
+    EXPECT_EQ(buffer.Capacity(), 0u);
+    EXPECT_EQ(buffer.Data(), nullptr);
+    EXPECT_TRUE(buffer.Resize(64)) << "a plausible size afterwards is served again";
+}
+
+TEST(FrameListQueriesTest, CameraMaskHasABitForEachCameraUpTo127) {
+    FrameInfoList list;
+    for (uint16_t number : {0, 9, 9, 127, 128, 300}) {
+        FrameInfo frame{};
+        frame.camera.number = number;
+        list.Append(frame);
+    }
+    uint8_t mask[CameraMaskBytes];
+    std::fill(std::begin(mask), std::end(mask), 0xEE);
+    MarkFrameCameras(list, mask);
+    uint8_t expected[CameraMaskBytes] = {};
+    expected[0] = 0x01;
+    expected[1] = 0x02;
+    expected[15] = 0x80;
+    EXPECT_TRUE(std::equal(std::begin(mask), std::end(mask), std::begin(expected)));
 }
 
 } // namespace

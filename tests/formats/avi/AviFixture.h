@@ -1,15 +1,14 @@
 #pragma once
 
-// Recordings of the AVI family: files ffmpeg writes at test time, rewritten in a recorder's
-// dialect where a test needs one, loaded through the exported functions and compared with
-// ffmpeg's own decoding.
+// Recordings the ffmpeg program writes at test time, rewritten in a recorder's dialect where a test
+// needs one, loaded through the exported functions and compared with ffmpeg's own decoding.
 #include "MissingTool.h"
 #include "core/client/DecoderRows.h"
 #include "core/client/MasDigitalCAPI.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/AviWriter.h"
 #include "fixtures/iso/FfmpegTool.h"
-#include "formats/RecordingFixture.h"
+#include "formats/RecorderChecks.h"
 
 #include <cstring>
 
@@ -20,10 +19,10 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr double MinimumPsnr = 40.0;
 
-class AviRecordingTest : public RecordingTest {
+class AviRecordingTest : public RecorderTest {
 protected:
     void SetUp() override {
-        RecordingTest::SetUp();
+        RecorderTest::SetUp();
         if (!IsoTest::HaveFfmpegTools()) {
             SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
         }
@@ -45,16 +44,17 @@ protected:
                                           throughDriver ? "bilinear+accurate_rnd+full_chroma_int" : "");
     }
 
+    static void ExpectPicture(const Delivered& delivered, const Bytes& expected, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), expected.size()) << "frame " << frame;
+        EXPECT_GE(CodecTest::Psnr(expected.data(), delivered.data.data(), expected.size()), MinimumPsnr)
+            << "frame " << frame;
+    }
     // Every picture of the walk against ffmpeg's, in count and order.
     static void ExpectPictures(const std::vector<Delivered>& walked, const std::vector<Bytes>& reference) {
         ASSERT_EQ(walked.size(), reference.size());
         for (size_t frame = 0; frame < walked.size(); ++frame) {
-            ASSERT_EQ(walked[frame].status, 0) << "frame " << frame;
-            ASSERT_EQ(walked[frame].data.size(), reference[frame].size()) << "frame " << frame;
-            EXPECT_GE(CodecTest::Psnr(reference[frame].data(), walked[frame].data.data(),
-                                      walked[frame].data.size()),
-                      MinimumPsnr)
-                << "frame " << frame;
+            ExpectPicture(walked[frame], reference[frame], frame);
         }
     }
 
