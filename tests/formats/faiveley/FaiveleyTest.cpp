@@ -25,8 +25,6 @@ struct Variant {
 
 class FaiveleyTest : public RecorderTest, public testing::WithParamInterface<Variant> {};
 
-// Two cameras take turns; their names join the site's and the camera's texts, and each picture
-// decodes with the tables of the recording's compression, whether the images are swapped or not.
 TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     const Variant variant = GetParam();
     std::vector<TestPicture> pictures;

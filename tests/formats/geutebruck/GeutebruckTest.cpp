@@ -21,8 +21,7 @@ std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
 class GeutebruckTest : public RecorderTest {};
 
 // Two named cameras take turns; frames of mode 0 take the header's own tables, frames of mode
-// 128 the base tables scaled by it, and one entry is longer than the first directory read. Damage
-// ends the load with its text.
+// 128 the base tables scaled by it, and one entry is longer than the first directory read.
 TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
     std::vector<TestPicture> pictures = {MakeGradient(Width, Height, 3), MakeColourBars(Width, Height)};
     std::vector<GeutebruckFrame> frames;

@@ -18,8 +18,6 @@ Bytes AsBytes(const std::string& text) {
 
 class IndigoVisionTest : public RecorderTest {
 protected:
-    // Every frame of the channel with its time and libavcodec's own picture, then into the middle of
-    // the second group of pictures and on by one.
     void ExpectChannel(int stream, const std::vector<IndigoFrame>& clip, AVCodecID codec) {
         CodecTest::EncodedVideo video;
         for (const IndigoFrame& frame : clip) {
@@ -43,7 +41,7 @@ protected:
 // An incident: its camera list names the channels by the beginning of their file names; an MPEG-4
 // and an H.264 channel interleave in time and each keeps its own pictures, times and zone. A file
 // with no incident above it loads alone, named by its file.
-TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCodec) {
+TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCodecAndDamageFailsTheLoad) {
     const std::vector<IndigoFrame> gate = EncodeIndigoClip("mpeg4", 64, 48, 10, 5, Start);
     const std::vector<IndigoFrame> yard = EncodeIndigoClip("libx264", 64, 48, 10, 5, Start + 20);
     ASSERT_FALSE(gate.empty());
@@ -70,11 +68,8 @@ TEST_F(IndigoVisionTest, IncidentChannelsTakeTheirCamerasAndDecodeEachItsOwnCode
     ASSERT_EQ(streams.size(), 1u);
     EXPECT_EQ(StreamName(streams[0]), "Lobby");
     ExpectChannel(streams[0], gate, AV_CODEC_ID_MPEG4);
-}
 
-TEST_F(IndigoVisionTest, DamagedExportsEndTheLoadWithTheirText) {
-    AddFile("/a/x.mp4",
-            WriteIndigoFootage(EncodeIndigoClip("mpeg4", 64, 48, 4, 2, Start), nullptr, 0x30).bytes);
+    AddFile("/a/x.mp4", WriteIndigoFootage(gate, nullptr, 0x30).bytes);
     EXPECT_TRUE(LoadFailsWith(IndigoGuid, "/a/x.mp4",
                               "DecodeIndigoVision::LoadingReadComplete cannot handle MP4 files without VSES "
                               "tag at 0x10 or 0x20\n"));

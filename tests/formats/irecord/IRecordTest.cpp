@@ -11,8 +11,7 @@ constexpr const char* IRecordGuid = "DE9516BB-A5F9-48EA-A5A6-0AA591418975";
 
 class IRecordTest : public RecorderTest {};
 
-// The files of a folder in the order of their names, each picture with the time of its line; a
-// file whose name is no time of recording is passed over. Damage ends the load with its text.
+// A file whose name is no time of recording is passed over.
 TEST_F(IRecordTest, PicturesOfTheFolderFollowTheirFilesAndLines) {
     std::vector<BgrPicture> pictures;
     std::vector<IRecordFrame> first, second;

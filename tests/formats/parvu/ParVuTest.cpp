@@ -50,7 +50,6 @@ protected:
             {TicksFromUnixSeconds(static_cast<int32_t>(picture.seconds)), decoded});
         return picture;
     }
-    // Every picture of the camera stepped both ways, with its time.
     void ExpectCamera(int stream, const std::vector<Expected>& pictures) {
         StepThrough(stream, pictures.size(), [&](const Delivered& delivered, size_t index) {
             ASSERT_EQ(delivered.status, 0);
@@ -67,9 +66,8 @@ protected:
 
 class ParVuRecordingTest : public ParVuTest, public testing::WithParamInterface<bool> {};
 
-// Two files, pairs of idx and vid files or disk partitions, with three cameras: JPEG scans without
-// headers, whole JPEG images and MPEG-4 frames with a key frame every third. Each camera plays its
-// own pictures at their recorder times, forward and back through its groups.
+// Two files with three cameras: JPEG scans without headers, whole JPEG images and MPEG-4 frames
+// with a key frame every third.
 TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
     CodecTest::VideoSettings settings{.encoder = "mpeg4", .width = Width, .height = Height, .gop = 3};
     CodecTest::EncodedVideo video;
@@ -111,7 +109,6 @@ TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
 
 INSTANTIATE_TEST_SUITE_P(IdxAndVidFilesOrPartitions, ParVuRecordingTest, testing::Bool());
 
-// File sets that cannot load name their fault.
 TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
     ParVuPicture picture = JpegPicture(0, false);
     const ParVuPair pair = WriteParVuPair({picture});

@@ -32,9 +32,8 @@ protected:
     }
 };
 
-// Two cameras take turns over two image folders: each stream holds its camera's frames with
-// their times, names and pictures.
-TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
+// The JPEG 2000 tree's names are all in lower case.
+TEST_F(SanyoTest, IndexGivesEachCameraItsJpegOrJpeg2000ImagesAcrossFolders) {
     std::vector<BgrPicture> pictures;
     std::vector<SanyoFrame> frames;
     const uint32_t numbers[] = {1, 2, 199, 200, 201, 202};
@@ -51,19 +50,16 @@ TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
                     ExpectNear(pictures[index], frame);
                 },
                 {"Front", "Back"});
-}
 
-// JPEG 2000 images behind the recorder's header, in a tree whose names are all in lower case.
-TEST_F(SanyoTest, Jpeg2000ImagesInATreeOfAnyCase) {
     const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
-    std::vector<SanyoFrame> frames;
+    frames.clear();
     for (uint32_t index = 0; index < 3; ++index) {
         frames.push_back({Start + index, 0, index + 1,
                           Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, Width, Height), Width,
                                                   Height, {.jp2 = index == 1})});
     }
-    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), "", true);
-    ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
+    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), "/lower", true);
+    ASSERT_EQ(Load(SanyoGuid, "/lower/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
     ExpectWalks(TakingTurns(1, 3), [&](const Delivered& frame, size_t index) {
         EXPECT_EQ(frame.time.recordedTime, TicksOf(Start + static_cast<uint32_t>(index)));
         EXPECT_EQ(frame.data, Jpeg2000Testing::ToBgr(rgb));

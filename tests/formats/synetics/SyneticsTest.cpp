@@ -52,9 +52,7 @@ protected:
     }
 };
 
-// Two cameras in folders of their own, loaded from one of them; each walks forward and back in
-// display order with its B frames in their place, over an open group whose B frames lean on the
-// next key frame, and a seek into a group delivers the picture of that time.
+// Each camera walks in display order over an open group whose B frames lean on the next key frame.
 TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     Camera gate, yard;
     if (!MakeCamera(14, 6, 0, &gate) || !MakeCamera(9, 6, 20, &yard)) {
@@ -78,10 +76,9 @@ TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     }
 }
 
-// A pair that cannot load names its fault; an I frame file without its partner plays its I frames.
-// Damage found while fetching fails the frames that need it, with its text, black at their own
-// times, and the others play: an index record that points into the other file of its pair fails
-// its group up to the next key frame, and a group cut short loses its last picture.
+// An I frame file without its partner plays its I frames. Damage found while fetching fails the
+// frames that need it, black at their own times: an index record that points into the other file
+// of its pair fails its group up to the next key frame, and a group cut short its last picture.
 TEST_F(SyneticsTest, DamagedPairsSayWhyOrFailTheFramesThatNeedTheDamage) {
     Camera clip;
     if (!MakeCamera(8, 4, 0, &clip)) {

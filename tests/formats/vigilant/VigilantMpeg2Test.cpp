@@ -1,10 +1,7 @@
-// Vigilant MPEG-2 exports around streams that ffmpeg encodes at test time, read through the exported
-// functions and compared with ffmpeg's own decoding of the same stream, in display order.
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/VigilantMpeg2Writer.h"
-#include "fixtures/iso/FfmpegTool.h"
 #include "formats/RecorderChecks.h"
 
 #include <algorithm>
@@ -27,21 +24,27 @@ class VigilantMpeg2Test : public RecorderTest {
 protected:
     void SetUp() override {
         RecorderTest::SetUp();
-        if (!IsoTest::HaveFfmpegTools()) {
-            SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+        if (!CodecTest::HasEncoder("mpeg2video")) {
+            SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
         }
-        ASSERT_TRUE(folder.Ok());
     }
 
-    // ffmpeg's MPEG-2 stream of a moving pattern, groups of six with two B frames, and its decoding.
+    // An MPEG-2 stream in groups of six with two B frames, and its decoding.
     Bytes Encode(int32_t height, int32_t frames = FrameCount) {
-        const std::string path = folder.Path("source.m2v");
-        EXPECT_TRUE(IsoTest::RunFfmpeg("-f lavfi -i testsrc=size=" + std::to_string(Width) + "x" +
-                                       std::to_string(height) + ":rate=25 -frames:v " +
-                                       std::to_string(frames) +
-                                       " -c:v mpeg2video -bf 2 -g 6 -q:v 2 -f mpeg2video '" + path + "'"));
-        reference = IsoTest::FfmpegVideoFrames(path, Width, height, "bilinear");
-        return IsoTest::ReadWholeFile(path);
+        CodecTest::EncodedVideo video;
+        EXPECT_TRUE(CodecTest::EncodeVideo({.encoder = "mpeg2video",
+                                            .width = Width,
+                                            .height = height,
+                                            .frames = frames,
+                                            .bFrames = 2,
+                                            .gop = 6},
+                                           &video));
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, false);
+        Bytes stream;
+        for (const CodecTest::EncodedFrame& frame : video.frames) {
+            stream.insert(stream.end(), frame.data.begin(), frame.data.end());
+        }
+        return stream;
     }
 
     // The time of each picture in display order: by group, then by its place in the group.
@@ -59,20 +62,15 @@ protected:
     void ExpectPicture(const Delivered& delivered, size_t frame) {
         ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
         ASSERT_LT(frame, reference.size());
-        ASSERT_EQ(delivered.data.size(), reference[frame].size());
-        EXPECT_GE(CodecTest::Psnr(reference[frame].data(), delivered.data.data(), delivered.data.size()),
-                  MinimumPsnr)
-            << "frame " << frame;
+        ASSERT_EQ(delivered.data.size(), reference[frame].Bytes());
+        EXPECT_GE(CodecTest::Psnr(reference[frame], delivered.data.data()), MinimumPsnr) << "frame " << frame;
     }
 
-    IsoTest::TempFolder folder;
-    std::vector<Bytes> reference;
+    std::vector<CodecTest::Picture> reference;
 };
 
-// Every picture in display order, B frames in their place, with its group's time; back again from
-// the end; and a seek to each frame's stream time inside its group delivers that frame's picture.
-// A stream cut short inside its last group loads what it holds; the pictures before the cut play. A
-// name too long for a camera tag keeps the second text run alone. Damaged streams fail with their text.
+// A stream cut short inside its last group loads what it holds. A name too long for a camera tag
+// keeps the second text run alone.
 TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysSeeksIntoGroupsAndSurvivesCuts) {
     const Bytes elementary = Encode(16);
     VigilantMpeg2File file =
@@ -109,17 +107,15 @@ TEST_F(VigilantMpeg2Test, PlaysInDisplayOrderBothWaysSeeksIntoGroupsAndSurvivesC
         ExpectPicture(cut[frame], frame);
     }
 
-    VigilantMpeg2Options noTimes;
-    noTimes.omitGroupTimes = true;
-    ExpectLoadsFail(
-        VigilantGuid, "x.mpg",
-        {{WriteVigilantMpeg2(elementary, noTimes).bytes, "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
-         {WithByte(WriteVigilantMpeg2(elementary, {}).bytes, 3, 0xB8),
-          "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
-         {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
-         // Two slices a picture: a picture 32 lines high.
-         {WriteVigilantMpeg2(Encode(32, 4), {}).bytes,
-          "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n"}});
+    ExpectLoadsFail(VigilantGuid, "x.mpg",
+                    {{WriteVigilantMpeg2(elementary, {.omitGroupTimes = true}).bytes,
+                      "DecodeVigilantMpeg2 MS_USER_DATA_EXPECTED\n"},
+                     {WithByte(WriteVigilantMpeg2(elementary, {}).bytes, 3, 0xB8),
+                      "DecodeVigilantMpeg2 MS_SEQUENCE_HEADER_EXPECTED\n"},
+                     {Bytes(100, 0xFF), "DecodeVigilantMpeg2 No frames or bad image size\n"},
+                     // Two slices a picture: a picture 32 lines high.
+                     {WriteVigilantMpeg2(Encode(32, 4), {}).bytes,
+                      "DecodeVigilantMpeg2 MS_GROUP_OR_PICTURE_START_EXPECTED\n"}});
 }
 
 } // namespace

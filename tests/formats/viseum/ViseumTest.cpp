@@ -13,8 +13,6 @@ constexpr uint64_t Start = 17000000000000; // tenths of milliseconds since 1970
 
 class ViseumTest : public RecorderTest {};
 
-// Two named cameras take turns; each stream holds its camera's pictures with their times. Damage
-// ends the load with its text.
 TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
     std::vector<BgrPicture> pictures;
     std::vector<ViseumFrame> frames;
