@@ -110,40 +110,33 @@ TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
 INSTANTIATE_TEST_SUITE_P(IdxAndVidFilesOrPartitions, ParVuRecordingTest, testing::Bool());
 
 TEST_F(ParVuTest, FileSetsThatCannotLoadSayWhy) {
+    auto fails = [&](const char* path, const std::string& text) {
+        return LoadFailsWith(ParVuGuid, path, "DecodeParVu::" + text + "\n");
+    };
     ParVuPicture picture = JpegPicture(0, false);
     const ParVuPair pair = WriteParVuPair({picture});
     AddFile("/a/vid00001.idx", pair.idx);
-    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/a/vid00001.idx",
-                              "DecodeParVu::LoadingFileListComplete failed with empty VID list\n"));
+    EXPECT_TRUE(fails("/a/vid00001.idx", "LoadingFileListComplete failed with empty VID list"));
     AddFile("/a/vid00002.idx", pair.idx);
     AddFile("/a/vid00001.vid", pair.vid);
-    EXPECT_TRUE(
-        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
-                      "DecodeParVu::LoadingFileListComplete idx file list length does not match vid file "
-                      "list length\n"));
+    EXPECT_TRUE(fails("/a/vid00001.vid",
+                      "LoadingFileListComplete idx file list length does not match vid file list length"));
     AddFile("/a/vid00003.vid", pair.vid);
-    EXPECT_TRUE(
-        LoadFailsWith(ParVuGuid, "/a/vid00001.vid",
-                      "DecodeParVu::LoadingFileListComplete idx file list entry 1 (vid00002.idx) does not "
-                      "match vid file list entry (vid00003.vid)\n"));
+    EXPECT_TRUE(fails("/a/vid00001.vid", "LoadingFileListComplete idx file list entry 1 (vid00002.idx) does "
+                                         "not match vid file list entry (vid00003.vid)"));
     AddFile("/b/vid00001.idx", pair.idx);
     AddFile("/b/vid00001.vid", Bytes(pair.vid.begin(), pair.vid.end() - 1));
     EXPECT_TRUE(
-        LoadFailsWith(ParVuGuid, "/b/vid00001.idx",
-                      "DecodeParVu::LoadingReadComplete (LS_VID_FILE) Failing due to Invalid last image\n"));
-    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/b/vid00001.vi",
-                              "DecodeParVu::LoadingCore failed because file extension "
-                              "is too short.\n"));
+        fails("/b/vid00001.idx", "LoadingReadComplete (LS_VID_FILE) Failing due to Invalid last image"));
+    EXPECT_TRUE(fails("/b/vid00001.vi", "LoadingCore failed because file extension is too short."));
     Bytes partition = WriteParVuPartition({picture}).vid;
     partition[28] = 2;
     AddFile("/c/disk.par", partition);
-    EXPECT_TRUE(LoadFailsWith(
-        ParVuGuid, "/c/disk.par",
-        "DecodeParVu::LoadingReadComplete failed because partitionIndexEntry has wrong section type\n"));
+    EXPECT_TRUE(fails("/c/disk.par",
+                      "LoadingReadComplete failed because partitionIndexEntry has wrong section type"));
     partition[0] = 'Q';
     AddFile("/d/disk.par", partition);
-    EXPECT_TRUE(LoadFailsWith(ParVuGuid, "/d/disk.par",
-                              "DecodeParVu::LoadingReadComplete failed with bad magic in partitionHeader\n"));
+    EXPECT_TRUE(fails("/d/disk.par", "LoadingReadComplete failed with bad magic in partitionHeader"));
 }
 
 } // namespace

@@ -49,15 +49,11 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
         for (size_t block = index % 3; block < present.size(); block += 3) {
             present[block] = true;
         }
-        if (index == 0) {
-            clip.file.frames.push_back(ViconNetKeyFrame(writer, source, time));
-            shown = source;
-        } else {
-            clip.file.frames.push_back(ViconNetDeltaFrame(writer, source, present, time));
-        }
+        clip.file.frames.push_back(index == 0 ? ViconNetKeyFrame(writer, source, time)
+                                              : ViconNetDeltaFrame(writer, source, present, time));
         if (index == 3) {
             clip.file.frames.back().frameType = ViconNetPassOverType;
-        } else if (index > 0) {
+        } else {
             Paint(shown, source, present);
         }
         clip.shown.push_back(shown);
