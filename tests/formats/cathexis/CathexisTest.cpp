@@ -5,7 +5,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* CathexisGuid = "E1FFF4E6-C217-4289-BF0C-11B146D0481A";
 
@@ -44,8 +43,7 @@ TEST_F(CathexisTest, FramesOfAFolderSortByTimeIntoOneStreamPerCameraAndDamageFai
     Bytes huge = good;
     const uint8_t length[] = {0x00, 0xFC, 0xFF, 0xFF};
     std::copy(std::begin(length), std::end(length), huge.begin() + 1024 + 24);
-    AddFile("/huge/x.sjpg", huge);
-    ASSERT_EQ(Load(CathexisGuid, "/huge/x.sjpg"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(CathexisGuid, "/huge/x.sjpg", huge));
     EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 1u);
 }
 

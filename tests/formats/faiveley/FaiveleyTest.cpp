@@ -5,7 +5,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Vorncast::Decoders::TicksFromSystemTime;
 
 constexpr const char* FaiveleyGuid = "04E98296-F0E7-4a49-9044-9FACC53E9FF3";
@@ -34,9 +33,9 @@ TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
         frames.push_back({static_cast<uint8_t>(index % 2 + 1), 2024, 3, 14, 15, 26, index, index * 7,
                           variant.compression, 1, Scan(pictures.back(), variant.quality)});
     }
-    AddFile("/f/train.arc",
-            WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes);
-    ASSERT_EQ(Load(FaiveleyGuid, "/f/train.arc"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(
+        FaiveleyGuid, "/f/train.arc",
+        WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes));
     ExpectWalks(TakingTurns(2, 4),
                 [&](const Delivered& frame, size_t index) {
                     EXPECT_EQ(frame.time.recordedTime,
@@ -69,12 +68,10 @@ TEST_F(FaiveleyDamageTest, DamagedFilesEndTheLoadWithTheirText) {
          {Bytes(1000, 0),
           "DecodeFaiveley LoadingOpenComplete failing due to file being too small to contain headers\n"}});
     // A frame whose sector lost its magic is passed over; its data joins the frame before.
-    AddFile("/lost/x.arc", WithByte(good.bytes, good.frameStarts[1], 0));
-    ASSERT_EQ(Load(FaiveleyGuid, "/lost/x.arc"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(FaiveleyGuid, "/lost/x.arc", WithByte(good.bytes, good.frameStarts[1], 0)));
     EXPECT_EQ(WalkForward(VideoStream()).size(), 2u);
-    AddFile("/bad.arx", good.bytes);
     EXPECT_TRUE(
-        LoadFailsWith(FaiveleyGuid, "/bad.arx",
+        FileFailsWith(FaiveleyGuid, "/bad.arx", good.bytes,
                       "DecodeFaiveley::LoadingGetOpenName failed due to extension not being \"arc\"\n"));
 }
 

@@ -4,7 +4,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* GeutebruckGuid = "A65BFAEF-6CE3-416c-B528-010339FEAD10";
 constexpr int32_t Width = 704;
@@ -32,8 +31,7 @@ TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
                           Scan(pictures[index / 2], scaled ? 50 : 25)});
     }
     const GeutebruckFile good = WriteGeutebruck({{7, "Till"}, {3, "Entrance"}}, frames);
-    AddFile("/g/rec.MBF", good.bytes);
-    ASSERT_EQ(Load(GeutebruckGuid, "/g/rec.MBF"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(GeutebruckGuid, "/g/rec.MBF", good.bytes));
     ExpectWalks(TakingTurns(2, 4),
                 [&](const Delivered& frame, size_t index) {
                     EXPECT_EQ(frame.time.recordedTime,

@@ -5,7 +5,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* IRecordGuid = "DE9516BB-A5F9-48EA-A5A6-0AA591418975";
 

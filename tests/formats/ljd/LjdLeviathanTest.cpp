@@ -9,7 +9,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 namespace fs = std::filesystem;
 
 constexpr const char* LjdGuid = "5BC4F120-2E84-46a7-AA25-9C3C451D22F8";

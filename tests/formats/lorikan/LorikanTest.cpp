@@ -7,7 +7,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* VixGuid = "6D8CDEC5-3294-4c55-9DDF-19C96AAD41C2";
 constexpr const char* MasterGuid = "94D01DAE-C030-4b25-A0C1-483D5D957327";

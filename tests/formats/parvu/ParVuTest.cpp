@@ -10,7 +10,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Vorncast::Decoders::JpegDecodeToBuffer;
 using Vorn::Vorncast::Decoders::TicksFromUnixSeconds;
 
@@ -98,10 +97,7 @@ TEST_P(ParVuRecordingTest, CamerasOfJpegAndMpeg4Play) {
         }
     }
     ASSERT_EQ(Load(ParVuGuid, GetParam() ? "/dm/vid00001.par" : "/dm/vid00001.vid"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 3u);
-    EXPECT_EQ(StreamName(streams[0]), "Door");
-    EXPECT_EQ(StreamName(streams[2]), "Till");
+    const std::vector<int> streams = ExpectStreamNames({"Door", "Yard", "Till"});
     for (uint16_t camera = 0; camera < 3; ++camera) {
         ExpectCamera(streams[camera], expected[camera]);
     }

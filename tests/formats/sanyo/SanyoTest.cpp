@@ -8,7 +8,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* SanyoGuid = "142538A9-0A35-4b82-972E-82A744F380ED";
 constexpr int32_t Width = 64;

@@ -7,7 +7,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* UvmsGuid = "5B2F805E-A54E-4e45-B25F-19AFD53305FD";
 constexpr int64_t StartMilliseconds = 1700000000000;
@@ -31,16 +30,11 @@ protected:
         StepThrough(
             stream, reference.size(),
             [&](const Delivered& frame, size_t index) {
-                ExpectPicture(reference[index], frame);
+                ExpectDecoded(reference[index], frame);
                 EXPECT_EQ(frame.time.recordedTime,
                           Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
             },
             back);
-    }
-    static void ExpectPicture(const CodecTest::Picture& reference, const Delivered& frame) {
-        ASSERT_EQ(frame.status, 0);
-        ASSERT_EQ(frame.data.size(), reference.Bytes());
-        EXPECT_GE(CodecTest::Psnr(reference, frame.data.data()), 40.0);
     }
 };
 
@@ -66,16 +60,14 @@ TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
     AddMedia("/site/UVMSMedia/000001/000002/0003", {2, 0, second});
     for (const std::string url : {"/site/Configs/site.ocf", "/site/UVMSMedia/000001/000002/0003"}) {
         ASSERT_EQ(Load(UvmsGuid, url), 0) << url << ": " << LastError();
-        std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), 2u);
-        EXPECT_EQ(StreamName(streams[0]), "Input Number: 1, Gate");
-        EXPECT_EQ(StreamName(streams[1]), "Input Number: 2, Yard");
+        const std::vector<int> streams =
+            ExpectStreamNames({"Input Number: 1, Gate", "Input Number: 2, Yard"});
         ExpectStream(streams[1], reference, 20, false);
         ExpectStream(streams[0], reference, 0, url.ends_with("0003"));
     }
     for (size_t frame : {7u, 2u, 5u}) {
         SCOPED_TRACE(frame);
-        ExpectPicture(
+        ExpectDecoded(
             reference[frame],
             GoTo(VideoStreams()[0], Ticks(StartMilliseconds + static_cast<int64_t>(frame) * 40 + 10)));
     }
@@ -122,9 +114,7 @@ TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolderAndBrokenTreesFail) 
          "DecodeUVMS channel info file is larger than 1MB (1048577)\n"},
     };
     for (const auto& broken : cases) {
-        for (const auto& [path, bytes] : broken.files) {
-            AddFile(path, bytes);
-        }
+        AddFiles(broken.files);
         EXPECT_TRUE(LoadFailsWith(UvmsGuid, broken.url, broken.text));
     }
 }

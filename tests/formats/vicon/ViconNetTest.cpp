@@ -8,7 +8,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* ViconGuid = "0CA09FC6-4112-4318-9DEE-46BC96B37612";
 constexpr int32_t Width = 64;
@@ -64,11 +63,6 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
 
 class ViconNetTest : public RecorderTest {
 protected:
-    void AddArchive(const ViconNetArchive& archive) {
-        for (const auto& [path, bytes] : WriteViconNet(archive)) {
-            AddFile(path, bytes);
-        }
-    }
     ViconNetArchive TwoSlices(const std::string& parent = "/site/", uint32_t version = 3, bool dbf = false) {
         return {parent, "Archive 24-03-14 15.26.00", version,
                 dbf,    {{1, "Gate"}, {2, "Yard"}},  {{1, {gate.file}}, {2, {yard.file, unnamed.file}}}};
@@ -90,14 +84,11 @@ protected:
 
 // A frame passed over shows the one before it.
 TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBackWithEveryConfigurationVersion) {
-    AddArchive(TwoSlices());
+    AddFiles(WriteViconNet(TwoSlices()));
     ASSERT_EQ(Load(ViconGuid, std::string(Folder) + "storecfg.vsb"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 3u);
+    const std::vector<int> streams = ExpectStreamNames({"Gate", "Yard", "Channel 03"});
     const CameraClip* clips[] = {&gate, &yard, &unnamed};
-    const char* names[] = {"Gate", "Yard", "Channel 03"};
     for (size_t camera = 0; camera < 3; ++camera) {
-        EXPECT_EQ(StreamName(streams[camera]), names[camera]);
         const std::vector<Delivered> walked = ExpectClip(streams[camera], *clips[camera]);
         ASSERT_EQ(walked.size(), 5u);
         for (size_t index : {4u, 2u}) {
@@ -120,10 +111,7 @@ TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBackWithEveryConfigurationV
             AddFile(path, bytes);
         }
         ASSERT_EQ(Load(ViconGuid, archive.parent + archive.name + "/VIDEO2/CAM_02.1"), 0) << LastError();
-        std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), 3u);
-        EXPECT_EQ(StreamName(streams[1]), "Yard");
-        ExpectClip(streams[1], yard);
+        ExpectClip(ExpectStreamNames({"Gate", "Yard", "Channel 03"})[1], yard);
     }
 }
 
@@ -164,9 +152,7 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirTextAndDamagedFramesComeB
     int archive = 0;
     for (const auto& [files, text] : cases) {
         const std::string root = "/bad" + std::to_string(archive++) + Folder;
-        for (const auto& [name, bytes] : files) {
-            AddFile(root + name, bytes);
-        }
+        AddFiles(files, root);
         if (text != nullptr) {
             EXPECT_TRUE(LoadFailsWith(ViconGuid, root + "storecfg.vsb", text));
         } else {
@@ -177,17 +163,14 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirTextAndDamagedFramesComeB
     }
     // A camera table with a stride of 0 and a count of billions names no camera.
     const std::string zero = "/zero" + std::string(Folder);
-    for (const auto& [name, bytes] : good) {
-        AddFile(zero + name, bytes);
-    }
+    AddFiles(good, zero);
     Bytes zeroStride(128, 0);
     zeroStride[0] = 2;
     zeroStride[15] = 0x7F;
     AddFile(zero + "GDEVIDEN.vbt", zeroStride);
     ASSERT_EQ(Load(ViconGuid, zero + "storecfg.vsb"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStreams()[0]), "Channel 01");
-    AddFile("/elsewhere/storecfg.vsb", good["storecfg.vsb"]);
-    EXPECT_TRUE(LoadFailsWith(ViconGuid, "/elsewhere/storecfg.vsb",
+    EXPECT_TRUE(FileFailsWith(ViconGuid, "/elsewhere/storecfg.vsb", good["storecfg.vsb"],
                               "DecodeViconNet::LoadingCore failed - Archive not found\n"));
 
     // A delta frame whose blocks run past its end comes black at its own time; the camera's next key
@@ -195,7 +178,7 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirTextAndDamagedFramesComeB
     BlockJpegWriter writer(Width, Height, 60);
     gate.file.frames[1].imageSize = 40;
     gate.file.frames.push_back(ViconNetKeyFrame(writer, gate.shown[0], Start + 90000000));
-    AddArchive({.parent = "/black/", .slices = {{1, {gate.file}}}});
+    AddFiles(WriteViconNet({.parent = "/black/", .slices = {{1, {gate.file}}}}));
     ASSERT_EQ(Load(ViconGuid, "/black/Archive 24-03-14 15.26.00/storecfg.vsb"), 0) << LastError();
     std::vector<Delivered> walked = WalkForward(VideoStream());
     ASSERT_EQ(walked.size(), 6u);

@@ -6,7 +6,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* ViseumGuid = "682B3443-E4A9-4709-9197-8F2AB311DA7C";
 constexpr uint64_t Start = 17000000000000; // tenths of milliseconds since 1970
@@ -22,8 +21,7 @@ TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
                           EncodeTestJpeg(pictures.back())});
     }
     const Bytes good = WriteViseum({{2, "Front door"}, {9, "Till"}}, frames).bytes;
-    AddFile("/e/case.vis", good);
-    ASSERT_EQ(Load(ViseumGuid, "/e/case.vis"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(ViseumGuid, "/e/case.vis", good));
     ExpectWalks(TakingTurns(2, 6),
                 [&](const Delivered& frame, size_t index) {
                     EXPECT_EQ(frame.time.recordedTime, Vorn::Vorncast::Decoders::TicksFromUnixMilliseconds(

@@ -3,12 +3,9 @@
 #include "fixtures/formats/NewWavestoreWriter.h"
 #include "formats/RecorderChecks.h"
 
-#include <cstring>
-
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* WavestoreGuid = "516B281A-ACBD-4a40-BB1F-25A2D6D89E4B";
 constexpr int64_t EpochTicks = 621355968000000000;
@@ -34,10 +31,7 @@ TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrderAndDamag
     AddFile("/ws/a/b/c/0001.v", WriteWavestoreFile(front).bytes);
     AddFile("/ws/a/b/d/0002.v", WriteWavestoreFile(back, false).bytes);
     ASSERT_EQ(Load(WavestoreGuid, "/ws/export.dat"), 0) << LastError();
-    const std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(StreamName(streams[0]), "Front");
-    EXPECT_EQ(StreamName(streams[1]), "Back");
+    const std::vector<int> streams = ExpectStreamNames({"Front", "Back"});
     for (int64_t index = 0; index < 3; ++index) {
         for (int camera = 0; camera < 2; ++camera) {
             const Delivered frame = Next(streams[camera]);
@@ -50,18 +44,14 @@ TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrderAndDamag
     EXPECT_EQ(Next(streams[0]).status, 4);
 
     const WavestoreFile good = WriteWavestoreFile(front);
-    auto changed = [&](size_t at, uint32_t value) {
-        std::vector<uint8_t> bytes = good.bytes;
-        std::memcpy(bytes.data() + at, &value, 4);
-        return bytes;
-    };
     const std::string badResult = "DecodeNewWavestore::LoadingReadComplete failed with bad result\n";
     const DamagedFile cases[] = {
-        {changed(0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
-        {changed(40, 0x7FFFFFFF), "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
-        {changed(36, 0x7FFFFFFF),
+        {WithWord(good.bytes, 0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
+        {WithWord(good.bytes, 40, 0x7FFFFFFF),
+         "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
+        {WithWord(good.bytes, 36, 0x7FFFFFFF),
          "DecodeNewWavestore::LoadingReadComplete failed with no frames in sequence\n"},
-        {changed(good.frameStarts[0] + 8, 0x00FFFFFF), badResult},
+        {WithWord(good.bytes, good.frameStarts[0] + 8, 0x00FFFFFF), badResult},
         {CutTo(good.bytes, 1000), badResult},
         {{}, "DecodeNewWavestore::LoadingFileListComplete failed with no files found\n"},
     };
