@@ -7,8 +7,6 @@ namespace {
 
 using namespace FormatTests;
 using Vorn::Vorncast::Decoders::TicksFromSystemTime;
-using Vorn::Vorncast::Decoders::Testing::BaxallFrame;
-using Vorn::Vorncast::Decoders::Testing::WriteBaxallVivid;
 
 constexpr const char* BaxallGuid = "728D7516-A735-47a8-854E-E22A84DDF8D1";
 constexpr int Width = 32;
@@ -23,18 +21,13 @@ std::vector<uint8_t> FramePicture(int index) {
     return rgb;
 }
 
-// Frame `index` of camera 1 or 5 (by turns), at 2025-03-14 09:26 and `index` seconds.
 BaxallFrame Frame(int index) {
-    return {static_cast<uint8_t>(index % 2 == 0 ? 1 : 5),
-            2025,
-            3,
-            14,
-            9,
-            26,
-            static_cast<uint8_t>(index),
-            static_cast<uint8_t>(99 - index),
-            Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(FramePicture(index), Width, Height), Width,
-                                    Height, Jpeg2000Testing::EncodeOptions{})};
+    BaxallFrame frame{static_cast<uint8_t>(index % 2 == 0 ? 1 : 5), 2025, 3, 14, 9, 26};
+    frame.second = static_cast<uint8_t>(index);
+    frame.hundredths = static_cast<uint8_t>(99 - index);
+    frame.codestream = Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(FramePicture(index), Width, Height),
+                                               Width, Height, {});
+    return frame;
 }
 
 using BaxallVividTest = RecorderTest;

@@ -40,10 +40,7 @@ TEST_F(CathexisTest, FramesOfAFolderSortByTimeIntoOneStreamPerCameraAndDamageFai
          {Bytes(100, 0),
           "DecodeCathexis LoadingOpenComplete failed because fileSize was too small for an index entry\n"}});
     // A block length that carries the next block past 4 GB ends the chain instead of turning it back.
-    Bytes huge = good;
-    const uint8_t length[] = {0x00, 0xFC, 0xFF, 0xFF};
-    std::copy(std::begin(length), std::end(length), huge.begin() + 1024 + 24);
-    ASSERT_TRUE(LoadsFile(CathexisGuid, "/huge/x.sjpg", huge));
+    ASSERT_TRUE(LoadsFile(CathexisGuid, "/huge/x.sjpg", WithWord(good, 1024 + 24, 0xFFFFFC00)));
     EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 1u);
 }
 

@@ -11,11 +11,6 @@ constexpr const char* FaiveleyGuid = "04E98296-F0E7-4a49-9044-9FACC53E9FF3";
 constexpr int32_t Width = 352;
 constexpr int32_t Height = 288;
 
-std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
-    std::vector<uint8_t> jpeg = EncodeJpeg(picture, {.sampling = Sampling::S422, .recorderQuality = quality});
-    return {jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end()};
-}
-
 struct Variant {
     bool swapped;
     uint8_t compression;
@@ -31,7 +26,7 @@ TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     for (int32_t index = 0; index < 4; ++index) {
         pictures.push_back(index % 2 == 0 ? MakeGradient(Width, Height, 3) : MakeColourBars(Width, Height));
         frames.push_back({static_cast<uint8_t>(index % 2 + 1), 2024, 3, 14, 15, 26, index, index * 7,
-                          variant.compression, 1, Scan(pictures.back(), variant.quality)});
+                          variant.compression, 1, RecorderJpegScan(pictures.back(), variant.quality)});
     }
     ASSERT_TRUE(LoadsFile(
         FaiveleyGuid, "/f/train.arc",
@@ -54,7 +49,7 @@ class FaiveleyDamageTest : public RecorderTest {};
 
 TEST_F(FaiveleyDamageTest, DamagedFilesEndTheLoadWithTheirText) {
     std::vector<FaiveleyFrame> frames(
-        3, {1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, Scan(MakeGradient(Width, Height, 3), 24)});
+        3, {1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, RecorderJpegScan(MakeGradient(Width, Height, 3), 24)});
     const FaiveleyFile good = WriteFaiveley("Depot", {{1, "Cab"}}, frames, false);
     ExpectLoadsFail(
         FaiveleyGuid, "x.arc",

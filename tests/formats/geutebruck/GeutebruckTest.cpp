@@ -11,12 +11,6 @@ constexpr int32_t Height = 288;
 // Milliseconds whose bytes hold 0xE3, which the packed directory must escape.
 constexpr uint32_t Morning = 0x00E30010;
 
-// The scan of a 4:2:2 JPEG whose tables are the Annex K ones scaled as a recorder does it.
-std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
-    std::vector<uint8_t> jpeg = EncodeJpeg(picture, {.sampling = Sampling::S422, .recorderQuality = quality});
-    return {jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end()};
-}
-
 class GeutebruckTest : public RecorderTest {};
 
 // Two named cameras take turns; frames of mode 0 take the header's own tables, frames of mode
@@ -28,7 +22,7 @@ TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
         const bool scaled = index % 3 == 1;
         frames.push_back({index % 2 == 0 ? 3u : 7u, 738000, Morning + index * 40,
                           static_cast<uint8_t>(scaled ? 128 : 0), index == 2 ? 6000u : 100u,
-                          Scan(pictures[index / 2], scaled ? 50 : 25)});
+                          RecorderJpegScan(pictures[index / 2], scaled ? 50 : 25)});
     }
     const GeutebruckFile good = WriteGeutebruck({{7, "Till"}, {3, "Entrance"}}, frames);
     ASSERT_TRUE(LoadsFile(GeutebruckGuid, "/g/rec.MBF", good.bytes));

@@ -28,7 +28,6 @@ void Paint(TestPicture& shown, const TestPicture& source, const std::vector<bool
     }
 }
 
-// One camera's video file: what each of its frames shows, and when.
 struct CameraClip {
     ViconNetVideoFile file;
     std::vector<TestPicture> shown;
