@@ -27,14 +27,12 @@ protected:
     }
     void ExpectStream(int stream, const std::vector<CodecTest::Picture>& reference,
                       int64_t offsetMilliseconds, bool back) {
-        StepThrough(
-            stream, reference.size(),
-            [&](const Delivered& frame, size_t index) {
-                ExpectDecoded(reference[index], frame);
-                EXPECT_EQ(frame.time.recordedTime,
-                          Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
-            },
-            back);
+        auto check = [&](const Delivered& frame, size_t index) {
+            ExpectDecoded(reference[index], frame);
+            EXPECT_EQ(frame.time.recordedTime,
+                      Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
+        };
+        StepThrough(stream, reference.size(), check, back);
     }
 };
 
