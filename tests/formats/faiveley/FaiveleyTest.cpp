@@ -31,14 +31,12 @@ TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     ASSERT_TRUE(LoadsFile(
         FaiveleyGuid, "/f/train.arc",
         WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes));
-    ExpectWalks(TakingTurns(2, 4),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime,
-                              TicksFromSystemTime(2024, 3, 14, 15, 26, frames[index].second,
-                                                  frames[index].hundredths * 10));
-                    ExpectPsnr(pictures[index], frame, 25);
-                },
-                {"North Depot - Cab", "North Depot - Platform"});
+    ExpectStreamNames({"North Depot - Cab", "North Depot - Platform"});
+    ExpectWalks(TakingTurns(2, 4), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, TicksFromSystemTime(2024, 3, 14, 15, 26, frames[index].second,
+                                                               frames[index].hundredths * 10));
+        ExpectPsnr(pictures[index], frame, 25);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Storage, FaiveleyTest,

@@ -26,13 +26,12 @@ TEST_F(GeutebruckTest, DirectoryGivesEachCameraItsFramesTimesAndPictures) {
     }
     const GeutebruckFile good = WriteGeutebruck({{7, "Till"}, {3, "Entrance"}}, frames);
     ASSERT_TRUE(LoadsFile(GeutebruckGuid, "/g/rec.MBF", good.bytes));
-    ExpectWalks(TakingTurns(2, 4),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime,
-                              (int64_t{738000 - 1} * 86400000 + frames[index].milliseconds) * 10000);
-                    ExpectPsnr(pictures[index / 2], frame, 30);
-                },
-                {"Entrance", "Till"});
+    ExpectStreamNames({"Entrance", "Till"});
+    ExpectWalks(TakingTurns(2, 4), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime,
+                  (int64_t{738000 - 1} * 86400000 + frames[index].milliseconds) * 10000);
+        ExpectPsnr(pictures[index / 2], frame, 30);
+    });
     const size_t clusterHead = good.entryStarts[0] - 128;
     ExpectLoadsFail(
         GeutebruckGuid, "x.mbf",

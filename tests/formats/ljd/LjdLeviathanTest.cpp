@@ -69,15 +69,13 @@ TEST_F(LjdLeviathanTest, FramesDecodeThroughTheMakersLibraryOnItsThread) {
         }
         ASSERT_EQ(Load(LjdGuid, Path(name)), 0) << name << LastError();
         SCOPED_TRACE(name);
-        ExpectWalks(TakingTurns(2, 6),
-                    [&](const Delivered& frame, size_t index) {
-                        EXPECT_EQ(frame.time.recordedTime,
-                                  599264352000000000 +
-                                      static_cast<int64_t>(frames[index].days * 864000000000.0));
-                        EXPECT_TRUE(index == 1 ? IsBlack(frame) : frame.data == pictures[index].bgr);
-                        streamTimes[index] = frame.time.streamTime;
-                    },
-                    {"Gate", "Yard"});
+        ExpectStreamNames({"Gate", "Yard"});
+        ExpectWalks(TakingTurns(2, 6), [&](const Delivered& frame, size_t index) {
+            EXPECT_EQ(frame.time.recordedTime,
+                      599264352000000000 + static_cast<int64_t>(frames[index].days * 864000000000.0));
+            EXPECT_TRUE(index == 1 ? IsBlack(frame) : frame.data == pictures[index].bgr);
+            streamTimes[index] = frame.time.streamTime;
+        });
     }
     const int stream = VideoStreams()[0];
     EXPECT_EQ(GoTo(stream, streamTimes[2]).data, pictures[2].bgr);

@@ -70,13 +70,12 @@ TEST_F(LorikanTest, VixFramesOfBothKindsRunAcrossDataFilesAndKeepTheirCamerasAnd
     const int64_t streamTimes[] = {Start + 1000000,           Start + 3000000,
                                    Start + 5000000,           Start + 6000000 + 1666666,
                                    Start + 6000000 + 4999999, Start + 6000000 + 8333332};
-    ExpectWalks(TakingTurns(2, 6),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime, Start + (index < 3 ? 0 : 6000000));
-                    EXPECT_EQ(frame.time.streamTime, streamTimes[index]);
-                    ExpectNear(pictures[index], frame);
-                },
-                {"Gate", "Yard"});
+    ExpectStreamNames({"Gate", "Yard"});
+    ExpectWalks(TakingTurns(2, 6), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, Start + (index < 3 ? 0 : 6000000));
+        EXPECT_EQ(frame.time.streamTime, streamTimes[index]);
+        ExpectNear(pictures[index], frame);
+    });
 
     const Bytes& index = vix.index;
     const std::string prefix = "DecodeLorikanVix::LoadingReadComplete failed ";

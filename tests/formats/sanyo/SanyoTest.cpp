@@ -32,12 +32,11 @@ TEST_F(SanyoTest, IndexGivesEachCameraItsJpegOrJpeg2000ImagesAcrossFolders) {
     }
     AddFiles(WriteSanyo("/disk/SANYO", "00003", {"Front", "Back"}, frames, false));
     ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00003/INFO/00003.inf"), 0) << LastError();
-    ExpectWalks(TakingTurns(2, 6),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime, TicksOf(frames[index].seconds));
-                    ExpectNear(pictures[index], frame);
-                },
-                {"Front", "Back"});
+    ExpectStreamNames({"Front", "Back"});
+    ExpectWalks(TakingTurns(2, 6), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, TicksOf(frames[index].seconds));
+        ExpectNear(pictures[index], frame);
+    });
 
     const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
     frames.clear();

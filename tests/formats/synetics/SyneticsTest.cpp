@@ -38,8 +38,7 @@ protected:
         }
         return true;
     }
-    void AddPair(const std::string& stem, const std::string& name, const Camera& camera) {
-        SyneticsPair pair = WriteSyneticsPair(name, camera.pictures);
+    void AddPair(const std::string& stem, const SyneticsPair& pair) {
         AddFile(stem + "_1.dat", pair.iFrames);
         AddFile(stem + "_2.dat", pair.otherFrames);
     }
@@ -55,8 +54,8 @@ TEST_F(SyneticsTest, CamerasOfSiblingFoldersStepBothWaysInDisplayOrder) {
     if (!MakeCamera(14, 6, 0, &gate) || !MakeCamera(9, 6, 20, &yard)) {
         SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
     }
-    AddPair("/rec/Cam01/mpeg2_0001", "Gate", gate);
-    AddPair("/rec/Cam02/mpeg2_0001", "Yard", yard);
+    AddPair("/rec/Cam01/mpeg2_0001", WriteSyneticsPair("Gate", gate.pictures));
+    AddPair("/rec/Cam02/mpeg2_0001", WriteSyneticsPair("Yard", yard.pictures));
     ASSERT_EQ(Load(SyneticsGuid, "/rec/Cam02/mpeg2_0001_1.dat"), 0) << LastError();
     std::vector<int> streams = ExpectStreamNames({"Gate", "Yard"});
     StepThrough(streams[1], yard.times.size(),
@@ -87,8 +86,7 @@ TEST_F(SyneticsTest, DamagedPairsSayWhyOrFailTheFramesThatNeedTheDamage) {
          {WithByte(intra, 40, static_cast<uint8_t>(intra[40] ^ 1)),
           "Synetics Index size inconsistent in file header\n"},
          {WriteSyneticsPair("Gate", {}).iFrames, "Synetics Zero frame count give in file header\n"}});
-    AddFile("/yard/mpeg2_0001_1.dat", intra);
-    AddFile("/yard/mpeg2_0001_2.dat", WriteSyneticsPair("Yard", clip.pictures).otherFrames);
+    AddPair("/yard/mpeg2_0001", {intra, WriteSyneticsPair("Yard", clip.pictures).otherFrames});
     EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/yard/mpeg2_0001_1.dat",
                               "Synetics I frames and P/B frames not from same camera\n"));
     EXPECT_TRUE(LoadFailsWith(SyneticsGuid, "/yard/x_1.avi",
@@ -106,8 +104,7 @@ TEST_F(SyneticsTest, DamagedPairsSayWhyOrFailTheFramesThatNeedTheDamage) {
     ASSERT_GT(pair.iFrames.size(), pair.otherFrames.size() + 10);
     pair.otherFrames = WithWord(pair.otherFrames, 2288, static_cast<uint32_t>(pair.otherFrames.size() + 10));
     pair.otherFrames.resize(pair.otherFrames.size() - clip.pictures.back().programStream.size());
-    AddFile("/d/mpeg2_0001_1.dat", pair.iFrames);
-    AddFile("/d/mpeg2_0001_2.dat", pair.otherFrames);
+    AddPair("/d/mpeg2_0001", pair);
     ASSERT_EQ(Load(SyneticsGuid, "/d/mpeg2_0001_1.dat"), 0) << LastError();
     walked = WalkForward(VideoStream());
     ASSERT_EQ(walked.size(), clip.times.size());

@@ -22,13 +22,12 @@ TEST_F(ViseumTest, TheIndexGivesEachCameraItsFramesAndTimes) {
     }
     const Bytes good = WriteViseum({{2, "Front door"}, {9, "Till"}}, frames).bytes;
     ASSERT_TRUE(LoadsFile(ViseumGuid, "/e/case.vis", good));
-    ExpectWalks(TakingTurns(2, 6),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime, Vorn::Vorncast::Decoders::TicksFromUnixMilliseconds(
-                                                           frames[index].tenthsOfMilliseconds / 10));
-                    ExpectNear(pictures[index], frame);
-                },
-                {"Front door", "Till"});
+    ExpectStreamNames({"Front door", "Till"});
+    ExpectWalks(TakingTurns(2, 6), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, Vorn::Vorncast::Decoders::TicksFromUnixMilliseconds(
+                                               frames[index].tenthsOfMilliseconds / 10));
+        ExpectNear(pictures[index], frame);
+    });
     const size_t hint = good.size() - 12;
     const size_t index = Vorn::Vorncast::Decoders::ByteView(good.data(), good.size()).U32LE(hint + 8);
     ExpectLoadsFail(
