@@ -87,32 +87,19 @@ TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolderAndBrokenTreesFail) 
     const std::string config = WriteUvmsConfig({{1, "Gate"}}, "UVMSMedia");
     UvmsImage unknown = UvmsJpegImage(64, 48, 0);
     unknown.data.assign(64, 0x11);
-    const struct {
-        std::vector<std::pair<std::string, Bytes>> files;
-        const char* url;
-        const char* text;
-    } cases[] = {
-        {{{"/a/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}})},
-          {"/a/UVMSMedia/000001/000001/0002", WriteUvmsMediaFile({2, 0, {UvmsJpegImage(32, 16, 0)}})}},
-         "/a/UVMSMedia/000001/000001/0001",
-         "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"},
-        {{{"/b/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {unknown}})}},
-         "/b/UVMSMedia/000001/000001/0001",
-         "UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n"},
-        {{{"/c/notes.txt", Bytes(4, 'x')}},
-         "/c/notes.txt",
-         "UVMSLoadingDelegateReadingChannelInfo Not an ocf file\n"},
-        {{{"/d/Configs/site.ocf", Bytes(config.begin(), config.end())}},
-         "/d/Configs/site.ocf",
-         "DecodeUVMS:  No image files\n"},
-        {{{"/e/Configs/site.ocf", Bytes(1048577, ' ')}},
-         "/e/Configs/site.ocf",
-         "DecodeUVMS channel info file is larger than 1MB (1048577)\n"},
-    };
-    for (const auto& broken : cases) {
-        AddFiles(broken.files);
-        EXPECT_TRUE(LoadFailsWith(UvmsGuid, broken.url, broken.text));
-    }
+    AddMedia("/a/UVMSMedia/000001/000001/0002", {2, 0, {UvmsJpegImage(32, 16, 0)}});
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/a/UVMSMedia/000001/000001/0001",
+                              WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}}),
+                              "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/b/UVMSMedia/000001/000001/0001",
+                              WriteUvmsMediaFile({1, 0, {unknown}}),
+                              "UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/c/notes.txt", Bytes(4, 'x'),
+                              "UVMSLoadingDelegateReadingChannelInfo Not an ocf file\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/d/Configs/site.ocf", Bytes(config.begin(), config.end()),
+                              "DecodeUVMS:  No image files\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/e/Configs/site.ocf", Bytes(1048577, ' '),
+                              "DecodeUVMS channel info file is larger than 1MB (1048577)\n"));
 }
 
 } // namespace

@@ -161,10 +161,7 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirTextAndDamagedFramesComeB
     // A camera table with a stride of 0 and a count of billions names no camera.
     const std::string zero = "/zero" + std::string(Folder);
     AddFiles(good, zero);
-    Bytes zeroStride(128, 0);
-    zeroStride[0] = 2;
-    zeroStride[15] = 0x7F;
-    AddFile(zero + "GDEVIDEN.vbt", zeroStride);
+    AddFile(zero + "GDEVIDEN.vbt", WithByte(WithByte(Bytes(128, 0), 0, 2), 15, 0x7F));
     ASSERT_EQ(Load(ViconGuid, zero + "storecfg.vsb"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStreams()[0]), "Channel 01");
     EXPECT_TRUE(FileFailsWith(ViconGuid, "/elsewhere/storecfg.vsb", good["storecfg.vsb"],
