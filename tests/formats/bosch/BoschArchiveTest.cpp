@@ -50,9 +50,8 @@ TEST_F(BoschArchiveTest, BackupsMergeByTimeAndEachCameraDecodesItsOwnStreamOrSay
 
     EXPECT_TRUE(FileFailsWith(BoschGuid, "/a/Export.txt", {1},
                               "DecodeBoschArchive::LoadingCore Cannot handle filename [/a/Export.txt]\n"));
-    AddFile("/b/Export.info", {1});
     AddFile("/b/Export/readme.txt", {1});
-    EXPECT_TRUE(LoadFailsWith(BoschGuid, "/b/Export.info",
+    EXPECT_TRUE(FileFailsWith(BoschGuid, "/b/Export.info", {1},
                               "DecodeBoschArchive LoadingFileListComplete failed with empty list\n"));
 
     // A record field that is no number is logged and the frame kept with what was read.

@@ -89,10 +89,9 @@ TEST_F(LorikanTest, VixFramesOfBothKindsRunAcrossDataFilesAndKeepTheirCamerasAnd
                      {WithByte(index, vix.frameIndexAt + 4, 'X'), prefix + "not ixbd or ixb2\n"},
                      {WithByte(index, vix.frameIndexAt + 8, 2), prefix + "unexpected version\n"},
                      {CutTo(index, index.size() - 30), prefix + "with bad result\n"}});
-    AddFile("/two/clip.vix", index);
     AddFile("/two/clip.txt", VixCompanionText("/d"));
     AddFile("/two/old/clip.txt", VixCompanionText("/d"));
-    EXPECT_TRUE(LoadFailsWith(VixGuid, "/two/clip.vix",
+    EXPECT_TRUE(FileFailsWith(VixGuid, "/two/clip.vix", index,
                               "DecodeLorikanVix::LoadingFileListComplete too many files\n"));
     LoggedTexts().clear();
     AddFile("/short/clip.vix", index);

@@ -72,7 +72,6 @@ using PelcoPnsTest = RecorderTest;
 // Samples the host keeps while it steps on keep their own pictures, however the decoder goes on
 // with its running picture. A seek to an update with no key frame before it shows black.
 TEST_F(PelcoPnsTest, UpdatesPlaceTheirTilesWhicheverWayTheFrameIsReachedAndDamageFailsTheLoad) {
-    // Key frames of pictures A and C, updates of tiles of B between them.
     const BgrPicture a = MakeQuadrantPicture(Width, Height, 0);
     const BgrPicture b = MakeQuadrantPicture(Width, Height, 2);
     const BgrPicture c = MakeQuadrantPicture(Width, Height, 1);

@@ -27,7 +27,6 @@ protected:
         }
     }
 
-    // An MPEG-2 stream in groups of six with two B frames, and its decoding.
     Bytes Encode(int32_t height, int32_t frames = FrameCount) {
         CodecTest::EncodedVideo video;
         EXPECT_TRUE(CodecTest::EncodeVideo({.encoder = "mpeg2video",
@@ -45,7 +44,6 @@ protected:
         return stream;
     }
 
-    // The time of each picture in display order: by group, then by its place in the group.
     static std::vector<int64_t> DisplayTimes(std::vector<VigilantMpeg2Picture> pictures) {
         std::stable_sort(pictures.begin(), pictures.end(), [](const auto& a, const auto& b) {
             return a.group != b.group ? a.group < b.group : a.temporalReference < b.temporalReference;
