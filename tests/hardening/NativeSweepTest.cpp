@@ -7,8 +7,6 @@
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/dvd/DvdAuthor.h"
 #include "hardening/DamageSweep.h"
-#include "model/files/MemoryFileSource.h"
-#include "model/support/Guid.h"
 
 #include <vorncast/VorncastDecoders.h>
 
@@ -33,22 +31,13 @@ void PlayCopy(int collection, const NativeCase& native, const std::vector<FileSe
               const std::string& copy, std::vector<std::string>* faults) {
     const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
                                     VC_EndOfStreamAfterEnd, native.otherStatus};
-    Vorn::MemoryFileSource source;
-    for (const FileSetFile& file : files) {
-        source.AddFile(native.decoder.folder + file.name, file.bytes);
-    }
-    Vorn::FileSource::SetCurrent(&source);
-    VcGuid guid{};
-    Vorn::ParseGuid(native.decoder.guid, &guid);
-    Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
-                              {native.pictures, 60}, [&](const char* call, int status) {
-                                  if (statuses.count(status) == 0) {
-                                      faults->push_back(copy + ": " + call + " gave status " +
-                                                        std::to_string(status));
-                                  }
-                                  return status;
-                              });
-    Vorn::FileSource::SetCurrent(nullptr);
+    Vorn::Testing::PlayNative(
+        collection, native.decoder, files, {native.pictures, 60}, [&](const char* call, int status) {
+            if (statuses.count(status) == 0) {
+                faults->push_back(copy + ": " + call + " gave status " + std::to_string(status));
+            }
+            return status;
+        });
 }
 
 void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::SweepRecording& recording,
