@@ -129,14 +129,6 @@ int64_t ActionLimit(const SweepRecording& recording) {
     return ActionBase + bytes / 16;
 }
 
-Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const char* guid,
-                                       const Vorn::Testing::ClientPlayLimits& limits, const std::string& copy,
-                                       std::vector<std::string>* faults) {
-    return Vorn::Testing::PlayThroughClient(guid, Folder, files, limits, [&](const std::string& fault, bool) {
-        faults->push_back(copy + ": " + fault);
-    });
-}
-
 } // namespace
 
 std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, SweepOptions options) {
@@ -167,16 +159,18 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
     }
     const Vorn::Testing::ClientPlayLimits limits{ActionLimit(recording), MaxFramesDecoded,
                                                  recording.hostAbortsLongLoads};
-
-    const Vorn::Testing::ClientPlayOutcome intact =
-        RunOn(recording.files, guid, limits, "intact recording", &report.faults);
+    auto run = [&](const std::vector<FileSetFile>& files, const std::string& copy) {
+        return Vorn::Testing::PlayThroughClient(
+            guid, Folder, files, limits,
+            [&](const std::string& fault, bool) { report.faults.push_back(copy + ": " + fault); });
+    };
+    const Vorn::Testing::ClientPlayOutcome intact = run(recording.files, "intact recording");
     if (intact.loaded) {
         report.intactFrames = intact.frames;
         report.intactDecoded = intact.decoded;
     }
     for (const DamagedCopy& damage : DamagedCopies(recording, options)) {
-        const Vorn::Testing::ClientPlayOutcome outcome =
-            RunOn(damage.files, guid, limits, damage.description, &report.faults);
+        const Vorn::Testing::ClientPlayOutcome outcome = run(damage.files, damage.description);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;
