@@ -43,7 +43,6 @@ double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";
-constexpr const char* FolderOfJpegs = "Generic Folder of Jpegs";
 
 // A fresh folder per test with a recording in its own subfolder "recording", the current directory
 // while the test runs.

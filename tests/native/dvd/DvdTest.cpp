@@ -324,14 +324,6 @@ INSTANTIATE_TEST_SUITE_P(Dvd, DvdBadInputTest, ::testing::ValuesIn(BadCases),
 
 std::vector<double> reported;
 
-void Report(double fraction) {
-    reported.push_back(fraction);
-}
-
-int AbortAtOnce() {
-    return 1;
-}
-
 // The query takes IFO and VOB files beside a VIDEO_TS.IFO, whatever their case; the load takes only
 // IFO files, reports its progress over both title sets and ends on an abort.
 TEST_F(DvdTest, QueryAndLoadOfTheFilesOfAFolder) {
@@ -348,12 +340,13 @@ TEST_F(DvdTest, QueryAndLoadOfTheFilesOfAFolder) {
         EXPECT_EQ(result.hasTimes, 0);
     }
     const std::string url = Folder() + "vts_01_0.ifo";
-    for (VcAbortOperation abort : {AbortAtOnce, FormatTests::NeverAbort}) {
+    for (const bool aborting : {true, false}) {
         int resources = 0;
-        const int status = Decoder_Load(decoder, static_cast<int>(url.size()), url.c_str(), Report, nullptr,
-                                        abort, &resources);
-        EXPECT_EQ(status, abort == AbortAtOnce ? VC_UserAborted : VC_Success);
-        EXPECT_EQ(resources, abort == AbortAtOnce ? 0 : 2);
+        const int status = Decoder_Load(
+            decoder, static_cast<int>(url.size()), url.c_str(), [](double done) { reported.push_back(done); },
+            nullptr, aborting ? +[] { return 1; } : FormatTests::NeverAbort, &resources);
+        EXPECT_EQ(status, aborting ? VC_UserAborted : VC_Success);
+        EXPECT_EQ(resources, aborting ? 0 : 2);
     }
     EXPECT_TRUE(WasLogged("VOBUIndex::Load > User abort during load\n"));
     // After the aborted load's one report, the first title set's share ends half way, the second's at 1.

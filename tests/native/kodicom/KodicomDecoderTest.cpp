@@ -33,7 +33,6 @@ protected:
         AddFile(name + ".bix", FormatTests::Bytes(files.bix.begin(), files.bix.end()));
         AddFile(name + ".box", FormatTests::Bytes(files.box.begin(), files.box.end()));
     }
-    int LoadFolder() { return Load(KodicomGuid, "/rec/KD0.bix"); }
     int StreamOf(int32_t channel) { return VideoStreams().at(static_cast<size_t>(channel - 1)); }
     std::vector<const KodicomFrame*> FramesOf(int32_t channel) const {
         std::vector<const KodicomFrame*> frames;
@@ -64,11 +63,9 @@ protected:
 // it was lent goes on, across key pictures and the span boundary.
 TEST_F(KodicomTest, WalksBothCamerasBothWaysHoldingTheSamplesAndSeeksToEveryFrame) {
     Serve(2, 10, 4);
-    ASSERT_EQ(LoadFolder(), 0) << LastError();
+    ASSERT_EQ(Load(KodicomGuid, "/rec/KD0.bix"), 0) << LastError();
     ASSERT_EQ(StreamCount(), 2);
-    VcSampleRequest request{};
-    request.abort = FormatTests::NeverAbort;
-    request.wantData = 1;
+    const VcSampleRequest request{FormatTests::NeverAbort, {}, 1, 0};
     for (int32_t channel = 1; channel <= 2; ++channel) {
         const int stream = StreamOf(channel);
         EXPECT_EQ(StreamName(stream), "Camera " + std::to_string(channel));
@@ -152,7 +149,7 @@ TEST_P(KodicomDamageTest, GivesTheStatusAndText) {
     KodicomSpan span = WriteKodicomSpan(frames);
     GetParam().damage(span, frames);
     Put(0, span);
-    ASSERT_EQ(LoadFolder(), GetParam().loadStatus);
+    ASSERT_EQ(Load(KodicomGuid, "/rec/KD0.bix"), GetParam().loadStatus);
     if (GetParam().loadStatus != 0) {
         EXPECT_EQ(LastError().rfind(GetParam().text, 0), 0u) << LastError();
         return;
