@@ -26,8 +26,7 @@ using nlohmann::json;
 constexpr int64_t SampleStart = 638396640000000000;
 constexpr int64_t SamplePeriod = 400000;
 
-// ffprobe's view of the first stream of `kind` ("v" or "a") of a video file, its duration, sample
-// rate and channels, and of the file's tags.
+// ffprobe's view of the first stream of `kind` ("v" or "a") and of the file's tags.
 json Probe(const fs::path& path, const std::string& kind) {
     return json::parse(
         RunProgram({"ffprobe", "-v", "error", "-select_streams", kind + ":0", "-show_entries",
@@ -54,8 +53,7 @@ double RegionDifference(const VorncastTool::Picture& a, const VorncastTool::Pict
     return sum / (static_cast<double>(bottom - top) * static_cast<double>(a.LineBytes()));
 }
 
-// Every output listed in the manifest and in SHA256SUMS has the hash of the file on disk, and the
-// source is the recording with its own hash.
+// Hashes computed apart from the tool's, of the source and of every output.
 void ExpectManifestMatchesFiles(const fs::path& out, const std::string& recording, size_t outputCount) {
     const json manifest = ReadJson(out / "manifest.json");
     ASSERT_EQ(manifest["sources"].size(), 1u);
@@ -75,8 +73,7 @@ void ExpectManifestMatchesFiles(const fs::path& out, const std::string& recordin
     }
 }
 
-// Every picture exported decodes to the picture encoded, not to its neighbour; with --every, the
-// chosen frames are logged alike in CSV and JSON.
+// Not the neighbouring picture either; with --every, the chosen frames are logged alike in CSV and JSON.
 TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
     const std::string file = WriteJpegRecording(7);
     const fs::path out = Work("export");
@@ -156,8 +153,7 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
     EXPECT_NE(ReadJson(Work("overlay") / "manifest.json")["overlay"], "none");
 }
 
-// A phone recording with speech: its camera's file carries the sound beside the pictures, both as
-// long as the recording, and the recorder's start in the metadata.
+// A phone recording with speech: sound and pictures as long as the recording, its start in the metadata.
 TEST_F(ToolTest, ConvertKeepsTheSoundOfTheCamerasTrack) {
     if (!IsoTest::HaveFfmpegTools()) {
         SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
@@ -277,9 +273,8 @@ TEST_F(ToolTest, DecoderTableMatchesTheInterface) {
     EXPECT_NE(lines[71].find("manual-only"), std::string::npos);
 }
 
-// Probe finds the pictures written, the decoder named by its name, GUID or index alike; frames lists every
-// frame once, in order, in JSON and in text; the recorder time range and the stream choice pick among them.
-// This format holds no clock: every frame stands at the first instant of the calendar.
+// The decoder named by its name, GUID or index alike; frames in JSON and in text. This format holds no
+// clock: every frame stands at the first instant of the calendar.
 TEST_F(ToolTest, FramesListsEveryFrameOnceInOrderWithinTheRange) {
     const std::string file = WriteJpegRecording(9);
     for (const std::string name : {"generic jpeg", "{8923E98A-F163-4ae9-815A-FFB2D3FFF934}",
@@ -364,7 +359,6 @@ TEST_F(ToolTest, MistakesAndRefusalsExitWithTheirStatusAndText) {
         {{"probe", file, "--decoder", "Generic"}, 1, "fits several decoders"},
         {{"frames", file, "--decoder", GenericJpeg, "--stream", "1"}, 1, "no stream 1"},
         {{"probe", missing}, 1, missing + ": No such file"},
-        {{"frames", missing}, 1, missing + ": No such file"},
         {{"export", missing, "--out", out}, 1, missing + ": No such file"},
         {{"probe", noise, "--decoder", GenericJpeg},
          1,
@@ -412,7 +406,6 @@ TEST_F(ToolTest, InterruptEndsALongLoad) {
     EXPECT_TRUE(Mentions(run, "interrupted")) << run.err;
 }
 
-// The tool's helpers that do not need a recording: times, frame choice and timing, and JSON text.
 using namespace VorncastTool;
 
 TEST(RecorderTime, PrintsReadsAndRefusesCalendarTimes) {

@@ -1,8 +1,5 @@
 #pragma once
 
-// Running the vorncast tool as a subprocess on recordings that the tests write to a folder of their
-// own, and reading back what it wrote.
-
 #include "fixtures/formats/TestJpegPictures.h"
 #include "support/Picture.h"
 

@@ -1,6 +1,5 @@
 // DVD-Video folders authored by ffmpeg and dvdauthor, served from memory and compared with ffmpeg's
-// own decoding of the same VOBs: every picture, its order and time, the audio, and seeks across cells
-// and VOB files. Damaged folders end with the status and the texts a host sees.
+// own decoding of the same VOBs.
 #include "MissingTool.h"
 #include "core/binary/ByteOrder.h"
 #include "fixtures/ByteWriter.h"
@@ -119,8 +118,7 @@ protected:
     }
 };
 
-// Every picture of every title set matches ffmpeg's, its times run on across the cells (whose own
-// times start again) within the track's span, and seeks in the last title set land on every frame.
+// Times run on across the cells (whose own times start again) within the track's span.
 TEST_P(DvdRecordingTest, EveryPictureOfEveryTitleSetMatchesFfmpegAndIsSought) {
     int tracks = 0;
     ASSERT_EQ(Decoder_GetTrackCount(decoder, &tracks), 0);
