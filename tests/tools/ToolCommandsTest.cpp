@@ -318,20 +318,16 @@ bool Mentions(const ToolRun& run, const std::string& text) {
     return run.err.find(text) != std::string::npos;
 }
 
-std::string WriteFillerFile(const fs::path& path) {
-    std::vector<uint8_t> bytes;
-    Vorn::Vorncast::Decoders::Testing::AppendFiller(bytes, 8192);
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), 8192);
-    return path.string();
-}
-
 // Mistakes on the command line exit with 2 and the usage. A recording that is missing, whose decoder
 // is not one or cannot load it, or output inside the recording's folder or over earlier work, exit
 // with 1; one that no decoder takes with 3. Each says why, and nothing is written.
 TEST_F(ToolTest, MistakesAndRefusalsExitWithTheirStatusAndText) {
     const std::string file = WriteJpegRecording(2);
     const std::string missing = Work("recording/none.mjpeg").string();
-    const std::string noise = WriteFillerFile(Work("recording/noise.bin"));
+    const std::string noise = Work("recording/noise.bin").string();
+    IsoTest::Bytes filler;
+    Vorn::Vorncast::Decoders::Testing::AppendFiller(filler, 8192);
+    ASSERT_TRUE(IsoTest::WriteWholeFile(noise, filler));
     const std::string out = Work("out").string();
     fs::create_directories(Work("used"));
     std::ofstream(Work("used/keep.txt")) << "earlier work";
