@@ -1,7 +1,5 @@
-// The tool's commands. Probe, frames and the decoder table, which the C interface agrees with; bad
-// command lines, bad paths, recordings no decoder reads and output the tool must refuse. What export,
-// convert, sheet and sample write: pictures checked against those encoded, video files opened with
-// libavformat, manifests and frame logs checked against the files and the recording.
+// The tool's commands on recordings of the generic formats; video files it writes are read by ffprobe
+// and ffmpeg, pictures compared with those encoded.
 
 #include "MissingTool.h"
 #include "fixtures/formats/GenericRecordings.h"
@@ -28,8 +26,7 @@ using nlohmann::json;
 constexpr int64_t SampleStart = 638396640000000000;
 constexpr int64_t SamplePeriod = 400000;
 
-// ffprobe's view of the first stream of `kind` ("v" or "a") of a video file, its duration, sample
-// rate and channels, and of the file's tags.
+// ffprobe's view of the first stream of `kind` ("v" or "a") and of the file's tags.
 json Probe(const fs::path& path, const std::string& kind) {
     return json::parse(
         RunProgram({"ffprobe", "-v", "error", "-select_streams", kind + ":0", "-show_entries",
@@ -56,8 +53,7 @@ double RegionDifference(const VorncastTool::Picture& a, const VorncastTool::Pict
     return sum / (static_cast<double>(bottom - top) * static_cast<double>(a.LineBytes()));
 }
 
-// Every output listed in the manifest and in SHA256SUMS has the hash of the file on disk, and the
-// source is the recording with its own hash.
+// Hashes computed apart from the tool's, of the source and of every output.
 void ExpectManifestMatchesFiles(const fs::path& out, const std::string& recording, size_t outputCount) {
     const json manifest = ReadJson(out / "manifest.json");
     ASSERT_EQ(manifest["sources"].size(), 1u);
@@ -77,8 +73,7 @@ void ExpectManifestMatchesFiles(const fs::path& out, const std::string& recordin
     }
 }
 
-// Every picture exported decodes to the picture encoded, not to its neighbour; with --every, the
-// chosen frames are logged alike in CSV and JSON.
+// Not the neighbouring picture either; with --every, the chosen frames are logged alike in CSV and JSON.
 TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
     const std::string file = WriteJpegRecording(7);
     const fs::path out = Work("export");
@@ -90,8 +85,6 @@ TEST_F(ToolTest, ExportedPicturesDecodeToTheEncodedPictures) {
         const std::string name = log[index]["output"];
         EXPECT_EQ(name.rfind("cam00_00010101-000000.000_", 0), 0u) << name;
         const VorncastTool::Picture picture = ReadPng(out / name);
-        ASSERT_EQ(picture.width, 96);
-        ASSERT_EQ(picture.height, 64);
         EXPECT_LT(MeanDifference(pictures[index].bgr, picture), 2.5) << name;
         if (index > 0) {
             EXPECT_GT(MeanDifference(pictures[index - 1].bgr, picture), 4.5)
@@ -160,8 +153,7 @@ TEST_F(ToolTest, ConvertWritesAPlayableFileTimedAndLogged) {
     EXPECT_NE(ReadJson(Work("overlay") / "manifest.json")["overlay"], "none");
 }
 
-// A phone recording with speech: its camera's file carries the sound beside the pictures, both as
-// long as the recording, and the recorder's start in the metadata.
+// A phone recording with speech: sound and pictures as long as the recording, its start in the metadata.
 TEST_F(ToolTest, ConvertKeepsTheSoundOfTheCamerasTrack) {
     if (!IsoTest::HaveFfmpegTools()) {
         SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
@@ -243,9 +235,9 @@ TEST_F(ToolTest, SampleRecordingsReadBackWithTheirTimesAndPictures) {
     EXPECT_EQ(RunToolJson({"probe", (jpegs / "sample.mjpeg").string(), "--decoder", GenericJpeg,
                            "--json"})["tracks"][0]["streams"][0]["frames"],
               4);
-    const fs::path folder = Work("sample-folder");
-    ASSERT_EQ(RunTool({"sample", folder.string(), "--frames", "3", "--folder"}).exitCode, 0);
-    EXPECT_EQ(RunToolJson({"probe", (folder / "000000.jpg").string(), "--decoder", FolderOfJpegs,
+    // A bare name: the folder listed for its siblings is the current directory, the recording's.
+    ASSERT_EQ(RunTool({"sample", Work("recording").string(), "--frames", "3", "--folder"}).exitCode, 0);
+    EXPECT_EQ(RunToolJson({"probe", "000000.jpg", "--decoder", "Generic Folder of Jpegs",
                            "--json"})["tracks"][0]["streams"][0]["frames"],
               3);
     EXPECT_NE(RunTool({"sample", Work("both").string(), "--mjpeg", "--folder"}).exitCode, 0);
@@ -281,9 +273,8 @@ TEST_F(ToolTest, DecoderTableMatchesTheInterface) {
     EXPECT_NE(lines[71].find("manual-only"), std::string::npos);
 }
 
-// Probe finds the pictures written, the decoder named by its name, GUID or index alike; frames lists every
-// frame once, in order, in JSON and in text; the recorder time range and the stream choice pick among them.
-// This format holds no clock: every frame stands at the first instant of the calendar.
+// The decoder named by its name, GUID or index alike; frames in JSON and in text. This format holds no
+// clock: every frame stands at the first instant of the calendar.
 TEST_F(ToolTest, FramesListsEveryFrameOnceInOrderWithinTheRange) {
     const std::string file = WriteJpegRecording(9);
     for (const std::string name : {"generic jpeg", "{8923E98A-F163-4ae9-815A-FFB2D3FFF934}",
@@ -327,20 +318,16 @@ bool Mentions(const ToolRun& run, const std::string& text) {
     return run.err.find(text) != std::string::npos;
 }
 
-std::string WriteFillerFile(const fs::path& path) {
-    std::vector<uint8_t> bytes;
-    Vorn::Vorncast::Decoders::Testing::AppendFiller(bytes, 8192);
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), 8192);
-    return path.string();
-}
-
 // Mistakes on the command line exit with 2 and the usage. A recording that is missing, whose decoder
 // is not one or cannot load it, or output inside the recording's folder or over earlier work, exit
 // with 1; one that no decoder takes with 3. Each says why, and nothing is written.
 TEST_F(ToolTest, MistakesAndRefusalsExitWithTheirStatusAndText) {
     const std::string file = WriteJpegRecording(2);
     const std::string missing = Work("recording/none.mjpeg").string();
-    const std::string noise = WriteFillerFile(Work("recording/noise.bin"));
+    const std::string noise = Work("recording/noise.bin").string();
+    IsoTest::Bytes filler;
+    Vorn::Vorncast::Decoders::Testing::AppendFiller(filler, 8192);
+    ASSERT_TRUE(IsoTest::WriteWholeFile(noise, filler));
     const std::string out = Work("out").string();
     fs::create_directories(Work("used"));
     std::ofstream(Work("used/keep.txt")) << "earlier work";
@@ -368,7 +355,6 @@ TEST_F(ToolTest, MistakesAndRefusalsExitWithTheirStatusAndText) {
         {{"probe", file, "--decoder", "Generic"}, 1, "fits several decoders"},
         {{"frames", file, "--decoder", GenericJpeg, "--stream", "1"}, 1, "no stream 1"},
         {{"probe", missing}, 1, missing + ": No such file"},
-        {{"frames", missing}, 1, missing + ": No such file"},
         {{"export", missing, "--out", out}, 1, missing + ": No such file"},
         {{"probe", noise, "--decoder", GenericJpeg},
          1,
@@ -416,7 +402,6 @@ TEST_F(ToolTest, InterruptEndsALongLoad) {
     EXPECT_TRUE(Mentions(run, "interrupted")) << run.err;
 }
 
-// The tool's helpers that do not need a recording: times, frame choice and timing, and JSON text.
 using namespace VorncastTool;
 
 TEST(RecorderTime, PrintsReadsAndRefusesCalendarTimes) {

@@ -3,11 +3,9 @@
 #include "fixtures/formats/GenericRecordings.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
-#include <optional>
 #include <png.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -21,7 +19,7 @@ using namespace Vorn::Vorncast::Decoders::Testing;
 
 namespace {
 
-ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
+ToolRun Spawn(const std::vector<std::string>& command,
               std::optional<std::chrono::milliseconds> interruptAfter = std::nullopt) {
     const fs::path capture = fs::temp_directory_path() / ("vorncast-capture-" + std::to_string(getpid()));
     const std::string outPath = capture.string() + ".out", errPath = capture.string() + ".err";
@@ -36,7 +34,7 @@ ToolRun Spawn(const std::vector<std::string>& command, bool searchPath,
             argv.push_back(const_cast<char*>(word.c_str()));
         }
         argv.push_back(nullptr);
-        searchPath ? execvp(argv[0], argv.data()) : execv(argv[0], argv.data());
+        execvp(argv[0], argv.data());
         _exit(127);
     }
     if (interruptAfter) {
@@ -60,7 +58,7 @@ ToolRun RunTool(const std::vector<std::string>& arguments,
                 std::optional<std::chrono::milliseconds> interruptAfter) {
     std::vector<std::string> command = {VORNCAST_TOOL};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return Spawn(command, false, interruptAfter);
+    return Spawn(command, interruptAfter);
 }
 
 nlohmann::json RunToolJson(const std::vector<std::string>& arguments) {
@@ -70,7 +68,7 @@ nlohmann::json RunToolJson(const std::vector<std::string>& arguments) {
 }
 
 std::string RunProgram(const std::vector<std::string>& arguments) {
-    return Spawn(arguments, true).out;
+    return Spawn(arguments).out;
 }
 
 std::string ReadText(const fs::path& path) {

@@ -1,8 +1,5 @@
 #pragma once
 
-// Running the vorncast tool as a subprocess on recordings that the tests write to a folder of their
-// own, and reading back what it wrote.
-
 #include "fixtures/formats/TestJpegPictures.h"
 #include "support/Picture.h"
 
@@ -43,7 +40,6 @@ double MeanDifference(const std::vector<uint8_t>& expected, const VorncastTool::
 std::vector<std::string> Lines(const std::string& text);
 
 constexpr const char* GenericJpeg = "Generic JPEG";
-constexpr const char* FolderOfJpegs = "Generic Folder of Jpegs";
 
 // A fresh folder per test with a recording in its own subfolder "recording", the current directory
 // while the test runs.

@@ -61,15 +61,6 @@ static void MakePicture(int frame, unsigned char* bgr) {
     }
 }
 
-/* Full-resolution colour, so that the decoded pictures stay close to the encoded ones. */
-static unsigned long EncodeJpeg(const unsigned char* bgr, unsigned char** out) {
-    tjhandle compressor = tjInitCompress();
-    unsigned long size = 0;
-    CHECK(tjCompress2(compressor, bgr, Width, 0, Height, TJPF_BGR, out, &size, TJSAMP_444, 95, 0) == 0);
-    tjDestroy(compressor);
-    return size;
-}
-
 static void WriteFile(const char* path, const unsigned char* bytes, unsigned long size) {
     FILE* file = fopen(path, "wb");
     CHECK(file != NULL && fwrite(bytes, 1, size, file) == size);
@@ -78,16 +69,21 @@ static void WriteFile(const char* path, const unsigned char* bytes, unsigned lon
     }
 }
 
-/* The pictures twice: end to end in one file, zeros to the end of its last 4096-byte block, and as
- * numbered files of a folder. */
+/* The pictures made and written twice: end to end in one file, zeros to the end of its last 4096-byte
+ * block, and as numbered files of a folder. Full-resolution colour, so that the decoded pictures stay
+ * close to the encoded ones. */
 static void WriteRecordings(const char* filePath, const char* folder) {
     static unsigned char joined[FrameCount * Width * Height * 3 + ScanBlock];
     unsigned long total = 0;
     char path[1024];
+    tjhandle compressor = tjInitCompress();
     mkdir(folder, 0755);
     for (int frame = 0; frame < FrameCount; ++frame) {
         unsigned char* jpeg = NULL;
-        unsigned long size = EncodeJpeg(pictures[frame], &jpeg);
+        unsigned long size = 0;
+        MakePicture(frame, pictures[frame]);
+        CHECK(tjCompress2(compressor, pictures[frame], Width, 0, Height, TJPF_BGR, &jpeg, &size, TJSAMP_444,
+                          95, 0) == 0);
         CHECK(total + size <= sizeof joined);
         memcpy(joined + total, jpeg, size);
         total += size;
@@ -95,6 +91,7 @@ static void WriteRecordings(const char* filePath, const char* folder) {
         WriteFile(path, jpeg, size);
         tjFree(jpeg);
     }
+    tjDestroy(compressor);
     while (total % ScanBlock != 0) {
         joined[total++] = 0;
     }
@@ -129,39 +126,31 @@ static int NeverAbort(void) {
     return 0;
 }
 
-static double MeanDifference(const unsigned char* expected, const unsigned char* actual, size_t size) {
-    double sum = 0;
-    for (size_t index = 0; index < size; ++index) {
-        sum += abs((int)expected[index] - (int)actual[index]);
-    }
-    return sum / (double)size;
-}
-
 /* The frame whose encoded picture the sample shows; -1 when none is close. */
 static int FrameOf(int stream, const VcSample* sample) {
     VcPublicVideoDescription description;
     CHECK_STATUS(Stream_GetVideoSampleDescription(stream, sample->descriptionHandle, &description),
                  VC_Success);
     CHECK(description.width == Width && description.height == Height && description.bytesPerPixel == 3);
-    CHECK(sample->uncompressedSize == Width * Height * 3);
     if (sample->uncompressedData == NULL || sample->uncompressedSize != Width * Height * 3) {
         return -1;
     }
     for (int frame = 0; frame < FrameCount; ++frame) {
-        if (MeanDifference(pictures[frame], sample->uncompressedData, sample->uncompressedSize) < 3.0) {
+        double sum = 0;
+        for (uint32_t index = 0; index < sample->uncompressedSize; ++index) {
+            sum += abs((int)pictures[frame][index] - (int)sample->uncompressedData[index]);
+        }
+        if (sum / sample->uncompressedSize < 3.0) {
             return frame;
         }
     }
     return -1;
 }
 
-static VcSampleRequest Request(int wantData) {
-    return (VcSampleRequest){.abort = NeverAbort, .wantData = wantData};
-}
-
 static int Step(int stream, int forward, VcSample* sample) {
-    return forward ? Stream_GetNextSample(stream, Request(1), sample)
-                   : Stream_GetPreviousSample(stream, Request(1), sample);
+    VcSampleRequest request = {.abort = NeverAbort, .wantData = 1};
+    return forward ? Stream_GetNextSample(stream, request, sample)
+                   : Stream_GetPreviousSample(stream, request, sample);
 }
 
 /* The call that gave `sample` succeeded with the picture of `frame`; the sample goes back. */
@@ -173,17 +162,16 @@ static void ExpectFrame(int stream, int status, VcSample* sample, int frame) {
 
 static void WalkBothWays(int stream) {
     VcSample sample = {0};
-    for (int frame = 0; frame < FrameCount; ++frame) {
-        ExpectFrame(stream, Step(stream, 1, &sample), &sample, frame);
+    for (int forward = 1; forward >= 0; --forward) {
+        for (int step = 0; step < FrameCount; ++step) {
+            ExpectFrame(stream, Step(stream, forward, &sample), &sample,
+                        forward ? step : FrameCount - 1 - step);
+        }
+        int end = forward ? VC_EndOfStreamAfterEnd : VC_EndOfStreamBeforeStart;
+        CHECK_STATUS(Step(stream, forward, &sample), end);
+        CHECK(sample.uncompressedData == NULL);
+        CHECK_STATUS(Step(stream, forward, &sample), end);
     }
-    CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
-    CHECK(sample.uncompressedData == NULL);
-    CHECK_STATUS(Step(stream, 1, &sample), VC_EndOfStreamAfterEnd);
-    for (int frame = FrameCount - 1; frame >= 0; --frame) {
-        ExpectFrame(stream, Step(stream, 0, &sample), &sample, frame);
-    }
-    CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
-    CHECK_STATUS(Step(stream, 0, &sample), VC_EndOfStreamBeforeStart);
     ExpectFrame(stream, Step(stream, 1, &sample), &sample, 0);
 }
 
@@ -276,6 +264,7 @@ static void DecodersOutliveOtherCollectionsAndDecoders(const char* url) {
     int first = 0, second = 0, resources = 0, length = (int)strlen(url);
     VcQueryResult query = {0};
     VcSample sample = {0};
+    VcSampleRequest withoutData = {.abort = NeverAbort};
     CHECK_STATUS(DecoderCollection_Create(NULL, &first), VC_Success);
     CHECK_STATUS(DecoderCollection_Create(NULL, &second), VC_Success);
     int decoder = CreateByGuid(first, "Generic JPEG");
@@ -287,7 +276,7 @@ static void DecodersOutliveOtherCollectionsAndDecoders(const char* url) {
     CHECK_STATUS(Decoder_Release(sameType), VC_Success);
     int stream = FirstVideoStream(decoder);
     for (int frame = 0; frame < FrameCount; ++frame) {
-        CHECK_STATUS(Stream_GetNextSample(stream, Request(0), &sample), VC_Success);
+        CHECK_STATUS(Stream_GetNextSample(stream, withoutData, &sample), VC_Success);
         CHECK(sample.uncompressedData == NULL && sample.uncompressedSize == Width * Height * 3);
         CHECK_STATUS(Stream_ReleaseSample(stream, sample), VC_Success);
     }
@@ -307,9 +296,6 @@ int main(int argc, char** argv) {
     if (mkdir(argv[1], 0755) != 0 && errno != EEXIST) {
         perror(argv[1]);
         return 2;
-    }
-    for (int frame = 0; frame < FrameCount; ++frame) {
-        MakePicture(frame, pictures[frame]);
     }
     snprintf(file, sizeof file, "%s/recording.mjpeg", argv[1]);
     snprintf(folder, sizeof folder, "%s/pictures", argv[1]);
