@@ -12,6 +12,7 @@ protected:
     void SetUp() override {
         memory.AddFile("VTS_01_1.VOB", AsText(first));
         memory.AddFile("VTS_01_2.VOB", AsText(second));
+        memory.AddFile("empty.vob", "");
     }
 
     // Reads `count` bytes from `position` on; the bytes delivered, none on failure.
@@ -38,6 +39,7 @@ protected:
 TEST_F(CompositeFileTest, TailOffsetsShapeTheChain) {
     CompositeFile composite;
     ASSERT_EQ(composite.Append("VTS_01_1.VOB;10"), 0);
+    ASSERT_EQ(composite.Append("empty.vob"), 0) << "an empty file opens, and holds no position";
     ASSERT_EQ(composite.Append("VTS_01_2.VOB;20"), 0);
     EXPECT_EQ(composite.TotalSize(), 84 + 168);
     EXPECT_EQ(composite.GetCurrentFileStartOffset(), 16);
