@@ -1,4 +1,3 @@
-// The registry of decoders: its fixed order, lookups, autodetection order and the exported functions.
 #include "model/collection/DecoderCollection.h"
 #include "interface/LibraryFrame.h"
 

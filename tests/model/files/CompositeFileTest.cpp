@@ -15,7 +15,6 @@ protected:
         memory.AddFile("empty.vob", "");
     }
 
-    // Reads `count` bytes from `position` on; the bytes delivered, none on failure.
     std::vector<uint8_t> ReadAt(CompositeFile& composite, int64_t position, int32_t count) {
         std::vector<uint8_t> bytes(static_cast<size_t>(count), 0xAA);
         uint32_t delivered = 0;

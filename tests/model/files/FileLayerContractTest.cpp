@@ -1,4 +1,3 @@
-// The read and seek contract that every file layer keeps, run over each of them.
 #include "core/client/FileHandler.h"
 #include "core/client/ScriptedFiles.h"
 #include "model/files/File.h"
