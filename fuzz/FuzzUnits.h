@@ -50,4 +50,15 @@ inline int32_t SizeOf(const Unit& unit) {
     return static_cast<int32_t>(unit.size());
 }
 
+// Pictures larger than this are only offered a small output, which they must refuse.
+constexpr int64_t MaxPictureBytes = 16 << 20;
+
+// The output for a picture of `bytes`, one byte short where asked.
+inline std::vector<uint8_t> PictureOutput(int64_t bytes, bool oneShort, int64_t limit = MaxPictureBytes) {
+    if (bytes <= 0 || bytes > limit) {
+        return std::vector<uint8_t>(64);
+    }
+    return std::vector<uint8_t>(static_cast<size_t>(oneShort ? bytes - 1 : bytes));
+}
+
 } // namespace Vorn::Fuzzing

@@ -18,7 +18,6 @@ constexpr int32_t HeaderSkips[4] = {0, 1, 4, 100};
 // Where a frame's head keeps its size: SOF0 marker, length, precision, then height and width.
 constexpr size_t HeadHeightOffset = 5;
 constexpr size_t HeadWidthOffset = 7;
-constexpr int64_t MaxPictureBytes = 16 << 20;
 
 void ApplyFrame(BlockJpegDecoder& decoder, const UnitInput& input, const Unit& frame) {
     ByteView view(frame.data(), frame.size());

@@ -15,8 +15,6 @@ using namespace Vorn::Fuzzing;
 
 namespace {
 
-// Pictures larger than this are only offered a small buffer, which they must refuse.
-constexpr int64_t MaxPictureBytes = 16 << 20;
 constexpr int32_t TemplateSizes[4][2] = {{16, 8}, {64, 48}, {176, 144}, {8, 8}};
 
 int64_t BufferBytes(int32_t width, int32_t height, int32_t channels, bool padded) {
@@ -32,8 +30,7 @@ void DecodeOne(JpegDecoderScratch& scratch, const Unit& jpeg, bool padded) {
     if (!JpegReadHeader(jpeg.data(), SizeOf(jpeg), &width, &height, &channels)) {
         return;
     }
-    int64_t bytes = BufferBytes(width, height, channels, padded);
-    std::vector<uint8_t> buffer(static_cast<size_t>(bytes > 0 && bytes <= MaxPictureBytes ? bytes : 64));
+    std::vector<uint8_t> buffer = PictureOutput(BufferBytes(width, height, channels, padded), false);
     const int32_t bufferSize = static_cast<int32_t>(buffer.size());
     JpegDecodeToBuffer(scratch, jpeg.data(), SizeOf(jpeg), buffer.data(), bufferSize);
     int32_t consumed = -1;

@@ -15,7 +15,6 @@ using namespace Vorn::Fuzzing;
 namespace {
 
 constexpr int32_t FrameFormats[3][2] = {{16, 16}, {64, 48}, {7, 5}};
-constexpr int64_t MaxPictureBytes = 16 << 20;
 
 bool ChooseFormat(const UnitInput& input, const Unit& frame, int32_t* width, int32_t* height,
                   int32_t* components) {

@@ -66,12 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         GatherStreams(unit);
         int32_t width = 0, height = 0, planes = 0;
         IppDecoderMPEG2PS::ParseImageFormat(unit.data(), SizeOf(unit), &width, &height, &planes);
-        if (input.Option(4)) {
-            DecodeAudio(adapter, input, unit);
-            DecodeVideo(adapter, input, unit);
-        } else {
-            DecodeVideo(adapter, input, unit);
-            DecodeAudio(adapter, input, unit);
+        for (const bool audio : {input.Option(4), !input.Option(4)}) {
+            audio ? DecodeAudio(adapter, input, unit) : DecodeVideo(adapter, input, unit);
         }
     }
     return 0;

@@ -23,8 +23,6 @@ struct Codec {
 constexpr Codec Codecs[8] = {{"lkz3", "XVID"}, {"lkz0", "H263"}, {"lkz1", "MP43"}, {"lkz4", "H264"},
                              {"lkz7", "MJPG"}, {"lkz6", "ADV1"}, {"lkz7", "TJPG"}, {"RGB2", "RGB2"}};
 constexpr int32_t Sizes[4][2] = {{176, 144}, {64, 48}, {720, 288}, {98, 66}};
-// Larger pictures get a small DIB, which the bridge must refuse.
-constexpr uint32_t MaxPictureBytes = 16 << 20;
 
 std::vector<uint8_t> StreamFormat(const UnitInput& input, const Codec& codec) {
     const Unit& first = input.units.front();
@@ -47,13 +45,7 @@ int32_t Open(VFWDecoder& decoder, const Codec& codec, const std::vector<uint8_t>
 }
 
 void DecompressFrame(VFWDecoder& decoder, const UnitInput& input, const Unit& frame, uint32_t index) {
-    uint32_t dibBytes = decoder.OutputImageSize();
-    if (dibBytes == 0 || dibBytes > MaxPictureBytes) {
-        dibBytes = 64;
-    } else if (input.Option(6)) {
-        --dibBytes;
-    }
-    std::vector<uint8_t> dib(dibBytes);
+    std::vector<uint8_t> dib = PictureOutput(decoder.OutputImageSize(), input.Option(6));
     uint8_t frameFormat[VFWDecoder::CallerFormatBytes] = {};
     decoder.Decompress(frame.data(), static_cast<uint32_t>(frame.size()), frameFormat, dib.data(),
                        static_cast<uint32_t>(dib.size()), 0, index);

@@ -4,12 +4,9 @@
 #include "codecs/timespace/TimeSpacePictureDecoder.h"
 #include "core/client/DecoderTable.h"
 #include "fixtures/ClientPlay.h"
-#include "fixtures/FileSetBytes.h"
 #include "fixtures/formats/TimeSpaceWriter.h"
-#include "model/files/MemoryFileSource.h"
 
 #include <string>
-#include <vector>
 
 using namespace Vorn::Vorncast::Decoders;
 
@@ -31,20 +28,16 @@ constexpr bool HostAbortsLongLoads = false;
 #endif
 
 struct Row {
-    uint32_t guid[4];
+    const char* guid;
     std::string extension;
 };
 
 Row DescribeRow() {
     BaseDecoder* decoder = DecoderTable::At(FUZZ_ROW);
-    const char* guidText = nullptr;
-    decoder->GetDecoderGuid(&guidText);
+    Row row{};
+    decoder->GetDecoderGuid(&row.guid);
     int32_t extensionCount = 0;
     const std::string list = decoder->GetExtensions(&extensionCount);
-    Row row{};
-    Vorn::Guid guid;
-    Vorn::ParseGuid("{" + std::string(guidText) + "}", &guid);
-    WordsFromGuid(guid, row.guid);
     row.extension = list.substr(0, list.find(';'));
     if (row.extension.empty() || row.extension.find('?') != std::string::npos) {
         row.extension = "bin";
@@ -59,14 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // The picture decoders that the TimeSpace recorders' frames need come from the host.
     SetTimeSpacePictureDecoder(Testing::PaintTimeSpaceUpdate);
     SetTimeSpaceFrameDecoder(Testing::PaintTimeSpaceFrame);
-    Vorn::MemoryFileSource files;
-    std::vector<Vorn::Testing::FileSetFile> set =
-        Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles);
-    for (const auto& file : set) {
-        files.AddFile("/fuzz/" + file.name, file.bytes);
-    }
-    Vorn::FileSource::SetCurrent(&files);
-    Vorn::Testing::PlayThroughClient(row.guid, "/fuzz/" + set.front().name,
+    Vorn::Testing::PlayThroughClient(row.guid, "/fuzz/",
+                                     Vorn::Testing::SplitFileSet(data, size, "rec", row.extension, MaxFiles),
                                      {ActionBase + static_cast<int64_t>(size) * ActionsPerByte,
                                       MaxFramesWalked, HostAbortsLongLoads, MaxIndexSteps},
                                      [](const std::string&, bool endless) {
@@ -74,6 +61,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                              __builtin_trap();
                                          }
                                      });
-    Vorn::FileSource::SetCurrent(nullptr);
     return 0;
 }

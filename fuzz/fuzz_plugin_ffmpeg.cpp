@@ -11,29 +11,13 @@
 #include <string>
 #include <unistd.h>
 
-namespace {
-
 constexpr const char* Extensions[] = {"dav", "ts", "h264", "mkv", "mp4", "mov", "flv", "mpg"};
-// A collection with the plug-ins of the build, made once for the run.
-int Collection() {
-    static const int collection = [] {
-        VcInitRecord record{};
-        record.importPluginsEnabled = 1;
-        InitVorncastDecoders(record);
-        int made = 0;
-        DecoderCollection_Create(FFMPEG_PLUGIN_ROOT, &made);
-        return made;
-    }();
-    return collection;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) {
         return 0;
     }
-    const int collection = Collection();
+    const int collection = Vorn::Testing::SharedCollection(FFMPEG_PLUGIN_ROOT);
     const std::string path = "/tmp/fuzz_plugin_ffmpeg_" + std::to_string(getpid()) + "." +
                              Extensions[data[0] % (sizeof Extensions / sizeof *Extensions)];
     FILE* file = std::fopen(path.c_str(), "wb");

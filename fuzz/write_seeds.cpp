@@ -59,11 +59,6 @@ constexpr uint8_t Size64x48 = 1 << 2;
 constexpr uint8_t SizeFromStream = 3 << 2;
 constexpr uint8_t ConfigurationFirst = 1 << 1;
 
-// The entropy-coded bytes behind the SOS header, up to and including EOI.
-Unit ScanData(const Unit& jpeg) {
-    return Unit(jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end());
-}
-
 std::vector<Unit> WithFirst(Unit first, std::vector<Unit> rest) {
     rest.insert(rest.begin(), std::move(first));
     return rest;
@@ -92,7 +87,8 @@ void WriteJpegSeeds(SeedFolder& seeds) {
                EncodeJpeg(MakeColourBars(48, 32), {.optimiseTables = true})});
     // Bare scans of the template's 64 x 48, 4:2:2 picture: Annex K tables, quality 50.
     const Unit templated = EncodeJpeg(MakeColourBars(64, 48), {.quality = 50, .sampling = Sampling::S422});
-    seeds.Add(target, "template_scan", 1 | 1 << 2, {ScanData(templated)});
+    seeds.Add(target, "template_scan", 1 | 1 << 2,
+              {Unit(templated.begin() + static_cast<long>(ScanDataOffset(templated)), templated.end())});
     seeds.Add("fuzz_codec_lossless_jpeg", "grey16_predictor7", 1 << 2,
               {EncodeLosslessJpeg(MakeGradient(16, 16, 1), {.predictor = 7})});
     // 48 x 16: three blocks across, two rows.

@@ -43,31 +43,24 @@ TEST_P(CodecSweep, SurvivesDamage) {
 INSTANTIATE_TEST_SUITE_P(CodecSweep, CodecSweep, ::testing::ValuesIn(SmallCodecRows()),
                          [](const auto& info) { return std::string(info.param.name); });
 
-namespace {
-
-CodecRecording WithEmptyFrame() {
-    CodecRecording recording{RecordedCodec::Jpeg, 16, 8};
-    recording.frames = {EncodeJpeg(MakeGradient(16, 8, 3)), {}, EncodeJpeg(MakeGradient(16, 8, 3))};
-    return recording;
-}
-
-} // namespace
-
 // A decoder that stalls on an empty frame is reported; the action limit that ends its loads leaves it
 // usable, and the same decoder run honestly is reported for nothing (the empty frame loads but gives no
 // picture).
 TEST(DamageSweepChecks, ReportsALoadThatNeverEndsAndNothingElse) {
+    CodecRecording withEmptyFrame{RecordedCodec::Jpeg, 16, 8};
+    withEmptyFrame.frames = {EncodeJpeg(MakeGradient(16, 8, 3)), {}, EncodeJpeg(MakeGradient(16, 8, 3))};
+    const SweepRecording sweep = SweepOf(withEmptyFrame);
     CodecRecordingDecoder decoder;
     decoder.stallOnEmptyFrame = true;
     const SweepOptions options{.maxCutsPerFile = 8, .maxDamagePerFile = 8};
-    SweepReport report = SweepDamage(SweepRow, SweepOf(WithEmptyFrame()), options, &decoder);
+    SweepReport report = SweepDamage(SweepRow, sweep, options, &decoder);
     EXPECT_EQ(report.intactFrames, -1);
     ASSERT_FALSE(report.faults.empty());
     EXPECT_EQ(report.faults.front().rfind("intact recording: Load did not end within", 0), 0u)
         << report.faults.front();
 
     decoder.stallOnEmptyFrame = false;
-    report = SweepDamage(SweepRow, SweepOf(WithEmptyFrame()), options, &decoder);
+    report = SweepDamage(SweepRow, sweep, options, &decoder);
     EXPECT_EQ(report.intactFrames, 3);
     EXPECT_EQ(report.intactDecoded, 2);
     // Some damage stops the load, some leaves frames to show.

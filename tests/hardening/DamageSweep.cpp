@@ -4,8 +4,6 @@
 #include "core/client/PlaceholderDecoder.h"
 #include "fixtures/ClientPlay.h"
 #include "model/decoder/ModelTypes.h"
-#include "model/files/FileTestSupport.h"
-#include "model/files/MemoryFileSource.h"
 
 #include <gtest/gtest.h>
 
@@ -131,31 +129,6 @@ int64_t ActionLimit(const SweepRecording& recording) {
     return ActionBase + bytes / 16;
 }
 
-void RowGuid(int32_t row, BaseDecoder* decoder, uint32_t words[4]) {
-    const char* text = nullptr;
-    if (decoder != nullptr) {
-        decoder->GetDecoderGuid(&text);
-    } else {
-        text = DecoderTable::RowAt(row)->guid;
-    }
-    Vorn::Guid guid;
-    Vorn::ParseGuid(std::string("{") + text + "}", &guid);
-    WordsFromGuid(guid, words);
-}
-
-Vorn::Testing::ClientPlayOutcome RunOn(const std::vector<FileSetFile>& files, const uint32_t guid[4],
-                                       const Vorn::Testing::ClientPlayLimits& limits, const std::string& copy,
-                                       std::vector<std::string>* faults) {
-    Vorn::MemoryFileSource source;
-    for (const FileSetFile& file : files) {
-        source.AddFile(Folder + file.name, file.bytes);
-    }
-    FileTesting::InstalledSource installed(&source);
-    return Vorn::Testing::PlayThroughClient(
-        guid, Folder + files.front().name, limits,
-        [&](const std::string& fault, bool) { faults->push_back(copy + ": " + fault); });
-}
-
 } // namespace
 
 std::vector<DamagedCopy> DamagedCopies(const SweepRecording& recording, SweepOptions options) {
@@ -180,20 +153,24 @@ SweepReport SweepDamage(int32_t row, const SweepRecording& recording, const Swee
         return report;
     }
     BaseDecoder* previous = decoder != nullptr ? DecoderTable::Swap(row, decoder) : nullptr;
-    uint32_t guid[4];
-    RowGuid(row, decoder, guid);
+    const char* guid = DecoderTable::RowAt(row)->guid;
+    if (decoder != nullptr) {
+        decoder->GetDecoderGuid(&guid);
+    }
     const Vorn::Testing::ClientPlayLimits limits{ActionLimit(recording), MaxFramesDecoded,
                                                  recording.hostAbortsLongLoads};
-
-    const Vorn::Testing::ClientPlayOutcome intact =
-        RunOn(recording.files, guid, limits, "intact recording", &report.faults);
+    auto run = [&](const std::vector<FileSetFile>& files, const std::string& copy) {
+        return Vorn::Testing::PlayThroughClient(
+            guid, Folder, files, limits,
+            [&](const std::string& fault, bool) { report.faults.push_back(copy + ": " + fault); });
+    };
+    const Vorn::Testing::ClientPlayOutcome intact = run(recording.files, "intact recording");
     if (intact.loaded) {
         report.intactFrames = intact.frames;
         report.intactDecoded = intact.decoded;
     }
     for (const DamagedCopy& damage : DamagedCopies(recording, options)) {
-        const Vorn::Testing::ClientPlayOutcome outcome =
-            RunOn(damage.files, guid, limits, damage.description, &report.faults);
+        const Vorn::Testing::ClientPlayOutcome outcome = run(damage.files, damage.description);
         ++report.runs;
         report.loads += outcome.loaded ? 1 : 0;
         report.framesDecoded += outcome.decoded;

@@ -7,8 +7,6 @@
 #include "fixtures/SmallRecordings.h"
 #include "fixtures/dvd/DvdAuthor.h"
 #include "hardening/DamageSweep.h"
-#include "model/files/MemoryFileSource.h"
-#include "model/support/Guid.h"
 
 #include <vorncast/VorncastDecoders.h>
 
@@ -28,42 +26,30 @@ struct NativeCase {
     Vorn::Testing::NativePlayOptions::Pictures pictures = Vorn::Testing::NativePlayOptions::FirstSeekAndBack;
 };
 
-// Plays one copy as a player would; a call that ends with a status that is not the library's is a fault.
-void PlayCopy(int collection, const NativeCase& native, const std::vector<FileSetFile>& files,
-              const std::string& copy, std::vector<std::string>* faults) {
-    const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
-                                    VC_EndOfStreamAfterEnd, native.otherStatus};
-    Vorn::MemoryFileSource source;
-    for (const FileSetFile& file : files) {
-        source.AddFile(native.decoder.folder + file.name, file.bytes);
-    }
-    Vorn::FileSource::SetCurrent(&source);
-    VcGuid guid{};
-    Vorn::ParseGuid(native.decoder.guid, &guid);
-    Vorn::Testing::PlayNative(collection, guid, native.decoder.variant, native.decoder.Url(),
-                              {native.pictures, 60}, [&](const char* call, int status) {
-                                  if (statuses.count(status) == 0) {
-                                      faults->push_back(copy + ": " + call + " gave status " +
-                                                        std::to_string(status));
-                                  }
-                                  return status;
-                              });
-    Vorn::FileSource::SetCurrent(nullptr);
-}
-
+// Plays the intact recording and every damaged copy as a player would; a call that ends with a status
+// that is not the library's is a fault.
 void ExpectNativeSurvivesDamage(const NativeCase& native, const Hardening::SweepRecording& recording,
                                 const Hardening::SweepOptions& options, size_t minimumCopies) {
     ASSERT_EQ(InitVorncastDecoders(VcInitRecord{}), VC_Success);
     int collection = 0;
     ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), VC_Success);
+    const std::set<int> statuses = {VC_Success, VC_GeneralFailure, VC_EndOfStreamBeforeStart,
+                                    VC_EndOfStreamAfterEnd, native.otherStatus};
+    std::vector<Hardening::DamagedCopy> copies = Hardening::DamagedCopies(recording, options);
+    EXPECT_GT(copies.size(), minimumCopies);
+    copies.insert(copies.begin(), {"intact recording", recording.files});
     std::vector<std::string> faults;
-    PlayCopy(collection, native, recording.files, "intact recording", &faults);
-    const std::vector<Hardening::DamagedCopy> damaged = Hardening::DamagedCopies(recording, options);
-    for (const Hardening::DamagedCopy& copy : damaged) {
-        PlayCopy(collection, native, copy.files, copy.description, &faults);
+    for (const Hardening::DamagedCopy& copy : copies) {
+        Vorn::Testing::PlayNative(collection, native.decoder, copy.files, {native.pictures, 60},
+                                  [&](const char* call, int status) {
+                                      if (statuses.count(status) == 0) {
+                                          faults.push_back(copy.description + ": " + call + " gave status " +
+                                                           std::to_string(status));
+                                      }
+                                      return status;
+                                  });
     }
     DecoderCollection_Release(collection);
-    EXPECT_GT(damaged.size(), minimumCopies);
     EXPECT_TRUE(faults.empty()) << faults.size() << " faults, the first: " << faults.front();
 }
 

@@ -5,40 +5,29 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* CathexisGuid = "E1FFF4E6-C217-4289-BF0C-11B146D0481A";
 
-CathexisFrame Frame(uint16_t camera, uint32_t seconds, const BgrPicture& picture) {
-    return {camera, seconds, 4, 64, 48, EncodeTestJpeg(picture)};
-}
+using CathexisTest = RecorderTest;
 
-class CathexisTest : public RecorderTest {};
-
-// Two files whose frames interleave in time, two cameras in each: each camera's stream holds its
-// frames in time order across the files, with their pictures.
-TEST_F(CathexisTest, FramesOfAFolderSortByTimeIntoOneStreamPerCamera) {
+TEST_F(CathexisTest, FramesOfAFolderSortByTimeIntoOneStreamPerCameraAndDamageFailsTheLoad) {
     std::vector<BgrPicture> pictures;
     std::vector<CathexisFrame> first, second;
     for (uint32_t index = 0; index < 8; ++index) {
         pictures.push_back(MakeQuadrantPicture(64, 48, static_cast<int32_t>(index)));
         const auto camera = static_cast<uint16_t>(3 + index % 2 * 4);
-        (index % 3 == 0 ? second : first).push_back(Frame(camera, 1700000000 + index, pictures.back()));
+        (index % 3 == 0 ? second : first)
+            .push_back({camera, 1700000000 + index, 4, 64, 48, EncodeTestJpeg(pictures.back())});
     }
-    AddFile("/site/a.sjpg", WriteCathexis(first).bytes);
     AddFile("/site/b.sjpg", WriteCathexis(second).bytes);
-    ASSERT_EQ(Load(CathexisGuid, "/site/a.sjpg"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(CathexisGuid, "/site/a.sjpg", WriteCathexis(first).bytes));
     ExpectWalks(TakingTurns(2, 8), [&](const Delivered& frame, size_t index) {
         EXPECT_EQ(frame.time.recordedTime,
                   (1700000000 + int64_t(index) + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000);
         ExpectNear(pictures[index], frame);
     });
-}
 
-// Damage ends the load with its text; a block length that carries the next block past 4 GB ends the
-// chain instead of turning it back.
-TEST_F(CathexisTest, DamagedFilesEndTheLoadWithTheirText) {
-    const Bytes good = WriteCathexis({Frame(1, 1700000000, MakeQuadrantPicture(64, 48))}).bytes;
+    const Bytes good = WriteCathexis(first).bytes;
     ExpectLoadsFail(
         CathexisGuid, "x.sjpg",
         {{WithByte(good, 0, 0),
@@ -49,11 +38,8 @@ TEST_F(CathexisTest, DamagedFilesEndTheLoadWithTheirText) {
           "000000000000000000000000e0ffd800\n"},
          {Bytes(100, 0),
           "DecodeCathexis LoadingOpenComplete failed because fileSize was too small for an index entry\n"}});
-    Bytes huge = good;
-    const uint8_t length[] = {0x00, 0xFC, 0xFF, 0xFF};
-    std::copy(std::begin(length), std::end(length), huge.begin() + 1024 + 24);
-    AddFile("/huge/x.sjpg", huge);
-    ASSERT_EQ(Load(CathexisGuid, "/huge/x.sjpg"), 0) << LastError();
+    // A block length that carries the next block past 4 GB ends the chain instead of turning it back.
+    ASSERT_TRUE(LoadsFile(CathexisGuid, "/huge/x.sjpg", WithWord(good, 1024 + 24, 0xFFFFFC00)));
     EXPECT_EQ(WalkForward(VideoStreams()[0]).size(), 1u);
 }
 

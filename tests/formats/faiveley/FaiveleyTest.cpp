@@ -5,17 +5,11 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 using Vorn::Vorncast::Decoders::TicksFromSystemTime;
 
 constexpr const char* FaiveleyGuid = "04E98296-F0E7-4a49-9044-9FACC53E9FF3";
 constexpr int32_t Width = 352;
 constexpr int32_t Height = 288;
-
-std::vector<uint8_t> Scan(const TestPicture& picture, int32_t quality) {
-    std::vector<uint8_t> jpeg = EncodeJpeg(picture, {.sampling = Sampling::S422, .recorderQuality = quality});
-    return {jpeg.begin() + static_cast<long>(ScanDataOffset(jpeg)), jpeg.end()};
-}
 
 struct Variant {
     bool swapped;
@@ -25,8 +19,6 @@ struct Variant {
 
 class FaiveleyTest : public RecorderTest, public testing::WithParamInterface<Variant> {};
 
-// Two cameras take turns; their names join the site's and the camera's texts, and each picture
-// decodes with the tables of the recording's compression, whether the images are swapped or not.
 TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     const Variant variant = GetParam();
     std::vector<TestPicture> pictures;
@@ -34,20 +26,17 @@ TEST_P(FaiveleyTest, FramesOfTwoCamerasWithTheirNamesTimesAndPictures) {
     for (int32_t index = 0; index < 4; ++index) {
         pictures.push_back(index % 2 == 0 ? MakeGradient(Width, Height, 3) : MakeColourBars(Width, Height));
         frames.push_back({static_cast<uint8_t>(index % 2 + 1), 2024, 3, 14, 15, 26, index, index * 7,
-                          variant.compression, 1, Scan(pictures.back(), variant.quality)});
+                          variant.compression, 1, RecorderJpegScan(pictures.back(), variant.quality)});
     }
-    AddFile("/f/train.arc",
-            WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes);
-    ASSERT_EQ(Load(FaiveleyGuid, "/f/train.arc"), 0) << LastError();
-    ExpectWalks(TakingTurns(2, 4),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime,
-                              TicksFromSystemTime(2024, 3, 14, 15, 26, frames[index].second,
-                                                  frames[index].hundredths * 10));
-                    ASSERT_EQ(frame.data.size(), size_t{Width * Height * 3});
-                    EXPECT_GE(ComparePicture(pictures[index], frame.data.data(), Width * 3).psnr, 25);
-                },
-                {"North Depot - Cab", "North Depot - Platform"});
+    ASSERT_TRUE(LoadsFile(
+        FaiveleyGuid, "/f/train.arc",
+        WriteFaiveley("North  Depot", {{1, "Cab"}, {2, "Platform"}}, frames, variant.swapped).bytes));
+    ExpectStreamNames({"North Depot - Cab", "North Depot - Platform"});
+    ExpectWalks(TakingTurns(2, 4), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, TicksFromSystemTime(2024, 3, 14, 15, 26, frames[index].second,
+                                                               frames[index].hundredths * 10));
+        ExpectPsnr(pictures[index], frame, 25);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Storage, FaiveleyTest,
@@ -57,7 +46,7 @@ class FaiveleyDamageTest : public RecorderTest {};
 
 TEST_F(FaiveleyDamageTest, DamagedFilesEndTheLoadWithTheirText) {
     std::vector<FaiveleyFrame> frames(
-        3, {1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, Scan(MakeGradient(Width, Height, 3), 24)});
+        3, {1, 2024, 3, 14, 15, 26, 0, 0, 0, 1, RecorderJpegScan(MakeGradient(Width, Height, 3), 24)});
     const FaiveleyFile good = WriteFaiveley("Depot", {{1, "Cab"}}, frames, false);
     ExpectLoadsFail(
         FaiveleyGuid, "x.arc",
@@ -71,12 +60,10 @@ TEST_F(FaiveleyDamageTest, DamagedFilesEndTheLoadWithTheirText) {
          {Bytes(1000, 0),
           "DecodeFaiveley LoadingOpenComplete failing due to file being too small to contain headers\n"}});
     // A frame whose sector lost its magic is passed over; its data joins the frame before.
-    AddFile("/lost/x.arc", WithByte(good.bytes, good.frameStarts[1], 0));
-    ASSERT_EQ(Load(FaiveleyGuid, "/lost/x.arc"), 0) << LastError();
+    ASSERT_TRUE(LoadsFile(FaiveleyGuid, "/lost/x.arc", WithByte(good.bytes, good.frameStarts[1], 0)));
     EXPECT_EQ(WalkForward(VideoStream()).size(), 2u);
-    AddFile("/bad.arx", good.bytes);
     EXPECT_TRUE(
-        LoadFailsWith(FaiveleyGuid, "/bad.arx",
+        FileFailsWith(FaiveleyGuid, "/bad.arx", good.bytes,
                       "DecodeFaiveley::LoadingGetOpenName failed due to extension not being \"arc\"\n"));
 }
 

@@ -8,7 +8,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* SanyoGuid = "142538A9-0A35-4b82-972E-82A744F380ED";
 constexpr int32_t Width = 64;
@@ -19,22 +18,10 @@ int64_t TicksOf(uint32_t seconds) {
     return (int64_t{seconds} + 946684800 + Vorn::Vorncast::Decoders::UnixEpochSeconds) * 10000000;
 }
 
-class SanyoTest : public RecorderTest {
-protected:
-    void Add(const SanyoFiles& files, const std::string& top = "", bool lowerCase = false) {
-        for (auto [path, bytes] : files) {
-            if (lowerCase) {
-                std::transform(path.begin(), path.end(), path.begin(),
-                               [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-            }
-            AddFile(top + path, bytes);
-        }
-    }
-};
+using SanyoTest = RecorderTest;
 
-// Two cameras take turns over two image folders: each stream holds its camera's frames with
-// their times, names and pictures.
-TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
+// The JPEG 2000 tree's names are all in lower case.
+TEST_F(SanyoTest, IndexGivesEachCameraItsJpegOrJpeg2000ImagesAcrossFolders) {
     std::vector<BgrPicture> pictures;
     std::vector<SanyoFrame> frames;
     const uint32_t numbers[] = {1, 2, 199, 200, 201, 202};
@@ -43,27 +30,28 @@ TEST_F(SanyoTest, IndexGivesEachCameraItsImagesAcrossFolders) {
         frames.push_back({Start + index / 2, static_cast<int32_t>(index % 2), numbers[index],
                           EncodeTestJpeg(pictures.back())});
     }
-    Add(WriteSanyo("/disk/SANYO", "00003", {"Front", "Back"}, frames, false));
+    AddFiles(WriteSanyo("/disk/SANYO", "00003", {"Front", "Back"}, frames, false));
     ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00003/INFO/00003.inf"), 0) << LastError();
-    ExpectWalks(TakingTurns(2, 6),
-                [&](const Delivered& frame, size_t index) {
-                    EXPECT_EQ(frame.time.recordedTime, TicksOf(frames[index].seconds));
-                    ExpectNear(pictures[index], frame);
-                },
-                {"Front", "Back"});
-}
+    ExpectStreamNames({"Front", "Back"});
+    ExpectWalks(TakingTurns(2, 6), [&](const Delivered& frame, size_t index) {
+        EXPECT_EQ(frame.time.recordedTime, TicksOf(frames[index].seconds));
+        ExpectNear(pictures[index], frame);
+    });
 
-// JPEG 2000 images behind the recorder's header, in a tree whose names are all in lower case.
-TEST_F(SanyoTest, Jpeg2000ImagesInATreeOfAnyCase) {
     const std::vector<uint8_t> rgb = Jpeg2000Testing::MakeRgbPicture(Width, Height);
-    std::vector<SanyoFrame> frames;
+    frames.clear();
     for (uint32_t index = 0; index < 3; ++index) {
         frames.push_back({Start + index, 0, index + 1,
                           Jpeg2000Testing::Encode(Jpeg2000Testing::RgbPlanes(rgb, Width, Height), Width,
                                                   Height, {.jp2 = index == 1})});
     }
-    Add(WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true), "", true);
-    ASSERT_EQ(Load(SanyoGuid, "/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
+    SanyoFiles lower = WriteSanyo("/disk/SANYO", "00004", {"Lobby"}, frames, true);
+    for (auto& [path, bytes] : lower) {
+        std::transform(path.begin(), path.end(), path.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    }
+    AddFiles(lower, "/lower");
+    ASSERT_EQ(Load(SanyoGuid, "/lower/disk/SANYO/00004/IMG00001/00000002.JP2"), 0) << LastError();
     ExpectWalks(TakingTurns(1, 3), [&](const Delivered& frame, size_t index) {
         EXPECT_EQ(frame.time.recordedTime, TicksOf(Start + static_cast<uint32_t>(index)));
         EXPECT_EQ(frame.data, Jpeg2000Testing::ToBgr(rgb));
@@ -92,7 +80,7 @@ TEST_F(SanyoTest, DamagedTreesEndTheLoadWithTheirText) {
     int tree = 0;
     for (const auto& [files, name, text] : cases) {
         const std::string top = "/t" + std::to_string(tree++);
-        Add(files, top);
+        AddFiles(files, top);
         AddFile(top + "/SANYO/IMG00001/00000001.jpg", files.size() > 1 ? files[1].second : Bytes{});
         if (text != nullptr) {
             EXPECT_TRUE(LoadFailsWith(SanyoGuid, top + "/SANYO/" + name, text));

@@ -1,20 +1,15 @@
-// UVMS media trees written at test time: MPEG-2 pictures from ffmpeg in program stream pieces and
-// small JPEG pictures, read through the exported functions.
 #include "MissingTool.h"
 #include "core/time/Ticks.h"
 #include "fixtures/codecs/CodecTestSupport.h"
 #include "fixtures/formats/UvmsWriter.h"
-#include "fixtures/iso/FfmpegTool.h"
 #include "formats/RecorderChecks.h"
 
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* UvmsGuid = "5B2F805E-A54E-4e45-B25F-19AFD53305FD";
 constexpr int64_t StartMilliseconds = 1700000000000;
-constexpr int32_t FrameCount = 10;
 
 int64_t Ticks(int64_t unixMilliseconds) {
     return (unixMilliseconds + Vorn::Vorncast::Decoders::UnixEpochMilliseconds) * 10000;
@@ -30,62 +25,47 @@ protected:
     void AddMedia(const std::string& path, const UvmsMediaFile& file) {
         AddFile(path, WriteUvmsMediaFile(file));
     }
-    void AddConfig(const std::string& path, const std::string& text) {
-        AddFile(path, Bytes(text.begin(), text.end()));
-    }
-
-    // Every picture of the stream, 40 ms apart from its first, and when `back` stepped back again.
-    void ExpectStream(int stream, const std::vector<Bytes>& reference, int64_t offsetMilliseconds,
-                      bool back) {
-        StepThrough(
-            stream, reference.size(),
-            [&](const Delivered& frame, size_t index) {
-                ExpectPicture(reference[index], frame);
-                EXPECT_EQ(frame.time.recordedTime,
-                          Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
-            },
-            back);
-    }
-    static void ExpectPicture(const Bytes& reference, const Delivered& frame) {
-        ASSERT_EQ(frame.status, 0);
-        ASSERT_EQ(frame.data.size(), reference.size());
-        EXPECT_GE(CodecTest::Psnr(reference.data(), frame.data.data(), frame.data.size()), 40.0);
+    void ExpectStream(int stream, const std::vector<CodecTest::Picture>& reference,
+                      int64_t offsetMilliseconds, bool back) {
+        auto check = [&](const Delivered& frame, size_t index) {
+            ExpectDecoded(reference[index], frame);
+            EXPECT_EQ(frame.time.recordedTime,
+                      Ticks(StartMilliseconds + offsetMilliseconds + static_cast<int64_t>(index) * 40));
+        };
+        StepThrough(stream, reference.size(), check, back);
     }
 };
 
-// Two inputs, the first in two files whose image numbers overlap: each camera's stream plays its
-// pictures in display order with their times, back again, and from a seek into a group; the tree
-// reads the same from its configuration and from one of its media files.
+// The first input lies in two files whose image numbers overlap; the tree reads the same from its
+// configuration and from one of its media files.
 TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
-    if (!IsoTest::HaveFfmpegTools()) {
-        SKIP_OR_FAIL_FOR_MISSING("the ffmpeg program");
+    CodecTest::EncodedVideo video;
+    if (!CodecTest::HasEncoder("mpeg2video") ||
+        !CodecTest::EncodeVideo(
+            {.encoder = "mpeg2video", .width = 704, .height = 288, .frames = 10, .bFrames = 2, .gop = 6},
+            &video)) {
+        SKIP_OR_FAIL_FOR_MISSING("the mpeg2video encoder");
     }
-    IsoTest::TempFolder folder;
-    const std::string source = folder.Path("source.m2v");
-    ASSERT_TRUE(IsoTest::RunFfmpeg("-f lavfi -i testsrc=size=704x288:rate=25 -frames:v " +
-                                   std::to_string(FrameCount) +
-                                   " -c:v mpeg2video -bf 2 -g 6 -q:v 2 -f mpeg2video '" + source + "'"));
-    const std::vector<Bytes> reference = IsoTest::FfmpegVideoFrames(source, 704, 288, "bilinear");
-    const Bytes stream = IsoTest::ReadWholeFile(source);
-    std::vector<UvmsImage> first = UvmsImagesFromMpeg2(stream, 704, 288, StartMilliseconds, 40);
-    std::vector<UvmsImage> second = UvmsImagesFromMpeg2(stream, 704, 288, StartMilliseconds + 20, 40);
+    const std::vector<CodecTest::Picture> reference =
+        CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG2VIDEO, video, false);
+    std::vector<UvmsImage> first = UvmsImagesFromVideo(video, 704, 288, StartMilliseconds, 40);
+    std::vector<UvmsImage> second = UvmsImagesFromVideo(video, 704, 288, StartMilliseconds + 20, 40);
     ASSERT_EQ(first.size(), reference.size());
-    AddConfig("/site/Configs/site.ocf", WriteUvmsConfig({{1, "Gate"}, {2, "Yard"}}, "UVMSMedia"));
+    const std::string config = WriteUvmsConfig({{1, "Gate"}, {2, "Yard"}}, "UVMSMedia");
+    AddFile("/site/Configs/site.ocf", Bytes(config.begin(), config.end()));
     AddMedia("/site/UVMSMedia/000001/000001/0001", {1, 0, Slice(first, 0, 6)});
     AddMedia("/site/UVMSMedia/000001/000002/0002", {1, 4, Slice(first, 4, first.size())});
     AddMedia("/site/UVMSMedia/000001/000002/0003", {2, 0, second});
     for (const std::string url : {"/site/Configs/site.ocf", "/site/UVMSMedia/000001/000002/0003"}) {
         ASSERT_EQ(Load(UvmsGuid, url), 0) << url << ": " << LastError();
-        std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), 2u);
-        EXPECT_EQ(StreamName(streams[0]), "Input Number: 1, Gate");
-        EXPECT_EQ(StreamName(streams[1]), "Input Number: 2, Yard");
+        const std::vector<int> streams =
+            ExpectStreamNames({"Input Number: 1, Gate", "Input Number: 2, Yard"});
         ExpectStream(streams[1], reference, 20, false);
         ExpectStream(streams[0], reference, 0, url.ends_with("0003"));
     }
     for (size_t frame : {7u, 2u, 5u}) {
         SCOPED_TRACE(frame);
-        ExpectPicture(
+        ExpectDecoded(
             reference[frame],
             GoTo(VideoStreams()[0], Ticks(StartMilliseconds + static_cast<int64_t>(frame) * 40 + 10)));
     }
@@ -93,52 +73,33 @@ TEST_F(UvmsTest, MediaTreePlaysEachInputInDisplayOrder) {
 
 // Without a configuration in the tree a media file reads its own folder; its inputs have their numbers
 // for names.
-TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolder) {
+TEST_F(UvmsTest, MediaFileWithoutConfigurationReadsItsFolderAndBrokenTreesFail) {
     AddMedia("/site/UVMSMedia/000001/000001/0001",
              {7, 0, {UvmsJpegImage(64, 48, 0), UvmsJpegImage(64, 48, 1)}});
     AddMedia("/site/UVMSMedia/000001/000002/0002", {9, 0, {UvmsJpegImage(64, 48, 0)}});
     ASSERT_EQ(Load(UvmsGuid, "/site/UVMSMedia/000001/000001/0001"), 0) << LastError();
-    ExpectWalks({{0, 1}},
-                [&](const Delivered& frame, size_t index) {
-                    ExpectNear(MakeQuadrantPicture(64, 48, static_cast<int32_t>(index)), frame);
-                    EXPECT_EQ(frame.time.recordedTime,
-                              Ticks(StartMilliseconds + static_cast<int64_t>(index) * 40));
-                },
-                {"Input Number: 7"});
-}
+    ExpectStreamNames({"Input Number: 7"});
+    ExpectWalks({{0, 1}}, [&](const Delivered& frame, size_t index) {
+        ExpectNear(MakeQuadrantPicture(64, 48, static_cast<int32_t>(index)), frame);
+        EXPECT_EQ(frame.time.recordedTime, Ticks(StartMilliseconds + static_cast<int64_t>(index) * 40));
+    });
 
-TEST_F(UvmsTest, BrokenTreesFailWithTheirText) {
     const std::string config = WriteUvmsConfig({{1, "Gate"}}, "UVMSMedia");
     UvmsImage unknown = UvmsJpegImage(64, 48, 0);
     unknown.data.assign(64, 0x11);
-    const struct {
-        std::vector<std::pair<std::string, Bytes>> files;
-        const char* url;
-        const char* text;
-    } cases[] = {
-        {{{"/a/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}})},
-          {"/a/UVMSMedia/000001/000001/0002", WriteUvmsMediaFile({2, 0, {UvmsJpegImage(32, 16, 0)}})}},
-         "/a/UVMSMedia/000001/000001/0001",
-         "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"},
-        {{{"/b/UVMSMedia/000001/000001/0001", WriteUvmsMediaFile({1, 0, {unknown}})}},
-         "/b/UVMSMedia/000001/000001/0001",
-         "UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n"},
-        {{{"/c/notes.txt", Bytes(4, 'x')}},
-         "/c/notes.txt",
-         "UVMSLoadingDelegateReadingChannelInfo Not an ocf file\n"},
-        {{{"/d/Configs/site.ocf", Bytes(config.begin(), config.end())}},
-         "/d/Configs/site.ocf",
-         "DecodeUVMS:  No image files\n"},
-        {{{"/e/Configs/site.ocf", Bytes(1048577, ' ')}},
-         "/e/Configs/site.ocf",
-         "DecodeUVMS channel info file is larger than 1MB (1048577)\n"},
-    };
-    for (const auto& broken : cases) {
-        for (const auto& [path, bytes] : broken.files) {
-            AddFile(path, bytes);
-        }
-        EXPECT_TRUE(LoadFailsWith(UvmsGuid, broken.url, broken.text));
-    }
+    AddMedia("/a/UVMSMedia/000001/000001/0002", {2, 0, {UvmsJpegImage(32, 16, 0)}});
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/a/UVMSMedia/000001/000001/0001",
+                              WriteUvmsMediaFile({1, 0, {UvmsJpegImage(64, 48, 0)}}),
+                              "UVMSLoadingDelegateReadingImageHeaders image sizes differ across channels\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/b/UVMSMedia/000001/000001/0001",
+                              WriteUvmsMediaFile({1, 0, {unknown}}),
+                              "UVMSLoadingDelegateReadingImageHeaders Unrecognised compression\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/c/notes.txt", Bytes(4, 'x'),
+                              "UVMSLoadingDelegateReadingChannelInfo Not an ocf file\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/d/Configs/site.ocf", Bytes(config.begin(), config.end()),
+                              "DecodeUVMS:  No image files\n"));
+    EXPECT_TRUE(FileFailsWith(UvmsGuid, "/e/Configs/site.ocf", Bytes(1048577, ' '),
+                              "DecodeUVMS channel info file is larger than 1MB (1048577)\n"));
 }
 
 } // namespace

@@ -8,7 +8,6 @@
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* ViconGuid = "0CA09FC6-4112-4318-9DEE-46BC96B37612";
 constexpr int32_t Width = 64;
@@ -29,7 +28,6 @@ void Paint(TestPicture& shown, const TestPicture& source, const std::vector<bool
     }
 }
 
-// One camera's video file: what each of its frames shows, and when.
 struct CameraClip {
     ViconNetVideoFile file;
     std::vector<TestPicture> shown;
@@ -49,15 +47,11 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
         for (size_t block = index % 3; block < present.size(); block += 3) {
             present[block] = true;
         }
-        if (index == 0) {
-            clip.file.frames.push_back(ViconNetKeyFrame(writer, source, time));
-            shown = source;
-        } else {
-            clip.file.frames.push_back(ViconNetDeltaFrame(writer, source, present, time));
-        }
+        clip.file.frames.push_back(index == 0 ? ViconNetKeyFrame(writer, source, time)
+                                              : ViconNetDeltaFrame(writer, source, present, time));
         if (index == 3) {
             clip.file.frames.back().frameType = ViconNetPassOverType;
-        } else if (index > 0) {
+        } else {
             Paint(shown, source, present);
         }
         clip.shown.push_back(shown);
@@ -68,26 +62,17 @@ CameraClip MakeClip(const std::string& name, int64_t first, int32_t seed) {
 
 class ViconNetTest : public RecorderTest {
 protected:
-    void AddArchive(const ViconNetArchive& archive) {
-        for (const auto& [path, bytes] : WriteViconNet(archive)) {
-            AddFile(path, bytes);
-        }
+    ViconNetArchive TwoSlices(const std::string& parent = "/site/", uint32_t version = 3, bool dbf = false) {
+        return {parent, "Archive 24-03-14 15.26.00", version,
+                dbf,    {{1, "Gate"}, {2, "Yard"}},  {{1, {gate.file}}, {2, {yard.file, unnamed.file}}}};
     }
-    ViconNetArchive TwoSlices() {
-        ViconNetArchive archive;
-        archive.cameras = {{1, "Gate"}, {2, "Yard"}};
-        archive.slices = {{1, {gate.file}}, {2, {yard.file, unnamed.file}}};
-        return archive;
-    }
-    // Every frame of the clip stepped both ways, each with its time and picture.
     std::vector<Delivered> ExpectClip(int stream, const CameraClip& clip) {
         return StepThrough(stream, clip.shown.size(),
                            [&](const Delivered& frame, size_t index) { ExpectShown(clip, frame, index); });
     }
     static void ExpectShown(const CameraClip& clip, const Delivered& frame, size_t index) {
         EXPECT_EQ(frame.time.recordedTime, clip.times[index]);
-        ASSERT_EQ(frame.data.size(), size_t{Width * Height * 3});
-        EXPECT_GE(ComparePicture(clip.shown[index], frame.data.data(), Width * 3).psnr, 28);
+        ExpectPsnr(clip.shown[index], frame, 28);
     }
 
     CameraClip gate = MakeClip("cam_01", Start, 0);
@@ -95,52 +80,39 @@ protected:
     CameraClip unnamed = MakeClip("cam_03", Start + 2000000, 0);
 };
 
-// Three cameras over two slices, merged by time: each stream gives its camera's frames with their
-// times and the pictures their keys and deltas build, forward and back; a frame passed over shows
-// the one before it.
-TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBack) {
-    AddArchive(TwoSlices());
+// A frame passed over shows the one before it.
+TEST_F(ViconNetTest, CamerasOfAllSlicesStepForwardAndBackWithEveryConfigurationVersion) {
+    AddFiles(WriteViconNet(TwoSlices()));
     ASSERT_EQ(Load(ViconGuid, std::string(Folder) + "storecfg.vsb"), 0) << LastError();
-    std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 3u);
+    const std::vector<int> streams = ExpectStreamNames({"Gate", "Yard", "Channel 03"});
     const CameraClip* clips[] = {&gate, &yard, &unnamed};
-    const char* names[] = {"Gate", "Yard", "Channel 03"};
     for (size_t camera = 0; camera < 3; ++camera) {
-        EXPECT_EQ(StreamName(streams[camera]), names[camera]);
         const std::vector<Delivered> walked = ExpectClip(streams[camera], *clips[camera]);
         ASSERT_EQ(walked.size(), 5u);
         for (size_t index : {4u, 2u}) {
             ExpectShown(*clips[camera], GoTo(streams[camera], walked[index].time.streamTime), index);
         }
     }
-}
 
-// Every version of the configuration and both camera tables, with names in other cases than asked
-// for, and the load started from an index file inside the archive.
-TEST_F(ViconNetTest, ConfigurationVersionsTablesAndNamesInAnyCase) {
+    // Every version of the configuration and both camera tables, with names in other cases than
+    // asked for, and the load started from an index file inside the archive.
     for (const auto& [version, dbf] :
          std::vector<std::pair<uint32_t, bool>>{{1, false}, {3, true}, {4, false}}) {
         SCOPED_TRACE(testing::Message() << "version " << version << (dbf ? " dbf" : " vbt"));
-        ViconNetArchive archive = TwoSlices();
-        archive.parent = "/v" + std::to_string(version) + (dbf ? "d/" : "b/");
-        archive.configVersion = version;
-        archive.dbfCameraTable = dbf;
+        const ViconNetArchive archive =
+            TwoSlices("/v" + std::to_string(version) + (dbf ? "d/" : "b/"), version, dbf);
+        const auto inside = static_cast<long>(archive.parent.size() + archive.name.size());
         for (auto [path, bytes] : WriteViconNet(archive)) {
-            std::transform(path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
-                           path.end(),
-                           path.begin() + static_cast<long>(archive.parent.size() + archive.name.size()),
+            std::transform(path.begin() + inside, path.end(), path.begin() + inside,
                            [](char c) { return static_cast<char>(std::toupper(c)); });
             AddFile(path, bytes);
         }
         ASSERT_EQ(Load(ViconGuid, archive.parent + archive.name + "/VIDEO2/CAM_02.1"), 0) << LastError();
-        std::vector<int> streams = VideoStreams();
-        ASSERT_EQ(streams.size(), 3u);
-        EXPECT_EQ(StreamName(streams[1]), "Yard");
-        ExpectClip(streams[1], yard);
+        ExpectClip(ExpectStreamNames({"Gate", "Yard", "Channel 03"})[1], yard);
     }
 }
 
-TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirText) {
+TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirTextAndDamagedFramesComeBlack) {
     using Files = std::map<std::string, std::vector<uint8_t>>;
     Files good;
     for (const auto& [path, bytes] : WriteViconNet(TwoSlices())) {
@@ -177,9 +149,7 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirText) {
     int archive = 0;
     for (const auto& [files, text] : cases) {
         const std::string root = "/bad" + std::to_string(archive++) + Folder;
-        for (const auto& [name, bytes] : files) {
-            AddFile(root + name, bytes);
-        }
+        AddFiles(files, root);
         if (text != nullptr) {
             EXPECT_TRUE(LoadFailsWith(ViconGuid, root + "storecfg.vsb", text));
         } else {
@@ -190,35 +160,25 @@ TEST_F(ViconNetTest, DamagedArchivesEndTheLoadWithTheirText) {
     }
     // A camera table with a stride of 0 and a count of billions names no camera.
     const std::string zero = "/zero" + std::string(Folder);
-    for (const auto& [name, bytes] : good) {
-        AddFile(zero + name, bytes);
-    }
-    Bytes zeroStride(128, 0);
-    zeroStride[0] = 2;
-    zeroStride[15] = 0x7F;
-    AddFile(zero + "GDEVIDEN.vbt", zeroStride);
+    AddFiles(good, zero);
+    AddFile(zero + "GDEVIDEN.vbt", WithByte(WithByte(Bytes(128, 0), 0, 2), 15, 0x7F));
     ASSERT_EQ(Load(ViconGuid, zero + "storecfg.vsb"), 0) << LastError();
     EXPECT_EQ(StreamName(VideoStreams()[0]), "Channel 01");
-    AddFile("/elsewhere/storecfg.vsb", good["storecfg.vsb"]);
-    EXPECT_TRUE(LoadFailsWith(ViconGuid, "/elsewhere/storecfg.vsb",
+    EXPECT_TRUE(FileFailsWith(ViconGuid, "/elsewhere/storecfg.vsb", good["storecfg.vsb"],
                               "DecodeViconNet::LoadingCore failed - Archive not found\n"));
-}
 
-// A delta frame whose blocks run past its end comes black at its own time; the camera's next key
-// frame decodes again.
-TEST_F(ViconNetTest, DamagedFrameComesBlackAtItsTime) {
-    ViconNetArchive archive;
+    // A delta frame whose blocks run past its end comes black at its own time; the camera's next key
+    // frame decodes again.
     BlockJpegWriter writer(Width, Height, 60);
     gate.file.frames[1].imageSize = 40;
     gate.file.frames.push_back(ViconNetKeyFrame(writer, gate.shown[0], Start + 90000000));
-    archive.slices = {{1, {gate.file}}};
-    AddArchive(archive);
-    ASSERT_EQ(Load(ViconGuid, std::string(Folder) + "storecfg.vsb"), 0) << LastError();
+    AddFiles(WriteViconNet({.parent = "/black/", .slices = {{1, {gate.file}}}}));
+    ASSERT_EQ(Load(ViconGuid, "/black/Archive 24-03-14 15.26.00/storecfg.vsb"), 0) << LastError();
     std::vector<Delivered> walked = WalkForward(VideoStream());
     ASSERT_EQ(walked.size(), 6u);
     EXPECT_EQ(walked[1].time.recordedTime, gate.times[1]);
     EXPECT_TRUE(IsBlack(walked[1]));
-    EXPECT_GE(ComparePicture(gate.shown[0], walked[5].data.data(), Width * 3).psnr, 28);
+    ExpectPsnr(gate.shown[0], walked[5], 28);
 }
 
 } // namespace

@@ -3,47 +3,25 @@
 #include "fixtures/formats/NewWavestoreWriter.h"
 #include "formats/RecorderChecks.h"
 
-#include <cstring>
-
 namespace {
 
 using namespace FormatTests;
-using namespace Vorn::Vorncast::Decoders::Testing;
 
 constexpr const char* WavestoreGuid = "516B281A-ACBD-4a40-BB1F-25A2D6D89E4B";
 constexpr int64_t EpochTicks = 621355968000000000;
 
-// Three pictures and their fields, encoded once for all the cases.
-struct EncodedFields {
-    std::vector<Adv601TestPicture> pictures = {Adv601Gradient(true), Adv601ColourBars(true),
-                                               Adv601Edges(true)};
-    std::vector<std::vector<uint8_t>> fields;
-    EncodedFields() {
-        for (const Adv601TestPicture& picture : pictures) {
-            fields.push_back(EncodeAdv601(picture.bgr.data()));
-        }
-    }
-};
-
-class NewWavestoreTest : public RecorderTest {
-protected:
-    static const EncodedFields& Encoded() {
-        static const EncodedFields encoded;
-        return encoded;
-    }
-    int Opens() const {
-        return static_cast<int>(
-            std::count_if(LoggedTexts().begin(), LoggedTexts().end(),
-                          [](const std::string& text) { return text.rfind("Opening ", 0) == 0; }));
-    }
-    const std::vector<Adv601TestPicture>& pictures = Encoded().pictures;
-    const std::vector<std::vector<uint8_t>>& fields = Encoded().fields;
-};
+using NewWavestoreTest = RecorderTest;
 
 // Two cameras, each in a file of its own deep in the tree, their frames alternating in time: every
 // field of both with its time in 1/300 s (900 units are 3 s after 1970, and 901 truncate to
-// 3.0033333 s); once each camera has its file open, stepping them in turn opens none.
-TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
+// 3.0033333 s).
+TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrderAndDamageFailsTheLoad) {
+    const std::vector<Adv601TestPicture> pictures = {Adv601Gradient(true), Adv601ColourBars(true),
+                                                     Adv601Edges(true)};
+    std::vector<std::vector<uint8_t>> fields;
+    for (const Adv601TestPicture& picture : pictures) {
+        fields.push_back(EncodeAdv601(picture.bgr.data()));
+    }
     std::vector<WavestoreFrame> front, back;
     for (int64_t index = 0; index < 3; ++index) {
         front.push_back({1, "Front", 900 + index * 60, fields[index]});
@@ -53,11 +31,7 @@ TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
     AddFile("/ws/a/b/c/0001.v", WriteWavestoreFile(front).bytes);
     AddFile("/ws/a/b/d/0002.v", WriteWavestoreFile(back, false).bytes);
     ASSERT_EQ(Load(WavestoreGuid, "/ws/export.dat"), 0) << LastError();
-    const std::vector<int> streams = VideoStreams();
-    ASSERT_EQ(streams.size(), 2u);
-    EXPECT_EQ(StreamName(streams[0]), "Front");
-    EXPECT_EQ(StreamName(streams[1]), "Back");
-    int opensAfterFirstFrames = 0;
+    const std::vector<int> streams = ExpectStreamNames({"Front", "Back"});
     for (int64_t index = 0; index < 3; ++index) {
         for (int camera = 0; camera < 2; ++camera) {
             const Delivered frame = Next(streams[camera]);
@@ -66,27 +40,18 @@ TEST_F(NewWavestoreTest, FieldsOfATreeOfFilesComeOutPerCameraInTimeOrder) {
             EXPECT_EQ(frame.time.recordedTime, EpochTicks + units * 100000 / 3) << units;
             EXPECT_GT(Adv601Psnr(pictures[camera == 0 ? index : 2 - index].bgr, frame.data), 40.0) << units;
         }
-        opensAfterFirstFrames = index == 0 ? Opens() : opensAfterFirstFrames;
     }
-    EXPECT_EQ(Opens(), opensAfterFirstFrames);
     EXPECT_EQ(Next(streams[0]).status, 4);
-}
 
-TEST_F(NewWavestoreTest, DamagedFilesEndTheLoadWithTheirText) {
-    const WavestoreFile good =
-        WriteWavestoreFile({{1, "Front", 900, fields[0]}, {1, "Front", 960, fields[1]}});
-    auto changed = [&](size_t at, uint32_t value) {
-        std::vector<uint8_t> bytes = good.bytes;
-        std::memcpy(bytes.data() + at, &value, 4);
-        return bytes;
-    };
+    const WavestoreFile good = WriteWavestoreFile(front);
     const std::string badResult = "DecodeNewWavestore::LoadingReadComplete failed with bad result\n";
     const DamagedFile cases[] = {
-        {changed(0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
-        {changed(40, 0x7FFFFFFF), "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
-        {changed(36, 0x7FFFFFFF),
+        {WithWord(good.bytes, 0, 0), "DecodeNewWavestore::LoadingReadComplete() - not a valid file header\n"},
+        {WithWord(good.bytes, 40, 0x7FFFFFFF),
+         "DecodeNewWavestore::LoadingReadComplete() - index past end of file\n"},
+        {WithWord(good.bytes, 36, 0x7FFFFFFF),
          "DecodeNewWavestore::LoadingReadComplete failed with no frames in sequence\n"},
-        {changed(good.frameStarts[0] + 8, 0x00FFFFFF), badResult},
+        {WithWord(good.bytes, good.frameStarts[0] + 8, 0x00FFFFFF), badResult},
         {CutTo(good.bytes, 1000), badResult},
         {{}, "DecodeNewWavestore::LoadingFileListComplete failed with no files found\n"},
     };
