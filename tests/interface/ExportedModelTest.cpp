@@ -1,4 +1,3 @@
-// Decoders, tracks and streams reached through the exported functions and their handles.
 #include "interface/LibraryFrame.h"
 #include "model/decoder/Decoder.h"
 

@@ -1,14 +1,12 @@
 // A stand-in for the LJD Leviathan maker's picture library: it reads the image store (.vmb) itself,
 // each image a 24-byte header and its picture as raw blue, green, red lines, top line first, of the
-// header's two measures. A camera's chain is its records in store order. It counts the bitmaps it
-// decodes, so that a test can see how many calls a fetch took. When the program that loads it exports
-// VdbStandInReadFile, the store is read through it, so that a test or a fuzzer can serve a file set
-// from memory; otherwise from the file system.
+// header's two measures. A camera's chain is its records in store order. When the program that loads
+// it exports VdbStandInReadFile, the store is read through it, so that a test or a fuzzer can serve a
+// file set from memory; otherwise from the file system.
 #include "formats/ljd/VdbFile.h"
 
 #include <dlfcn.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -30,8 +28,6 @@ struct Store {
     std::vector<Record> records;
 };
 
-std::atomic<int32_t> bitmapCalls = 0;
-
 uint32_t Word(const uint8_t* at, int bytes) {
     uint32_t value = 0;
     for (int index = bytes - 1; index >= 0; --index) {
@@ -41,7 +37,6 @@ uint32_t Word(const uint8_t* at, int bytes) {
 }
 
 int32_t Give(Store* store, int32_t record, VdbBitmap* bitmap) {
-    ++bitmapCalls;
     const Record& found = store->records[static_cast<size_t>(record)];
     *bitmap = {found.width, found.height, found.width * 3, store->bytes.data() + found.pixels};
     return 0;
@@ -140,8 +135,4 @@ VDB_EXPORT int32_t VDB_GetNextBitmap(VdbHandle handle, int32_t* record, VdbBitma
         }
     }
     return 1;
-}
-
-VDB_EXPORT int32_t VDB_StandInBitmapCalls() {
-    return bitmapCalls;
 }

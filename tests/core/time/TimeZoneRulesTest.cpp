@@ -65,12 +65,17 @@ TEST(TransitionTicks, QuirksOfDecemberAndDatesThatDoNotExist) {
     EXPECT_EQ(TransitionTicks(2004, Rule(2, Sunday, 0, 2)), FileTimeEpochTicks);
 }
 
-TEST(TimeZoneRules, NoOffsetBeforeBuildOrAfterAFailedOne) {
+TEST(TimeZoneRules, EachBuildReplacesTheFormerAndAFailedOneLeavesNoOffset) {
     TimeZoneRules rules;
     bool enabled = true;
     EXPECT_EQ(rules.GetOffset(At(2004, 7, 1), &enabled), 0);
     EXPECT_FALSE(enabled);
     EXPECT_FALSE(rules.IsDaylight(At(2004, 7, 1)));
+
+    // Built again over 2005 alone, 2005's own changes serve: its summer is daylight time.
+    ASSERT_TRUE(rules.Build(At(2004, 6, 1), At(2006, 6, 1), FixedTimeZoneInformation()));
+    ASSERT_TRUE(rules.Build(At(2005, 1, 1), At(2005, 12, 1), FixedTimeZoneInformation()));
+    EXPECT_EQ(rules.GetOffset(At(2005, 7, 15), &enabled), 60);
 
     EXPECT_FALSE(rules.Build(0, At(2004, 7, 1), FixedTimeZoneInformation()));
     EXPECT_FALSE(rules.Build(At(2005, 1, 1), At(2004, 7, 1), FixedTimeZoneInformation()));
@@ -134,13 +139,4 @@ TEST(TimeZoneRules, OffsetsOverARecordingsSpan) {
             }
         }
     }
-}
-
-// Built again over 2005 alone, 2005's own changes serve: its summer is daylight time.
-TEST(TimeZoneRules, ALaterBuildReplacesTheYearsOfTheFormer) {
-    TimeZoneRules rules;
-    ASSERT_TRUE(rules.Build(At(2004, 6, 1), At(2006, 6, 1), FixedTimeZoneInformation()));
-    ASSERT_TRUE(rules.Build(At(2005, 1, 1), At(2005, 12, 1), FixedTimeZoneInformation()));
-    bool enabled = false;
-    EXPECT_EQ(rules.GetOffset(At(2005, 7, 15), &enabled), 60);
 }
