@@ -23,6 +23,7 @@ using namespace Vorn::Vorncast;
 
 namespace {
 
+using FormatTests::Delivered;
 using FormatTests::NeverAbort;
 using FormatTests::RecordingTest;
 
@@ -107,22 +108,6 @@ protected:
         return stream;
     }
 
-    // Checks a delivered picture against record `index` of `recording`: its pixels, or black for a
-    // damaged record, and its time.
-    static void ExpectPicture(const CodecRecording& recording, const VcSample& sample, size_t index) {
-        const Record& written = recording.records[index];
-        std::vector<uint8_t> expected = recording.Payload(index);
-        if (written.kind == DamagedPicture) {
-            std::fill(expected.begin(), expected.end(), 0);
-        }
-        ASSERT_EQ(sample.uncompressedSize, expected.size());
-        ASSERT_NE(sample.uncompressedData, nullptr);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), sample.uncompressedData))
-            << "record " << index;
-        EXPECT_EQ(sample.time.recordedTime, written.time);
-        EXPECT_EQ(sample.time.streamTime, written.time);
-    }
-
     CodecRecordingDecoder codec;
     BaseDecoder* previous = nullptr;
 };
@@ -147,18 +132,27 @@ int Query(int decoder, const char* url, int detail, VcQueryResult* result) {
 
 class LegacyStreamTest : public LegacyFixture {
 protected:
-    // One step that must deliver the picture of `record`; the sample goes back at once.
+    // Checks a delivered picture against record `index`: its pixels, or black for a damaged record,
+    // and its time.
+    void ExpectPicture(const Delivered& sample, size_t index) {
+        ASSERT_EQ(sample.status, 0) << LastError();
+        const Record& written = recording.records[index];
+        std::vector<uint8_t> expected = recording.Payload(index);
+        if (written.kind == DamagedPicture) {
+            std::fill(expected.begin(), expected.end(), 0);
+        }
+        EXPECT_EQ(sample.data, expected) << "record " << index;
+        EXPECT_EQ(sample.time.recordedTime, written.time);
+        EXPECT_EQ(sample.time.streamTime, written.time);
+    }
+
+    // One step that must deliver the picture of `record`.
     void StepTo(int stream, bool forward, size_t record) {
-        VcSample sample{};
-        int status = forward ? Stream_GetNextSample(stream, Request(), &sample)
-                             : Stream_GetPreviousSample(stream, Request(), &sample);
-        ASSERT_EQ(status, 0) << LastError();
-        ExpectPicture(recording, sample, record);
-        VcPublicVideoDescription description{};
-        ASSERT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &description), 0);
+        const Delivered sample = forward ? Next(stream) : Previous(stream);
+        ExpectPicture(sample, record);
+        const VcPublicVideoDescription description = VideoDescription(stream, sample);
         EXPECT_EQ(description.width, recording.width);
         EXPECT_EQ(description.height, recording.height);
-        EXPECT_EQ(Stream_ReleaseSample(stream, sample), 0);
     }
 
     // A step off either end fails with its status; a second one answers from the remembered end
@@ -184,16 +178,14 @@ protected:
             auto at = std::find_if(own.rbegin(), own.rend(), [&](size_t record) {
                 return recording.records[record].time <= TimeAt(step);
             });
-            VcSample sample{};
-            const int status = Stream_GoToTime(stream, SeekTo(TimeAt(step), 0), &sample);
+            const Delivered sample = GoTo(stream, TimeAt(step), false);
             if (at == own.rend()) {
-                EXPECT_EQ(status, EndOfStreamBeforeStart) << step;
+                EXPECT_EQ(sample.status, EndOfStreamBeforeStart) << step;
                 EXPECT_EQ(LastErrorMessage(), "GoToTime before start of stream");
             } else {
-                ASSERT_EQ(status, 0) << step << LastError();
+                ASSERT_EQ(sample.status, 0) << step << LastError();
                 EXPECT_EQ(sample.time.recordedTime, recording.records[*at].time) << step;
-                EXPECT_EQ(sample.uncompressedData == nullptr, video) << step;
-                Stream_ReleaseSample(stream, sample);
+                EXPECT_EQ(sample.data.empty(), video) << step;
             }
         }
     }
@@ -408,12 +400,10 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
         ExpectEnd(stream, false);
         StepTo(stream, true, channel.own.front());
     }
-    int five = StreamOf(1);
-    VcSample sample{};
-    ASSERT_EQ(Stream_GoToTime(five, SeekTo(TimeAt(18)), &sample), 0) << LastError();
-    ExpectPicture(recording, sample, 6);
-    Stream_ReleaseSample(five, sample);
+    const int five = StreamOf(1);
+    ExpectPicture(GoTo(five, TimeAt(18)), 6);
     StepTo(five, false, 1);
+    VcSample sample{};
     ASSERT_EQ(Stream_GetNextSample(five, Request(0), &sample), 0);
     EXPECT_EQ(sample.uncompressedData, nullptr);
     EXPECT_EQ(sample.uncompressedSize, 8u * 6 * 3);
@@ -421,19 +411,16 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
     // Sound arrives block by block with plain time flags.
     const int sound = StreamOf(3);
     for (size_t record : channels[3].own) {
-        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << LastError();
-        std::vector<uint8_t> block = recording.Payload(record);
-        ASSERT_EQ(sample.uncompressedSize, 6u);
-        EXPECT_TRUE(std::equal(block.begin(), block.end(), sample.uncompressedData));
-        EXPECT_EQ(sample.time.recordedTime, recording.records[record].time);
-        EXPECT_EQ(sample.time.zoneKnown, 1);
-        VcPublicAudioDescription description{};
-        ASSERT_EQ(Stream_GetAudioSampleDescription(sound, sample.descriptionHandle, &description), 0);
+        const Delivered block = Next(sound, false);
+        ASSERT_EQ(block.status, 0) << LastError();
+        EXPECT_EQ(block.data, recording.Payload(record));
+        EXPECT_EQ(block.time.recordedTime, recording.records[record].time);
+        EXPECT_EQ(block.time.zoneKnown, 1);
+        const VcPublicAudioDescription description = AudioDescription(sound, block);
         EXPECT_EQ(description.sampleRate, 8000);
         EXPECT_EQ(description.maxSampleBytes, 6);
         VcPublicVideoDescription wrong{};
-        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, sample.descriptionHandle, &wrong), InvalidHandle);
-        Stream_ReleaseSample(sound, sample);
+        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, block.descriptionHandle, &wrong), InvalidHandle);
     }
     EXPECT_EQ(Stream_GetNextSample(sound, Request(), &sample), EndOfStreamAfterEnd);
 }

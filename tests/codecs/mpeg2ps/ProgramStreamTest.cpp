@@ -179,10 +179,6 @@ TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
     EXPECT_EQ(log.Messages().back(), Prefix + "too few bytes\n");
 }
 
-Bytes Filled(uint8_t value, size_t count) {
-    return Bytes(count, value);
-}
-
 Bytes Joined(std::initializer_list<Bytes> parts) {
     Bytes bytes;
     for (const Bytes& part : parts) {
@@ -201,23 +197,16 @@ Bytes Cut(Bytes bytes, size_t count) {
     return bytes;
 }
 
-PesOptions Timed(uint64_t pts, std::optional<uint64_t> dts = std::nullopt) {
-    PesOptions timed;
-    timed.pts = pts;
-    timed.dts = dts;
-    return timed;
-}
-
 // The payloads of one stream gathered across packs, system headers, other streams and padding;
 // reading ends quietly at a cut tail, junk, an end code or a broken pack or system header, and
 // with its reason at a broken packet.
 TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
-    const Bytes first = Joined({PackHeader(), PesPacket(0xE0, Filled(0x11, 40))});
-    const Bytes mixed =
-        Joined({PackHeader(0, 25200, 3), SystemHeader(), PesPacket(0xE0, Filled(0x11, 40), Timed(900, 600)),
-                PesPacket(0xC0, Filled(0x22, 30)), PackHeader(100), PesPacket(0xE0, Filled(0x33, 20)),
-                PesPacket(0xE1, Filled(0x44, 10)), PaddingPacket(16)});
-    const Bytes more = PesPacket(0xE0, Filled(0x33, 20));
+    const Bytes first = Joined({PackHeader(), PesPacket(0xE0, Bytes(40, 0x11))});
+    const Bytes mixed = Joined(
+        {PackHeader(0, 25200, 3), SystemHeader(), PesPacket(0xE0, Bytes(40, 0x11), {.pts = 900, .dts = 600}),
+         PesPacket(0xC0, Bytes(30, 0x22)), PackHeader(100), PesPacket(0xE0, Bytes(20, 0x33)),
+         PesPacket(0xE1, Bytes(10, 0x44)), PaddingPacket(16)});
+    const Bytes more = PesPacket(0xE0, Bytes(20, 0x33));
     const std::string cutText = "Packet::Decode failing because too few remaining bytes\n";
     const std::string brokenText = "Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n";
     const struct {
@@ -227,21 +216,20 @@ TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
         std::string text;
         size_t stoppedAt;
     } cases[] = {
-        {mixed, 0xE0, Joined({Filled(0x11, 40), Filled(0x33, 20)}), "", mixed.size()},
-        {mixed, 0xC0, Filled(0x22, 30), "", mixed.size()},
-        {mixed, 0xE1, Filled(0x44, 10), "", mixed.size()},
+        {mixed, 0xE0, Joined({Bytes(40, 0x11), Bytes(20, 0x33)}), "", mixed.size()},
+        {mixed, 0xC0, Bytes(30, 0x22), "", mixed.size()},
+        {mixed, 0xE1, Bytes(10, 0x44), "", mixed.size()},
         {mixed, 0xE2, {}, "", mixed.size()},
-        {Joined({first, Cut(more, 5)}), 0xE0, Filled(0x11, 40), cutText, 0},
-        {Joined({first, Bytes{0x12, 0x34, 0x56, 0x78, 0x9A}, more}), 0xE0, Filled(0x11, 40), "",
-         first.size()},
-        {Joined({first, Bytes{0x00, 0x00, 0x01, 0xB9}, more}), 0xE0, Filled(0x11, 40), "", first.size()},
-        {Joined({first, Bytes{0, 0, 1}, more}), 0xE0, Filled(0x11, 40), "", first.size()},
-        {Joined({first, Broken(PesPacket(0xE0, Filled(0x33, 20), Timed(1234)), 11, 0xFE), more}), 0xE0,
-         Filled(0x11, 40), brokenText, 0},
-        {Joined({first, Broken(PackHeader(), 12, 0xFC), more}), 0xE0, Filled(0x11, 40),
+        {Joined({first, Cut(more, 5)}), 0xE0, Bytes(40, 0x11), cutText, 0},
+        {Joined({first, Bytes{0x12, 0x34, 0x56, 0x78, 0x9A}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Bytes{0x00, 0x00, 0x01, 0xB9}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Bytes{0, 0, 1}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Broken(PesPacket(0xE0, Bytes(20, 0x33), {.pts = 1234}), 11, 0xFE), more}), 0xE0,
+         Bytes(40, 0x11), brokenText, 0},
+        {Joined({first, Broken(PackHeader(), 12, 0xFC), more}), 0xE0, Bytes(40, 0x11),
          "Packet::Decode failing because bits & 3 != 3 (mux rate)\n", 0},
         {Joined({first, PackHeader(), Cut(SystemHeader(), SystemHeader().size() - 10)}), 0xE0,
-         Filled(0x11, 40), "", 0},
+         Bytes(40, 0x11), "", 0},
     };
     for (size_t index = 0; index < std::size(cases); ++index) {
         const auto& c = cases[index];
