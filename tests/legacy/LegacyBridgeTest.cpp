@@ -146,7 +146,6 @@ protected:
         EXPECT_EQ(sample.time.streamTime, written.time);
     }
 
-    // One step that must deliver the picture of `record`.
     void StepTo(int stream, bool forward, size_t record) {
         const Delivered sample = forward ? Next(stream) : Previous(stream);
         ExpectPicture(sample, record);
@@ -425,8 +424,6 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
     EXPECT_EQ(Stream_GetNextSample(sound, Request(), &sample), EndOfStreamAfterEnd);
 }
 
-// A request without abort callback is refused; an abort ends the call. The stream goes on from where it
-// stood.
 TEST_F(LegacyStreamTest, RefusedAndAbortedCallsLeaveTheStreamWhereItStood) {
     LoadRecording(recording);
     int zero = StreamOf(0);

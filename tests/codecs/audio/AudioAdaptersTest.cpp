@@ -150,7 +150,6 @@ TEST(Ac3AudioAdapterTest, OutputIsAlwaysTwoChannels) {
     }
 }
 
-// Three frames in one call decode as the same frames one call each, 320 bytes a frame.
 TEST(AmrAudioAdapterTest, SeveralFramesInOneCallDecodeAsOneCallEach) {
     Bytes three;
     IppDecoderAMRAudio separate;
