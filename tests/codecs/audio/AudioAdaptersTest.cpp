@@ -35,13 +35,10 @@ void PutBehindAdts(EncodedAudio* audio) {
     audio->extradata.clear();
     for (EncodedFrame& frame : audio->frames) {
         const size_t length = frame.data.size() + 7;
-        Bytes header = {0xFF,
-                        0xF1,
-                        (1 << 6) | (4 << 2),
-                        static_cast<uint8_t>((2 << 6) | (length >> 11)),
-                        static_cast<uint8_t>(length >> 3),
-                        static_cast<uint8_t>(((length & 7) << 5) | 0x1F),
-                        0xFC};
+        Bytes header = {0xFF, 0xF1, 0x50, 0x80, 0, 0x1F, 0xFC};
+        header[3] |= static_cast<uint8_t>(length >> 11);
+        header[4] = static_cast<uint8_t>(length >> 3);
+        header[5] |= static_cast<uint8_t>((length & 7) << 5);
         frame.data.insert(frame.data.begin(), header.begin(), header.end());
     }
 }

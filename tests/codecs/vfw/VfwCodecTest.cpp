@@ -89,10 +89,6 @@ struct Bridge {
     std::vector<uint8_t> dib;
 };
 
-void PrintTo(const CodecCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class VfwCodecs : public testing::TestWithParam<CodecCase> {};
 
 TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {

@@ -116,10 +116,6 @@ template <class Adapter> std::function<std::unique_ptr<IppDecoder>()> Make() {
     return [] { return std::make_unique<Adapter>(); };
 }
 
-void PrintTo(const AdapterCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class VideoAdapters : public testing::TestWithParam<AdapterCase> {
 protected:
     void SetUp() override {
