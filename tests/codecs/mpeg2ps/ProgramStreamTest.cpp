@@ -27,8 +27,14 @@ bool DecodeBytes(const Bytes& bytes, Packet& packet) {
     return packet.Decode(reader);
 }
 
-void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
-    bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
+Bytes Broken(Bytes bytes, size_t at, uint8_t mask) {
+    bytes.at(at) &= mask;
+    return bytes;
+}
+
+Bytes Cut(Bytes bytes, size_t count) {
+    bytes.resize(bytes.size() - count);
+    return bytes;
 }
 
 const Bytes Payload = {1, 2, 3, 4, 5};
@@ -53,9 +59,7 @@ Bytes Break(const BrokenField& broken) {
         options.headerLength = broken.room;
         return Build(options);
     }
-    Bytes bytes = Build(options);
-    ClearBit(bytes, FieldsStart + broken.byte, broken.bit);
-    return bytes;
+    return Broken(Build(options), FieldsStart + broken.byte, static_cast<uint8_t>(~(1u << broken.bit)));
 }
 
 TEST(PacketTest, EveryOptionalFieldIsPassedOverToThePayload) {
@@ -101,13 +105,11 @@ TEST(PacketTest, EachFaultLogsItsReason) {
     prefix[2] = 2;
     Bytes streamId = good;
     streamId[3] = 0xBB;
-    Bytes length = good;
-    length.pop_back();
     const std::vector<std::pair<Bytes, const char*>> heads = {
         {Bytes{0, 0, 1, 0xE0, 0}, "too few bytes\n"},
         {prefix, "invalid packet start code prefix\n"},
         {streamId, "invalid streamId\n"},
-        {length, "too few remaining bytes\n"},
+        {Cut(good, 1), "too few remaining bytes\n"},
         {Break({"", {}, 40}), "too few remaining bytes\n"},
     };
     const BrokenField fields[] = {
@@ -164,12 +166,9 @@ TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
     EXPECT_EQ(reader.Position(), Packet::PackHeaderBytes + 5);
 
     // An MPEG-1 pack, cleared marker bits and a header cut short.
-    std::vector<Bytes> broken(5, PackHeader());
+    std::vector<Bytes> broken = {PackHeader(), Broken(PackHeader(), 4, 0xFB), Broken(PackHeader(), 6, 0xFB),
+                                 Broken(PackHeader(), 8, 0xFB), Cut(PackHeader(), 1)};
     broken[0][4] = 0x21;
-    ClearBit(broken[1], 4, 2);
-    ClearBit(broken[2], 6, 2);
-    ClearBit(broken[3], 8, 2);
-    broken[4].pop_back();
     LogCapture log;
     for (const Bytes& bad : broken) {
         PacketReader badReader(bad.data(), static_cast<int32_t>(bad.size()));
@@ -184,16 +183,6 @@ Bytes Joined(std::initializer_list<Bytes> parts) {
     for (const Bytes& part : parts) {
         Append(bytes, part);
     }
-    return bytes;
-}
-
-Bytes Broken(Bytes bytes, size_t at, uint8_t mask) {
-    bytes[at] &= mask;
-    return bytes;
-}
-
-Bytes Cut(Bytes bytes, size_t count) {
-    bytes.resize(bytes.size() - count);
     return bytes;
 }
 
