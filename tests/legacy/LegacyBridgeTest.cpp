@@ -97,11 +97,6 @@ protected:
                             &resources);
     }
 
-    void LoadRecording(const CodecRecording& recording) {
-        files.AddFile(Url, recording.Bytes());
-        ASSERT_EQ(Load(CodecRecordingDecoder::Guid, Url), 0) << LastError();
-    }
-
     int StreamOf(int index) {
         int stream = 0;
         EXPECT_EQ(Track_GetStream(track, index, &stream), 0);
@@ -425,7 +420,8 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
 }
 
 TEST_F(LegacyStreamTest, RefusedAndAbortedCallsLeaveTheStreamWhereItStood) {
-    LoadRecording(recording);
+    files.AddFile(Url, recording.Bytes());
+    ASSERT_EQ(Load(CodecRecordingDecoder::Guid, Url), 0) << LastError();
     int zero = StreamOf(0);
     StepTo(zero, true, 0);
     VcSample sample{};
@@ -451,7 +447,8 @@ TEST_F(LegacyStreamTest, RefusedAndAbortedCallsLeaveTheStreamWhereItStood) {
 }
 
 TEST_F(LegacyStreamTest, CatastrophicFailureOfTheCoreEndsTheStep) {
-    LoadRecording(recording);
+    files.AddFile(Url, recording.Bytes());
+    ASSERT_EQ(Load(CodecRecordingDecoder::Guid, Url), 0) << LastError();
     int zero = StreamOf(0);
     StepTo(zero, true, 0);
     codec.brokenFrame = 1; // the second frame of the index, the first of camera 2
