@@ -196,8 +196,6 @@ TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
          PesPacket(0xC0, Bytes(30, 0x22)), PackHeader(100), PesPacket(0xE0, Bytes(20, 0x33)),
          PesPacket(0xE1, Bytes(10, 0x44)), PaddingPacket(16)});
     const Bytes more = PesPacket(0xE0, Bytes(20, 0x33));
-    const std::string cutText = "Packet::Decode failing because too few remaining bytes\n";
-    const std::string brokenText = "Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n";
     const struct {
         Bytes bytes;
         uint8_t streamId;
@@ -209,12 +207,12 @@ TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
         {mixed, 0xC0, Bytes(30, 0x22), "", mixed.size()},
         {mixed, 0xE1, Bytes(10, 0x44), "", mixed.size()},
         {mixed, 0xE2, {}, "", mixed.size()},
-        {Joined({first, Cut(more, 5)}), 0xE0, Bytes(40, 0x11), cutText, 0},
+        {Joined({first, Cut(more, 5)}), 0xE0, Bytes(40, 0x11), Prefix + "too few remaining bytes\n", 0},
         {Joined({first, Bytes{0x12, 0x34, 0x56, 0x78, 0x9A}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
         {Joined({first, Bytes{0x00, 0x00, 0x01, 0xB9}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
         {Joined({first, Bytes{0, 0, 1}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
         {Joined({first, Broken(PesPacket(0xE0, Bytes(20, 0x33), {.pts = 1234}), 11, 0xFE), more}), 0xE0,
-         Bytes(40, 0x11), brokenText, 0},
+         Bytes(40, 0x11), Prefix + "bits & 1 != 1 (29..15 of timestamp)\n", 0},
         {Joined({first, Broken(PackHeader(), 12, 0xFC), more}), 0xE0, Bytes(40, 0x11),
          "Packet::Decode failing because bits & 3 != 3 (mux rate)\n", 0},
         {Joined({first, PackHeader(), Cut(SystemHeader(), SystemHeader().size() - 10)}), 0xE0,
