@@ -23,6 +23,7 @@ using namespace Vorn::Vorncast;
 
 namespace {
 
+using FormatTests::Delivered;
 using FormatTests::NeverAbort;
 using FormatTests::RecordingTest;
 
@@ -69,75 +70,41 @@ inline VcSeekRequest SeekTo(int64_t time, int32_t wantData = 1, VcAbortOperation
     return {.abort = abort, .wantData = wantData, .targetTime = time};
 }
 
-// The library initialised, a file set in memory, the tests' format decoder in one row of the
-// decoder table and a collection made after the swap, so that the row's entry describes it.
-class LegacyFixture : public ::testing::Test {
+// The tests' format decoder in one row of the decoder table, swapped in before the collection is
+// made, so that the row's entry describes it.
+class LegacyFixture : public RecordingTest {
 protected:
     static constexpr int32_t Row = 1;
     static constexpr const char* Url = "rec/clip.vcr";
 
     void SetUp() override {
-        InitVorncastDecoders(VcInitRecord{});
-        Vorn::FileSource::SetCurrent(&files);
-        previous = DecoderTable::Swap(Row, &decoder);
-        ASSERT_EQ(DecoderCollection_Create(nullptr, &collection), 0);
+        previous = DecoderTable::Swap(Row, &codec);
+        RecordingTest::SetUp();
     }
 
     void TearDown() override {
-        if (decoderHandle != 0) {
-            Decoder_Close(decoderHandle);
-            Decoder_Release(decoderHandle);
-        }
-        DecoderCollection_Release(collection);
+        RecordingTest::TearDown();
         DecoderTable::Swap(Row, previous);
-        Vorn::FileSource::SetCurrent(nullptr);
     }
 
-    int CreateDecoder() { return Decoder_Create(collection, RecordingGuid(), -1, -1, &decoderHandle); }
+    int CreateDecoder() { return Decoder_Create(collection, RecordingGuid(), -1, -1, &decoder); }
 
-    int Load(const char* url = Url, VcAbortOperation abort = NeverAbort,
-             VcProgressCallback progress = nullptr, VcMessageCallback message = nullptr) {
+    // Loads `url` with the decoder already created.
+    int LoadWith(const char* url = Url, VcAbortOperation abort = NeverAbort,
+                 VcProgressCallback progress = nullptr, VcMessageCallback message = nullptr) {
         int resources = 0;
-        return Decoder_Load(decoderHandle, static_cast<int>(std::string(url).size()), url, progress, message,
-                            abort, &resources);
+        return Decoder_Load(decoder, static_cast<int>(std::string(url).size()), url, progress, message, abort,
+                            &resources);
     }
 
-    // Creates and loads the decoder for `recording`, then opens the first track.
-    void LoadRecording(const CodecRecording& recording) {
-        files.AddFile(Url, recording.Bytes());
-        ASSERT_EQ(CreateDecoder(), 0);
-        ASSERT_EQ(Load(), 0) << RecordingTest::LastError();
-        ASSERT_EQ(Decoder_GetTrack(decoderHandle, 0, &track), 0);
-    }
-
-    int StreamOf(int trackHandle, int index) {
+    int StreamOf(int index) {
         int stream = 0;
-        EXPECT_EQ(Track_GetStream(trackHandle, index, &stream), 0);
+        EXPECT_EQ(Track_GetStream(track, index, &stream), 0);
         return stream;
     }
 
-    // Checks a delivered picture against record `index` of `recording`: its pixels, or black for a
-    // damaged record, and its time.
-    static void ExpectPicture(const CodecRecording& recording, const VcSample& sample, size_t index) {
-        const Record& written = recording.records[index];
-        std::vector<uint8_t> expected = recording.Payload(index);
-        if (written.kind == DamagedPicture) {
-            std::fill(expected.begin(), expected.end(), 0);
-        }
-        ASSERT_EQ(sample.uncompressedSize, expected.size());
-        ASSERT_NE(sample.uncompressedData, nullptr);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), sample.uncompressedData))
-            << "record " << index;
-        EXPECT_EQ(sample.time.recordedTime, written.time);
-        EXPECT_EQ(sample.time.streamTime, written.time);
-    }
-
-    Vorn::MemoryFileSource files;
-    CodecRecordingDecoder decoder;
+    CodecRecordingDecoder codec;
     BaseDecoder* previous = nullptr;
-    int collection = 0;
-    int decoderHandle = 0;
-    int track = 0;
 };
 
 class LegacyHostTest : public LegacyFixture {};
@@ -160,18 +127,26 @@ int Query(int decoder, const char* url, int detail, VcQueryResult* result) {
 
 class LegacyStreamTest : public LegacyFixture {
 protected:
-    // One step that must deliver the picture of `record`; the sample goes back at once.
+    // Checks a delivered picture against record `index`: its pixels, or black for a damaged record,
+    // and its time.
+    void ExpectPicture(const Delivered& sample, size_t index) {
+        ASSERT_EQ(sample.status, 0) << LastError();
+        const Record& written = recording.records[index];
+        std::vector<uint8_t> expected = recording.Payload(index);
+        if (written.kind == DamagedPicture) {
+            std::fill(expected.begin(), expected.end(), 0);
+        }
+        EXPECT_EQ(sample.data, expected) << "record " << index;
+        EXPECT_EQ(sample.time.recordedTime, written.time);
+        EXPECT_EQ(sample.time.streamTime, written.time);
+    }
+
     void StepTo(int stream, bool forward, size_t record) {
-        VcSample sample{};
-        int status = forward ? Stream_GetNextSample(stream, Request(), &sample)
-                             : Stream_GetPreviousSample(stream, Request(), &sample);
-        ASSERT_EQ(status, 0) << RecordingTest::LastError();
-        ExpectPicture(recording, sample, record);
-        VcPublicVideoDescription description{};
-        ASSERT_EQ(Stream_GetVideoSampleDescription(stream, sample.descriptionHandle, &description), 0);
+        const Delivered sample = forward ? Next(stream) : Previous(stream);
+        ExpectPicture(sample, record);
+        const VcPublicVideoDescription description = VideoDescription(stream, sample);
         EXPECT_EQ(description.width, recording.width);
         EXPECT_EQ(description.height, recording.height);
-        EXPECT_EQ(Stream_ReleaseSample(stream, sample), 0);
     }
 
     // A step off either end fails with its status; a second one answers from the remembered end
@@ -197,28 +172,20 @@ protected:
             auto at = std::find_if(own.rbegin(), own.rend(), [&](size_t record) {
                 return recording.records[record].time <= TimeAt(step);
             });
-            VcSample sample{};
-            const int status = Stream_GoToTime(stream, SeekTo(TimeAt(step), 0), &sample);
+            const Delivered sample = GoTo(stream, TimeAt(step), false);
             if (at == own.rend()) {
-                EXPECT_EQ(status, EndOfStreamBeforeStart) << step;
+                EXPECT_EQ(sample.status, EndOfStreamBeforeStart) << step;
                 EXPECT_EQ(LastErrorMessage(), "GoToTime before start of stream");
             } else {
-                ASSERT_EQ(status, 0) << step << RecordingTest::LastError();
+                ASSERT_EQ(sample.status, 0) << step << LastError();
                 EXPECT_EQ(sample.time.recordedTime, recording.records[*at].time) << step;
-                EXPECT_EQ(sample.uncompressedData == nullptr, video) << step;
-                Stream_ReleaseSample(stream, sample);
+                EXPECT_EQ(sample.data.empty(), video) << step;
             }
         }
     }
 
     CodecRecording recording = TwoCameras();
 };
-
-std::vector<std::string> tried;
-int SeeCandidate(VcPublicDecoderInfo info, int, int) {
-    tried.emplace_back(info.name != nullptr ? info.name : "");
-    return 0;
-}
 
 int polls = 0;
 int abortAtPoll = 0;
@@ -234,7 +201,7 @@ TEST_F(LegacyHostTest, QueryLevels) {
     for (const char* url : {"", "nowhere/nothing.xyz"}) {
         VcQueryResult result;
         std::memset(&result, 0x5A, sizeof result);
-        ASSERT_EQ(Query(decoderHandle, url, 0, &result), 0);
+        ASSERT_EQ(Query(decoder, url, 0, &result), 0);
         EXPECT_EQ(result.canLoad, 1);
         EXPECT_EQ(result.hasTimes, 0);
         EXPECT_EQ(result.hasFrameCount, 0);
@@ -245,7 +212,7 @@ TEST_F(LegacyHostTest, QueryLevels) {
     files.AddFile(Url, TwoCameras().Bytes());
     files.AddFile("rec/other.vcr", std::string(40, 'x'));
     VcQueryResult result{};
-    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0);
+    ASSERT_EQ(Query(decoder, Url, 1, &result), 0);
     EXPECT_EQ(result.canLoad, 1);
     EXPECT_EQ(result.hasFrameCount, 1);
     EXPECT_EQ(result.pictureCount, -1);
@@ -257,12 +224,12 @@ TEST_F(LegacyHostTest, QueryLevels) {
     EXPECT_EQ(result.startTime.recordedTime, TimeAt(0));
     EXPECT_EQ(result.endTime.streamTime, TimeAt(0));
 
-    ASSERT_EQ(Query(decoderHandle, "rec/other.vcr", 1, &result), 0);
+    ASSERT_EQ(Query(decoder, "rec/other.vcr", 1, &result), 0);
     EXPECT_EQ(result.canLoad, 0);
 
     // A failed open reports its counts as -1; the audio count is nonzero and so counts as given.
     result = VcQueryResult{};
-    ASSERT_EQ(Query(decoderHandle, "rec/missing.vcr", 1, &result), 0);
+    ASSERT_EQ(Query(decoder, "rec/missing.vcr", 1, &result), 0);
     EXPECT_EQ(result.canLoad, 0);
     EXPECT_EQ(result.hasFrameCount, 1);
     EXPECT_EQ(result.frameCountLow, 0xFFFFFFFFu);
@@ -273,7 +240,7 @@ TEST_F(LegacyHostTest, QueryLevels) {
 TEST_F(LegacyHostTest, TwoDarlexDisplayNamesLoadWhateverTheCoreSays) {
     for (const char* name : {"Tecton Darlex (Tracked frames only)", "Tecton Darlex (All frames)",
                              "__LEGACY__ Tecton Darlex (All frames)"}) {
-        decoder.displayName = name;
+        codec.displayName = name;
         int named = 0;
         ASSERT_EQ(DecoderCollection_Create(nullptr, &named), 0);
         int host = 0;
@@ -305,20 +272,20 @@ TEST_F(LegacyHostTest, LoadMapsTheResultOfTheCoresOpen) {
     files.AddFile("rec/bad.vcr", std::string(64, 'x'));
     files.AddFile(Url, TwoCameras().Bytes());
     ASSERT_EQ(CreateDecoder(), 0);
-    EXPECT_EQ(Load("rec/missing.vcr"), CatastrophicFailure);
+    EXPECT_EQ(LoadWith("rec/missing.vcr"), CatastrophicFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 1");
-    EXPECT_EQ(Load("rec/bad.vcr"), GeneralFailure);
+    EXPECT_EQ(LoadWith("rec/bad.vcr"), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
     int count = -1;
-    EXPECT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    EXPECT_EQ(Decoder_GetTrackCount(decoder, &count), 0);
     EXPECT_EQ(count, 0);
 
     // The core reports a user abort as a normal failure, so the load never sees an abort result.
     VcQueryResult result{};
-    ASSERT_EQ(Query(decoderHandle, Url, 1, &result), 0); // leaves the abort hook in the format decoder
-    EXPECT_EQ(Load(Url, AlwaysAbort), GeneralFailure);
+    ASSERT_EQ(Query(decoder, Url, 1, &result), 0); // leaves the abort hook in the format decoder
+    EXPECT_EQ(LoadWith(Url, AlwaysAbort), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClientResult 0");
-    EXPECT_EQ(decoder.GetState(), DDS_IDLE);
+    EXPECT_EQ(codec.GetState(), DDS_IDLE);
 }
 
 TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheNewestHostsCallbacks) {
@@ -327,7 +294,7 @@ TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheNewestHostsCallbacks) {
     messagesSeen.clear();
     ASSERT_EQ(CreateDecoder(), 0);
     FileTesting::LogCapture log;
-    ASSERT_EQ(Load(Url, NeverAbort, SeeProgress, SeeMessage), 0);
+    ASSERT_EQ(LoadWith(Url, NeverAbort, SeeProgress, SeeMessage), 0);
     ASSERT_EQ(progressSeen.size(), 10u);
     for (size_t index = 0; index < progressSeen.size(); ++index) {
         EXPECT_DOUBLE_EQ(progressSeen[index], (index + 1) / 10.0);
@@ -338,14 +305,14 @@ TEST_F(LegacyHostTest, CoreProgressAndTextsReachTheNewestHostsCallbacks) {
     EXPECT_GE(std::count(messagesSeen.begin(), messagesSeen.end(), LogEvent), 2);
 
     // Only the newest host hears the core.
-    ASSERT_EQ(Decoder_Close(decoderHandle), 0);
+    ASSERT_EQ(Decoder_Close(decoder), 0);
     progressSeen.clear();
     messagesSeen.clear();
     int newer = 0;
     VcGuid other;
     ASSERT_TRUE(Vorn::ParseGuid("{CE01A3D4-5141-46a6-AB06-6AAFA85C60A1}", &other));
     ASSERT_EQ(Decoder_Create(collection, other, -1, -1, &newer), 0);
-    ASSERT_EQ(Load(Url, NeverAbort, SeeProgress, SeeMessage), 0);
+    ASSERT_EQ(LoadWith(Url, NeverAbort, SeeProgress, SeeMessage), 0);
     EXPECT_TRUE(progressSeen.empty());
     EXPECT_TRUE(messagesSeen.empty());
     EXPECT_EQ(Decoder_Release(newer), 0);
@@ -356,15 +323,15 @@ TEST_F(LegacyHostTest, CloseOrReleaseHandsTheSharedFormatDecoderBackIdle) {
     files.AddFile(Url, TwoCameras().Bytes());
     for (bool close : {true, false}) {
         ASSERT_EQ(CreateDecoder(), 0);
-        ASSERT_EQ(Load(), 0);
+        ASSERT_EQ(LoadWith(), 0);
         if (close) {
-            EXPECT_EQ(Decoder_Close(decoderHandle), 0);
+            EXPECT_EQ(Decoder_Close(decoder), 0);
         }
-        ASSERT_EQ(Decoder_Release(decoderHandle), 0);
-        decoderHandle = 0;
+        ASSERT_EQ(Decoder_Release(decoder), 0);
+        decoder = 0;
     }
     ASSERT_EQ(CreateDecoder(), 0);
-    EXPECT_EQ(Load(), 0);
+    EXPECT_EQ(LoadWith(), 0);
 }
 
 // Three cameras at an uneven pace, one damaged picture, which arrives black at its time, and three
@@ -384,30 +351,14 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
     }
     const char* url = "Export/Day1/clip.vcr";
     files.AddFile(url, recording.Bytes());
-    int autodetect = 0;
-    ASSERT_EQ(DecoderCollection_GetAutodetectCollection(collection, url, &autodetect), 0);
-    tried.clear();
-    int resources = -1;
-    VcDecoderInfoValue info{};
-    VcQueryResult query{};
-    ASSERT_EQ(DecoderCollection_Autodetect(autodetect, static_cast<int>(std::strlen(url)), url, SeeCandidate,
-                                           nullptr, nullptr, NeverAbort, &decoderHandle, &info, &query,
-                                           &resources),
-              0)
-        << RecordingTest::LastError();
-    EXPECT_EQ(tried, std::vector<std::string>{"Codec Recording"});
-    EXPECT_STREQ(info.name, "Codec Recording");
-    EXPECT_EQ(query.canLoad, 1);
-    EXPECT_EQ(query.frameCountLow, 15u);
-    EXPECT_EQ(resources, 0);
-    EXPECT_EQ(DecoderCollection_Release(autodetect), 0);
+    ASSERT_EQ(Autodetected(url, true), "Codec Recording");
 
     int count = 0;
-    ASSERT_EQ(Decoder_GetTrackCount(decoderHandle, &count), 0);
+    ASSERT_EQ(Decoder_GetTrackCount(decoder, &count), 0);
     EXPECT_EQ(count, 1);
-    EXPECT_EQ(Decoder_GetTrack(decoderHandle, 1, &track), GeneralFailure);
+    EXPECT_EQ(Decoder_GetTrack(decoder, 1, &track), GeneralFailure);
     EXPECT_EQ(LastErrorMessage(), "Failed to retrieve track\n");
-    ASSERT_EQ(Decoder_GetTrack(decoderHandle, 0, &track), 0);
+    ASSERT_EQ(Decoder_GetTrack(decoder, 0, &track), 0);
     VcTrackInfo trackInfo{};
     ASSERT_EQ(Track_GetInfo(track, &trackInfo), 0);
     ASSERT_EQ(trackInfo.streamCount, 4);
@@ -423,15 +374,12 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
                     {0, StreamAudio, "Microphone", RecordsOf(recording, 0, AudioRecord)}};
     for (int index = 0; index < 4; ++index) {
         const auto& channel = channels[index];
-        const int stream = StreamOf(track, index);
+        const int stream = StreamOf(index);
         VcStreamInfo info{};
         ASSERT_EQ(Stream_GetInfo(stream, &info), 0);
         ASSERT_EQ(info.streamNumber, channel.number);
         EXPECT_EQ(info.type, channel.type);
-        int size = 64;
-        std::string name(64, '\0');
-        Stream_GetName(stream, &size, name.data());
-        EXPECT_STREQ(name.c_str(), channel.name);
+        EXPECT_EQ(StreamName(stream), channel.name);
         ExpectSeeksFindTheChannelsRecord(stream, channel.own, channel.type == StreamVideo);
         if (channel.type == StreamAudio) {
             continue;
@@ -446,41 +394,35 @@ TEST_F(LegacyStreamTest, AutodetectedRecordingGivesBackEveryRecordOfEveryChannel
         ExpectEnd(stream, false);
         StepTo(stream, true, channel.own.front());
     }
-    int five = StreamOf(track, 1);
-    VcSample sample{};
-    ASSERT_EQ(Stream_GoToTime(five, SeekTo(TimeAt(18)), &sample), 0) << RecordingTest::LastError();
-    ExpectPicture(recording, sample, 6);
-    Stream_ReleaseSample(five, sample);
+    const int five = StreamOf(1);
+    ExpectPicture(GoTo(five, TimeAt(18)), 6);
     StepTo(five, false, 1);
+    VcSample sample{};
     ASSERT_EQ(Stream_GetNextSample(five, Request(0), &sample), 0);
     EXPECT_EQ(sample.uncompressedData, nullptr);
     EXPECT_EQ(sample.uncompressedSize, 8u * 6 * 3);
 
     // Sound arrives block by block with plain time flags.
-    const int sound = StreamOf(track, 3);
+    const int sound = StreamOf(3);
     for (size_t record : channels[3].own) {
-        ASSERT_EQ(Stream_GetNextSample(sound, Request(0), &sample), 0) << RecordingTest::LastError();
-        std::vector<uint8_t> block = recording.Payload(record);
-        ASSERT_EQ(sample.uncompressedSize, 6u);
-        EXPECT_TRUE(std::equal(block.begin(), block.end(), sample.uncompressedData));
-        EXPECT_EQ(sample.time.recordedTime, recording.records[record].time);
-        EXPECT_EQ(sample.time.zoneKnown, 1);
-        VcPublicAudioDescription description{};
-        ASSERT_EQ(Stream_GetAudioSampleDescription(sound, sample.descriptionHandle, &description), 0);
+        const Delivered block = Next(sound, false);
+        ASSERT_EQ(block.status, 0) << LastError();
+        EXPECT_EQ(block.data, recording.Payload(record));
+        EXPECT_EQ(block.time.recordedTime, recording.records[record].time);
+        EXPECT_EQ(block.time.zoneKnown, 1);
+        const VcPublicAudioDescription description = AudioDescription(sound, block);
         EXPECT_EQ(description.sampleRate, 8000);
         EXPECT_EQ(description.maxSampleBytes, 6);
         VcPublicVideoDescription wrong{};
-        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, sample.descriptionHandle, &wrong), InvalidHandle);
-        Stream_ReleaseSample(sound, sample);
+        EXPECT_EQ(Stream_GetVideoSampleDescription(sound, block.descriptionHandle, &wrong), InvalidHandle);
     }
     EXPECT_EQ(Stream_GetNextSample(sound, Request(), &sample), EndOfStreamAfterEnd);
 }
 
-// A request without abort callback is refused; an abort ends the call. The stream goes on from where it
-// stood.
 TEST_F(LegacyStreamTest, RefusedAndAbortedCallsLeaveTheStreamWhereItStood) {
-    LoadRecording(recording);
-    int zero = StreamOf(track, 0);
+    files.AddFile(Url, recording.Bytes());
+    ASSERT_EQ(Load(CodecRecordingDecoder::Guid, Url), 0) << LastError();
+    int zero = StreamOf(0);
     StepTo(zero, true, 0);
     VcSample sample{};
     EXPECT_EQ(Stream_GetNextSample(zero, Request(1, nullptr), &sample), InvalidArgument);
@@ -505,13 +447,14 @@ TEST_F(LegacyStreamTest, RefusedAndAbortedCallsLeaveTheStreamWhereItStood) {
 }
 
 TEST_F(LegacyStreamTest, CatastrophicFailureOfTheCoreEndsTheStep) {
-    LoadRecording(recording);
-    int zero = StreamOf(track, 0);
+    files.AddFile(Url, recording.Bytes());
+    ASSERT_EQ(Load(CodecRecordingDecoder::Guid, Url), 0) << LastError();
+    int zero = StreamOf(0);
     StepTo(zero, true, 0);
-    decoder.brokenFrame = 1; // the second frame of the index, the first of camera 2
+    codec.brokenFrame = 1; // the second frame of the index, the first of camera 2
     StepTo(zero, true, 2);
     VcSample sample{};
-    EXPECT_EQ(Stream_GetNextSample(StreamOf(track, 1), Request(), &sample), CatastrophicFailure);
+    EXPECT_EQ(Stream_GetNextSample(StreamOf(1), Request(), &sample), CatastrophicFailure);
     EXPECT_EQ(LastErrorMessage(), "FileClient failed catastrophically");
     EXPECT_EQ(sample.uncompressedData, nullptr);
 }

@@ -27,8 +27,14 @@ bool DecodeBytes(const Bytes& bytes, Packet& packet) {
     return packet.Decode(reader);
 }
 
-void ClearBit(Bytes& bytes, size_t at, int32_t bit) {
-    bytes.at(at) &= static_cast<uint8_t>(~(1u << bit));
+Bytes Broken(Bytes bytes, size_t at, uint8_t mask) {
+    bytes.at(at) &= mask;
+    return bytes;
+}
+
+Bytes Cut(Bytes bytes, size_t count) {
+    bytes.resize(bytes.size() - count);
+    return bytes;
 }
 
 const Bytes Payload = {1, 2, 3, 4, 5};
@@ -53,9 +59,7 @@ Bytes Break(const BrokenField& broken) {
         options.headerLength = broken.room;
         return Build(options);
     }
-    Bytes bytes = Build(options);
-    ClearBit(bytes, FieldsStart + broken.byte, broken.bit);
-    return bytes;
+    return Broken(Build(options), FieldsStart + broken.byte, static_cast<uint8_t>(~(1u << broken.bit)));
 }
 
 TEST(PacketTest, EveryOptionalFieldIsPassedOverToThePayload) {
@@ -101,13 +105,11 @@ TEST(PacketTest, EachFaultLogsItsReason) {
     prefix[2] = 2;
     Bytes streamId = good;
     streamId[3] = 0xBB;
-    Bytes length = good;
-    length.pop_back();
     const std::vector<std::pair<Bytes, const char*>> heads = {
         {Bytes{0, 0, 1, 0xE0, 0}, "too few bytes\n"},
         {prefix, "invalid packet start code prefix\n"},
         {streamId, "invalid streamId\n"},
-        {length, "too few remaining bytes\n"},
+        {Cut(good, 1), "too few remaining bytes\n"},
         {Break({"", {}, 40}), "too few remaining bytes\n"},
     };
     const BrokenField fields[] = {
@@ -164,12 +166,9 @@ TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
     EXPECT_EQ(reader.Position(), Packet::PackHeaderBytes + 5);
 
     // An MPEG-1 pack, cleared marker bits and a header cut short.
-    std::vector<Bytes> broken(5, PackHeader());
+    std::vector<Bytes> broken = {PackHeader(), Broken(PackHeader(), 4, 0xFB), Broken(PackHeader(), 6, 0xFB),
+                                 Broken(PackHeader(), 8, 0xFB), Cut(PackHeader(), 1)};
     broken[0][4] = 0x21;
-    ClearBit(broken[1], 4, 2);
-    ClearBit(broken[2], 6, 2);
-    ClearBit(broken[3], 8, 2);
-    broken[4].pop_back();
     LogCapture log;
     for (const Bytes& bad : broken) {
         PacketReader badReader(bad.data(), static_cast<int32_t>(bad.size()));
@@ -177,10 +176,6 @@ TEST(PacketTest, PackHeaderIsReadWithItsStuffing) {
     }
     EXPECT_EQ(log.Messages().size(), 5u);
     EXPECT_EQ(log.Messages().back(), Prefix + "too few bytes\n");
-}
-
-Bytes Filled(uint8_t value, size_t count) {
-    return Bytes(count, value);
 }
 
 Bytes Joined(std::initializer_list<Bytes> parts) {
@@ -191,35 +186,16 @@ Bytes Joined(std::initializer_list<Bytes> parts) {
     return bytes;
 }
 
-Bytes Broken(Bytes bytes, size_t at, uint8_t mask) {
-    bytes[at] &= mask;
-    return bytes;
-}
-
-Bytes Cut(Bytes bytes, size_t count) {
-    bytes.resize(bytes.size() - count);
-    return bytes;
-}
-
-PesOptions Timed(uint64_t pts, std::optional<uint64_t> dts = std::nullopt) {
-    PesOptions timed;
-    timed.pts = pts;
-    timed.dts = dts;
-    return timed;
-}
-
 // The payloads of one stream gathered across packs, system headers, other streams and padding;
 // reading ends quietly at a cut tail, junk, an end code or a broken pack or system header, and
 // with its reason at a broken packet.
 TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
-    const Bytes first = Joined({PackHeader(), PesPacket(0xE0, Filled(0x11, 40))});
-    const Bytes mixed =
-        Joined({PackHeader(0, 25200, 3), SystemHeader(), PesPacket(0xE0, Filled(0x11, 40), Timed(900, 600)),
-                PesPacket(0xC0, Filled(0x22, 30)), PackHeader(100), PesPacket(0xE0, Filled(0x33, 20)),
-                PesPacket(0xE1, Filled(0x44, 10)), PaddingPacket(16)});
-    const Bytes more = PesPacket(0xE0, Filled(0x33, 20));
-    const std::string cutText = "Packet::Decode failing because too few remaining bytes\n";
-    const std::string brokenText = "Packet::Decode failing because bits & 1 != 1 (29..15 of timestamp)\n";
+    const Bytes first = Joined({PackHeader(), PesPacket(0xE0, Bytes(40, 0x11))});
+    const Bytes mixed = Joined(
+        {PackHeader(0, 25200, 3), SystemHeader(), PesPacket(0xE0, Bytes(40, 0x11), {.pts = 900, .dts = 600}),
+         PesPacket(0xC0, Bytes(30, 0x22)), PackHeader(100), PesPacket(0xE0, Bytes(20, 0x33)),
+         PesPacket(0xE1, Bytes(10, 0x44)), PaddingPacket(16)});
+    const Bytes more = PesPacket(0xE0, Bytes(20, 0x33));
     const struct {
         Bytes bytes;
         uint8_t streamId;
@@ -227,21 +203,20 @@ TEST(GetStreamTest, GathersThePayloadsOfOneStreamUpToWhereReadingEnds) {
         std::string text;
         size_t stoppedAt;
     } cases[] = {
-        {mixed, 0xE0, Joined({Filled(0x11, 40), Filled(0x33, 20)}), "", mixed.size()},
-        {mixed, 0xC0, Filled(0x22, 30), "", mixed.size()},
-        {mixed, 0xE1, Filled(0x44, 10), "", mixed.size()},
+        {mixed, 0xE0, Joined({Bytes(40, 0x11), Bytes(20, 0x33)}), "", mixed.size()},
+        {mixed, 0xC0, Bytes(30, 0x22), "", mixed.size()},
+        {mixed, 0xE1, Bytes(10, 0x44), "", mixed.size()},
         {mixed, 0xE2, {}, "", mixed.size()},
-        {Joined({first, Cut(more, 5)}), 0xE0, Filled(0x11, 40), cutText, 0},
-        {Joined({first, Bytes{0x12, 0x34, 0x56, 0x78, 0x9A}, more}), 0xE0, Filled(0x11, 40), "",
-         first.size()},
-        {Joined({first, Bytes{0x00, 0x00, 0x01, 0xB9}, more}), 0xE0, Filled(0x11, 40), "", first.size()},
-        {Joined({first, Bytes{0, 0, 1}, more}), 0xE0, Filled(0x11, 40), "", first.size()},
-        {Joined({first, Broken(PesPacket(0xE0, Filled(0x33, 20), Timed(1234)), 11, 0xFE), more}), 0xE0,
-         Filled(0x11, 40), brokenText, 0},
-        {Joined({first, Broken(PackHeader(), 12, 0xFC), more}), 0xE0, Filled(0x11, 40),
+        {Joined({first, Cut(more, 5)}), 0xE0, Bytes(40, 0x11), Prefix + "too few remaining bytes\n", 0},
+        {Joined({first, Bytes{0x12, 0x34, 0x56, 0x78, 0x9A}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Bytes{0x00, 0x00, 0x01, 0xB9}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Bytes{0, 0, 1}, more}), 0xE0, Bytes(40, 0x11), "", first.size()},
+        {Joined({first, Broken(PesPacket(0xE0, Bytes(20, 0x33), {.pts = 1234}), 11, 0xFE), more}), 0xE0,
+         Bytes(40, 0x11), Prefix + "bits & 1 != 1 (29..15 of timestamp)\n", 0},
+        {Joined({first, Broken(PackHeader(), 12, 0xFC), more}), 0xE0, Bytes(40, 0x11),
          "Packet::Decode failing because bits & 3 != 3 (mux rate)\n", 0},
         {Joined({first, PackHeader(), Cut(SystemHeader(), SystemHeader().size() - 10)}), 0xE0,
-         Filled(0x11, 40), "", 0},
+         Bytes(40, 0x11), "", 0},
     };
     for (size_t index = 0; index < std::size(cases); ++index) {
         const auto& c = cases[index];

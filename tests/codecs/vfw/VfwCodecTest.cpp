@@ -43,6 +43,21 @@ struct CodecCase {
     bool globalHeader = false; // the stream headers in the format rather than in the first frame
 };
 
+// `count` moving test pictures encoded by libavcodec, the stream headers in `extradata` rather than
+// in the first frame when `globalHeader`; none where the encoder is missing.
+std::vector<std::vector<uint8_t>> Encode(const char* encoder, int width, int height, int count,
+                                         bool globalHeader, std::vector<uint8_t>* extradata = nullptr) {
+    CodecTest::VideoSettings video{
+        .encoder = encoder, .width = width, .height = height, .frames = count, .globalHeader = globalHeader};
+    if (video.encoder == "mjpeg") {
+        video.pixelFormat = AV_PIX_FMT_YUVJ420P;
+    }
+    if (video.encoder == "libx264") {
+        video.options = {{"preset", "ultrafast"}, {"crf", "16"}, {"tune", "zerolatency"}};
+    }
+    return CodecTest::EncodeClip(video, extradata);
+}
+
 // The moving test picture's sharp colour bars lose some of their edges to 4:2:0 chroma; a picture
 // upside down, shifted or with its colours swapped falls far below.
 constexpr double MinimumPsnr = 24.0;
@@ -74,25 +89,21 @@ struct Bridge {
     std::vector<uint8_t> dib;
 };
 
-void PrintTo(const CodecCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class VfwCodecs : public testing::TestWithParam<CodecCase> {};
 
 TEST_P(VfwCodecs, DecodesEveryFrameCloseToTheSource) {
     const CodecCase& c = GetParam();
-    EncodedStream stream;
-    if (!EncodeFrames(c.encoder, c.width, c.height, FrameCount, c.globalHeader, &stream)) {
+    std::vector<uint8_t> extradata;
+    const auto frames = Encode(c.encoder, c.width, c.height, FrameCount, c.globalHeader, &extradata);
+    if (frames.size() != FrameCount) {
         SKIP_OR_FAIL_FOR_MISSING(std::string("the encoder ") + c.encoder);
     }
-    std::vector<uint8_t> format =
-        BitmapFormat(c.width, c.height, FourCC(c.streamFourCC), 24, stream.extradata);
+    std::vector<uint8_t> format = BitmapFormat(c.width, c.height, FourCC(c.streamFourCC), 24, extradata);
     Bridge bridge;
     ASSERT_EQ(bridge.Begin(c.privateCode, format), 0);
-    ASSERT_TRUE(!c.globalHeader || !stream.extradata.empty());
+    ASSERT_TRUE(!c.globalHeader || !extradata.empty());
     for (int i = 0; i < FrameCount; ++i) {
-        const std::vector<uint8_t>& frame = stream.frames[static_cast<size_t>(i)];
+        const std::vector<uint8_t>& frame = frames[static_cast<size_t>(i)];
         ASSERT_EQ(bridge.Decode(frame, frame.size(), static_cast<uint32_t>(i)), 0) << "frame " << i;
         EXPECT_EQ(std::memcmp(bridge.frameFormat, bridge.outFormat, sizeof bridge.outFormat), 0);
         EXPECT_GT(
@@ -161,17 +172,16 @@ TEST(VfwCodecStreams, InitialiseLogsItsWayOrFindsNoDecoder) {
     }
 }
 
-// A frame cut short or damaged gives a black picture; the stream goes on at the next good frame.
 TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
     for (auto [encoder, fourCC] : {std::pair{"mpeg4", "XVID"}, std::pair{"libx264", "H264"}}) {
-        EncodedStream stream;
-        if (!EncodeFrames(encoder, 176, 144, 2, false, &stream)) {
+        const auto frames = Encode(encoder, 176, 144, 2, false);
+        if (frames.size() != 2) {
             continue;
         }
         Bridge bridge;
         ASSERT_EQ(bridge.Begin("lkz3", BitmapFormat(176, 144, FourCC(fourCC), 24)), 0);
         const std::vector<uint8_t> black(bridge.dib.size(), 0);
-        const std::vector<uint8_t>& key = stream.frames[0];
+        const std::vector<uint8_t>& key = frames[0];
         EXPECT_EQ(bridge.Decode(key, key.size() / 2), VFWDecoder::DecompressFailed) << encoder;
         EXPECT_EQ(bridge.dib, black);
         // Cut at every length, frames must never be read past their end.
@@ -181,7 +191,7 @@ TEST(VfwCodecStreams, DamagedFramesFailWithABlackPicture) {
         EXPECT_EQ(bridge.Decode(key, key.size()), 0) << encoder;
         EXPECT_GT(Psnr(bridge.TopDown(176, 144), CodecTest::MakeTestPicture(176, 144, 0).bgr), MinimumPsnr)
             << encoder;
-        const std::vector<uint8_t>& next = stream.frames[1];
+        const std::vector<uint8_t>& next = frames[1];
         EXPECT_EQ(bridge.Decode(next, next.size() * 2 / 3), VFWDecoder::DecompressFailed) << encoder;
         EXPECT_EQ(bridge.dib, black);
     }
@@ -453,7 +463,6 @@ TEST_F(VfwProtocol, CompressedAnswerLeavesDecodingOff) {
     EXPECT_EQ(Initialise(), 0);
 }
 
-// Every begin result but good fails and closes the driver; one that will not close is reported.
 TEST_F(VfwProtocol, BeginResultsOtherThanOkFail) {
     for (int32_t value : {2, -201, 5, -50}) {
         script = Script();
@@ -509,8 +518,6 @@ TEST_F(VfwProtocol, CloseAndDestructionEndDecompression) {
     EXPECT_EQ(log.Messages(),
               (std::vector<std::string>{"Decompress End returned : -100\n", "ICERR_ERROR\n",
                                         "Error in DECOMPRESS_END\n", "Error closing driver.\n"}));
-    EXPECT_EQ(script.ends, 1);
-    EXPECT_EQ(script.closes, 1);
     EXPECT_EQ(Decompress(), VFWDecoder::NotBegun);
     script = Script();
     {

@@ -116,10 +116,6 @@ template <class Adapter> std::function<std::unique_ptr<IppDecoder>()> Make() {
     return [] { return std::make_unique<Adapter>(); };
 }
 
-void PrintTo(const AdapterCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class VideoAdapters : public testing::TestWithParam<AdapterCase> {
 protected:
     void SetUp() override {
@@ -350,30 +346,21 @@ TEST(NarrowPicture, ExactBufferOfAnEightPixelWidePictureIsNotOverrunAndKeepsItsL
     EXPECT_GT(decoded, 0);
 }
 
-class H264AdapterTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!HasEncoder("libx264")) {
-            SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
-        }
+// Access units with length prefixes of four bytes and in-band parameter sets, of two bytes with
+// the sets in an AVC record, and with start codes and the sets in start-code configuration.
+TEST(H264AdapterTest, LengthPrefixesAndParameterSetsFromConfigurationDecodeAlike) {
+    if (!HasEncoder("libx264")) {
+        SKIP_OR_FAIL_FOR_MISSING("the libx264 encoder");
     }
-
-    static EncodedVideo Encode(bool globalHeader) {
+    auto encode = [](bool globalHeader) {
         VideoSettings settings = Video("libx264", 4);
         settings.globalHeader = globalHeader;
         EncodedVideo video;
         EXPECT_TRUE(EncodeVideo(settings, &video));
         return video;
-    }
-
-    IppDecoderH264 adapter;
-};
-
-// Access units with length prefixes of four bytes and in-band parameter sets, of two bytes with
-// the sets in an AVC record, and with start codes and the sets in start-code configuration.
-TEST_F(H264AdapterTest, LengthPrefixesAndParameterSetsFromConfigurationDecodeAlike) {
+    };
     for (bool globalHeader : {false, true}) {
-        EncodedVideo video = Encode(globalHeader);
+        EncodedVideo video = encode(globalHeader);
         const std::vector<Picture> reference = ReferenceDecode(AV_CODEC_ID_H264, video, false);
         ASSERT_EQ(reference.size(), video.frames.size());
         const int32_t lengthSize = globalHeader ? 2 : 4;
@@ -389,8 +376,9 @@ TEST_F(H264AdapterTest, LengthPrefixesAndParameterSetsFromConfigurationDecodeAli
         EXPECT_EQ(run.failures, 0);
         ExpectSamePictures(run.pictures, reference);
     }
-    EncodedVideo video = Encode(true);
+    EncodedVideo video = encode(true);
     ASSERT_FALSE(video.extradata.empty());
+    IppDecoderH264 adapter;
     ASSERT_TRUE(adapter.Initialise(Width, Height, 3, false, video.extradata.data(),
                                    static_cast<int32_t>(video.extradata.size())));
     ExpectSamePictures(DecodeAll(adapter, video.frames, Width, Height).pictures,
