@@ -76,6 +76,7 @@ protected:
     }
 
     IsoTest::TempFolder folder;
+    std::vector<Bytes> reference;
 };
 
 } // namespace AviTests
