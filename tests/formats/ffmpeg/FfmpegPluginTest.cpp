@@ -172,8 +172,7 @@ TEST_F(FfmpegPluginTest, DhavFramesCarryTheRecordersDateAndTime) {
     const auto played = WalkForward(VideoStream());
     ASSERT_EQ(played.size(), 30u);
     EXPECT_EQ(played[5].time.recordedTime, walked[5].time.recordedTime);
-    EXPECT_TRUE(
-        std::all_of(played[5].data.begin(), played[5].data.end(), [](uint8_t value) { return value == 0; }));
+    EXPECT_TRUE(IsBlack(played[5]));
     ExpectPicture(played[10], reference[10], 10);
 }
 
