@@ -98,7 +98,6 @@ TEST_F(AviMembersTest, GeoVisionTakesEachFramesTimeFromItsTextAndFailsOnTextsTha
         return TicksFromSystemTime(2021, 3, 4 + index / 3, 5, 6, index, index % 3 == 2 ? index : 0);
     });
 
-    // Texts that do not parse, and no text stream, fail the load with their texts.
     const std::pair<std::string, std::vector<const char*>> cases[] = {
         {"short", {"DecodeGeoVision: Decode Failure (meta data chunk found is wrong size)\n"}},
         {"CAM01 05 06 07 2021/3/4 end of text",
