@@ -72,10 +72,10 @@ protected:
         files.AddFile(path, bytes.data(), bytes.size());
     }
     // Creates the decoder of `guid` and loads `path` with it: the load's status.
+    int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
     // Success when the load of `path` fails and has logged `text`.
     testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path,
                                            const std::string& text);
-    int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
     // The name of the decoder autodetection picks for `path`, which must say it can load it, or the
     // last error when none does; the decoder is released again unless `keep`, which puts it and its
     // first track in place of the last.

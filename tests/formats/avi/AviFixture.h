@@ -50,7 +50,6 @@ protected:
         EXPECT_GE(CodecTest::Psnr(expected.data(), delivered.data.data(), expected.size()), MinimumPsnr)
             << "frame " << frame;
     }
-    // Every picture of the walk against ffmpeg's, in count and order.
     static void ExpectPictures(const std::vector<Delivered>& walked, const std::vector<Bytes>& reference) {
         ASSERT_EQ(walked.size(), reference.size());
         for (size_t frame = 0; frame < walked.size(); ++frame) {
@@ -76,6 +75,7 @@ protected:
     }
 
     IsoTest::TempFolder folder;
+    std::vector<Bytes> reference;
 };
 
 } // namespace AviTests

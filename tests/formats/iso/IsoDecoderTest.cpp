@@ -1,15 +1,11 @@
-// The phone decoders on files built here from the box layout, with MPEG-4 pictures encoded at
-// test time: the load's texts, the frame walk and what it reads, audio frame sizes, track choice;
-// files cut at every box boundary and between, and sample tables that promise more than the file
-// holds, which fail cleanly or give what they still hold. Vigilant exports built from the
-// recorder's layout: no "ftyp", a FILETIME creation time, the "free" box with camera texts and time
-// zone, and the field exports of 704 x 576. The box parser on payloads built here, for what the
-// walks do not reach: 64-bit chunk offsets, fixed and compact sample sizes, entries no recorder
-// writes.
+// The phone and Vigilant decoders on files built from the box layout around MPEG-4 pictures encoded
+// at test time; the box parser alone only for what no such file reaches.
 #include "core/time/TimeZoneInformation.h"
+#include "fixtures/iso/IsoBoxWriter.h"
+#include "fixtures/iso/IsoRecordings.h"
+#include "formats/RecorderChecks.h"
 #include "formats/iso/ISOMediaFile.h"
 #include "formats/iso/IsoBoxTypes.h"
-#include "formats/iso/IsoFormatFixture.h"
 
 #include <cstring>
 #include <set>
@@ -21,11 +17,57 @@
 #endif
 #endif
 
-using namespace IsoTests;
+using namespace FormatTests;
 using namespace IsoTest;
 using namespace Vorn::Vorncast::Decoders;
 
 namespace {
+
+constexpr const char* PhoneMp4Guid = "4A53EA3D-0A11-4dec-B9BD-E0EAF808EB31";
+constexpr const char* Phone3gpGuid = "CEABCACD-5446-41f9-94A2-3391B2C9F578";
+constexpr const char* VigilantGuid = "ACEA0A02-8FE5-4770-BBBD-6D6745371F80";
+
+// Recordings of one MPEG-4 clip encoded at test time, with the codec's own decoding of each frame.
+class IsoClipTest : public RecorderTest {
+protected:
+    void MakeClip(const ClipSettings& settings) {
+        ASSERT_TRUE(MakeMpeg4Clip(settings, &clip));
+        reference = CodecTest::ReferenceDecode(AV_CODEC_ID_MPEG4, clip.video, false);
+        ASSERT_EQ(reference.size(), clip.video.frames.size());
+    }
+
+    // Ticks from the first sample to sample `frame`: the deltas before it.
+    int64_t SampleTicks(size_t frame) const {
+        uint64_t units = 0;
+        for (size_t before = 0; before < frame; ++before) {
+            units += clip.track.deltas[before];
+        }
+        return static_cast<int64_t>(units * 10000000 / clip.track.timescale);
+    }
+
+    static void ExpectPicture(const Delivered& delivered, const CodecTest::Picture& expected, size_t frame) {
+        ASSERT_EQ(delivered.status, 0) << "frame " << frame << ": " << LastError();
+        ASSERT_EQ(delivered.data.size(), expected.Bytes());
+        EXPECT_GE(CodecTest::Psnr(expected, delivered.data.data()), 40.0) << "frame " << frame;
+    }
+
+    // The size and aspect of the frame's description.
+    void ExpectShape(int stream, const Delivered& frame, int width, int height, int aspectX, int aspectY) {
+        const VcPublicVideoDescription description = VideoDescription(stream, frame);
+        EXPECT_EQ(description.width, width);
+        EXPECT_EQ(description.height, height);
+        EXPECT_EQ(description.aspectNumerator, aspectX);
+        EXPECT_EQ(description.aspectDenominator, aspectY);
+    }
+
+    static bool IsBlack(const Bytes& picture) {
+        return !picture.empty() &&
+               std::all_of(picture.begin(), picture.end(), [](uint8_t byte) { return byte == 0; });
+    }
+
+    VideoClip clip;
+    std::vector<CodecTest::Picture> reference;
+};
 
 constexpr int64_t Created = 1600000000; // 2020-09-13 12:26:40 UTC
 
@@ -190,8 +232,7 @@ TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     WriteU32At(tiny, FindBox(tiny, "mdat"), 4);
     AddFile("tiny.mp4", tiny);
     EXPECT_EQ(Load(PhoneMp4Guid, "tiny.mp4"), VC_GeneralFailure);
-    EXPECT_NE(Load(PhoneMp4Guid, "missing.mp4"), 0);
-    EXPECT_TRUE(WasLogged("DecodeISOMedia File open failed\n"));
+    EXPECT_TRUE(LoadFailsWith(PhoneMp4Guid, "missing.mp4", "DecodeISOMedia File open failed\n"));
 }
 
 TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSampleAndOtherAudioDoesNotLoad) {
@@ -295,21 +336,6 @@ protected:
         }
         return file;
     }
-
-    // Steps through every frame of the loaded file: each one is delivered, none more.
-    std::vector<Delivered> EveryFrame() {
-        std::vector<Delivered> frames;
-        const int stream = VideoStream();
-        for (size_t step = 0; step <= clip.track.samples.size(); ++step) {
-            Delivered delivered = Next(stream);
-            if (delivered.status != 0) {
-                EXPECT_EQ(delivered.status, VC_EndOfStreamAfterEnd);
-                break;
-            }
-            frames.push_back(std::move(delivered));
-        }
-        return frames;
-    }
 };
 
 TEST_F(IsoDamagedFilesTest, SamplesRunningToTheEndGiveTheFramesThatTheCutFileStillHolds) {
@@ -323,7 +349,7 @@ TEST_F(IsoDamagedFilesTest, SamplesRunningToTheEndGiveTheFramesThatTheCutFileSti
             continue;
         }
         ASSERT_EQ(status, 0) << "cut at " << cut << ": " << LastError();
-        const std::vector<Delivered> frames = EveryFrame();
+        const std::vector<Delivered> frames = WalkForward(VideoStream());
         ASSERT_EQ(frames.size(), clip.track.samples.size()) << "cut at " << cut;
         size_t sampleEnd = samplesStart;
         for (size_t frame = 0; frame < frames.size(); ++frame) {
@@ -351,9 +377,9 @@ TEST_F(IsoDamagedFilesTest, SampleTablesThatPromiseMoreThanTheFileHolds) {
     WriteU32At(times, FindBox(times, "stts") + 12, 0x10000000);
     AddFile("times.mp4", times);
     ASSERT_EQ(Load(PhoneMp4Guid, "times.mp4"), 0) << LastError();
-    for (const Delivered& frame : EveryFrame()) {
-        EXPECT_EQ(frame.time.recordedTime, TicksFromUnix(Created));
-    }
+    ExpectRecordedTimes(WalkForward(VideoStream()), clip.track.samples.size(),
+                        [](size_t) { return TicksFromUnix(Created); });
+    EXPECT_EQ(Next(VideoStream()).status, VC_EndOfStreamAfterEnd);
 
     // One fixed size for far more samples than the file has: frames past the end come black.
     Bytes fixed = MovieFirst();
