@@ -109,10 +109,12 @@ int RecordingTest::StreamCount() {
 }
 
 testing::AssertionResult RecordingTest::LoadFailsWith(const char* guid, const std::string& path,
-                                                      const std::string& text) {
+                                                      const std::string& text, int status) {
     LoggedTexts().clear();
-    if (Load(guid, path) == 0) {
-        return testing::AssertionFailure() << path << " loaded, expected: " << text;
+    const int loaded = Load(guid, path);
+    if (loaded != status) {
+        return testing::AssertionFailure()
+               << path << " gave status " << loaded << ", expected " << status << " with: " << text;
     }
     if (!WasLogged(text)) {
         return testing::AssertionFailure() << path << " did not log: " << text;

@@ -73,9 +73,9 @@ protected:
     }
     // Creates the decoder of `guid` and loads `path` with it: the load's status.
     int Load(const char* guid, const std::string& path, int (*abort)() = NeverAbort);
-    // Success when the load of `path` fails and has logged `text`.
-    testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path,
-                                           const std::string& text);
+    // Success when the load of `path` fails with `status` and has logged `text`.
+    testing::AssertionResult LoadFailsWith(const char* guid, const std::string& path, const std::string& text,
+                                           int status = VC_GeneralFailure);
     // The name of the decoder autodetection picks for `path`, which must say it can load it, or the
     // last error when none does; the decoder is released again unless `keep`, which puts it and its
     // first track in place of the last.

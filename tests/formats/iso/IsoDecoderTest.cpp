@@ -232,7 +232,8 @@ TEST_F(IsoDecoderTest, DamagedFilesFailWithTheirText) {
     WriteU32At(tiny, FindBox(tiny, "mdat"), 4);
     AddFile("tiny.mp4", tiny);
     EXPECT_EQ(Load(PhoneMp4Guid, "tiny.mp4"), VC_GeneralFailure);
-    EXPECT_TRUE(LoadFailsWith(PhoneMp4Guid, "missing.mp4", "DecodeISOMedia File open failed\n"));
+    EXPECT_TRUE(LoadFailsWith(PhoneMp4Guid, "missing.mp4", "DecodeISOMedia File open failed\n",
+                              VC_CatastrophicFailure));
 }
 
 TEST_F(IsoDecoderTest, AmrAudioFrameBytesComeFromTheFramesPerSampleAndOtherAudioDoesNotLoad) {

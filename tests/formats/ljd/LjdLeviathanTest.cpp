@@ -103,13 +103,14 @@ TEST_F(LjdLeviathanTest, FramesDecodeThroughTheMakersLibraryOnItsThread) {
         {write("f", noIndex, WithByte(good.store, good.imageStarts[1] + 20, 0x10)),
          "LjdLeviathan Bad image size\n"},
         {write("e", noIndex, WithByte(good.store, good.imageStarts[1] + 15, 0)), "LjdLeviathan Bad time\n"},
-        {Path("none.vmb"), "LjdLeviathan Open failed\n"},
         {Path("rec.vmx"), "LjdLeviathan File extension not recognised\n"},
         {Path("rec_vmb"), "LjdLeviathan No file extension found\n"},
     };
     for (const auto& [path, text] : cases) {
         EXPECT_TRUE(LoadFailsWith(LjdGuid, path, text));
     }
+    EXPECT_TRUE(
+        LoadFailsWith(LjdGuid, Path("none.vmb"), "LjdLeviathan Open failed\n", VC_CatastrophicFailure));
 }
 
 } // namespace

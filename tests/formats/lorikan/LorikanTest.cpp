@@ -172,7 +172,7 @@ TEST_F(LorikanTest, IndexFramesDecodeExactlyAndDamagedIndexesFail) {
                 EXPECT_NE(Load(guid, index), 0);
                 EXPECT_FALSE(WasLogged(badHeader) || WasLogged(badFile));
                 add(recording.index, {});
-                EXPECT_TRUE(LoadFailsWith(guid, index, badFile));
+                EXPECT_TRUE(LoadFailsWith(guid, index, badFile, VC_CatastrophicFailure));
             } else {
                 add(recording.index, {});
                 ExpectInChildProcess([&] {
