@@ -23,6 +23,7 @@
 using namespace Vorn::Vorncast::Decoders;
 using namespace Vorn::Vorncast::Decoders::Testing;
 using FormatTests::Bytes;
+using FormatTests::GuidOf;
 using FormatTests::LoggedTexts;
 namespace Capi = Vorn::Vorncast::Decoders::MasDigitalCAPI;
 
@@ -34,12 +35,6 @@ constexpr const char* GenericAdv601Guid = "E2FA1771-9E5B-4349-94E2-018A2939E6EA"
 constexpr int64_t FortyMilliseconds = 400000;
 
 std::vector<double> reportedProgress;
-
-Vorn::Guid GuidOf(const char* text) {
-    Vorn::Guid guid;
-    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + text + "}", &guid));
-    return guid;
-}
 
 struct Frame {
     FileClientResult result = FCR_FAILURE;

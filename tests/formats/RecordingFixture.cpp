@@ -63,10 +63,8 @@ void RecordingTest::TearDown() {
 }
 
 int RecordingTest::Load(const char* guid, const std::string& path, int (*abort)()) {
-    VcGuid parsed{};
-    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + guid + "}", &parsed));
     ReleaseDecoder();
-    int status = Decoder_Create(collection, parsed, -1, -1, &decoder);
+    int status = Decoder_Create(collection, GuidOf(guid), -1, -1, &decoder);
     if (status != 0) {
         return status;
     }

@@ -17,6 +17,13 @@ namespace FormatTests {
 
 using Bytes = std::vector<uint8_t>;
 
+// A decoder's GUID as the tests write it, without braces.
+inline Vorn::Guid GuidOf(const char* text) {
+    Vorn::Guid guid{};
+    EXPECT_TRUE(Vorn::ParseGuid(std::string("{") + text + "}", &guid)) << text;
+    return guid;
+}
+
 inline std::vector<std::string>& LoggedTexts() {
     static std::vector<std::string> texts;
     return texts;

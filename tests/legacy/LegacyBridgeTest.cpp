@@ -24,6 +24,7 @@ using namespace Vorn::Vorncast;
 namespace {
 
 using FormatTests::Delivered;
+using FormatTests::GuidOf;
 using FormatTests::NeverAbort;
 using FormatTests::RecordingTest;
 
@@ -31,12 +32,6 @@ using FormatTests::RecordingTest;
 inline std::string LastErrorMessage() {
     std::string text = RecordingTest::LastError();
     return text.substr(0, text.rfind(" ("));
-}
-
-inline VcGuid RecordingGuid() {
-    VcGuid guid;
-    Vorn::ParseGuid(std::string("{") + CodecRecordingDecoder::Guid + "}", &guid);
-    return guid;
 }
 
 // Two cameras, 0 and 2, taking turns except at the end: ten pictures 40 ms apart.
@@ -87,7 +82,9 @@ protected:
         DecoderTable::Swap(Row, previous);
     }
 
-    int CreateDecoder() { return Decoder_Create(collection, RecordingGuid(), -1, -1, &decoder); }
+    int CreateDecoder() {
+        return Decoder_Create(collection, GuidOf(CodecRecordingDecoder::Guid), -1, -1, &decoder);
+    }
 
     // Loads `url` with the decoder already created.
     int LoadWith(const char* url = Url, VcAbortOperation abort = NeverAbort,
@@ -244,7 +241,7 @@ TEST_F(LegacyHostTest, TwoDarlexDisplayNamesLoadWhateverTheCoreSays) {
         int named = 0;
         ASSERT_EQ(DecoderCollection_Create(nullptr, &named), 0);
         int host = 0;
-        ASSERT_EQ(Decoder_Create(named, RecordingGuid(), -1, -1, &host), 0);
+        ASSERT_EQ(Decoder_Create(named, GuidOf(CodecRecordingDecoder::Guid), -1, -1, &host), 0);
         VcQueryResult result{};
         ASSERT_EQ(Query(host, Url, 1, &result), 0); // there is no file: the core says no
         EXPECT_EQ(result.canLoad, name[0] == 'T' ? 1 : 0) << name;
@@ -257,7 +254,7 @@ TEST_F(LegacyHostTest, DetailedQueryAndLoadNeedTheEntryInTheirCollection) {
     int early = 0;
     ASSERT_EQ(DecoderCollection_Create(nullptr, &early), 0);
     int host = 0;
-    ASSERT_EQ(Decoder_Create(early, RecordingGuid(), -1, -1, &host), 0);
+    ASSERT_EQ(Decoder_Create(early, GuidOf(CodecRecordingDecoder::Guid), -1, -1, &host), 0);
     ASSERT_EQ(DecoderCollection_Release(early), 0);
     VcQueryResult result{};
     EXPECT_EQ(Query(host, Url, 1, &result), InvalidHandle);
